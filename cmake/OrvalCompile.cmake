@@ -1,0 +1,29 @@
+# One place for how our own code is compiled: warnings, hardening, sanitizers, coverage.
+
+add_library(orval_compile INTERFACE)
+
+target_compile_options(orval_compile INTERFACE
+  -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wpedantic -Werror
+  -fstack-protector-strong)
+
+target_link_options(orval_compile INTERFACE LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
+
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+  target_compile_options(orval_compile INTERFACE -mbranch-protection=standard)
+elseif(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+  target_compile_options(orval_compile INTERFACE -fcf-protection)
+endif()
+
+if(ORVAL_SANITIZE)
+  target_compile_options(orval_compile INTERFACE
+    -fsanitize=${ORVAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  target_link_options(orval_compile INTERFACE -fsanitize=${ORVAL_SANITIZE})
+elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  # Fortified sources need optimisation, and sanitizers bring their own checks.
+  target_compile_options(orval_compile INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+
+if(ORVAL_COVERAGE)
+  target_compile_options(orval_compile INTERFACE -fprofile-instr-generate -fcoverage-mapping)
+  target_link_options(orval_compile INTERFACE -fprofile-instr-generate)
+endif()

@@ -1,0 +1,16 @@
+#include <dirent.h>
+
+#include <memory>
+
+#include "common/commonfunction.h"
+
+int32_t CommonFunction::find_dir_file(const char* path, std::vector<std::string>& names) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir(path), closedir);
+    if (directory == nullptr) {
+        return ORVAL_UNSUPPORTED;
+    }
+    while (const dirent* entry = readdir(directory.get())) {
+        names.emplace_back(entry->d_name);
+    }
+    return ORVAL_OK;
+}

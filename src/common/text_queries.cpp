@@ -1,0 +1,50 @@
+#include "common/commonfunction.h"
+
+namespace {
+
+constexpr const char* kItemNames[] = {"SignCert", "EncCert", "EncPriKey"};
+
+bool IsItemName(QRV::CString name) {
+    name.MakeUpper();
+    for (QRV::CString known : kItemNames) {
+        known.MakeUpper();
+        if (name == known) {
+            return true;
+        }
+    }
+    return false;
+}
+
+PackageType TypeOf(const QRV::CString& text) {
+    int32_t bracket = text.Find("(");
+    if (bracket <= 0) {
+        return PackageType::kSinglePkcs7;
+    }
+    int32_t item = 0;
+    while (IsItemName(text.Mid(item, bracket - item))) {
+        const int32_t separator = text.Find("|", bracket + 1);
+        if (separator < 0) {
+            return PackageType::kPackage;
+        }
+        item = separator + 1;
+        // No bracket gives -1 and with it an empty, unknown name.
+        bracket = text.Find("(", separator + 2);
+    }
+    return PackageType::kMalformed;
+}
+
+}  // namespace
+
+int32_t CommonFunction::GetSubStringCount(const std::string& strText, const std::string& strSub) {
+    const size_t step = strSub.empty() ? 1 : strSub.size();
+    int32_t count = 0;
+    for (size_t at = strText.find(strSub); at != std::string::npos;
+         at = strText.find(strSub, at + step)) {
+        ++count;
+    }
+    return count;
+}
+
+int32_t CommonFunction::GetBatchCertDataType(QRV::CString text) {
+    return static_cast<int32_t>(TypeOf(text));
+}

@@ -1,0 +1,44 @@
+#ifndef ORVAL_QRV_MEMORY_MANAGER_H
+#define ORVAL_QRV_MEMORY_MANAGER_H
+
+#include <cstddef>
+#include <cstdlib>
+
+#include "qrv/export.h"
+
+namespace QRV {
+
+// Where raw memory comes from. The operations do not throw: the string operations rely on it, and
+// an exception that escapes one of them ends the process.
+class ORVAL_QRV_EXPORT IQrvMemMgr {
+   public:
+    IQrvMemMgr() = default;
+    IQrvMemMgr(const IQrvMemMgr&) = delete;
+    IQrvMemMgr& operator=(const IQrvMemMgr&) = delete;
+    virtual ~IQrvMemMgr();
+
+    virtual void* Allocate(size_t size) noexcept = 0;
+    virtual void Free(void* block) noexcept = 0;
+    virtual void* Reallocate(void* block, size_t size) noexcept = 0;
+    virtual size_t GetSize(void* block) noexcept = 0;
+};
+
+// The process heap. Not synchronised: last_size_ is a plain field.
+class ORVAL_QRV_EXPORT CCRTHeap final : public IQrvMemMgr {
+   public:
+    ~CCRTHeap() override;
+
+    void* Allocate(size_t size) noexcept override;
+    void Free(void* block) noexcept override;
+    void* Reallocate(void* block, size_t size) noexcept override;
+    // The size of the most recent request, whatever `block` is: callers compare it with the
+    // request they have just made.
+    size_t GetSize(void* block) noexcept override;
+
+   private:
+    size_t last_size_ = 0;
+};
+
+}  // namespace QRV
+
+#endif

@@ -1,0 +1,234 @@
+#ifndef ORVAL_QRV_STRING_H
+#define ORVAL_QRV_STRING_H
+
+#include <cctype>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+#include "qrv/process_objects.h"
+#include "qrv/simple_buffer.h"
+
+namespace QRV {
+
+// What the string class asks of a character type. Characters count as unsigned, as on the target,
+// so that every architecture classifies each byte alike.
+template <typename T>
+struct ChTraitsEx {
+    static bool IsSpace(T c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+    static T ToUpper(T c) {
+        return static_cast<T>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    static int32_t Length(const T* psz) {
+        const size_t length = std::strlen(psz);
+        if (length > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
+            QrvThrow(kInvalidArgument);
+        }
+        return static_cast<int32_t>(length);
+    }
+};
+
+// Where the strings of one kind take their buffers from.
+template <typename T, typename CharTraits>
+struct StrTraitQRV : CharTraits {
+    static IQrvBufferMgr* DefaultManager() noexcept { return _qrvBufferManager; }
+};
+
+// Text on top of CSimpleBufferT. All text handling of the library is written in it.
+//
+//     CString record = description.Tokenize("|", position);
+//     record.TrimSpace();
+//     record.MakeUpper();
+template <typename T, typename Traits>
+class ORVAL_QRV_EXPORT CStringT : public CSimpleBufferT<T> {
+    using Buffer = CSimpleBufferT<T>;
+    using View = std::basic_string_view<T>;
+
+   public:
+    CStringT() : Buffer(Traits::DefaultManager()) {}
+
+    // A copy of `psz`; a null or empty one gives the empty string.
+    CStringT(const T* psz);  // NOLINT(google-explicit-constructor): texts are strings
+
+    // `n` characters, which may contain NUL; the bounds are those of CSimpleBufferT.
+    CStringT(const T* p, int32_t n) : Buffer(p, n, Traits::DefaultManager()) {}
+    CStringT(const T* p, int32_t n, IQrvBufferMgr* mgr) : Buffer(p, n, mgr) {}
+
+    // At most nCount characters from iFirst on, both clipped to the text. The whole text shares
+    // this string's block.
+    CStringT Mid(int32_t iFirst, int32_t nCount) const;
+
+    // Replaces each occurrence of pszOld, left to right and never inside what was just put in.
+    // Embedded NUL characters do not end the search. Returns the number of replacements. The
+    // texts must not lie in this string.
+    int32_t Replace(const T* pszOld, const T* pszNew);
+
+    // The next token from `position`: delimiters there are skipped, the token ends before the next
+    // one and `position` moves behind that (one past the end of the text if there was none).
+    // Nothing left: an empty token, and `position` becomes -1.
+    CStringT Tokenize(const T* pszDelimiters, int32_t& position) const;
+
+    void TrimSpace();
+    void MakeUpper();
+
+    CStringT& operator+=(const CStringT& other);
+    CStringT& operator+=(const T* psz);
+
+    // Index of the first `text` at or behind `start`, or -1; also -1 for a start beyond the end.
+    int32_t Find(const T* text, int32_t start = 0) const;
+
+    bool operator==(const CStringT& other) const { return AsView() == other.AsView(); }
+    bool operator!=(const CStringT& other) const { return !(*this == other); }
+
+   private:
+    View AsView() const {
+        return View(this->GetString(), static_cast<size_t>(this->GetLength()));
+    }
+    static int32_t Occurrences(View text, View pattern);
+    static int32_t ReplacedLength(int32_t length, int32_t count, View from, View to);
+};
+
+template <typename T, typename Traits>
+CStringT<T, Traits>::CStringT(const T* psz) : Buffer(Traits::DefaultManager()) {
+    if (psz != nullptr) {
+        this->Append(psz, Traits::Length(psz));
+    }
+}
+
+template <typename T, typename Traits>
+CStringT<T, Traits> CStringT<T, Traits>::Mid(int32_t iFirst, int32_t nCount) const {
+    const int32_t length = this->GetLength();
+    const int32_t first = std::min(std::max(iFirst, 0), length);
+    const int32_t count = std::min(std::max(nCount, 0), length - first);
+    if (iFirst <= 0 && count == length) {
+        return *this;
+    }
+    return CStringT(this->GetString() + first, count, this->Data()->manager->Clone());
+}
+
+template <typename T, typename Traits>
+int32_t CStringT<T, Traits>::Occurrences(View text, View pattern) {
+    int32_t count = 0;
+    for (size_t at = text.find(pattern); at != View::npos;
+         at = text.find(pattern, at + pattern.size())) {
+        ++count;
+    }
+    return count;
+}
+
+template <typename T, typename Traits>
+int32_t CStringT<T, Traits>::ReplacedLength(int32_t length, int32_t count, View from, View to) {
+    const int64_t growth = static_cast<int64_t>(to.size()) - static_cast<int64_t>(from.size());
+    // One occurrence is at least one character, so the product stays within 64 bits.
+    const int64_t result = length + count * growth;
+    if (result > std::numeric_limits<int32_t>::max()) {
+        QrvThrow(kInvalidArgument);
+    }
+    return static_cast<int32_t>(result);
+}
+
+template <typename T, typename Traits>
+int32_t CStringT<T, Traits>::Replace(const T* pszOld, const T* pszNew) {
+    if (pszOld == nullptr || *pszOld == T{}) {
+        return 0;
+    }
+    const View from(pszOld);
+    const View to = pszNew == nullptr ? View() : View(pszNew);
+    const int32_t count = Occurrences(AsView(), from);
+    if (count == 0) {
+        return 0;
+    }
+    const int32_t length = this->GetLength();
+    const int32_t new_length = ReplacedLength(length, count, from, to);
+    const int32_t room = std::max(length, new_length);
+    T* target = this->GetBuffer(room);
+
+    // The old text moves to the end of the room; the new text is then written from the front in
+    // one pass and never overtakes it, so the work stays linear in the length.
+    const T* source = target + (room - length);
+    std::memmove(target + (room - length), target, static_cast<size_t>(length));
+    View rest(source, static_cast<size_t>(length));
+    for (size_t at = rest.find(from); at != View::npos; at = rest.find(from)) {
+        std::memmove(target, rest.data(), at);
+        target += at;
+        if (!to.empty()) {
+            std::memcpy(target, to.data(), to.size());
+            target += to.size();
+        }
+        rest.remove_prefix(at + from.size());
+    }
+    std::memmove(target, rest.data(), rest.size());
+    this->SetLength(new_length);
+    return count;
+}
+
+template <typename T, typename Traits>
+CStringT<T, Traits> CStringT<T, Traits>::Tokenize(const T* pszDelimiters,
+                                                  int32_t& position) const {
+    const View text = AsView();
+    const View delimiters(pszDelimiters);
+    const size_t start =
+        position < 0 ? View::npos : text.find_first_not_of(delimiters, static_cast<size_t>(position));
+    if (start == View::npos) {
+        position = -1;
+        return CStringT();
+    }
+    const size_t end = std::min(text.find_first_of(delimiters, start), text.size());
+    position = static_cast<int32_t>(end) + 1;
+    return Mid(static_cast<int32_t>(start), static_cast<int32_t>(end - start));
+}
+
+template <typename T, typename Traits>
+void CStringT<T, Traits>::TrimSpace() {
+    const T* text = this->GetString();
+    int32_t first = 0;
+    int32_t end = this->GetLength();
+    while (first < end && Traits::IsSpace(text[first])) {
+        ++first;
+    }
+    while (end > first && Traits::IsSpace(text[end - 1])) {
+        --end;
+    }
+    if (end - first == this->GetLength()) {
+        return;
+    }
+    T* target = this->GetBuffer(this->GetLength());
+    std::memmove(target, target + first, static_cast<size_t>(end - first));
+    this->SetLength(end - first);
+}
+
+template <typename T, typename Traits>
+void CStringT<T, Traits>::MakeUpper() {
+    const int32_t length = this->GetLength();
+    T* text = this->GetBuffer(length);
+    std::transform(text, text + length, text, Traits::ToUpper);
+}
+
+template <typename T, typename Traits>
+CStringT<T, Traits>& CStringT<T, Traits>::operator+=(const CStringT& other) {
+    this->Append(other.GetString(), other.GetLength());
+    return *this;
+}
+
+template <typename T, typename Traits>
+CStringT<T, Traits>& CStringT<T, Traits>::operator+=(const T* psz) {
+    this->Append(psz, Traits::Length(psz));
+    return *this;
+}
+
+template <typename T, typename Traits>
+int32_t CStringT<T, Traits>::Find(const T* text, int32_t start) const {
+    const size_t at = start < 0 ? View::npos : AsView().find(text, static_cast<size_t>(start));
+    return at == View::npos ? -1 : static_cast<int32_t>(at);
+}
+
+using CString = CStringT<char, StrTraitQRV<char, ChTraitsEx<char>>>;
+
+static_assert(sizeof(CString) == sizeof(void*), "a string object is one pointer");
+
+extern template class CStringT<char, StrTraitQRV<char, ChTraitsEx<char>>>;
+
+}  // namespace QRV
+
+#endif
