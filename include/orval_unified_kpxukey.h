@@ -68,8 +68,8 @@ ORVAL_API int32_t Batch_Sign(int32_t nFlags, const char* szSN, int32_t nParam3, 
                              int32_t nParam8, int32_t nParam9, const char* szBatch,
                              int32_t nParam11, char* pszOutput, int32_t* pnOutputLen);
 
-ORVAL_API int32_t AsymDec(const char* szSN, int32_t nParam1, uint32_t nParam2,
-                          const char* szCipher, char* pszPlain, int32_t* pnPlainLen);
+ORVAL_API int32_t AsymDec(const char* szSN, int32_t nParam1, uint32_t nParam2, const char* szCipher,
+                          char* pszPlain, int32_t* pnPlainLen);
 
 ORVAL_API int32_t GetCert(const char* szSN, int32_t nParam1, int32_t nParam2, char* pszCert,
                           int32_t* pnCertLen);

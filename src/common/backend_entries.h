@@ -23,55 +23,54 @@ static_assert(sizeof(RequestEntry) == 32 && offsetof(RequestEntry, merged) == 24
 // members, its binding, the typed calls and the tests are all made from this list. Texts that an
 // entry hands over through a char** are allocated with array new and belong to the caller; the
 // text of X_ErrorConvert_UOS stays the back-end's.
-#define ORVAL_BACKEND_ENTRIES(X)                                                                  \
-    X(0, CheckDeviceEx, int32_t,                                                                  \
-      (uint32_t * value, _S_DEV_CONFIG * config, int32_t one, char* serial_number_1024))          \
-    X(1, GetLabel, int32_t, (char* serial_number, char* label_512))                               \
-    X(2, SetLabel, int32_t, (const char* first, const char* second))                              \
-    X(3, ChangePin, int32_t, (const char* serial_number))                                         \
-    X(4, CustInitCard, int32_t,                                                                   \
-      (const char* serial_number, int32_t flag, void* parameter, int32_t zero))                   \
-    X(5, GMCreatePKCS10, int32_t,                                                                 \
-      (const char* serial_number, int32_t cert_type, int32_t key_type, int32_t hash_type,         \
-       char** request, void* null_pointer, int32_t zero))                                         \
-    X(6, GMWritePKCS7, int32_t, (const char* serial_number, char* pkcs7, QRV::CString& output))   \
-    X(7, GetCertInfo, int32_t,                                                                    \
-      (const char* serial_number, int32_t param1, int32_t param2, char* certificate,              \
-       int32_t* length))                                                                          \
-    X(8, GM_GetCertDN, int32_t,                                                                   \
-      (const char* serial_number, int32_t param1, int32_t param2, char* name_1024))               \
-    X(9, UOS_SetCharset, int32_t, (const char* second, const char* first))                        \
-    X(10, UOS_SetLanguage, int32_t, (const char* second, const char* first))                      \
-    X(11, SetWarningMsg, int32_t, (const char* serial_number, const char* warning))               \
-    X(12, GMUsbKeyCriticalSign, int32_t,                                                          \
-      (const char* serial_number, int64_t param1, int64_t param2, const char* data,               \
-       char* signature, int32_t* length))                                                         \
-    X(13, GetMediaID, int32_t, (void))                                                            \
-    X(14, GM_RemoveUserPin, int32_t, (void))                                                      \
-    X(15, GMImportPriKey, int32_t, (const char* serial_number, char* key_1024, int32_t zero))     \
-    X(16, GMUsbKeyCommonSign, int32_t,                                                            \
-      (const char* serial_number, int64_t param1, int64_t param2, const char* data,               \
-       int64_t param3, char* signature, int32_t* length))                                         \
-    X(17, GMUSBKeyAsymDec2, int32_t,                                                              \
-      (const char* serial_number, int64_t param1, uint32_t param2, const char* cipher,            \
-       char* plain, int32_t* length))                                                             \
-    X(18, GMCreatePKCS10Ex, int32_t,                                                              \
-      (const char* serial_number, RequestEntry* entry, char** request, int32_t one,               \
-       void* null_pointer, int32_t zero))                                                         \
-    X(19, X_ErrorConvert_UOS, const char*, (int64_t code))                                        \
-    X(20, DelCertAndTempKey, int32_t,                                                             \
-      (const char* serial_number, int32_t param1, int32_t param2))                                \
-    X(21, VerifyPIN, int32_t, (const char* serial_number))                                        \
-    X(22, VerifyAndCachePin, int32_t, (const char* serial_number, intptr_t param))                \
-    X(23, GetPinInfo, int32_t, (const char* serial_number, void* info, int32_t* length))          \
-    X(24, GetCertInfo_UOS, int32_t,                                                               \
-      (const char* serial_number, intptr_t selector, void* info, int32_t* length))                \
-    X(25, SetData, int32_t, (const char* serial_number, int32_t index, const char* data))         \
-    X(26, GetData, int32_t, (const char* serial_number, int32_t index, char* data_260))           \
-    X(27, Batch_Sign, int32_t,                                                                    \
-      (int32_t flags, const char* serial_number, int32_t param3, int32_t param4,                  \
-       const char* text, const void* param6, int64_t param7, int32_t param8, int32_t param9,      \
-       const char* batch, int32_t param11, char* output, int32_t* length))                        \
+#define ORVAL_BACKEND_ENTRIES(X)                                                                   \
+    X(0, CheckDeviceEx, int32_t,                                                                   \
+      (uint32_t * value, _S_DEV_CONFIG * config, int32_t one, char* serial_number_1024))           \
+    X(1, GetLabel, int32_t, (char* serial_number, char* label_512))                                \
+    X(2, SetLabel, int32_t, (const char* first, const char* second))                               \
+    X(3, ChangePin, int32_t, (const char* serial_number))                                          \
+    X(4, CustInitCard, int32_t,                                                                    \
+      (const char* serial_number, int32_t flag, void* parameter, int32_t zero))                    \
+    X(5, GMCreatePKCS10, int32_t,                                                                  \
+      (const char* serial_number, int32_t cert_type, int32_t key_type, int32_t hash_type,          \
+       char** request, void* null_pointer, int32_t zero))                                          \
+    X(6, GMWritePKCS7, int32_t, (const char* serial_number, char* pkcs7, QRV::CString& output))    \
+    X(7, GetCertInfo, int32_t,                                                                     \
+      (const char* serial_number, int32_t param1, int32_t param2, char* certificate,               \
+       int32_t* length))                                                                           \
+    X(8, GM_GetCertDN, int32_t,                                                                    \
+      (const char* serial_number, int32_t param1, int32_t param2, char* name_1024))                \
+    X(9, UOS_SetCharset, int32_t, (const char* second, const char* first))                         \
+    X(10, UOS_SetLanguage, int32_t, (const char* second, const char* first))                       \
+    X(11, SetWarningMsg, int32_t, (const char* serial_number, const char* warning))                \
+    X(12, GMUsbKeyCriticalSign, int32_t,                                                           \
+      (const char* serial_number, int64_t param1, int64_t param2, const char* data,                \
+       char* signature, int32_t* length))                                                          \
+    X(13, GetMediaID, int32_t, (void))                                                             \
+    X(14, GM_RemoveUserPin, int32_t, (void))                                                       \
+    X(15, GMImportPriKey, int32_t, (const char* serial_number, char* key_1024, int32_t zero))      \
+    X(16, GMUsbKeyCommonSign, int32_t,                                                             \
+      (const char* serial_number, int64_t param1, int64_t param2, const char* data,                \
+       int64_t param3, char* signature, int32_t* length))                                          \
+    X(17, GMUSBKeyAsymDec2, int32_t,                                                               \
+      (const char* serial_number, int64_t param1, uint32_t param2, const char* cipher,             \
+       char* plain, int32_t* length))                                                              \
+    X(18, GMCreatePKCS10Ex, int32_t,                                                               \
+      (const char* serial_number, RequestEntry* entry, char** request, int32_t one,                \
+       void* null_pointer, int32_t zero))                                                          \
+    X(19, X_ErrorConvert_UOS, const char*, (int64_t code))                                         \
+    X(20, DelCertAndTempKey, int32_t, (const char* serial_number, int32_t param1, int32_t param2)) \
+    X(21, VerifyPIN, int32_t, (const char* serial_number))                                         \
+    X(22, VerifyAndCachePin, int32_t, (const char* serial_number, intptr_t param))                 \
+    X(23, GetPinInfo, int32_t, (const char* serial_number, void* info, int32_t* length))           \
+    X(24, GetCertInfo_UOS, int32_t,                                                                \
+      (const char* serial_number, intptr_t selector, void* info, int32_t* length))                 \
+    X(25, SetData, int32_t, (const char* serial_number, int32_t index, const char* data))          \
+    X(26, GetData, int32_t, (const char* serial_number, int32_t index, char* data_260))            \
+    X(27, Batch_Sign, int32_t,                                                                     \
+      (int32_t flags, const char* serial_number, int32_t param3, int32_t param4, const char* text, \
+       const void* param6, int64_t param7, int32_t param8, int32_t param9, const char* batch,      \
+       int32_t param11, char* output, int32_t* length))                                            \
     X(28, SetCachePinFlag, int32_t, (const char* serial_number, intptr_t flag))
 
 #endif

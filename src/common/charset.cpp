@@ -15,7 +15,9 @@ constexpr uint32_t kSpareBytes = 10;
 // Every UTF-8 sequence of n bytes becomes at most 2n bytes of GB18030.
 constexpr uint32_t kLargestGrowth = 2;
 
-int32_t Outcome(uint32_t length) { return length != 0 ? 0 : kNothingConverted; }
+int32_t Outcome(uint32_t length) {
+    return length != 0 ? 0 : kNothingConverted;
+}
 
 // Converts in place of the text. What iconv answers is not looked at: it stops at the first bad
 // sequence, and what it made until then is the result. A descriptor that failed to open makes

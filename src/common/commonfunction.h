@@ -16,7 +16,7 @@
 // One instance serves the process; binding is not synchronised and needs no lock, because binding
 // twice stores the same values.
 class __attribute__((visibility("default"))) CommonFunction {
-   public:
+ public:
     // Empties slot 29 alone: the rest of a static object is zero already.
     CommonFunction();
     // Leaves the library loaded and the slots set: a client's exit handler may still call.
@@ -72,8 +72,9 @@ class __attribute__((visibility("default"))) CommonFunction {
 
 static_assert(sizeof(CommonFunction) == 30 * sizeof(void*), "30 pointer-sized slots");
 static_assert(offsetof(CommonFunction, handle) == 29 * sizeof(void*), "the handle is slot 29");
-#define ORVAL_SLOT_POSITION(slot, name, result, arguments) \
-    static_assert(offsetof(CommonFunction, name) == (slot) * sizeof(void*), #name " is slot " #slot);
+#define ORVAL_SLOT_POSITION(slot, name, result, arguments)                  \
+    static_assert(offsetof(CommonFunction, name) == (slot) * sizeof(void*), \
+                  #name " is slot " #slot);
 ORVAL_BACKEND_ENTRIES(ORVAL_SLOT_POSITION)
 #undef ORVAL_SLOT_POSITION
 

@@ -52,7 +52,9 @@ void WriteHeader(FILE* file, const char* name, const Moment& now, long fraction)
     std::fprintf(file, "(Process is %d, thread is %d)\r\n\t[", getpid(), thread);
 }
 
-void WriteEnd(FILE* file) { std::fputs("]\r\n", file); }
+void WriteEnd(FILE* file) {
+    std::fputs("]\r\n", file);
+}
 
 }  // namespace
 

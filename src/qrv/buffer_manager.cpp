@@ -17,7 +17,9 @@ size_t BlockSize(uint32_t characters, int32_t character_size) {
     return sizeof(CBufferData) + static_cast<size_t>(character_size) * characters;
 }
 
-int32_t CapacityOf(uint32_t characters) { return static_cast<int32_t>(characters - 1U); }
+int32_t CapacityOf(uint32_t characters) {
+    return static_cast<int32_t>(characters - 1U);
+}
 
 }  // namespace
 
@@ -41,7 +43,9 @@ CBufferData* CQrvBufferMgr::Allocate(int32_t nLength, int32_t nCharSize) noexcep
     return data;
 }
 
-void CQrvBufferMgr::Free(CBufferData* data) noexcept { memory_->Free(data); }
+void CQrvBufferMgr::Free(CBufferData* data) noexcept {
+    memory_->Free(data);
+}
 
 CBufferData* CQrvBufferMgr::Reallocate(CBufferData* data, int32_t nLength,
                                        int32_t nCharSize) noexcept {
@@ -60,6 +64,8 @@ CBufferData* CQrvBufferMgr::GetNilBuffer() noexcept {
     return &nil_;
 }
 
-IQrvBufferMgr* CQrvBufferMgr::Clone() noexcept { return this; }
+IQrvBufferMgr* CQrvBufferMgr::Clone() noexcept {
+    return this;
+}
 
 }  // namespace QRV

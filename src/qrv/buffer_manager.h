@@ -28,7 +28,7 @@ static_assert(sizeof(CBufferData) == 24 && offsetof(CBufferData, length) == 8 &&
 
 // Where buffers come from. As with IQrvMemMgr, the operations do not throw.
 class ORVAL_QRV_EXPORT IQrvBufferMgr {
-   public:
+ public:
     IQrvBufferMgr() = default;
     IQrvBufferMgr(const IQrvBufferMgr&) = delete;
     IQrvBufferMgr& operator=(const IQrvBufferMgr&) = delete;
@@ -48,7 +48,7 @@ class ORVAL_QRV_EXPORT IQrvBufferMgr {
 
 // Buffers rounded up to eight characters, from a memory manager.
 class ORVAL_QRV_EXPORT CQrvBufferMgr final : public IQrvBufferMgr {
-   public:
+ public:
     explicit CQrvBufferMgr(IQrvMemMgr* memory) noexcept;
     ~CQrvBufferMgr() override;
 
@@ -59,7 +59,7 @@ class ORVAL_QRV_EXPORT CQrvBufferMgr final : public IQrvBufferMgr {
     CBufferData* GetNilBuffer() noexcept override;
     IQrvBufferMgr* Clone() noexcept override;
 
-   private:
+ private:
     IQrvMemMgr* memory_;
     CBufferData nil_;
     char nil_characters_[8];

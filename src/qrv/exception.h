@@ -13,11 +13,11 @@ constexpr int32_t kInvalidArgument = static_cast<int32_t>(0x80070057);
 // The one exception of the string library: a code and nothing else. Its type information is
 // exported, because it may leave an exported function and a client may want to catch it.
 class ORVAL_QRV_EXPORT CQrvException final {
-   public:
+ public:
     explicit CQrvException(int32_t code) noexcept : code_(code) {}
     int32_t Code() const noexcept { return code_; }
 
-   private:
+ private:
     int32_t code_;
 };
 

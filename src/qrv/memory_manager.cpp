@@ -21,6 +21,8 @@ void* CCRTHeap::Reallocate(void* block, size_t size) noexcept {
     return std::realloc(block, size);
 }
 
-size_t CCRTHeap::GetSize(void* /*block*/) noexcept { return last_size_; }
+size_t CCRTHeap::GetSize(void* /*block*/) noexcept {
+    return last_size_;
+}
 
 }  // namespace QRV

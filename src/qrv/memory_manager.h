@@ -11,7 +11,7 @@ namespace QRV {
 // Where raw memory comes from. The operations do not throw: the string operations rely on it, and
 // an exception that escapes one of them ends the process.
 class ORVAL_QRV_EXPORT IQrvMemMgr {
-   public:
+ public:
     IQrvMemMgr() = default;
     IQrvMemMgr(const IQrvMemMgr&) = delete;
     IQrvMemMgr& operator=(const IQrvMemMgr&) = delete;
@@ -25,7 +25,7 @@ class ORVAL_QRV_EXPORT IQrvMemMgr {
 
 // The process heap. Not synchronised: last_size_ is a plain field.
 class ORVAL_QRV_EXPORT CCRTHeap final : public IQrvMemMgr {
-   public:
+ public:
     ~CCRTHeap() override;
 
     void* Allocate(size_t size) noexcept override;
@@ -35,7 +35,7 @@ class ORVAL_QRV_EXPORT CCRTHeap final : public IQrvMemMgr {
     // request they have just made.
     size_t GetSize(void* block) noexcept override;
 
-   private:
+ private:
     size_t last_size_ = 0;
 };
 

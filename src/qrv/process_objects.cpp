@@ -15,7 +15,9 @@ IQrvBufferMgr* _qrvBufferManager = &g_bufmgr;
 void DoInitialization() {}
 void DoCleanup() {}
 
-void QrvThrow(int32_t code) { throw CQrvException(code); }
+void QrvThrow(int32_t code) {
+    throw CQrvException(code);
+}
 
 template class CSimpleBufferT<char>;
 template class CSimpleBufferT<unsigned char>;

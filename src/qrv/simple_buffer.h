@@ -25,7 +25,7 @@ template <typename T>
 class ORVAL_QRV_EXPORT CSimpleBufferT {
     static_assert(sizeof(T) == 1, "lengths and bytes are used interchangeably");
 
-   public:
+ public:
     // An empty buffer, sharing the manager's nil buffer.
     explicit CSimpleBufferT(IQrvBufferMgr* mgr) { Attach(mgr->GetNilBuffer()); }
 
@@ -66,11 +66,9 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
     [[noreturn]] static void ThrowMemoryException();
 
     // The header of the block: the one place that steps back from the characters.
-    CBufferData* Data() const noexcept {
-        return reinterpret_cast<CBufferData*>(characters_) - 1;
-    }
+    CBufferData* Data() const noexcept { return reinterpret_cast<CBufferData*>(characters_) - 1; }
 
-   private:
+ private:
     static constexpr int32_t kDoublingLimit = 1024;
     static constexpr int32_t kGrowthStep = 1024;
 

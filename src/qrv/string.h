@@ -15,11 +15,9 @@ namespace QRV {
 // What the string class asks of a character type. Characters count as unsigned, as on the target,
 // so that every architecture classifies each byte alike.
 template <typename T>
-struct ChTraitsEx {
+struct ORVAL_QRV_EXPORT ChTraitsEx {
     static bool IsSpace(T c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
-    static T ToUpper(T c) {
-        return static_cast<T>(std::toupper(static_cast<unsigned char>(c)));
-    }
+    static T ToUpper(T c) { return static_cast<T>(std::toupper(static_cast<unsigned char>(c))); }
     static int32_t Length(const T* psz) {
         const size_t length = std::strlen(psz);
         if (length > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
@@ -31,7 +29,7 @@ struct ChTraitsEx {
 
 // Where the strings of one kind take their buffers from.
 template <typename T, typename CharTraits>
-struct StrTraitQRV : CharTraits {
+struct ORVAL_QRV_EXPORT StrTraitQRV : CharTraits {
     static IQrvBufferMgr* DefaultManager() noexcept { return _qrvBufferManager; }
 };
 
@@ -45,7 +43,7 @@ class ORVAL_QRV_EXPORT CStringT : public CSimpleBufferT<T> {
     using Buffer = CSimpleBufferT<T>;
     using View = std::basic_string_view<T>;
 
-   public:
+ public:
     CStringT() : Buffer(Traits::DefaultManager()) {}
 
     // A copy of `psz`; a null or empty one gives the empty string.
@@ -81,10 +79,8 @@ class ORVAL_QRV_EXPORT CStringT : public CSimpleBufferT<T> {
     bool operator==(const CStringT& other) const { return AsView() == other.AsView(); }
     bool operator!=(const CStringT& other) const { return !(*this == other); }
 
-   private:
-    View AsView() const {
-        return View(this->GetString(), static_cast<size_t>(this->GetLength()));
-    }
+ private:
+    View AsView() const { return View(this->GetString(), static_cast<size_t>(this->GetLength())); }
     static int32_t Occurrences(View text, View pattern);
     static int32_t ReplacedLength(int32_t length, int32_t count, View from, View to);
 };
@@ -164,12 +160,12 @@ int32_t CStringT<T, Traits>::Replace(const T* pszOld, const T* pszNew) {
 }
 
 template <typename T, typename Traits>
-CStringT<T, Traits> CStringT<T, Traits>::Tokenize(const T* pszDelimiters,
-                                                  int32_t& position) const {
+CStringT<T, Traits> CStringT<T, Traits>::Tokenize(const T* pszDelimiters, int32_t& position) const {
     const View text = AsView();
     const View delimiters(pszDelimiters);
-    const size_t start =
-        position < 0 ? View::npos : text.find_first_not_of(delimiters, static_cast<size_t>(position));
+    const size_t start = position < 0
+                             ? View::npos
+                             : text.find_first_not_of(delimiters, static_cast<size_t>(position));
     if (start == View::npos) {
         position = -1;
         return CStringT();

@@ -5,8 +5,12 @@
 
 #define STUB __attribute__((visibility("default")))
 
-STUB uint32_t VexaT_ContextInit(uint32_t* /*context*/) { return 1; }
-STUB uint32_t VexaT_ContextFinal(void) { return 1; }
+STUB uint32_t VexaT_ContextInit(uint32_t* /*context*/) {
+    return 1;
+}
+STUB uint32_t VexaT_ContextFinal(void) {
+    return 1;
+}
 STUB uint32_t VexaT_WaitForEvent(uint32_t /*kind*/, uint32_t /*flags*/, VEXA_EVENT_INFO* /*event*/,
                                  uint32_t* /*context*/) {
     return 1;

@@ -1,0 +1,151 @@
+#include <memory>
+
+#include "api/frame.h"
+#include "api/request_cache.h"
+#include "api/request_description.h"
+#include "api/request_entries.h"
+#include "log/vexa_log.h"
+#include "qrv/string.h"
+
+namespace {
+
+constexpr const char* kRequestSeparator = "||";
+
+enum InitMode : uint32_t { kVerifyPin = 0, kInitializeKey = 1 };
+
+// Takes over a request text from the back-end. The separator goes by the position, not by what
+// is there already.
+void AppendRequest(QRV::CString& requests, int32_t position, const char* request) {
+    if (position > 0) {
+        requests += kRequestSeparator;
+    }
+    requests += QRV::CString(request);
+}
+
+// One request for the fields, appended. Stores and returns the outcome.
+int32_t MakeRequest(const char* szSN, const RequestFields& fields, int32_t position,
+                    QRV::CString& requests) {
+    char* text = nullptr;
+    const int32_t code = Finish(Backend(&CommonFunction::GMCreatePKCS10, szSN, fields.cert_type,
+                                        fields.key_type, fields.hash_type, &text, nullptr, 0));
+    const std::unique_ptr<char[]> owned(text);
+    if (code == ORVAL_OK) {
+        AppendRequest(requests, position, owned.get());
+    }
+    return code;
+}
+
+// One request for each record, the PIN verified before each.
+int32_t MakeRequests(const char* szSN, const char* szRequestInfo, QRV::CString& requests) {
+    RequestDescription description(szRequestInfo);
+    RequestFields fields;
+    for (int32_t position = 0; description.TakeRecord(); ++position) {
+        if (!description.ReadFields(fields)) {
+            return Refuse();
+        }
+        if (Finish(Backend(&CommonFunction::VerifyPIN, szSN)) != ORVAL_OK ||
+            MakeRequest(szSN, fields, position, requests) != ORVAL_OK) {
+            return G_LastError;
+        }
+    }
+    return ORVAL_OK;
+}
+
+int32_t ReadEntries(const char* szRequestInfo, RequestEntries& entries) {
+    RequestDescription description(szRequestInfo);
+    RequestFields fields;
+    while (description.TakeRecord()) {
+        if (entries.IsFull() || !description.ReadFields(fields) || !entries.Add(fields)) {
+            return Refuse();
+        }
+    }
+    return ORVAL_OK;
+}
+
+// Checked after the description, so that a malformed description is reported even with a bad mode.
+int32_t PrepareKey(const char* szSN, uint32_t init_mode) {
+    if (init_mode > kInitializeKey) {
+        return Refuse();
+    }
+    if (init_mode == kVerifyPin) {
+        return ORVAL_OK;
+    }
+    const auto flag = static_cast<uint8_t>(init_mode);
+    return Finish(Backend(&CommonFunction::CustInitCard, szSN, flag, nullptr, 0));
+}
+
+int32_t MakeEntryRequest(const char* szSN, RequestEntry& entry, int32_t position,
+                         QRV::CString& requests) {
+    const QRV::CString serial_number(szSN);
+    char* text = nullptr;
+    const int32_t code = Finish(Backend(&CommonFunction::GMCreatePKCS10Ex,
+                                        serial_number.GetString(), &entry, &text, 1, nullptr, 0));
+    const std::unique_ptr<char[]> owned(text);
+    if (code == ORVAL_OK) {
+        AppendRequest(requests, position, owned.get());
+    }
+    return code;
+}
+
+// One request for each entry in use. The PIN is verified once, with entry 0: a call whose entry 0
+// is not in use makes its requests without, and its text begins with the separator.
+int32_t MakeEntryRequests(const char* szSN, uint32_t init_mode, RequestEntries& entries,
+                          QRV::CString& requests) {
+    int32_t position = -1;
+    for (RequestEntry& entry : entries.All()) {
+        ++position;
+        if (entry.certType <= 0 || entry.keyType <= 0) {
+            continue;
+        }
+        if (position == 0 && init_mode != kInitializeKey &&
+            Finish(Backend(&CommonFunction::VerifyPIN, szSN)) != ORVAL_OK) {
+            return G_LastError;
+        }
+        if (MakeEntryRequest(szSN, entry, position, requests) != ORVAL_OK) {
+            return G_LastError;
+        }
+    }
+    return ORVAL_OK;
+}
+
+}  // namespace
+
+int32_t GenerateCertRequest(const char* szSN, const char* szRequestInfo, char* pszOut,
+                            int32_t* pnOutLen) {
+    OpenCall();
+    if (AnyNull(pnOutLen, szSN, szRequestInfo)) {
+        return Refuse();
+    }
+    if (const auto served = ServeFromCache(szSN, szRequestInfo, pszOut, pnOutLen)) {
+        return *served;
+    }
+    QRV::CString requests;
+    if (MakeRequests(szSN, szRequestInfo, requests) != ORVAL_OK) {
+        return G_LastError;
+    }
+    return DeliverRequests(requests, szSN, szRequestInfo, pszOut, pnOutLen);
+}
+
+int32_t Batch_InitAndGenerateCertRequest(const char* szSN, uint32_t nInitMode,
+                                         const char* szRequestInfo, char* pszOut,
+                                         int32_t* pnOutLen) {
+    LogEntry(__func__, "Begin szSN = %s,requestInfo = %s", szSN, szRequestInfo);
+    EnsureInitialized();
+    if (AnyNull(szRequestInfo, pnOutLen)) {
+        return Refuse();
+    }
+    // The last error is not reset yet: a fetch served from the cache returns what it holds, 0 after
+    // the size query that filled the cache.
+    if (const auto served = ServeFromCache(szSN, szRequestInfo, pszOut, pnOutLen)) {
+        return *served;
+    }
+    G_LastError = ORVAL_OK;
+    RequestEntries entries;
+    QRV::CString requests;
+    if (ReadEntries(szRequestInfo, entries) != ORVAL_OK ||
+        PrepareKey(szSN, nInitMode) != ORVAL_OK ||
+        MakeEntryRequests(szSN, nInitMode, entries, requests) != ORVAL_OK) {
+        return G_LastError;
+    }
+    return DeliverRequests(requests, szSN, szRequestInfo, pszOut, pnOutLen);
+}

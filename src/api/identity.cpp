@@ -1,0 +1,92 @@
+#include <cstring>
+#include <string_view>
+
+#include "api/frame.h"
+#include "api/length_protocol.h"
+#include "api/media_id.h"
+#include "log/vexa_log.h"
+
+namespace {
+
+constexpr std::string_view kVersion = "9.2025.0731.3";
+constexpr std::string_view kVidAndPid = "1780&0301";
+constexpr std::string_view kVendorChinese = "马洛文科技股份有限公司";
+constexpr std::string_view kVendorEnglish = "Marlowen Corporation";
+
+static_assert(kVersion.size() == 13 && kVidAndPid.size() == 9);
+static_assert(kVendorChinese.size() == 33 && kVendorEnglish.size() == 20);
+
+constexpr size_t kSerialNumberRoom = 1024;
+
+// The part that the constant queries share. The record shows the caller's buffer as a text: what
+// follows the characters written here shows as well, up to the first NUL.
+int32_t AnswerConstant(const char* name, const char* format, std::string_view text, char* out,
+                       int32_t* length) {
+    OpenCall();
+    WriteConstantText(text, out, length);
+    if (out != nullptr) {
+        // NOLINTNEXTLINE(clang-diagnostic-format-nonliteral): the callers' literals
+        LogEntry(name, format, out);
+    }
+    return LogEnd(name);
+}
+
+// Asks the key for its serial number; stores and returns the back-end's code.
+int32_t ReadSerialNumber(TextBuffer<kSerialNumberRoom>& serial_number) {
+    uint32_t value = 0;
+    _S_DEV_CONFIG config = {};
+    return Finish(Backend(&CommonFunction::CheckDeviceEx, &value, &config, 1, serial_number.text));
+}
+
+}  // namespace
+
+int32_t GetDriverVersion(char* pszVersion, int32_t* pnVersionLen) {
+    return AnswerConstant(__func__, "pszVersion: %s", kVersion, pszVersion, pnVersionLen);
+}
+
+int32_t GetDllVersion(char* pszVersion, int32_t* pnVersionLen) {
+    LogEntry(__func__, "Begin pnVersionLen = %08x", static_cast<unsigned>(*pnVersionLen));
+    return AnswerConstant(__func__, "pszVersion: %s", kVersion, pszVersion, pnVersionLen);
+}
+
+int32_t GetVidAndPid(char* pszVidPid, int32_t* pnVidPidLen) {
+    LogEntry(__func__, "Begin pnVidPidLen = %08x", static_cast<unsigned>(*pnVidPidLen));
+    return AnswerConstant(__func__, "pszVidPid: %s", kVidAndPid, pszVidPid, pnVidPidLen);
+}
+
+int32_t GetPrintNumber(char* pszSN, int32_t* pnSNLen) {
+    LogEntry(__func__, "Begin pnSNLen = %08x", static_cast<unsigned>(*pnSNLen));
+    OpenCall();
+    TextBuffer<kSerialNumberRoom> serial_number;
+    if (ReadSerialNumber(serial_number) == ORVAL_OK) {
+        WriteConstantText(serial_number.text, pszSN, pnSNLen);
+        if (pszSN != nullptr) {
+            pszSN[*pnSNLen] = '\0';
+        }
+    }
+    if (pszSN != nullptr) {
+        // Also after a failure, with whatever the caller's buffer held.
+        LogEntry(__func__, "m_SN: %s", pszSN);
+    }
+    return LogEnd(__func__);
+}
+
+int32_t GetVendorInfo(int32_t nType, char* pszVendorInfo, int32_t* pnVendorInfoLen) {
+    OpenCall();
+    if (nType < 0 || nType > 2) {
+        return Finish(ORVAL_UNSUPPORTED);
+    }
+    const std::string_view name = nType == 2 ? kVendorEnglish : kVendorChinese;
+    if (pszVendorInfo == nullptr) {
+        *pnVendorInfoLen = static_cast<int32_t>(name.size());
+        return G_LastError;
+    }
+    // The length argument may be null here: it is neither read nor written.
+    std::memcpy(pszVendorInfo, name.data(), name.size() + 1);
+    return G_LastError;
+}
+
+void X_getMediaId(std::string& strMediaId, const _S_DEV_CONFIG* pDevConfig) {
+    strMediaId.assign(pDevConfig->mediaId,
+                      strnlen(pDevConfig->mediaId, sizeof(pDevConfig->mediaId)));
+}

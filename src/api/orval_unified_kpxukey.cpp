@@ -1,0 +1,15 @@
+// What exists once for the process, in the order of its construction when the library is loaded.
+// The stream library comes first, so that it outlives the objects below. Nothing is loaded from
+// the back-end here.
+#include <iostream>
+
+#include "api/process_objects.h"
+#include "common/commonfunction.h"
+
+CommonFunction ORVAL_ComFunc;
+
+std::vector<std::string> all_file_list = {"VexaPinpadDaemon_ORVAL", "KeyManager",
+                                          "libR7Pinpad_ORVAL", "VexaMonitor_orval",
+                                          "libR7Token_ORVAL"};
+
+std::map<uint32_t, std::string> g_WaitEventSlotMap;

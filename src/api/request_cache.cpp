@@ -1,0 +1,90 @@
+#include "api/request_cache.h"
+
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "api/length_protocol.h"
+
+namespace {
+
+// Texts from array new, all null while the cache is empty. Plain pointers, so that no destructor
+// takes them from a client that still calls while the process ends.
+char* g_szLastP10 = nullptr;
+char* g_szLastReq = nullptr;
+char* g_szLastSN = nullptr;
+
+// A null serial number, which only the combined call accepts, counts as an empty one.
+std::string_view TextOf(const char* text) {
+    return text == nullptr ? std::string_view() : text;
+}
+
+std::unique_ptr<char[]> CopyText(std::string_view text) {
+    auto copy = std::make_unique<char[]>(text.size() + 1);
+    text.copy(copy.get(), text.size());
+    return copy;
+}
+
+void Release(char*& text) {
+    delete[] text;
+    text = nullptr;
+}
+
+bool IsFilled() {
+    return g_szLastP10 != nullptr && g_szLastReq != nullptr && g_szLastSN != nullptr;
+}
+
+bool IsFor(const char* szSN, const char* szRequestInfo) {
+    return TextOf(szRequestInfo) == g_szLastReq && TextOf(szSN) == g_szLastSN;
+}
+
+// All three or, when memory runs out, none.
+void Fill(const QRV::CString& requests, const char* szSN, const char* szRequestInfo) {
+    auto p10 = CopyText({requests.GetString(), static_cast<size_t>(requests.GetLength())});
+    auto req = CopyText(szRequestInfo);
+    auto sn = CopyText(TextOf(szSN));
+    g_szLastP10 = p10.release();
+    g_szLastReq = req.release();
+    g_szLastSN = sn.release();
+}
+
+}  // namespace
+
+void ReleaseP10Buffer() {
+    Release(g_szLastP10);
+    Release(g_szLastReq);
+    Release(g_szLastSN);
+}
+
+std::optional<int32_t> ServeFromCache(const char* szSN, const char* szRequestInfo, char* out,
+                                      int32_t* length) {
+    if (out == nullptr || !IsFilled()) {
+        return std::nullopt;
+    }
+    if (!IsFor(szSN, szRequestInfo)) {
+        ReleaseP10Buffer();
+        return std::nullopt;
+    }
+    // Unlike a fresh fetch, a short buffer is told the length with the terminator, and the cache
+    // stays for the next try.
+    const auto text_length = static_cast<int32_t>(std::strlen(g_szLastP10));
+    const bool fits = *length >= text_length;
+    const int32_t outcome =
+        DeliverText(g_szLastP10, text_length, out, length, WhenShort::kTextLengthAndTerminator);
+    if (fits) {
+        ReleaseP10Buffer();
+    }
+    return outcome;
+}
+
+int32_t DeliverRequests(const QRV::CString& requests, const char* szSN, const char* szRequestInfo,
+                        char* out, int32_t* length) {
+    if (out != nullptr) {
+        return DeliverText(requests.GetString(), requests.GetLength(), out, length,
+                           WhenShort::kTextLength);
+    }
+    ReleaseP10Buffer();
+    *length = requests.GetLength() + 1;
+    Fill(requests, szSN, szRequestInfo);
+    return G_LastError;
+}

@@ -1,0 +1,43 @@
+#ifndef ORVAL_API_REQUEST_DESCRIPTION_H
+#define ORVAL_API_REQUEST_DESCRIPTION_H
+
+#include <cstdint>
+
+#include "qrv/string.h"
+
+// The three fields of a request. A record that leaves a field out keeps the value of the record
+// before it, so one object goes through all records.
+struct RequestFields {
+    int32_t cert_type = 0;
+    int32_t key_type = 0;
+    int32_t hash_type = 0;
+};
+
+// A request description such as "CertType(1)KeyType(2)HashType(3)|HashType(4)", pulled record by
+// record, because the single-request call talks to the key between two records:
+//
+//     RequestDescription description(szRequestInfo);
+//     RequestFields fields;
+//     while (description.TakeRecord()) {
+//         if (!description.ReadFields(fields)) { ... }
+//     }
+//
+// The format and its odd corners are in docs/request-description.md.
+class RequestDescription final {
+ public:
+    explicit RequestDescription(const char* text) : text_(text) {}
+
+    // Takes the next record that is not empty; false when none is left.
+    bool TakeRecord();
+
+    // Reads the fields of the record taken; false for a field of an unknown name. Raises
+    // CQrvException 0x80070057 when a known name ends the record without a "(".
+    bool ReadFields(RequestFields& fields) const;
+
+ private:
+    QRV::CString text_;
+    QRV::CString record_;
+    int32_t position_ = 0;
+};
+
+#endif
