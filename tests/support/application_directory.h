@@ -1,0 +1,25 @@
+#ifndef ORVAL_TESTS_SUPPORT_APPLICATION_DIRECTORY_H
+#define ORVAL_TESTS_SUPPORT_APPLICATION_DIRECTORY_H
+
+#include <string>
+
+namespace scripted {
+
+// The directory in which the product looks for the back-end; private to the running test case,
+// which finds the complete scripted key there.
+constexpr const char* kApplicationDirectory = "/opt/apps/com.kpx.uosorval/files/bin";
+constexpr const char* kBackendPath = "/opt/apps/com.kpx.uosorval/files/bin/libOrvalKPX.so";
+
+// Puts the complete back-end there.
+void UseBackend();
+// Puts a back-end there that lacks one entry.
+void UseBackendWithout(const std::string& entry);
+// Leaves no back-end there.
+void RemoveBackend();
+
+// True while the back-end library is loaded in this process.
+bool BackendIsLoaded();
+
+}  // namespace scripted
+
+#endif

@@ -1,0 +1,176 @@
+#include "argument.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+
+namespace scripted {
+
+namespace {
+
+std::vector<std::string> ArgumentNames(const char* signature) {
+    std::vector<std::string> names;
+    std::string word;
+    for (const char* at = signature; *at != '\0'; ++at) {
+        if (std::isalnum(static_cast<unsigned char>(*at)) != 0 || *at == '_') {
+            word += *at;
+        } else if (*at == ',' || *at == ')') {
+            names.push_back(word);
+            word.clear();
+        } else {
+            word.clear();
+        }
+    }
+    return names;
+}
+
+// The call's arguments, and what one of them tells about another.
+struct Call {
+    const std::string& name;
+    const std::vector<std::string>& names;
+    const std::vector<Argument>& arguments;
+};
+
+// `label_512` is a buffer of 512 bytes.
+size_t SizeInName(const std::string& name) {
+    const size_t mark = name.rfind('_');
+    const std::string digits = mark == std::string::npos ? "" : name.substr(mark + 1);
+    const bool number = !digits.empty() && std::all_of(digits.begin(), digits.end(),
+                                                       [](char c) { return c >= '0' && c <= '9'; });
+    return number ? std::stoul(digits) : 0;
+}
+
+// Private buffers whose size depends on the call. Buffers of the client's own are not among them:
+// their content is the client's affair.
+size_t SizeFromCall(const Call& call, size_t index) {
+    if (call.names[index] == "slots_16") {
+        return 16 * sizeof(uint32_t);
+    }
+    if (call.name == "GMUsbKeyCommonSign" && call.names[index] == "signature") {
+        return (std::strlen(std::get<const char*>(call.arguments[3])) + 4096) * 2;
+    }
+    if (call.name == "GetCertInfo" || call.name == "GMUSBKeyAsymDec2") {
+        const auto* length = std::get<const int32_t*>(call.arguments[index + 1]);
+        return *length > 0 ? static_cast<size_t>(*length) : 0;
+    }
+    return SizeInName(call.names[index]);
+}
+
+bool IsOutput(const std::string& name) {
+    return name == "signature" || name == "output";
+}
+
+std::string DescribeBytes(const void* pointer, size_t size) {
+    const auto* bytes = static_cast<const char*>(pointer);
+    const std::string area = "zeroed[" + std::to_string(size) + "]";
+    const size_t length = strnlen(bytes, size);
+    if (!std::all_of(bytes + length, bytes + size, [](char c) { return c == 0; })) {
+        return "bytes[" + std::to_string(size) + "]";
+    }
+    return length == 0 ? area : Quoted(std::string(bytes, length)) + " in " + area;
+}
+
+std::string DescribeNumber(int64_t number) {
+    return std::to_string(number);
+}
+
+class Describer {
+ public:
+    Describer(const Call& call, size_t index) : call_(call), index_(index) {}
+
+    std::string operator()(int64_t number) const { return DescribeNumber(number); }
+    std::string operator()(const char* text) const {
+        return text == nullptr ? "null" : Quoted(text);
+    }
+    std::string operator()(char* buffer) const {
+        if (buffer == nullptr) {
+            return "null";
+        }
+        const size_t size = SizeFromCall(call_, index_);
+        if (size != 0) {
+            return DescribeBytes(buffer, size);
+        }
+        return IsOutput(call_.names[index_]) ? "buffer" : Quoted(buffer);
+    }
+    std::string operator()(const int32_t* number) const {
+        return number == nullptr ? "null" : "&" + DescribeNumber(*number);
+    }
+    std::string operator()(const uint32_t* number) const {
+        if (number == nullptr) {
+            return "null";
+        }
+        const size_t size = SizeFromCall(call_, index_);
+        return size != 0 ? DescribeBytes(number, size) : "&" + DescribeNumber(*number);
+    }
+    std::string operator()(char* const* text) const {
+        if (text == nullptr) {
+            return "null";
+        }
+        return *text == nullptr ? "&null" : "&" + Quoted(*text);
+    }
+    std::string operator()(const void* pointer) const {
+        return pointer == nullptr ? "null" : "pointer";
+    }
+    std::string operator()(const _S_DEV_CONFIG* record) const {
+        return record == nullptr ? "null" : DescribeBytes(record, sizeof(*record));
+    }
+    std::string operator()(const VEXA_EVENT_INFO* record) const {
+        return record == nullptr ? "null" : DescribeBytes(record, sizeof(*record));
+    }
+    std::string operator()(const RequestEntry* entry) const {
+        static const uint8_t kZero[sizeof(entry->reserved)] = {};
+        if (entry == nullptr) {
+            return "null";
+        }
+        const bool clean = std::memcmp(entry->reserved, kZero, sizeof(kZero)) == 0;
+        return "{" + DescribeNumber(entry->certType) + ", " + DescribeNumber(entry->keyType) +
+               ", " + DescribeNumber(entry->hashType) + ", " + DescribeNumber(entry->merged) +
+               (clean ? "}" : ", reserved bytes set}");
+    }
+    // A string object is one pointer to its first character; read as that, because this library
+    // must not depend on the product.
+    std::string operator()(const QRV::CString* text) const {
+        const char* characters = nullptr;
+        std::memcpy(&characters, static_cast<const void*>(text), sizeof(characters));
+        return Quoted(characters);
+    }
+
+ private:
+    const Call& call_;
+    size_t index_;
+};
+
+}  // namespace
+
+std::string Quoted(const std::string& text) {
+    std::string quoted = "\"";
+    for (const char c : text) {
+        char escaped[8] = {c, '\0'};
+        if (c == '\r' || c == '\n' || c == '\t') {
+            std::snprintf(escaped, sizeof(escaped), "\\%c",
+                          c == '\r'   ? 'r'
+                          : c == '\n' ? 'n'
+                                      : 't');
+        } else if (c == '"' || c == '\\') {
+            std::snprintf(escaped, sizeof(escaped), "\\%c", c);
+        } else if (c < ' ' || c > '~') {
+            std::snprintf(escaped, sizeof(escaped), "\\x%02X", static_cast<unsigned char>(c));
+        }
+        quoted += escaped;
+    }
+    return quoted + "\"";
+}
+
+std::string DescribeCall(const std::string& name, const char* signature,
+                         const std::vector<Argument>& arguments) {
+    const std::vector<std::string> names = ArgumentNames(signature);
+    const Call call = {name, names, arguments};
+    std::string text = name + "(";
+    for (size_t i = 0; i < arguments.size(); ++i) {
+        text += (i == 0 ? "" : ", ") + std::visit(Describer(call, i), arguments[i]);
+    }
+    return text + ")";
+}
+
+}  // namespace scripted
