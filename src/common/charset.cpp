@@ -1,7 +1,7 @@
 #include <iconv.h>
 
 #include <cstring>
-#include <memory>
+#include <limits>
 
 #include "common/commonfunction.h"
 
@@ -19,32 +19,51 @@ int32_t Outcome(uint32_t length) {
     return length != 0 ? 0 : kNothingConverted;
 }
 
-// Converts in place of the text. What iconv answers is not looked at: it stops at the first bad
-// sequence, and what it made until then is the result. A descriptor that failed to open makes
-// nothing.
+// A conversion descriptor. One that failed to open makes nothing and is not closed; a null one does
+// not convert at all.
+class Converter final {
+ public:
+    Converter(const char* to, const char* from) : descriptor_(iconv_open(to, from)) {}
+    ~Converter() {
+        if (IsOpen() && !IsNull()) {
+            iconv_close(descriptor_);
+        }
+    }
+    Converter(const Converter&) = delete;
+    Converter& operator=(const Converter&) = delete;
+
+    bool IsNull() const { return descriptor_ == nullptr; }
+
+    // Writes at most `room` bytes and returns how many. What iconv answers is not looked at: it
+    // stops at the first bad sequence, and what it made until then is the result.
+    size_t Convert(const QRV::CString& input, char* output, size_t room) {
+        auto bytes = static_cast<size_t>(input.GetLength());
+        size_t left = room;
+        char* source = const_cast<char*>(input.GetString());
+        if (IsOpen()) {
+            iconv(descriptor_, &source, &bytes, &output, &left);
+        }
+        return room - left;
+    }
+
+ private:
+    bool IsOpen() const { return reinterpret_cast<intptr_t>(descriptor_) != -1; }
+
+    iconv_t descriptor_;
+};
+
 void ConvertToGb18030(QRV::CString& text) {
-    iconv_t const failed = reinterpret_cast<iconv_t>(-1);  // NOLINT: what iconv_open returns
-    iconv_t descriptor = iconv_open("GB18030", "UTF-8");
-    if (descriptor == nullptr) {
+    const size_t room = kLargestGrowth * static_cast<size_t>(text.GetLength());
+    if (room > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
+        QRV::QrvThrow(QRV::kInvalidArgument);
+    }
+    Converter converter("GB18030", "UTF-8");
+    if (converter.IsNull()) {
         return;
     }
     const QRV::CString input = text;
-    auto bytes = static_cast<size_t>(input.GetLength());
-    const size_t room = kLargestGrowth * bytes;
-    if (room > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
-        if (descriptor != failed) {
-            iconv_close(descriptor);
-        }
-        QRV::QrvThrow(QRV::kInvalidArgument);
-    }
-    size_t left = room;
-    char* source = const_cast<char*>(input.GetString());
-    char* target = text.GetBuffer(static_cast<int32_t>(room));
-    if (descriptor != failed) {
-        iconv(descriptor, &source, &bytes, &target, &left);
-        iconv_close(descriptor);
-    }
-    text.SetLength(static_cast<int32_t>(room - left));
+    char* output = text.GetBuffer(static_cast<int32_t>(room));
+    text.SetLength(static_cast<int32_t>(converter.Convert(input, output, room)));
 }
 
 int32_t CopyBytes(CommonFunction& common, const char* src, uint32_t length, char** out,

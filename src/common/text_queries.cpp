@@ -45,6 +45,7 @@ int32_t CommonFunction::GetSubStringCount(const std::string& strText, const std:
     return count;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): clients pass a string by value
 int32_t CommonFunction::GetBatchCertDataType(QRV::CString text) {
     return static_cast<int32_t>(TypeOf(text));
 }

@@ -67,6 +67,7 @@ void LogEntry(const char* pszName, const char* pszFormat, ...) {
     WriteHeader(file.get(), pszName, now, now.microseconds / 1000);
     va_list arguments;
     va_start(arguments, pszFormat);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is two lines up
     std::vfprintf(file.get(), pszFormat, arguments);
     va_end(arguments);
     WriteEnd(file.get());
