@@ -7,8 +7,8 @@ namespace {
 // manager.
 constexpr int64_t kNilReferences = 2;
 
-// Characters in a block for `length` and a terminator: a multiple of eight. Unsigned, so that a
-// negative length is carried on to the caller's own test and does not overflow.
+// Characters in a block for `length` and a terminator: a multiple of eight. Unsigned, so that no
+// length overflows.
 uint32_t CharacterCount(int32_t length) {
     return (static_cast<uint32_t>(length) + 8U) & ~7U;
 }
@@ -34,7 +34,9 @@ CQrvBufferMgr::CQrvBufferMgr(IQrvMemMgr* memory) noexcept
 CQrvBufferMgr::~CQrvBufferMgr() = default;
 
 CBufferData* CQrvBufferMgr::Allocate(int32_t nLength, int32_t nCharSize) noexcept {
-    const uint32_t characters = CharacterCount(nLength);
+    // A negative length gets a block without characters: whoever asked finds the length above the
+    // capacity and refuses it as such, instead of running out of memory on gigabytes.
+    const uint32_t characters = nLength < 0 ? 0 : CharacterCount(nLength);
     auto* data = static_cast<CBufferData*>(memory_->Allocate(BlockSize(characters, nCharSize)));
     if (data == nullptr) {
         return nullptr;

@@ -62,7 +62,7 @@ class ORVAL_QRV_EXPORT CQrvBufferMgr final : public IQrvBufferMgr {
  private:
     IQrvMemMgr* memory_;
     CBufferData nil_;
-    char nil_characters_[8];
+    [[maybe_unused]] char nil_characters_[8];  // reached through nil_
 };
 
 }  // namespace QRV

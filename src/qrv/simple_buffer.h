@@ -54,7 +54,8 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
     // the capacity. The buffer must be private.
     void SetLength(int32_t length);
 
-    // Appends `n` characters, which may lie in this buffer itself.
+    // Appends `n` characters, which may lie in this buffer itself. Raises kInvalidArgument for a
+    // null `p` with n other than 0, for a negative n and for one that no length can hold.
     void Append(const T* p, int32_t n);
 
     // Makes the buffer private in a new block for nLength characters, nLength not below the length.
@@ -193,12 +194,12 @@ void CSimpleBufferT<T>::SetLength(int32_t length) {
 
 template <typename T>
 void CSimpleBufferT<T>::Append(const T* p, int32_t n) {
-    if (n <= 0) {
-        return;
-    }
     const int32_t length = GetLength();
-    if (n > std::numeric_limits<int32_t>::max() - length) {
+    if ((p == nullptr && n != 0) || n < 0 || n > std::numeric_limits<int32_t>::max() - length) {
         QrvThrow(kInvalidArgument);
+    }
+    if (n == 0) {
+        return;
     }
     // The text may be this buffer's own, which moves when it grows.
     const bool own = p >= characters_ && p <= characters_ + length;

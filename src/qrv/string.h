@@ -18,8 +18,9 @@ template <typename T>
 struct ORVAL_QRV_EXPORT ChTraitsEx {
     static bool IsSpace(T c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
     static T ToUpper(T c) { return static_cast<T>(std::toupper(static_cast<unsigned char>(c))); }
+    // A null text is an empty one.
     static int32_t Length(const T* psz) {
-        const size_t length = std::strlen(psz);
+        const size_t length = psz == nullptr ? 0 : std::strlen(psz);
         if (length > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
             QrvThrow(kInvalidArgument);
         }
@@ -87,9 +88,7 @@ class ORVAL_QRV_EXPORT CStringT : public CSimpleBufferT<T> {
 
 template <typename T, typename Traits>
 CStringT<T, Traits>::CStringT(const T* psz) : Buffer(Traits::DefaultManager()) {
-    if (psz != nullptr) {
-        this->Append(psz, Traits::Length(psz));
-    }
+    this->Append(psz, Traits::Length(psz));
 }
 
 template <typename T, typename Traits>

@@ -138,6 +138,15 @@ TEST_F(SimpleBuffer, NullSourceWithALengthIsRefusedBeforeAnyAllocation) {
     EXPECT_TRUE(memory_.Requests().empty());
 }
 
+TEST_F(SimpleBuffer, NegativeLengthIsRefused) {
+    for (const int32_t length :
+         {-1, -7, -8, -9, -32, -33, -1000, -0x40000000, std::numeric_limits<int32_t>::min()}) {
+        EXPECT_EQ(RaisedCode([&] { CharBuffer("abc", length, &manager_); }), kInvalidArgument)
+            << length;
+        EXPECT_EQ(memory_.LiveBlocks(), 0U);
+    }
+}
+
 TEST_F(SimpleBuffer, MemoryIsAskedForBeforeTheLengthIsJudged) {
     memory_.FailAt(1);
     EXPECT_EQ(RaisedCode([&] { CharBuffer("abc", -1, &manager_); }), kOutOfMemory);
@@ -747,6 +756,19 @@ TEST_F(SimpleBuffer, AppendOfNothingChangesNothing) {
     CharBuffer buffer = Make("abc");
     buffer.Append("x", 0);
     buffer.Append(nullptr, 0);
+    EXPECT_EQ(TextOf(buffer), "abc");
+}
+
+TEST_F(SimpleBuffer, AppendOfANullSourceWithALengthIsRefused) {
+    CharBuffer buffer = Make("abc");
+    EXPECT_EQ(RaisedCode([&] { buffer.Append(nullptr, 5); }), kInvalidArgument);
+    EXPECT_EQ(TextOf(buffer), "abc");
+    EXPECT_EQ(Capacity(buffer), 7);
+}
+
+TEST_F(SimpleBuffer, AppendOfANegativeLengthIsRefused) {
+    CharBuffer buffer = Make("abc");
+    EXPECT_EQ(RaisedCode([&] { buffer.Append("x", -1); }), kInvalidArgument);
     EXPECT_EQ(TextOf(buffer), "abc");
 }
 

@@ -497,9 +497,10 @@ class Walk final {
 
     void Refused() {
         Note("refused calls");
-        const int32_t negative = -chance_.Between(1, 8);
+        const int32_t negative = -chance_.Between(1, 100);
         EXPECT_EQ(RaisedCode([&] { CString("abc", negative); }), kInvalidArgument);
         EXPECT_EQ(RaisedCode([&] { CString(nullptr, -negative); }), kInvalidArgument);
+        EXPECT_EQ(RaisedCode([&] { A().Append(nullptr, -negative); }), kInvalidArgument);
         EXPECT_EQ(A().Replace("", "x"), 0);
         EXPECT_EQ(A().Replace(nullptr, "x"), 0);
     }

@@ -503,6 +503,12 @@ TEST_F(String, AppendsTextsAndStrings) {
     EXPECT_EQ(text.GetLength(), 12);
 }
 
+TEST_F(String, AppendingNullAppendsNothing) {
+    CString text("a");
+    text += static_cast<const char*>(nullptr);
+    EXPECT_EQ(TextOf(text), "a");
+}
+
 TEST_F(String, AppendingItsOwnTailSurvivesTheMove) {
     CString text("abcdefg");
     text += text.GetString() + 4;
