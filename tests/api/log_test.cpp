@@ -1,0 +1,228 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <thread>
+
+#include "api_test.h"
+#include "log/vexa_log.h"
+
+// The log's two functions are not exported: this program has them compiled in.
+namespace {
+
+using scripted::kLogPath;
+
+constexpr off_t kSizeLimit = 104857600;
+
+off_t LogSize() {
+    struct stat status = {};
+    return stat(kLogPath, &status) == 0 ? status.st_size : -1;
+}
+
+// A log file of that size that takes no room.
+void MakeLog(off_t size) {
+    const int file = open(kLogPath, O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(file, 0);
+    ASSERT_EQ(ftruncate(file, size), 0);
+    close(file);
+}
+
+std::string LogTail(size_t size) {
+    std::ifstream file(kLogPath, std::ios::binary);
+    file.seekg(-static_cast<off_t>(size), std::ios::end);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+// The header of a record written by this process and thread, from the fraction on.
+std::string Behind(const std::string& time, const std::string& rest) {
+    const auto thread = static_cast<int32_t>(static_cast<uint32_t>(pthread_self()));
+    return time + "(Process is " + std::to_string(getpid()) + ", thread is " +
+           std::to_string(thread) + ")\r\n\t[" + rest + "]\r\n";
+}
+
+TEST(LogEntry, WritesARecordOfTwoLines) {
+    LogEntry("VerifyPIN", "Begin");
+    // 8 March, 23:05:03 UTC, is the next morning in the tests' time zone.
+    EXPECT_EQ(LogText(), Behind("[09,07:50:03.004] VerifyPIN: ", "Begin"));
+}
+
+TEST(LogEntry, FollowsPrintfsRules) {
+    LogEntry("Name", "%s=%d %08X %5.1f%%", "text", -7, 0xABCDU, 2.5);
+    EXPECT_EQ(LogText(), TextRecord("Name", "text=-7 0000ABCD   2.5%"));
+}
+
+TEST(LogEntry, ArgumentsAndNamesAreNoFormats) {
+    LogEntry("%s%n", "%s", "%d%n");
+    EXPECT_EQ(LogText(), TextRecord("%s%n", "%d%n"));
+}
+
+TEST(LogEntry, EmptyTextGivesEmptyBrackets) {
+    LogEntry("", "%s", "");
+    EXPECT_EQ(LogText(), TextRecord("", ""));
+}
+
+TEST(LogEntry, LongTextsAreWrittenWhole) {
+    const std::string text(200000, 't');
+    LogEntry("Name", "%s", text.c_str());
+    EXPECT_EQ(LogText(), TextRecord("Name", text));
+}
+
+TEST(LogEntry, AppendsToWhatIsThere) {
+    std::ofstream(kLogPath) << "before";
+    LogEntry("First", "1");
+    LogHex("Second", "2", 1);
+    LogEntry("Third", "3");
+    EXPECT_EQ(LogText(), "before" + TextRecord("First", "1") + HexRecord("Second", "32") +
+                             TextRecord("Third", "3"));
+}
+
+TEST(LogEntry, KeepsNothingOpen) {
+    LogEntry("First", "1");
+    ASSERT_EQ(std::remove(kLogPath), 0);
+    LogEntry("Second", "2");
+    EXPECT_EQ(LogText(), TextRecord("Second", "2"));
+}
+
+TEST(LogEntry, OpensTheFileForAppendingOncePerRecord) {
+    std::vector<std::string> opened;
+    Libc().fopen.replacement = [&](const char* path, const char* mode) {
+        opened.push_back(path + " "s + mode);
+        return Libc().fopen.real(path, mode);
+    };
+    LogEntry("First", "1");
+    LogHex("Second", "2", 1);
+    EXPECT_THAT(opened, ElementsAre("/tmp/VexaPinpad_ORVAL.log a", "/tmp/VexaPinpad_ORVAL.log a"));
+}
+
+TEST(LogEntry, MillisecondsAreTruncated) {
+    const std::pair<long, const char*> cases[] = {
+        {0, "000"}, {999, "000"}, {1000, "001"}, {59999, "059"}, {999999, "999"}};
+    for (const auto& [microseconds, shown] : cases) {
+        std::remove(kLogPath);
+        Libc().now.tv_usec = microseconds;
+        LogEntry("Name", "text");
+        EXPECT_EQ(LogText(), Behind("[09,07:50:03."s + shown + "] Name: ", "text"));
+    }
+}
+
+TEST(LogHex, ShowsRawMicroseconds) {
+    const std::pair<long, const char*> cases[] = {
+        {0, "000"}, {7, "007"}, {999, "999"}, {1000, "1000"}, {59999, "59999"}, {999999, "999999"}};
+    for (const auto& [microseconds, shown] : cases) {
+        std::remove(kLogPath);
+        Libc().now.tv_usec = microseconds;
+        LogHex("Name", "A", 1);
+        EXPECT_EQ(LogText(), Behind("[09,07:50:03."s + shown + "] Name: ", "41"));
+    }
+}
+
+TEST(LogEntry, DayAndTimeHaveTwoDigits) {
+    Libc().now = {1735719909, 0};  // 1 January, 08:25:09 UTC
+    LogEntry("Name", "text");
+    EXPECT_EQ(LogText(), Behind("[01,17:10:09.000] Name: ", "text"));
+}
+
+TEST(LogEntry, ShowsTheWritingThread) {
+    std::string expected;
+    std::thread([&] {
+        LogEntry("Name", "text");
+        expected = TextRecord("Name", "text", pthread_self());
+    }).join();
+    EXPECT_EQ(LogText(), expected);
+    EXPECT_NE(LogText(), TextRecord("Name", "text"));
+}
+
+TEST(LogHex, WritesUpperCaseDigitsForEveryByte) {
+    std::string bytes;
+    std::string digits;
+    for (int byte = 0; byte < 256; ++byte) {
+        bytes += static_cast<char>(byte);
+        digits += "0123456789ABCDEF"[byte / 16];
+        digits += "0123456789ABCDEF"[byte % 16];
+    }
+    LogHex("bytes", bytes.data(), 256);
+    EXPECT_EQ(LogText(), HexRecord("bytes", digits));
+}
+
+TEST(LogHex, LabelWithAColonShowsTwo) {
+    LogHex("szSN:", "AB", 2);
+    EXPECT_EQ(LogText(), Behind("[09,07:50:03.4321] szSN:: ", "4142"));
+}
+
+TEST(LogHex, NoBytesGiveEmptyBrackets) {
+    LogHex("none", "AB", 0);
+    LogHex("fewer", "AB", -1);
+    LogHex("fewest", nullptr, INT32_MIN);
+    EXPECT_EQ(LogText(), HexRecord("none", "") + HexRecord("fewer", "") + HexRecord("fewest", ""));
+}
+
+class LogLimit : public testing::TestWithParam<void (*)()> {};
+
+INSTANTIATE_TEST_SUITE_P(Log, LogLimit,
+                         testing::Values([] { LogEntry("Name", "text"); },
+                                         [] { LogHex("Name", "A", 1); }));
+
+std::string WrittenAlone() {
+    const std::string text = LogText();
+    std::remove(kLogPath);
+    return text;
+}
+
+TEST_P(LogLimit, FileOfExactlyTheLimitIsKept) {
+    GetParam()();
+    const std::string record = WrittenAlone();
+    MakeLog(kSizeLimit);
+    GetParam()();
+    EXPECT_EQ(LogSize(), kSizeLimit + static_cast<off_t>(record.size()));
+    EXPECT_EQ(LogTail(record.size()), record);
+}
+
+TEST_P(LogLimit, FileOneByteLargerIsDeleted) {
+    GetParam()();
+    const std::string record = WrittenAlone();
+    MakeLog(kSizeLimit + 1);
+    GetParam()();
+    EXPECT_EQ(LogText(), record);
+}
+
+TEST_P(LogLimit, DeletesNothingElse) {
+    std::vector<std::string> removed;
+    Libc().remove.replacement = [&](const char* path) {
+        removed.emplace_back(path);
+        return Libc().remove.real(path);
+    };
+    GetParam()();
+    MakeLog(kSizeLimit);
+    GetParam()();
+    EXPECT_THAT(removed, IsEmpty());
+    MakeLog(kSizeLimit + 1);
+    GetParam()();
+    EXPECT_THAT(removed, ElementsAre(kLogPath));
+}
+
+TEST(Log, UnwritableDirectoryMakesItSilent) {
+    ASSERT_EQ(chmod("/tmp", 0555), 0);
+    LogEntry("Name", "text");
+    LogHex("Name", "A", 1);
+    EXPECT_EQ(LogSize(), -1);
+}
+
+TEST(Log, UnwritableFileMakesItSilent) {
+    std::ofstream(kLogPath) << "before";
+    ASSERT_EQ(chmod(kLogPath, 0444), 0);
+    LogEntry("Name", "text");
+    LogHex("Name", "A", 1);
+    EXPECT_EQ(LogText(), "before");
+}
+
+TEST(Log, ExportedFunctionsAnswerTheSameWithoutIt) {
+    ASSERT_EQ(chmod("/tmp", 0555), 0);
+    Key().ChangePin.Returns(5);
+    EXPECT_EQ(ChangePin("SN0123456789"), 5);
+    EXPECT_EQ(G_LastError, 5);
+    EXPECT_THAT(Calls(), ElementsAre("ChangePin(\"SN0123456789\")"));
+    EXPECT_EQ(LogSize(), -1);
+}
+
+}  // namespace
