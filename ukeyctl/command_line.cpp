@@ -1,0 +1,102 @@
+#include "command_line.h"
+
+#include "files.h"
+
+namespace {
+
+// "cert get": the words that lead to the verb, without the command's own name.
+std::string PathOf(const CLI::App& verb) {
+    const CLI::App* parent = verb.get_parent();
+    if (parent == nullptr) {
+        return {};
+    }
+    const std::string before = PathOf(*parent);
+    return before.empty() ? verb.get_name() : before + " " + verb.get_name();
+}
+
+}  // namespace
+
+CLI::App* AddVerb(CLI::App& parent, const std::string& name, const std::string& summary,
+                  Session& session, Session::Action action) {
+    CLI::App* verb = parent.add_subcommand(name, summary);
+    verb->callback(
+        [verb, &session, action = std::move(action)] { session.Choose(PathOf(*verb), action); });
+    return verb;
+}
+
+CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string& summary) {
+    CLI::App* group = parent.add_subcommand(name, summary);
+    group->require_subcommand(1);
+    return group;
+}
+
+void AddExamples(CLI::App& verb, std::initializer_list<const char*> examples) {
+    std::string footer = "Examples:";
+    for (const char* example : examples) {
+        footer += std::string("\n  ") + example;
+    }
+    verb.footer(footer + "\n");
+}
+
+void AddKeyOption(CLI::App& verb, Session& session) {
+    verb.add_option("--sn", session.serial_number,
+                    "The key's serial number; without it, the key that is plugged")
+        ->type_name("SN");
+}
+
+void RequireConsent(CLI::App& verb, const std::shared_ptr<bool>& consent) {
+    verb.add_flag("--yes", *consent, "Do it: what is lost does not come back");
+}
+
+void CheckConsent(bool consent, const std::string& consequence) {
+    if (!consent) {
+        ThrowUsage("this " + consequence, "add --yes if that is what you want");
+    }
+}
+
+std::string InputText::Read() const {
+    return file.empty() ? text : ReadInput(file);
+}
+
+void AddText(CLI::App& verb, const std::string& name, const std::string& description,
+             InputText& input) {
+    CLI::Option_group* group = verb.add_option_group(name);
+    group->add_option("--" + name, input.text, description)->type_name("TEXT");
+    group
+        ->add_option("--" + name + "-file", input.file, "The same from a file; - is standard input")
+        ->type_name("FILE");
+    group->require_option(1);
+}
+
+void AddOutOption(CLI::App& verb, std::string& path) {
+    verb.add_option("--out", path, "Write it to this file instead of standard output")
+        ->type_name("FILE");
+}
+
+void Deliver(Session& session, const std::string& key, const Report::Value& value,
+             const std::string& path) {
+    Report output;
+    output.AddOutput(key, value);
+    if (path.empty()) {
+        session.Result().AddOutput(key, value);
+        return;
+    }
+    WriteOutput(path, output.ForPeople());
+    session.Result().Add("file", "Written to", path);
+}
+
+void AddSelectors(CLI::App& verb, Selectors& selectors) {
+    verb.add_option("--param1", selectors.param1, "Selector, passed to the key as it is")
+        ->type_name("N")
+        ->capture_default_str();
+    verb.add_option("--param2", selectors.param2, "Second selector, passed to the key as it is")
+        ->type_name("N")
+        ->capture_default_str();
+}
+
+void AddFormat(CLI::App& verb, std::string& format, std::initializer_list<const char*> names) {
+    format = *names.begin();
+    verb.add_option("--format", format, "How it is written")
+        ->check(CLI::IsMember(std::vector<std::string>(names.begin(), names.end())))
+        ->capture_default_str();
+}

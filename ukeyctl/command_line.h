@@ -1,0 +1,55 @@
+#ifndef UKEYCTL_COMMAND_LINE_H
+#define UKEYCTL_COMMAND_LINE_H
+
+#include <CLI/CLI.hpp>
+#include <initializer_list>
+#include <memory>
+#include <string>
+
+#include "session.h"
+
+// A verb: what it is called, one sentence for the help, and its work.
+CLI::App* AddVerb(CLI::App& parent, const std::string& name, const std::string& summary,
+                  Session& session, Session::Action action);
+
+// A word that is followed by one of several verbs.
+CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string& summary);
+
+void AddExamples(CLI::App& verb, std::initializer_list<const char*> examples);
+
+// --sn, for verbs that concern one key.
+void AddKeyOption(CLI::App& verb, Session& session);
+
+// --yes, without which a verb that destroys something refuses to work.
+void RequireConsent(CLI::App& verb, const std::shared_ptr<bool>& consent);
+void CheckConsent(bool consent, const std::string& consequence);
+
+// A text given on the command line or in a file.
+struct InputText {
+    std::string text;
+    std::string file;
+    std::string Read() const;
+};
+
+// --NAME TEXT or --NAME-file FILE: exactly one of them.
+void AddText(CLI::App& verb, const std::string& name, const std::string& description,
+             InputText& input);
+
+// --out FILE, for what people would otherwise get on standard output.
+void AddOutOption(CLI::App& verb, std::string& path);
+
+// Puts the verb's output into the report, or into the file if one was named.
+void Deliver(Session& session, const std::string& key, const Report::Value& value,
+             const std::string& path);
+
+// The two selectors by which the key tells its certificates and formats apart.
+struct Selectors {
+    int32_t param1 = 0;
+    int32_t param2 = 0;
+};
+void AddSelectors(CLI::App& verb, Selectors& selectors);
+
+// --format, one of the names; the first is the default.
+void AddFormat(CLI::App& verb, std::string& format, std::initializer_list<const char*> names);
+
+#endif

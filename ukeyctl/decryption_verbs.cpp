@@ -1,0 +1,35 @@
+#include "verbs.h"
+
+namespace {
+
+struct DecryptOptions {
+    int32_t param1 = 0;
+    uint32_t param2 = 0;
+    InputText cipher;
+    std::string out;
+};
+
+void RunDecrypt(Session& session, const DecryptOptions& options) {
+    const ukey::Secret plain =
+        session.Key().AsymDec(options.param1, options.param2, options.cipher.Read());
+    Deliver(session, "plain", plain.Text(), options.out);
+}
+
+}  // namespace
+
+void AddDecryptionVerbs(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<DecryptOptions>();
+    CLI::App* verb = AddVerb(app, "decrypt", "Decrypt a text with the key's private key", session,
+                             [options](Session& running) { RunDecrypt(running, *options); });
+    AddKeyOption(*verb, session);
+    AddText(*verb, "cipher", "The ciphertext; line breaks do not matter", options->cipher);
+    verb->add_option("--param1", options->param1, "Selector, passed to the key as it is")
+        ->type_name("N")
+        ->capture_default_str();
+    verb->add_option("--param2", options->param2, "Second selector, passed to the key as it is")
+        ->type_name("N")
+        ->capture_default_str();
+    AddOutOption(*verb, options->out);
+    AddExamples(*verb, {"ukeyctl decrypt --cipher-file message.txt",
+                        "ukeyctl decrypt --cipher-file - --out plain.txt < message.txt"});
+}

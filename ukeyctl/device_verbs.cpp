@@ -1,0 +1,84 @@
+#include <cmath>
+
+#include "codes.h"
+#include "verbs.h"
+
+namespace {
+
+struct WaitOptions {
+    double timeout = -1;
+    int32_t count = 1;
+};
+
+std::string NameOf(ukey::KeyEvent::Kind kind) {
+    return kind == ukey::KeyEvent::Kind::kInserted ? "inserted" : "removed";
+}
+
+std::optional<ukey::KeyEvent> AwaitEvent(ukey::EventSource& events, double timeout) {
+    if (timeout < 0) {
+        return events.Next();
+    }
+    return events.NextFor(std::chrono::milliseconds(std::llround(timeout * 1000)));
+}
+
+[[noreturn]] void ThrowNoEvent() {
+    Failure failure;
+    failure.status = ExitStatus::kNoEvent;
+    failure.what = "no key came or went";
+    failure.why = "the time given with --timeout has passed";
+    failure.next = "plug or unplug a key while the command waits, or give it more time";
+    throw CommandFailure(failure);
+}
+
+void Wait(Session& session, const WaitOptions& options) {
+    ukey::EventSource events(session.Library());
+    for (int32_t seen = 0; options.count == 0 || seen < options.count; ++seen) {
+        const std::optional<ukey::KeyEvent> event = AwaitEvent(events, options.timeout);
+        if (!event) {
+            ThrowNoEvent();
+        }
+        Report& report = session.Result();
+        report.Add("event", "Event", NameOf(event->kind));
+        report.Add("serial_number", "Serial number", event->serial_number);
+        if (event->code != ORVAL_OK) {
+            report.Add("code", "Code", FormatCode(event->code));
+        }
+        session.Publish();
+    }
+}
+
+void AddWait(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<WaitOptions>();
+    CLI::App* verb = AddVerb(app, "wait", "Wait until a key is plugged or unplugged", session,
+                             [options](Session& running) { Wait(running, *options); });
+    verb->add_option("--timeout", options->timeout,
+                     "Give up when nothing has happened for so long; without it, never")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.0, 1e6));
+    verb->add_option("--count", options->count, "End after so many events; 0 goes on")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    AddExamples(*verb, {"ukeyctl wait", "ukeyctl wait --timeout 30 || echo 'no key'",
+                        "ukeyctl wait --count 0 --json        one JSON object per event"});
+}
+
+void AddCheck(CLI::App& app, Session& session) {
+    const auto mode = std::make_shared<int32_t>(1);
+    CLI::App* verb =
+        AddVerb(app, "check", "Check that the key's software is installed", session,
+                [mode](Session& running) {
+                    running.Library().CheckDriverIntegrity(*mode);
+                    running.Result().Say("The installation folder is there and can be read.");
+                });
+    verb->add_option("--mode", *mode, "What to check; only 1 is supported")
+        ->type_name("N")
+        ->capture_default_str();
+    AddExamples(*verb, {"ukeyctl check"});
+}
+
+}  // namespace
+
+void AddDeviceVerbs(CLI::App& app, Session& session) {
+    AddWait(app, session);
+    AddCheck(app, session);
+}

@@ -1,0 +1,156 @@
+#include "encoding.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+
+#include "failure.h"
+
+namespace {
+
+constexpr std::string_view kPemBegin = "-----BEGIN ";
+constexpr std::string_view kPemDashes = "-----";
+constexpr size_t kPemColumns = 64;
+constexpr std::string_view kBase64Digits =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+std::string WithoutBlanks(std::string_view text) {
+    std::string result;
+    std::copy_if(text.begin(), text.end(), std::back_inserter(result),
+                 [](unsigned char character) { return std::isspace(character) == 0; });
+    return result;
+}
+
+bool IsBase64(std::string_view text) {
+    const size_t digits = std::min(text.find_last_not_of('=') + 1, text.size());
+    return !text.empty() && text.size() % 4 == 0 && text.size() - digits <= 2 &&
+           text.substr(0, digits).find_first_not_of(kBase64Digits) == std::string_view::npos;
+}
+
+uint32_t ByteAt(std::string_view bytes, size_t index) {
+    return index < bytes.size() ? static_cast<unsigned char>(bytes[index]) : 0U;
+}
+
+std::string Base64(std::string_view bytes) {
+    std::string text;
+    for (size_t at = 0; at < bytes.size(); at += 3) {
+        const uint32_t group =
+            ByteAt(bytes, at) << 16 | ByteAt(bytes, at + 1) << 8 | ByteAt(bytes, at + 2);
+        for (unsigned shift : {18U, 12U, 6U, 0U}) {
+            text += kBase64Digits[group >> shift & 63U];
+        }
+    }
+    const size_t missing = (3 - bytes.size() % 3) % 3;
+    return text.replace(text.size() - missing, missing, missing, '=');
+}
+
+// What stands between the BEGIN line and the END line of the first block.
+std::string_view PemBody(std::string_view text) {
+    const size_t label = text.find(kPemBegin) + kPemBegin.size();
+    const size_t body = std::min(text.find('\n', label), text.size());
+    const size_t end = std::min(text.find(kPemDashes, body), text.size());
+    return text.substr(body, end - body);
+}
+
+// A DER sequence whose length takes more than one byte: no text starts like this.
+bool IsDer(std::string_view bytes) {
+    return ByteAt(bytes, 0) == 0x30 && ByteAt(bytes, 1) >= 0x80;
+}
+
+struct Utf8Row {
+    unsigned char first;
+    unsigned char last;
+    size_t length;
+};
+
+constexpr Utf8Row kUtf8Rows[] = {
+    {0x00, 0x7F, 1}, {0xC2, 0xDF, 2}, {0xE0, 0xEF, 3}, {0xF0, 0xF4, 4}};
+
+// How many bytes the UTF-8 sequence at the front has; 0 when there is none. Overlong forms and
+// surrogates pass: the JSON writer replaces what is left.
+size_t SequenceLength(std::string_view text) {
+    const uint32_t first = ByteAt(text, 0);
+    const auto* row = std::find_if(
+        std::begin(kUtf8Rows), std::end(kUtf8Rows),
+        [first](const Utf8Row& known) { return first >= known.first && first <= known.last; });
+    if (row == std::end(kUtf8Rows)) {
+        return 0;
+    }
+    for (size_t at = 1; at < row->length; ++at) {
+        if ((ByteAt(text, at) & 0xC0U) != 0x80U) {
+            return 0;
+        }
+    }
+    return row->length;
+}
+
+}  // namespace
+
+std::vector<std::string> SplitJoined(std::string_view text) {
+    constexpr std::string_view kSeparator = "||";
+    std::vector<std::string> parts;
+    for (size_t at = 0; at <= text.size();) {
+        const size_t end = std::min(text.find(kSeparator, at), text.size());
+        if (end > at) {
+            parts.emplace_back(text.substr(at, end - at));
+        }
+        at = end + kSeparator.size();
+    }
+    return parts;
+}
+
+std::string ToPem(const std::string& label, const std::string& base64) {
+    if (base64.find(kPemBegin) != std::string::npos) {
+        return base64.back() == '\n' ? base64 : base64 + "\n";
+    }
+    const std::string text = WithoutBlanks(base64);
+    if (!IsBase64(text)) {
+        Failure failure;
+        failure.status = ExitStatus::kCodeReported;
+        failure.what = "the key's answer cannot be shown as PEM";
+        failure.why = "it is not Base64 text";
+        failure.next = "use --format text to get it as the key gives it";
+        throw CommandFailure(failure);
+    }
+    std::string pem = "-----BEGIN " + label + "-----\n";
+    for (size_t at = 0; at < text.size(); at += kPemColumns) {
+        pem += text.substr(at, kPemColumns) + "\n";
+    }
+    return pem + "-----END " + label + "-----\n";
+}
+
+std::string CertificateText(const std::string& contents) {
+    if (contents.find(kPemBegin) != std::string::npos) {
+        return WithoutBlanks(PemBody(contents));
+    }
+    return IsDer(contents) ? Base64(contents) : contents;
+}
+
+std::string Hex(std::string_view bytes) {
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    std::string text;
+    for (const char byte : bytes) {
+        text += kDigits[static_cast<unsigned char>(byte) >> 4U];
+        text += kDigits[static_cast<unsigned char>(byte) & 15U];
+    }
+    return text;
+}
+
+bool IsUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const size_t length = SequenceLength(text);
+        if (length == 0) {
+            return false;
+        }
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
+std::string Printable(std::string_view text) {
+    std::string result(text);
+    std::replace_if(
+        result.begin(), result.end(),
+        [](unsigned char character) { return std::iscntrl(character) != 0; }, '?');
+    return result;
+}

@@ -1,0 +1,26 @@
+#ifndef UKEYCTL_ENCODING_H
+#define UKEYCTL_ENCODING_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+// The parts of a text joined with "||", without the empty ones.
+std::vector<std::string> SplitJoined(std::string_view text);
+
+// A PEM block (RFC 7468) around a Base64 text. A text that already is one stays as it is; one that
+// is not Base64 is refused with a failure that points to the text format.
+std::string ToPem(const std::string& label, const std::string& base64);
+
+// A certificate file's contents as the library takes them: the Base64 text of a PEM block or of
+// binary DER, without line breaks; anything else as it is.
+std::string CertificateText(const std::string& contents);
+
+std::string Hex(std::string_view bytes);
+
+bool IsUtf8(std::string_view text);
+
+// The text fit for a terminal: control characters become question marks.
+std::string Printable(std::string_view text);
+
+#endif

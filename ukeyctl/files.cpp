@@ -1,0 +1,76 @@
+#include "files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "failure.h"
+
+namespace {
+
+constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+
+class File {
+ public:
+    explicit File(int descriptor) : descriptor_(descriptor) {}
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    ~File() {
+        if (descriptor_ > STDERR_FILENO) {
+            close(descriptor_);
+        }
+    }
+    int Descriptor() const { return descriptor_; }
+
+ private:
+    int descriptor_;
+};
+
+[[noreturn]] void ThrowFile(const std::string& what, const std::string& path) {
+    Failure failure;
+    failure.status = ExitStatus::kFile;
+    failure.what = what + " " + path;
+    failure.why = std::strerror(errno);
+    failure.next = "check the path, the permissions and the free space";
+    throw CommandFailure(failure);
+}
+
+}  // namespace
+
+std::string ReadInput(const std::string& path) {
+    constexpr const char* kWhat = "cannot read";
+    const File file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.Descriptor() < 0) {
+        ThrowFile(kWhat, path);
+    }
+    std::string contents;
+    char chunk[65536];
+    for (;;) {
+        const ssize_t count = read(file.Descriptor(), chunk, sizeof chunk);
+        if (count == 0) {
+            return contents;
+        }
+        if (count < 0 && errno != EINTR) {
+            ThrowFile(kWhat, path);
+        }
+        contents.append(chunk, count > 0 ? static_cast<size_t>(count) : 0);
+    }
+}
+
+void WriteOutput(const std::string& path, std::string_view contents) {
+    constexpr const char* kWhat = "cannot write";
+    const File file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kOwnerOnly));
+    if (file.Descriptor() < 0) {
+        ThrowFile(kWhat, path);
+    }
+    while (!contents.empty()) {
+        const ssize_t count = write(file.Descriptor(), contents.data(), contents.size());
+        if (count < 0 && errno != EINTR) {
+            ThrowFile(kWhat, path);
+        }
+        contents.remove_prefix(count > 0 ? static_cast<size_t>(count) : 0);
+    }
+}

@@ -1,0 +1,81 @@
+#include <cstring>
+
+#include "verbs.h"
+
+namespace {
+
+constexpr const char* kDescription =
+    "Look after a customer's USB cryptographic key.\n\n"
+    "The PIN never passes through this command: the key, or its own dialog, asks for it.";
+
+constexpr const char* kFooter =
+    "Examples:\n"
+    "  ukeyctl info                      what library and key are here\n"
+    "  ukeyctl error 0x0A000001          what a code means\n"
+    "  ukeyctl request --description 'CertType(1)KeyType(2)HashType(3)' --out request.pem\n"
+    "  ukeyctl cert import-package answer.txt\n"
+    "  ukeyctl VERB --help               how a verb is used\n\n"
+    "Exit status: 0 done; 1 the key or the library reported a code; 2 usage; 3 the library cannot\n"
+    "be loaded; 4 a file cannot be read or written; 5 no event in time; 70 a fault of this "
+    "command.\n";
+
+void AddCommonOptions(CLI::App& app, Session& session) {
+    app.add_option("--library", session.library_path,
+                   "The key library; else ORVAL_LIBRARY, else the one in ../lib of this command, "
+                   "else where the loader finds it")
+        ->type_name("PATH");
+    app.add_flag("--json", session.json, "One JSON object on standard output, for scripts");
+    app.set_version_flag("--version", "ukeyctl " UKEYCTL_VERSION);
+}
+
+void BuildCommandLine(CLI::App& app, Session& session) {
+    app.name("ukeyctl");
+    app.description(kDescription);
+    app.footer(kFooter);
+    app.require_subcommand(1);
+    app.fallthrough();
+    AddCommonOptions(app, session);
+    AddInfoVerb(app, session);
+    AddErrorVerb(app, session);
+    AddDeviceVerbs(app, session);
+    AddPinVerbs(app, session);
+    AddStorageVerbs(app, session);
+    AddRequestVerbs(app, session);
+    AddCertificateVerbs(app, session);
+    AddSigningVerbs(app, session);
+    AddDecryptionVerbs(app, session);
+    AddCallVerb(app, session);
+}
+
+int FailToParse(const CLI::ParseError& error, Session& session) {
+    Failure failure;
+    failure.status = ExitStatus::kUsage;
+    failure.what = "the command cannot be understood as given";
+    failure.why = error.what();
+    failure.next = "see 'ukeyctl --help', or 'ukeyctl VERB --help'";
+    return session.Fail(failure);
+}
+
+// A mistake may come before the option has been seen.
+bool AsksForJson(int count, char** arguments) {
+    return std::any_of(arguments, arguments + count,
+                       [](const char* argument) { return std::strcmp(argument, "--json") == 0; });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Session session;
+    CLI::App app;
+    BuildCommandLine(app, session);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            return app.exit(error);
+        }
+        session.json = AsksForJson(argc, argv);
+        return FailToParse(error, session);
+    }
+    return session.Run();
+}

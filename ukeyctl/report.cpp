@@ -1,0 +1,108 @@
+#include "report.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "codes.h"
+#include "encoding.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct ShowValue {
+    std::string operator()(std::monostate /*none*/) const { return "-"; }
+    std::string operator()(const std::string& text) const { return text; }
+    std::string operator()(int64_t number) const { return std::to_string(number); }
+    std::string operator()(const std::vector<std::string>& texts) const {
+        std::string joined;
+        for (const std::string& text : texts) {
+            joined += joined.empty() || joined.back() == '\n' ? text : "\n" + text;
+        }
+        return joined;
+    }
+};
+
+struct EncodeValue {
+    Json operator()(std::monostate /*none*/) const { return nullptr; }
+    template <typename T>
+    Json operator()(const T& value) const {
+        return value;
+    }
+};
+
+std::string WithLineEnd(std::string text) {
+    if (!text.empty() && text.back() != '\n') {
+        text += '\n';
+    }
+    return text;
+}
+
+Json EncodeFailure(const Failure& failure) {
+    Json error = {{"status", static_cast<int>(failure.status)},
+                  {"what", failure.what},
+                  {"why", failure.why},
+                  {"next", failure.next}};
+    if (failure.code) {
+        const KnownCode* known = FindKnownCode(*failure.code);
+        error["function"] = failure.function;
+        error["code"] = *failure.code;
+        error["hex"] = ukey::detail::Hexadecimal(*failure.code);
+        error["name"] = known != nullptr ? Json(known->name) : Json(nullptr);
+    }
+    return error;
+}
+
+}  // namespace
+
+void Report::Add(const std::string& key, const std::string& label, Value value) {
+    fields_.push_back({Kind::kLine, key, label, std::move(value)});
+}
+
+void Report::AddOutput(const std::string& key, Value value) {
+    fields_.push_back({Kind::kOutput, key, {}, std::move(value)});
+}
+
+void Report::AddDetail(const std::string& key, Value value) {
+    fields_.push_back({Kind::kDetail, key, {}, std::move(value)});
+}
+
+void Report::Say(const std::string& sentence) {
+    fields_.push_back({Kind::kSentence, {}, {}, sentence});
+}
+
+std::string Report::ForPeople() const {
+    size_t width = 0;
+    for (const Field& field : fields_) {
+        width = std::max(width, field.label.size());
+    }
+    std::string text;
+    for (const Field& field : fields_) {
+        const std::string value = std::visit(ShowValue{}, field.value);
+        if (field.kind == Kind::kLine) {
+            text += field.label + ":" + std::string(width - field.label.size() + 1, ' ') +
+                    Printable(value) + "\n";
+        } else if (field.kind != Kind::kDetail) {
+            text += WithLineEnd(value);
+        }
+    }
+    return text;
+}
+
+std::string Report::ForScripts(const std::string& verb, const Failure* failure) const {
+    Json object = {{"ok", failure == nullptr}, {"verb", verb}};
+    for (const Field& field : fields_) {
+        if (field.kind == Kind::kSentence) {
+            continue;
+        }
+        object[field.key] = std::visit(EncodeValue{}, field.value);
+        const auto* text = std::get_if<std::string>(&field.value);
+        if (text != nullptr && !IsUtf8(*text)) {
+            object[field.key + "_hex"] = Hex(*text);
+        }
+    }
+    if (failure != nullptr) {
+        object["error"] = EncodeFailure(*failure);
+    }
+    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}

@@ -1,0 +1,47 @@
+#ifndef UKEYCTL_REPORT_H
+#define UKEYCTL_REPORT_H
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "failure.h"
+
+// What a verb has to tell, put together once and shown in one of two forms: aligned lines for
+// people, or one JSON object on one line for scripts.
+class Report {
+ public:
+    // Nothing, for a value that could not be had.
+    using Value = std::variant<std::monostate, std::string, int64_t, std::vector<std::string>>;
+
+    // One line "Label: value".
+    void Add(const std::string& key, const std::string& label, Value value);
+
+    // What the verb was asked for. People get it alone, exactly as it is, so that it can be piped.
+    void AddOutput(const std::string& key, Value value);
+
+    // For scripts only.
+    void AddDetail(const std::string& key, Value value);
+
+    // For people only.
+    void Say(const std::string& sentence);
+
+    std::string ForPeople() const;
+
+    // The object has "ok" and "verb", the fields, and "error" when there is a failure. Text that
+    // is not UTF-8 is shown with replacement characters, and in a field KEY_hex byte by byte.
+    std::string ForScripts(const std::string& verb, const Failure* failure) const;
+
+ private:
+    enum class Kind { kLine, kOutput, kDetail, kSentence };
+    struct Field {
+        Kind kind;
+        std::string key;
+        std::string label;
+        Value value;
+    };
+    std::vector<Field> fields_;
+};
+
+#endif

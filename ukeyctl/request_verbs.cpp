@@ -1,0 +1,93 @@
+#include "encoding.h"
+#include "verbs.h"
+
+namespace {
+
+constexpr const char* kPemLabel = "CERTIFICATE REQUEST";
+
+struct RequestOptions {
+    std::string description;
+    std::string format;
+    std::string out;
+    uint32_t mode = 0;
+    bool consent = false;
+};
+
+std::vector<std::string> PemRequests(const std::string& joined) {
+    std::vector<std::string> requests = SplitJoined(joined);
+    for (std::string& request : requests) {
+        request = ToPem(kPemLabel, request);
+    }
+    return requests;
+}
+
+void DeliverRequests(Session& session, const RequestOptions& options, const std::string& joined) {
+    const auto count = static_cast<int64_t>(SplitJoined(joined).size());
+    session.Result().AddDetail("count", count);
+    if (options.format == "pem") {
+        Deliver(session, "requests", PemRequests(joined), options.out);
+    } else {
+        Deliver(session, "requests", joined, options.out);
+    }
+}
+
+void AddRequestOptions(CLI::App& verb, Session& session, RequestOptions& options) {
+    AddKeyOption(verb, session);
+    verb.add_option(
+            "--description", options.description,
+            "What to request: records separated by |, each CertType(D)KeyType(D)HashType(D) "
+            "with one digit D; what a record leaves out is as in the one before")
+        ->type_name("TEXT")
+        ->required();
+    AddFormat(verb, options.format, {"pem", "text"});
+    AddOutOption(verb, options.out);
+}
+
+void AddRequest(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<RequestOptions>();
+    CLI::App* verb =
+        AddVerb(app, "request", "Have the key make certificate requests (PKCS#10)", session,
+                [options](Session& running) {
+                    DeliverRequests(running, *options,
+                                    running.Key().GenerateCertRequest(options->description));
+                });
+    AddRequestOptions(*verb, session, *options);
+    AddExamples(*verb,
+                {"ukeyctl request --description 'CertType(1)KeyType(2)HashType(3)'",
+                 "ukeyctl request --description 'CertType(1)KeyType(2)HashType(3)|CertType(2)' "
+                 "--out both.pem",
+                 "ukeyctl request --description 'KeyType(2)' --format text"});
+}
+
+void RunInitRequest(Session& session, const RequestOptions& options) {
+    if (options.mode != 0) {
+        CheckConsent(options.consent, "erases everything on the key first");
+    }
+    DeliverRequests(
+        session, options,
+        session.Key().Batch_InitAndGenerateCertRequest(options.mode, options.description));
+}
+
+void AddInitRequest(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<RequestOptions>();
+    CLI::App* verb =
+        AddVerb(app, "init-request",
+                "Initialise the key if asked to, and make up to three requests in one step",
+                session, [options](Session& running) { RunInitRequest(running, *options); });
+    AddRequestOptions(*verb, session, *options);
+    verb->add_option("--mode", options->mode, "0: verify the PIN; 1: initialise the key first")
+        ->type_name("N")
+        ->capture_default_str();
+    verb->add_flag("--yes", options->consent, "With --mode 1: do erase the key");
+    AddExamples(
+        *verb, {"ukeyctl init-request --description 'CertType(1)KeyType(2)HashType(3)|CertType(3)'",
+                "ukeyctl init-request --mode 1 --yes --description "
+                "'CertType(1)KeyType(2)HashType(3)'"});
+}
+
+}  // namespace
+
+void AddRequestVerbs(CLI::App& app, Session& session) {
+    AddRequest(app, session);
+    AddInitRequest(app, session);
+}

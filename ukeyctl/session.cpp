@@ -1,0 +1,103 @@
+#include "session.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+namespace {
+
+constexpr const char* kLibraryVariable = "ORVAL_LIBRARY";
+
+// The library installed or built beside this command, or just its name for the loader to find.
+std::string DefaultLibrary() {
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    const auto beside = program.parent_path().parent_path() / "lib" / ukey::kLibraryName;
+    return !error && std::filesystem::exists(beside, error) ? beside.string() : ukey::kLibraryName;
+}
+
+std::string ChooseLibrary(const std::string& given) {
+    if (!given.empty()) {
+        return given;
+    }
+    const char* variable = std::getenv(kLibraryVariable);
+    return variable != nullptr && *variable != '\0' ? variable : DefaultLibrary();
+}
+
+Failure OutputFailure() {
+    Failure failure;
+    failure.status = ExitStatus::kFile;
+    failure.what = "cannot write to standard output";
+    failure.why = std::strerror(errno);
+    failure.next = "check where the output goes";
+    return failure;
+}
+
+Failure InternalFailure(const char* why) {
+    Failure failure;
+    failure.what = "the command itself failed";
+    failure.why = why;
+    failure.next = "report this with the command line that led to it";
+    return failure;
+}
+
+}  // namespace
+
+void Session::Choose(const std::string& verb, Action action) {
+    verb_ = verb;
+    action_ = std::move(action);
+}
+
+const ukey::Library& Session::Library() {
+    if (!library_) {
+        library_.emplace(ChooseLibrary(library_path));
+    }
+    return *library_;
+}
+
+ukey::Key Session::Key() {
+    return serial_number.empty() ? Library().PluggedKey() : Library().KeyOf(serial_number);
+}
+
+void Session::Publish() {
+    Write(json ? report_.ForScripts(verb_, nullptr) : report_.ForPeople());
+    report_ = Report();
+    published_ = true;
+}
+
+void Session::Write(const std::string& text) {
+    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+    if (!written || std::fflush(stdout) != 0) {
+        throw CommandFailure(OutputFailure());
+    }
+}
+
+int Session::Fail(const Failure& failure) {
+    std::fputs(Describe(verb_, failure).c_str(), stderr);
+    try {
+        Write(json ? report_.ForScripts(verb_, &failure) : report_.ForPeople());
+    } catch (const CommandFailure& unwritable) {
+        std::fputs(Describe(verb_, unwritable.Details()).c_str(), stderr);
+    }
+    return static_cast<int>(failure.status);
+}
+
+int Session::Run() {
+    try {
+        action_(*this);
+        if (!published_) {
+            Publish();
+        }
+        return static_cast<int>(ExitStatus::kSuccess);
+    } catch (const CommandFailure& failure) {
+        return Fail(failure.Details());
+    } catch (const ukey::Error& error) {
+        return Fail(FailureOf(error));
+    } catch (const ukey::LoadError& error) {
+        return Fail(FailureOf(error));
+    } catch (const std::exception& error) {
+        return Fail(InternalFailure(error.what()));
+    }
+}

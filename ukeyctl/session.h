@@ -1,0 +1,52 @@
+#ifndef UKEYCTL_SESSION_H
+#define UKEYCTL_SESSION_H
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "report.h"
+#include "ukey.hpp"
+
+// One run of the command: what every verb may be told, the library once a verb asks for it, and
+// what the verb reports.
+class Session {
+ public:
+    using Action = std::function<void(Session&)>;
+
+    // Filled by the command line.
+    std::string library_path;
+    std::string serial_number;
+    bool json = false;
+
+    // The verb that was given; the last one counts.
+    void Choose(const std::string& verb, Action action);
+
+    // The product, loaded by the first verb that needs it.
+    const ukey::Library& Library();
+
+    // The key named on the command line, or the one that is plugged.
+    ukey::Key Key();
+
+    Report& Result() { return report_; }
+
+    // Shows the report now and starts another, for verbs that report as things happen.
+    void Publish();
+
+    // Does the verb's work, shows its report or failure, and gives the command's exit status.
+    int Run();
+
+    // Shows the failure and gives the exit status.
+    int Fail(const Failure& failure);
+
+ private:
+    void Write(const std::string& text);
+
+    std::string verb_;
+    Action action_;
+    std::optional<ukey::Library> library_;
+    Report report_;
+    bool published_ = false;
+};
+
+#endif

@@ -1,0 +1,112 @@
+#include "verbs.h"
+
+namespace {
+
+struct SignOptions {
+    Selectors selectors;
+    int32_t param3 = 0;
+    InputText data;
+    std::string warning;
+    std::string out;
+};
+
+struct BatchSignOptions {
+    ukey::BatchSignInput input;
+    InputText batch;
+    std::string param6;
+    std::string out;
+};
+
+void AddNumber(CLI::App& verb, const std::string& name, int32_t& value) {
+    verb.add_option(name, value, "Passed to the key as it is")
+        ->type_name("N")
+        ->capture_default_str();
+}
+
+void AddSign(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<SignOptions>();
+    CLI::App* verb =
+        AddVerb(app, "sign", "Sign a text after the key's holder has confirmed a warning", session,
+                [options](Session& running) {
+                    const Selectors& selectors = options->selectors;
+                    Deliver(running, "signature",
+                            running.Key().Sign(selectors.param1, selectors.param2,
+                                               options->data.Read(), options->warning),
+                            options->out);
+                });
+    AddKeyOption(*verb, session);
+    AddText(*verb, "data", "The text to sign", options->data);
+    verb->add_option("--warning", options->warning, "What the holder is asked to confirm")
+        ->type_name("TEXT")
+        ->required();
+    AddSelectors(*verb, options->selectors);
+    AddOutOption(*verb, options->out);
+    AddExamples(*verb,
+                {"ukeyctl sign --data \"pay 100 to 4711\" --warning \"Pay 100 to 4711?\"",
+                 "ukeyctl sign --data-file order.xml --warning \"Order 12\" --out order.sig"});
+}
+
+void AddSignHash(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<SignOptions>();
+    CLI::App* verb =
+        AddVerb(app, "signhash", "Sign a text or a digest without a confirmation", session,
+                [options](Session& running) {
+                    const Selectors& selectors = options->selectors;
+                    Deliver(running, "signature",
+                            running.Key().SignHash(selectors.param1, selectors.param2,
+                                                   options->data.Read(), options->param3),
+                            options->out);
+                });
+    AddKeyOption(*verb, session);
+    AddText(*verb, "data", "The text or digest to sign", options->data);
+    AddSelectors(*verb, options->selectors);
+    AddNumber(*verb, "--param3", options->param3);
+    AddOutOption(*verb, options->out);
+    AddExamples(*verb,
+                {"ukeyctl signhash --data hello", "ukeyctl signhash --data-file message.txt"});
+}
+
+void RunBatchSign(Session& session, BatchSignOptions& options) {
+    ukey::BatchSignInput& input = options.input;
+    input.batch = options.batch.Read();
+    input.param6 = options.param6.empty() ? nullptr : options.param6.c_str();
+    Deliver(session, "signatures", session.Key().Batch_Sign(input), options.out);
+}
+
+// The options are named for the arguments' positions: what they mean is the key's affair.
+void AddBatchParameters(CLI::App& verb, BatchSignOptions& options) {
+    AddNumber(verb, "--flags", options.input.flags);
+    AddNumber(verb, "--param3", options.input.param3);
+    AddNumber(verb, "--param4", options.input.param4);
+    verb.add_option("--text", options.input.text,
+                    "Fifth argument; needed when bit 0 of the flags is set")
+        ->type_name("TEXT");
+    verb.add_option("--param6", options.param6, "Sixth argument, as a text; needed like --text")
+        ->type_name("TEXT");
+    verb.add_option("--param7", options.input.param7, "Passed to the key as it is")
+        ->type_name("N")
+        ->capture_default_str();
+    AddNumber(verb, "--param8", options.input.param8);
+    AddNumber(verb, "--param9", options.input.param9);
+    AddNumber(verb, "--param11", options.input.param11);
+}
+
+void AddBatchSign(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<BatchSignOptions>();
+    CLI::App* verb =
+        AddVerb(app, "batch-sign", "Sign several items, separated by ||, in one step", session,
+                [options](Session& running) { RunBatchSign(running, *options); });
+    AddKeyOption(*verb, session);
+    AddText(*verb, "batch", "The items, separated by ||", options->batch);
+    AddBatchParameters(*verb, *options);
+    AddOutOption(*verb, options->out);
+    AddExamples(*verb, {"ukeyctl batch-sign --batch 'order 1||order 2||order 3'"});
+}
+
+}  // namespace
+
+void AddSigningVerbs(CLI::App& app, Session& session) {
+    AddSign(app, session);
+    AddSignHash(app, session);
+    AddBatchSign(app, session);
+}
