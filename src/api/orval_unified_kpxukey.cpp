@@ -5,6 +5,16 @@
 
 #include "api/process_objects.h"
 #include "common/commonfunction.h"
+#include "qrv/revival.h"
+
+namespace {
+
+using SlotMap = std::map<uint32_t, std::string>;
+
+const QRV::Revival<SlotMap> slot_map_revival(g_WaitEventSlotMap,
+                                             [](SlotMap* place) { new (place) SlotMap; });
+
+}  // namespace
 
 CommonFunction ORVAL_ComFunc;
 

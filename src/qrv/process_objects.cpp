@@ -1,10 +1,27 @@
 #include "qrv/process_objects.h"
 
 #include "qrv/exception.h"
+#include "qrv/revival.h"
 #include "qrv/simple_buffer.h"
 #include "qrv/string.h"
 
 namespace QRV {
+
+namespace {
+
+// A string that outlives the destructors still holds a reference to the nil buffer. How many there
+// are is gone with the old object, so the new one starts with more than there can be.
+constexpr int64_t kMoreThanAllStrings = int64_t{1} << 40;
+
+void ConstructManager(CQrvBufferMgr* place) {
+    new (place) CQrvBufferMgr(_qrvMemoryManager);
+    place->GetNilBuffer()->references = kMoreThanAllStrings;
+}
+
+const Revival<CCRTHeap> heap_revival(g_heapmgr, [](CCRTHeap* place) { new (place) CCRTHeap; });
+const Revival<CQrvBufferMgr> manager_revival(g_bufmgr, ConstructManager);
+
+}  // namespace
 
 TraceCategory qrvTraceGeneral = {17, 4, "TraceGeneral", nullptr};
 CCRTHeap g_heapmgr;

@@ -17,12 +17,15 @@ struct TraceCategory {
     void* reserved;
 };
 
-// One set for the process, constructed when the library is loaded.
-ORVAL_QRV_EXPORT extern TraceCategory qrvTraceGeneral;
-ORVAL_QRV_EXPORT extern CCRTHeap g_heapmgr;
-ORVAL_QRV_EXPORT extern CQrvBufferMgr g_bufmgr;
-ORVAL_QRV_EXPORT extern IQrvMemMgr* _qrvMemoryManager;
-ORVAL_QRV_EXPORT extern IQrvBufferMgr* _qrvBufferManager;
+// One set for each copy of the library that a process loads, constructed when it is loaded. A copy
+// loaded later must not construct the first one's objects again, under strings that live.
+#define ORVAL_QRV_OBJECT __attribute__((visibility("protected")))
+
+ORVAL_QRV_OBJECT extern TraceCategory qrvTraceGeneral;
+ORVAL_QRV_OBJECT extern CCRTHeap g_heapmgr;
+ORVAL_QRV_OBJECT extern CQrvBufferMgr g_bufmgr;
+ORVAL_QRV_OBJECT extern IQrvMemMgr* _qrvMemoryManager;
+ORVAL_QRV_OBJECT extern IQrvBufferMgr* _qrvBufferManager;
 
 // Hooks for programs that expect to start and stop a string library. They do nothing.
 ORVAL_QRV_EXPORT void DoInitialization();
