@@ -1,0 +1,90 @@
+#include "core/certificate_texts.h"
+
+#include <openssl/x509v3.h>
+
+#include <ctime>
+
+#include "core/encoding.h"
+#include "core/key_pair.h"
+
+namespace softkey {
+namespace {
+
+using ssl::Check;
+using Integer = ssl::Owner<BIGNUM, BN_free>;
+
+// RFC 2253, but with UTF-8 left readable in place of escaped bytes.
+constexpr unsigned long kNameFlags =
+    XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB);
+
+std::string NameText(const X509_NAME* name) {
+    return ssl::Printed(
+        [&](BIO* output) { return X509_NAME_print_ex(output, name, 0, kNameFlags) >= 0; },
+        "distinguished name");
+}
+
+std::string SerialText(const X509* certificate) {
+    const Integer number(ASN1_INTEGER_to_BN(X509_get0_serialNumber(certificate), nullptr));
+    Check(number != nullptr, "serial number");
+    Bytes bytes(static_cast<size_t>(BN_num_bytes(number.get())));
+    BN_bn2bin(number.get(), bytes.data());
+    return bytes.empty() ? "00" : ToHex(bytes);
+}
+
+std::string TimeText(const ASN1_TIME* time) {
+    std::tm parts{};
+    Check(ASN1_TIME_to_tm(time, &parts) == 1, "validity");
+    char text[32];
+    const size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
+    return {text, length};
+}
+
+std::string UsageText(X509* certificate) {
+    struct Bit {
+        uint32_t mask;
+        const char* name;
+    };
+    constexpr Bit kBits[] = {
+        {KU_DIGITAL_SIGNATURE, "digitalSignature"},
+        {KU_NON_REPUDIATION, "nonRepudiation"},
+        {KU_KEY_ENCIPHERMENT, "keyEncipherment"},
+        {KU_DATA_ENCIPHERMENT, "dataEncipherment"},
+        {KU_KEY_AGREEMENT, "keyAgreement"},
+        {KU_KEY_CERT_SIGN, "keyCertSign"},
+        {KU_CRL_SIGN, "cRLSign"},
+    };
+    const uint32_t usage = X509_get_key_usage(certificate);
+    if (usage == UINT32_MAX) return "any";
+    std::string text;
+    for (const Bit& bit : kBits) {
+        if ((usage & bit.mask) != 0) text += (text.empty() ? "" : ",") + std::string(bit.name);
+    }
+    return text;
+}
+
+}  // namespace
+
+ssl::Certificate ParseCertificate(const Bytes& der) {
+    const unsigned char* cursor = der.data();
+    ssl::Certificate certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
+    Check(certificate != nullptr, "certificate", Code::kStoreDamaged);
+    return certificate;
+}
+
+std::string SubjectText(const X509* certificate) {
+    return NameText(X509_get_subject_name(certificate));
+}
+
+std::string IssuerText(const X509* certificate) {
+    return NameText(X509_get_issuer_name(certificate));
+}
+
+std::string CertificateInfoText(X509* certificate) {
+    return "Subject: " + SubjectText(certificate) + "\nIssuer: " + IssuerText(certificate) +
+           "\nSerialNumber: " + SerialText(certificate) +
+           "\nNotBefore: " + TimeText(X509_get0_notBefore(certificate)) +
+           "\nNotAfter: " + TimeText(X509_get0_notAfter(certificate)) +
+           "\nUsage: " + UsageText(certificate);
+}
+
+}  // namespace softkey

@@ -1,0 +1,89 @@
+#ifndef SOFTKEY_CORE_DATABASE_H
+#define SOFTKEY_CORE_DATABASE_H
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/secret.h"
+
+namespace softkey {
+
+class Database;
+
+// One prepared statement. Parameters are bound in order; columns count from 0.
+class Statement {
+ public:
+    Statement(Database& database, const char* sql);
+
+    Statement& Bind(int64_t value);
+    Statement& Bind(std::string_view text);
+    Statement& Bind(const Bytes& bytes);
+    Statement& BindNull();
+
+    // True while there is a row. A failure throws.
+    bool Step();
+
+    // Runs a statement that has no rows.
+    void Run() { Step(); }
+
+    bool IsNull(int column) const;
+    int64_t Integer(int column) const;
+    std::string Text(int column) const;
+    Bytes Blob(int column) const;
+
+ private:
+    struct Finalizer {
+        void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+    };
+    Database& database_;
+    std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
+    int bound_ = 0;
+};
+
+// A connection to one file. What is committed has reached the disk: a write that was acknowledged
+// survives the death of the process and of the machine. Several processes may use one file; each
+// waits a bounded time for the others.
+class Database {
+ public:
+    enum class Mode { kExisting, kCreate };
+    Database(const std::string& path, Mode mode);
+
+    void Execute(const char* sql);
+    int64_t Changes() const { return sqlite3_changes64(connection_.get()); }
+    int64_t LastRow() const { return sqlite3_last_insert_rowid(connection_.get()); }
+    sqlite3* Handle() const { return connection_.get(); }
+
+    // Throws the code that belongs to the connection's last failure.
+    [[noreturn]] void Fail() const;
+
+ private:
+    struct Closer {
+        void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
+    };
+    std::unique_ptr<sqlite3, Closer> connection_;
+};
+
+// All or nothing. Without Commit the changes are undone. Taking the write lock at once keeps two
+// processes that read and then write from waiting for each other.
+class Transaction {
+ public:
+    explicit Transaction(Database& database);
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    void Commit();
+
+ private:
+    Database& database_;
+    bool open_ = true;
+};
+
+}  // namespace softkey
+
+#endif

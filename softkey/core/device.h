@@ -1,0 +1,55 @@
+#ifndef SOFTKEY_CORE_DEVICE_H
+#define SOFTKEY_CORE_DEVICE_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "core/dialogs.h"
+#include "core/key_store.h"
+#include "core/sessions.h"
+#include "core/slots.h"
+
+namespace softkey {
+
+// A plugged key as the entries use it: its slot, its store and what this process has verified.
+class Device {
+ public:
+    // Throws kInvalidParameter for a null or empty serial number and kDeviceRemoved for one that
+    // is not plugged in.
+    static Device Plugged(const char* serial);
+
+    // The key in the lowest slot.
+    static Device First();
+
+    const PluggedKey& Key() const { return key_; }
+    KeyStore& Store() { return store_; }
+
+    enum class Cache { kAsFlagged, kAlways };
+    void VerifyPin(Cache cache, std::optional<std::chrono::seconds> lifetime = std::nullopt);
+    void ChangePin();
+
+    enum class AfterInitialize { kVerified, kUnverified };
+    void Initialize(std::optional<std::string> label, AfterInitialize after);
+
+    // The verification under which a private key may be used; asks for the PIN when there is none.
+    // Requests leave it standing, every other use takes it with it unless it is cached.
+    enum class Use { kRequest, kOther };
+    Unlocked Authorize(Use use);
+
+    DialogSubject Subject() { return {key_, store_.Label()}; }
+
+ private:
+    explicit Device(PluggedKey key);
+    Unlocked AskAndUnlock();
+
+    PluggedKey key_;
+    KeyStore store_;
+};
+
+// The tries that the last wrong PIN of this process left, or -1.
+int32_t LastTriesLeft();
+
+}  // namespace softkey
+
+#endif

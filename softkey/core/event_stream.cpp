@@ -1,0 +1,142 @@
+#include "core/event_stream.h"
+
+#include <poll.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "core/error.h"
+#include "core/home.h"
+
+namespace softkey {
+namespace {
+
+// Watches from its construction on, so that a look at the journal and a wait leave no hole between
+// them.
+class Watch {
+ public:
+    Watch() : descriptor_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+        Require(descriptor_ >= 0, Code::kFail, "inotify is not available");
+        if (AddFolder()) return;
+        // Nothing was ever plugged: make the folder that the first plug will touch.
+        try {
+            EnsureHome();
+        } catch (const Error&) {
+            return;  // Then the wait only takes its time.
+        }
+        AddFolder();
+    }
+    ~Watch() { close(descriptor_); }
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+    void Wait(std::chrono::milliseconds bound) const {
+        pollfd request{descriptor_, POLLIN, 0};
+        poll(&request, 1, static_cast<int>(bound.count()));
+    }
+
+ private:
+    bool AddFolder() const {
+        return inotify_add_watch(descriptor_, SignalPath().c_str(),
+                                 IN_CREATE | IN_ATTRIB | IN_MODIFY | IN_CLOSE_WRITE) >= 0;
+    }
+
+    int descriptor_;
+};
+
+Slots::Snapshot Present() {
+    std::optional<Slots> slots = Slots::OpenExisting();
+    return slots ? slots->Look() : Slots::Snapshot{{}, 0, 0};
+}
+
+EventStream::View ViewOf(const Slots::Snapshot& snapshot) {
+    EventStream::View view;
+    for (const PluggedKey& key : snapshot.plugged) view[key.slot] = key.serial;
+    return view;
+}
+
+}  // namespace
+
+EventStream& EventStream::OfThisProcess() {
+    static EventStream stream;
+    return stream;
+}
+
+void EventStream::OpenContext() {
+    const std::lock_guard lock(mutex_);
+    if (!place_) TakePlaceAtPresent();
+    following_ = true;
+    ++open_contexts_;
+}
+
+void EventStream::CloseContext() {
+    const std::lock_guard lock(mutex_);
+    Require(open_contexts_ > 0, Code::kNoContext, "no context is open");
+    --open_contexts_;
+}
+
+EventStream::View EventStream::CurrentView() {
+    const std::lock_guard lock(mutex_);
+    // A list taken before the first context is where that context will begin.
+    if (!following_) TakePlaceAtPresent();
+    return view_;
+}
+
+std::optional<SlotEvent> EventStream::Wait(std::chrono::milliseconds bound) {
+    const Watch watch;
+    if (std::optional<SlotEvent> event = TakeNext()) return event;
+    watch.Wait(bound);
+    return TakeNext();
+}
+
+void EventStream::TakePlaceAtPresent() {
+    const Slots::Snapshot present = Present();
+    place_ = present.last_sequence;
+    view_ = ViewOf(present);
+}
+
+// The journal no longer reaches back to this process's place, or is another one: deliver what
+// leads from the slots as known here to the slots as they are.
+void EventStream::FillGap(const Slots::Snapshot& present) {
+    const View now = ViewOf(present);
+    for (const auto& [slot, serial] : view_) {
+        const auto found = now.find(slot);
+        if (found == now.end() || found->second != serial) {
+            gap_.push_back({present.last_sequence, EventKind::kRemoval, slot, serial});
+        }
+    }
+    for (const auto& [slot, serial] : now) {
+        const auto found = view_.find(slot);
+        if (found == view_.end() || found->second != serial) {
+            gap_.push_back({present.last_sequence, EventKind::kArrival, slot, serial});
+        }
+    }
+    place_ = present.last_sequence;
+}
+
+std::optional<SlotEvent> EventStream::TakeNext() {
+    const std::lock_guard lock(mutex_);
+    Require(open_contexts_ > 0, Code::kNoContext, "no context is open");
+    std::optional<SlotEvent> event;
+    if (gap_.empty()) {
+        std::optional<Slots> slots = Slots::OpenExisting();
+        const Slots::Snapshot present = slots ? slots->Look() : Slots::Snapshot{{}, 0, 0};
+        if (present.last_sequence < *place_ || present.first_sequence > *place_ + 1) {
+            FillGap(present);
+        } else if (slots) {
+            event = slots->NextEvent(*place_);
+        }
+    }
+    if (!gap_.empty()) {
+        event = gap_.front();
+        gap_.pop_front();
+    }
+    if (!event) return std::nullopt;
+    place_ = std::max(*place_, event->sequence);
+    if (event->kind == EventKind::kArrival) view_[event->slot] = event->serial;
+    if (event->kind == EventKind::kRemoval) view_.erase(event->slot);
+    return event;
+}
+
+}  // namespace softkey

@@ -1,0 +1,50 @@
+#ifndef SOFTKEY_CORE_EVENT_STREAM_H
+#define SOFTKEY_CORE_EVENT_STREAM_H
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "core/slots.h"
+
+namespace softkey {
+
+// This process's place in the journal of plugs and unplugs, and the slots as the events delivered
+// so far add up to. Once a context was opened the place is kept, also while no context is open:
+// what happens between two waits is delivered by the second, in order, and until then a key that
+// was pulled in between is still listed, so that its removal can be told with its serial number.
+// Safe for several threads; an event goes to one of them.
+class EventStream {
+ public:
+    static EventStream& OfThisProcess();
+
+    void OpenContext();
+    void CloseContext();  // throws kNoContext when none is open
+
+    // The next event, waited for at most `bound`. Throws kNoContext.
+    std::optional<SlotEvent> Wait(std::chrono::milliseconds bound);
+
+    // Slot to serial number.
+    using View = std::map<uint32_t, std::string>;
+    View CurrentView();
+
+ private:
+    std::optional<SlotEvent> TakeNext();
+    void TakePlaceAtPresent();
+    void FillGap(const Slots::Snapshot& present);
+
+    std::mutex mutex_;
+    int open_contexts_ = 0;
+    bool following_ = false;
+    std::optional<int64_t> place_;
+    View view_;
+    std::deque<SlotEvent> gap_;
+};
+
+}  // namespace softkey
+
+#endif

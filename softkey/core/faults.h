@@ -1,0 +1,34 @@
+#ifndef SOFTKEY_CORE_FAULTS_H
+#define SOFTKEY_CORE_FAULTS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace softkey {
+
+// A failure that someone ordered on purpose: after `after` calls that go well, `times` calls of
+// `entry` answer `code`, each `delay_milliseconds` late. Code 0 delays and lets the call go on.
+struct Fault {
+    std::string entry;
+    int32_t code;
+    int64_t times;  // negative: until it is cleared
+    int64_t after;
+    int64_t delay_milliseconds;
+};
+
+// Counts one call of `entry` and tells which ordered failure it meets, if any; waits the ordered
+// time first. Calls of several processes are counted together.
+std::optional<int32_t> OrderedFailure(std::string_view entry);
+
+void OrderFault(const Fault& fault);
+std::vector<Fault> OrderedFaults();
+
+// Empty: all of them.
+void ClearFaults(std::string_view entry);
+
+}  // namespace softkey
+
+#endif

@@ -1,0 +1,102 @@
+#include "core/home.h"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "core/error.h"
+
+namespace softkey {
+namespace {
+
+constexpr std::string_view kKeySuffix = ".key";
+
+std::string NonEmptyVariable(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? std::string() : std::string(value);
+}
+
+std::string UserFolder() {
+    const std::string home = NonEmptyVariable("HOME");
+    if (!home.empty()) return home;
+    const passwd* const user = getpwuid(getuid());
+    Require(user != nullptr, Code::kStoreUnreachable, "HOME is not set");
+    return user->pw_dir;
+}
+
+void MakePrivateFolder(const std::string& path) {
+    std::error_code ignored;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+    if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) return;
+    const int reason = errno;
+    const bool full = reason == ENOSPC || reason == EDQUOT;
+    const bool read_only = reason == EROFS || reason == EACCES;
+    throw Error(full        ? Code::kStoreFull
+                : read_only ? Code::kStoreReadOnly
+                            : Code::kStoreUnreachable,
+                "cannot make the folder " + path + ": " + std::strerror(reason));
+}
+
+}  // namespace
+
+bool IsSerialNumber(std::string_view text) {
+    return text.size() == kSerialLength && std::all_of(text.begin(), text.end(), [](char c) {
+               return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z');
+           });
+}
+
+std::string HomePath() {
+    const std::string chosen = NonEmptyVariable("ORVAL_SOFTKEY_HOME");
+    if (!chosen.empty()) return chosen;
+    const std::string data = NonEmptyVariable("XDG_DATA_HOME");
+    return (data.empty() ? UserFolder() + "/.local/share" : data) + "/orval-softkey";
+}
+
+void EnsureHome() {
+    MakePrivateFolder(HomePath());
+    MakePrivateFolder(KeysPath());
+    MakePrivateFolder(SignalPath());
+}
+
+std::string KeysPath() {
+    return HomePath() + "/keys";
+}
+
+std::string KeyPath(std::string_view serial) {
+    Require(IsSerialNumber(serial), Code::kInvalidParameter,
+            "a serial number has exactly 16 capital letters and digits");
+    return KeysPath() + "/" + std::string(serial) + std::string(kKeySuffix);
+}
+
+std::string SlotsPath() {
+    return HomePath() + "/slots.db";
+}
+std::string FaultsPath() {
+    return HomePath() + "/faults.db";
+}
+std::string SignalPath() {
+    return HomePath() + "/plugged";
+}
+
+bool Exists(const std::string& path) {
+    return access(path.c_str(), F_OK) == 0;
+}
+
+std::vector<std::string> AllSerials() {
+    std::vector<std::string> serials;
+    std::error_code error;
+    for (const auto& file : std::filesystem::directory_iterator(KeysPath(), error)) {
+        const std::string stem = file.path().stem().string();
+        if (file.path().extension() == kKeySuffix && IsSerialNumber(stem)) serials.push_back(stem);
+    }
+    std::sort(serials.begin(), serials.end());
+    return serials;
+}
+
+}  // namespace softkey

@@ -1,0 +1,37 @@
+#ifndef SOFTKEY_CORE_HOME_H
+#define SOFTKEY_CORE_HOME_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace softkey {
+
+constexpr size_t kSerialLength = 16;
+
+// Exactly 16 capital letters and digits. Serial numbers name files, so nothing else may pass.
+bool IsSerialNumber(std::string_view text);
+
+// The folder that holds everything: $ORVAL_SOFTKEY_HOME, else $XDG_DATA_HOME/orval-softkey, else
+// ~/.local/share/orval-softkey.
+std::string HomePath();
+
+// Makes the folder and its parts, readable by their owner only.
+void EnsureHome();
+
+std::string KeysPath();
+std::string KeyPath(std::string_view serial);
+std::string SlotsPath();
+std::string FaultsPath();
+
+// A folder in which a file is touched after each plug and unplug; waiting processes watch it.
+std::string SignalPath();
+
+bool Exists(const std::string& path);
+
+// The serial numbers of all keys in the home, plugged or not, in order.
+std::vector<std::string> AllSerials();
+
+}  // namespace softkey
+
+#endif

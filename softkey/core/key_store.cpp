@@ -1,0 +1,313 @@
+#include "core/key_store.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "core/encoding.h"
+#include "core/home.h"
+#include "core/sealing.h"
+
+namespace softkey {
+namespace {
+
+constexpr int64_t kFormatVersion = 1;
+
+constexpr char kSchema[] = R"sql(
+CREATE TABLE key(
+    id INTEGER PRIMARY KEY CHECK(id = 1), format INTEGER NOT NULL, serial TEXT NOT NULL,
+    label TEXT NOT NULL);
+CREATE TABLE pin(
+    id INTEGER PRIMARY KEY CHECK(id = 1), tries_left INTEGER NOT NULL, tries_max INTEGER NOT NULL,
+    generation INTEGER NOT NULL, salt BLOB NOT NULL, cost INTEGER NOT NULL,
+    block_size INTEGER NOT NULL, parallel INTEGER NOT NULL, sealed_master BLOB NOT NULL);
+CREATE TABLE pairs(
+    id INTEGER PRIMARY KEY AUTOINCREMENT, usage INTEGER NOT NULL, type INTEGER NOT NULL,
+    dual INTEGER NOT NULL, public_key BLOB NOT NULL UNIQUE, sealed_private BLOB NOT NULL,
+    certificate BLOB);
+CREATE UNIQUE INDEX one_certificate ON pairs(usage, type) WHERE certificate IS NOT NULL;
+CREATE TABLE data(item INTEGER PRIMARY KEY, text TEXT NOT NULL);
+)sql";
+
+int64_t FreshGeneration() {
+    const Bytes random = RandomBytes(sizeof(int64_t));
+    int64_t generation = 0;
+    std::memcpy(&generation, random.data(), sizeof generation);
+    return generation;
+}
+
+Code CodeOfFileError(int number) {
+    if (number == ENOSPC || number == EDQUOT) return Code::kStoreFull;
+    if (number == EROFS || number == EACCES || number == EPERM) return Code::kStoreReadOnly;
+    return Code::kStoreUnreachable;
+}
+
+[[noreturn]] void FailWithFile(int number, const std::string& path) {
+    throw Error(CodeOfFileError(number), path + ": " + std::strerror(number));
+}
+
+void SyncFolder(const std::string& path) {
+    const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0) FailWithFile(errno, path);
+    const bool synced = fsync(folder) == 0;
+    const int reason = errno;
+    close(folder);
+    if (!synced) FailWithFile(reason, path);
+}
+
+// An empty file that only its owner can read, removed again unless it was published.
+class DraftFile {
+ public:
+    explicit DraftFile(const std::string& final_path)
+        : final_path_(final_path), path_(final_path + ".new-" + std::to_string(getpid())) {
+        unlink(path_.c_str());
+        const int file = open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (file < 0) FailWithFile(errno, path_);
+        close(file);
+    }
+    ~DraftFile() { unlink(path_.c_str()); }
+    DraftFile(const DraftFile&) = delete;
+    DraftFile& operator=(const DraftFile&) = delete;
+
+    const std::string& Path() const { return path_; }
+
+    void Publish() {
+        // A hard link, unlike a rename, never replaces a key that is there already.
+        if (link(path_.c_str(), final_path_.c_str()) == 0) {
+            SyncFolder(KeysPath());
+            return;
+        }
+        const int reason = errno;
+        Require(reason != EEXIST, Code::kSerialTaken, "a key with this serial number exists");
+        FailWithFile(reason, final_path_);
+    }
+
+ private:
+    std::string final_path_;
+    std::string path_;
+};
+
+StoredPair ReadPair(const Statement& row) {
+    return {row.Integer(0),
+            static_cast<Usage>(row.Integer(1)),
+            static_cast<KeyType>(row.Integer(2)),
+            row.Integer(3) != 0,
+            row.Blob(4),
+            row.Blob(5),
+            row.Blob(6)};
+}
+
+void CheckLabel(std::string_view label) {
+    Require(label.size() <= kMaximumLabelLength, Code::kNameLength,
+            "a label has at most 255 bytes");
+}
+
+}  // namespace
+
+void CheckPinForm(const SecretBytes& pin) {
+    Require(pin.size() >= kMinimumPinLength && pin.size() <= kMaximumPinLength, Code::kPinLength,
+            "a PIN has 6 to 16 characters");
+    const bool printable =
+        std::all_of(pin.begin(), pin.end(), [](unsigned char c) { return c > ' ' && c < 0x7F; });
+    Require(printable, Code::kPinInvalid, "a PIN consists of printable ASCII characters");
+}
+
+void KeyStore::Create(std::string_view serial, std::string_view label, const SecretBytes& pin) {
+    CheckPinForm(pin);
+    CheckLabel(label);
+    EnsureHome();
+    const std::string path = KeyPath(serial);
+    Require(!Exists(path), Code::kSerialTaken, "a key with this serial number exists");
+    DraftFile draft(path);
+    {
+        Database database(draft.Path(), Database::Mode::kExisting);
+        Transaction transaction(database);
+        database.Execute(kSchema);
+        Statement(database, "INSERT INTO key VALUES(1, ?, ?, ?)")
+            .Bind(kFormatVersion)
+            .Bind(serial)
+            .Bind(label)
+            .Run();
+        transaction.Commit();
+    }
+    KeyStore store(draft.Path(), serial);
+    store.Initialize(label, pin);
+    draft.Publish();
+}
+
+KeyStore::KeyStore(std::string_view serial) : KeyStore(KeyPath(serial), serial) {}
+
+KeyStore::KeyStore(const std::string& path, std::string_view expected_serial)
+    : serial_(expected_serial), database_(path, Database::Mode::kExisting) {
+    Statement key(database_, "SELECT format, serial FROM key");
+    Require(key.Step() && key.Integer(0) == kFormatVersion && key.Text(1) == serial_,
+            Code::kStoreDamaged, "the file is not the store of this key");
+}
+
+PinState KeyStore::Pin() {
+    Statement pin(database_, "SELECT tries_left, tries_max, generation FROM pin");
+    Require(pin.Step(), Code::kStoreDamaged, "the store has no PIN");
+    return {static_cast<int32_t>(pin.Integer(0)), static_cast<int32_t>(pin.Integer(1)),
+            pin.Integer(2)};
+}
+
+void KeyStore::SpendTry() {
+    Transaction transaction(database_);
+    Statement(database_, "UPDATE pin SET tries_left = tries_left - 1 WHERE tries_left > 0").Run();
+    Require(database_.Changes() == 1, Code::kPinLocked, "no tries are left");
+    transaction.Commit();
+}
+
+std::optional<SecretBytes> KeyStore::TryPin(const SecretBytes& pin) {
+    Statement row(database_, "SELECT salt, cost, block_size, parallel, sealed_master FROM pin");
+    Require(row.Step(), Code::kStoreDamaged, "the store has no PIN");
+    const PinDerivation derivation{row.Blob(0), row.Integer(1), row.Integer(2), row.Integer(3)};
+    return Unseal(DeriveFromPin(pin, derivation), row.Blob(4), PinContext());
+}
+
+Unlocked KeyStore::Unlock(const SecretBytes& pin) {
+    CheckPinForm(pin);
+    SpendTry();
+    std::optional<SecretBytes> master = TryPin(pin);
+    if (!master) {
+        const int32_t left = Pin().tries_left;
+        throw Error(left > 0 ? Code::kPinIncorrect : Code::kPinLocked,
+                    std::to_string(left) + " tries are left");
+    }
+    Statement(database_, "UPDATE pin SET tries_left = tries_max").Run();
+    return {std::move(*master), Pin().generation};
+}
+
+void KeyStore::ChangePin(const SecretBytes& old_pin, const SecretBytes& new_pin) {
+    CheckPinForm(new_pin);
+    const Unlocked unlocked = Unlock(old_pin);
+    Transaction transaction(database_);
+    Require(Pin().generation == unlocked.generation, Code::kPinIncorrect,
+            "the PIN was changed by another program");
+    WritePin(new_pin, unlocked.master);
+    transaction.Commit();
+}
+
+void KeyStore::WritePin(const SecretBytes& pin, const SecretBytes& master) {
+    const PinDerivation derivation = PinDerivation::Fresh();
+    const Bytes sealed = Seal(DeriveFromPin(pin, derivation), master, PinContext());
+    Statement(database_, "INSERT OR REPLACE INTO pin VALUES(1, ?, ?, ?, ?, ?, ?, ?, ?)")
+        .Bind(static_cast<int64_t>(kMaximumTries))
+        .Bind(static_cast<int64_t>(kMaximumTries))
+        .Bind(FreshGeneration())
+        .Bind(derivation.salt)
+        .Bind(derivation.cost)
+        .Bind(derivation.block_size)
+        .Bind(derivation.parallel)
+        .Bind(sealed)
+        .Run();
+}
+
+Unlocked KeyStore::Initialize(std::string_view label, const SecretBytes& new_pin) {
+    CheckPinForm(new_pin);
+    CheckLabel(label);
+    SecretBytes master = RandomSecret(kSealKeyLength);
+    Transaction transaction(database_);
+    database_.Execute("DELETE FROM pairs; DELETE FROM data;");
+    Statement(database_, "UPDATE key SET label = ?").Bind(label).Run();
+    WritePin(new_pin, master);
+    transaction.Commit();
+    return {std::move(master), Pin().generation};
+}
+
+std::string KeyStore::Label() {
+    Statement row(database_, "SELECT label FROM key");
+    Require(row.Step(), Code::kStoreDamaged);
+    return row.Text(0);
+}
+
+void KeyStore::SetLabel(std::string_view label) {
+    CheckLabel(label);
+    Statement(database_, "UPDATE key SET label = ?").Bind(label).Run();
+}
+
+std::optional<std::string> KeyStore::Data(int32_t index) {
+    Require(index >= 0 && index < kDataItems, Code::kSelector, "data items are 0 to 63");
+    Statement row(database_, "SELECT text FROM data WHERE item = ?");
+    if (!row.Bind(static_cast<int64_t>(index)).Step()) return std::nullopt;
+    return row.Text(0);
+}
+
+void KeyStore::SetData(int32_t index, std::string_view text) {
+    Require(index >= 0 && index < kDataItems, Code::kSelector, "data items are 0 to 63");
+    Require(text.size() <= kMaximumDataLength, Code::kDataLength,
+            "a data item has at most 259 bytes");
+    Statement(database_, "INSERT OR REPLACE INTO data VALUES(?, ?)")
+        .Bind(static_cast<int64_t>(index))
+        .Bind(text)
+        .Run();
+}
+
+std::vector<StoredPair> KeyStore::Pairs() {
+    std::vector<StoredPair> pairs;
+    Statement row(database_,
+                  "SELECT id, usage, type, dual, public_key, sealed_private, certificate "
+                  "FROM pairs ORDER BY id");
+    while (row.Step()) pairs.push_back(ReadPair(row));
+    return pairs;
+}
+
+int64_t KeyStore::AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair) {
+    const Bytes public_key = pair.Public();
+    const Bytes sealed = Seal(unlocked.master, pair.Private(), public_key);
+    Transaction transaction(database_);
+    Require(Pin().generation == unlocked.generation, Code::kNotInitialized,
+            "the PIN was changed since it was verified");
+    Statement count(database_, "SELECT count(*) FROM pairs WHERE certificate IS NULL");
+    Require(count.Step() && count.Integer(0) < kMaximumTemporaryPairs, Code::kTooManyKeyPairs,
+            "the key holds 64 key pairs without a certificate");
+    Statement(database_,
+              "INSERT INTO pairs(usage, type, dual, public_key, sealed_private) "
+              "VALUES(?, ?, ?, ?, ?)")
+        .Bind(static_cast<int64_t>(usage))
+        .Bind(static_cast<int64_t>(pair.Type()))
+        .Bind(static_cast<int64_t>(dual))
+        .Bind(public_key)
+        .Bind(sealed)
+        .Run();
+    const int64_t id = database_.LastRow();
+    transaction.Commit();
+    return id;
+}
+
+KeyPair KeyStore::Open(const Unlocked& unlocked, const StoredPair& pair) {
+    const std::optional<SecretBytes> der =
+        Unseal(unlocked.master, pair.sealed_private, pair.public_key);
+    Require(der.has_value(), Code::kStoreDamaged, "a private key cannot be unsealed");
+    return KeyPair::FromPrivate(*der);
+}
+
+void KeyStore::SetCertificate(int64_t pair_id, const Bytes& certificate) {
+    Transaction transaction(database_);
+    Statement(database_,
+              "DELETE FROM pairs WHERE certificate IS NOT NULL AND id <> ?1 AND (usage, type) = "
+              "(SELECT usage, type FROM pairs WHERE id = ?1)")
+        .Bind(pair_id)
+        .Run();
+    Statement(database_, "UPDATE pairs SET certificate = ? WHERE id = ?")
+        .Bind(certificate)
+        .Bind(pair_id)
+        .Run();
+    Require(database_.Changes() == 1, Code::kKeyNotFound, "the key pair was deleted");
+    transaction.Commit();
+}
+
+void KeyStore::DeletePairs(const std::vector<int64_t>& ids) {
+    Transaction transaction(database_);
+    for (const int64_t id : ids) {
+        Statement(database_, "DELETE FROM pairs WHERE id = ?").Bind(id).Run();
+    }
+    transaction.Commit();
+}
+
+}  // namespace softkey

@@ -1,0 +1,29 @@
+#ifndef SOFTKEY_CORE_REQUEST_H
+#define SOFTKEY_CORE_REQUEST_H
+
+#include <string>
+
+#include "core/key_pair.h"
+#include "core/ssl.h"
+
+namespace softkey {
+
+// What a certificate request asks for, told by its key-usage extension request: a request with the
+// usages of both kinds asks for a signing and an encryption certificate.
+enum class RequestKind : int { kSigning = 1, kEncryption = 2, kDual = 3 };
+
+// The values of the keyUsage extension.
+constexpr char kSigningUsage[] = "critical,digitalSignature,nonRepudiation";
+constexpr char kEncryptionUsage[] = "critical,keyEncipherment,dataEncipherment,keyAgreement";
+constexpr char kDualUsage[] =
+    "critical,digitalSignature,nonRepudiation,keyEncipherment,dataEncipherment,keyAgreement";
+
+ssl::Name MakeName(const std::vector<std::pair<const char*, std::string>>& parts);
+
+// A PKCS#10 request in DER, signed with `pair`. The subject is C=CN, O=Software Key,
+// CN=`common_name`.
+Bytes MakeRequest(const KeyPair& pair, const std::string& common_name, RequestKind kind);
+
+}  // namespace softkey
+
+#endif

@@ -1,0 +1,95 @@
+// The token library's five functions. Each only translates.
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+
+#include "core/answer.h"
+#include "core/event_stream.h"
+#include "token/token_access.h"
+
+extern "C" {
+#define ENTRY __attribute__((visibility("default")))
+ENTRY uint32_t VexaT_ContextInit(uint32_t* context);
+ENTRY uint32_t VexaT_ContextFinal(void);
+ENTRY uint32_t VexaT_WaitForEvent(uint32_t kind, uint32_t flags, VEXA_EVENT_INFO* event,
+                                  uint32_t* context);
+ENTRY uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count);
+ENTRY uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t flags, _S_DEV_CONFIG* config);
+}
+
+using softkey::Code;
+using softkey::Error;
+using softkey::EventStream;
+using softkey::Require;
+using softkey::SlotEvent;
+
+namespace {
+
+constexpr uint32_t kContext = 1;
+constexpr uint32_t kSlotEvents = 1;
+constexpr uint32_t kPresentSlots = 1;
+constexpr uint32_t kInfoOfListed = 0;
+constexpr uint32_t kInfoOfArrived = 0x000E0000;
+
+// Short, so that whoever wants to stop waiting is not kept.
+constexpr std::chrono::milliseconds kLongestWait{150};
+
+template <typename Work>
+uint32_t AnswerUnsigned(const char* entry, Work work) noexcept {
+    return static_cast<uint32_t>(softkey::Answer(entry, work));
+}
+
+}  // namespace
+
+uint32_t VexaT_ContextInit(uint32_t* context) {
+    return AnswerUnsigned("VexaT_ContextInit", [&] {
+        Require(context != nullptr, Code::kInvalidParameter);
+        EventStream::OfThisProcess().OpenContext();
+        *context = kContext;
+    });
+}
+
+uint32_t VexaT_ContextFinal(void) {
+    return AnswerUnsigned("VexaT_ContextFinal",
+                          [] { EventStream::OfThisProcess().CloseContext(); });
+}
+
+uint32_t VexaT_WaitForEvent(uint32_t kind, uint32_t flags, VEXA_EVENT_INFO* event,
+                            uint32_t* context) {
+    return AnswerUnsigned("VexaT_WaitForEvent", [&] {
+        Require(event != nullptr && context != nullptr, Code::kInvalidParameter);
+        Require(kind == kSlotEvents && flags == 0, Code::kSelector);
+        Require(*context == kContext, Code::kNoContext);
+        const std::optional<SlotEvent> next = EventStream::OfThisProcess().Wait(kLongestWait);
+        Require(next.has_value(), Code::kNoEvent);
+        std::memset(event, 0, sizeof *event);
+        event->u32EventKind = static_cast<uint32_t>(next->kind);
+        event->ei.slotEvent.u32SlotID = next->slot;
+    });
+}
+
+uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {
+    return AnswerUnsigned("VexaT_GetSlotList", [&] {
+        Require(count != nullptr, Code::kInvalidParameter);
+        Require(present == kPresentSlots, Code::kSelector);
+        const EventStream::View view = EventStream::OfThisProcess().CurrentView();
+        const auto total = static_cast<uint32_t>(view.size());
+        const uint32_t listed = slots == nullptr ? 0 : std::min(*count, total);
+        auto key = view.begin();
+        for (uint32_t i = 0; i < listed; ++i, ++key) slots[i] = key->first;
+        *count = slots == nullptr ? total : listed;
+    });
+}
+
+uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t flags, _S_DEV_CONFIG* config) {
+    return AnswerUnsigned("VexaT_GetDeviceInfo", [&] {
+        Require(config != nullptr, Code::kInvalidParameter);
+        Require(flags == kInfoOfListed || flags == kInfoOfArrived, Code::kSelector);
+        const EventStream::View view = EventStream::OfThisProcess().CurrentView();
+        const auto key = view.find(slot);
+        Require(key != view.end(), Code::kDeviceRemoved);
+        std::memset(config, 0, sizeof *config);
+        std::memcpy(config->mediaId, key->second.data(),
+                    std::min(key->second.size(), sizeof config->mediaId));
+    });
+}

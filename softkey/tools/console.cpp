@@ -1,0 +1,166 @@
+#include "tools/console.h"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+
+#include "core/error_texts.h"
+#include "core/home.h"
+#include "core/key_store.h"
+#include "core/pin_source.h"
+
+namespace softkey::tools {
+namespace {
+
+const char* AdviceFor(Code code) {
+    switch (code) {
+        case Code::kNoSuchKey:
+            return "See the keys with: softkey list";
+        case Code::kDeviceRemoved:
+            return "Plug the key in with: softkey plug SERIAL";
+        case Code::kAlreadyPlugged:
+            return "Unplug it first with: softkey unplug SERIAL";
+        case Code::kPinSourceRefused:
+            return "Make the file yours alone with: chmod 600 FILE";
+        case Code::kPinLocked:
+            return "Erase the key and set a new PIN with: softkey reset SERIAL";
+        case Code::kNoDialog:
+            return "Run the command on a terminal, or give the PIN with --pin-file FILE";
+        case Code::kStoreReadOnly:
+        case Code::kStoreUnreachable:
+            return "Check the owner and the permissions of the software key's folder; "
+                   "ORVAL_SOFTKEY_HOME names another one";
+        case Code::kStoreFull:
+            return "Free some space on the disk; nothing was changed";
+        case Code::kSerialTaken:
+            return "Choose another serial number, or leave it out to have one made";
+        default:
+            return nullptr;
+    }
+}
+
+void Report(const std::string& name, const Error& error) {
+    std::cerr << name << ": " << TextOf(static_cast<int32_t>(error.code()), Language::kEnglish)
+              << '\n';
+    if (*error.what() != '\0') std::cerr << "  why: " << error.what() << '\n';
+    const char* const advice = AdviceFor(error.code());
+    if (advice != nullptr) std::cerr << "  next: " << advice << '\n';
+}
+
+// Characters and not bytes: continuation bytes of UTF-8 take no room.
+size_t Width(const std::string& text) {
+    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
+        return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+    }));
+}
+
+class Terminal {
+ public:
+    Terminal() : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
+        Require(descriptor_ >= 0 && tcgetattr(descriptor_, &before_) == 0, Code::kNoDialog,
+                "there is no terminal to ask on");
+        termios quiet = before_;
+        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        tcsetattr(descriptor_, TCSAFLUSH, &quiet);
+    }
+    ~Terminal() {
+        tcsetattr(descriptor_, TCSAFLUSH, &before_);
+        close(descriptor_);
+    }
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    void Show(const std::string& text) const {
+        static_cast<void>(!write(descriptor_, text.data(), text.size()));
+    }
+
+    SecretBytes ReadLine() const {
+        SecretBytes line;
+        unsigned char byte = 0;
+        while (read(descriptor_, &byte, 1) == 1 && byte != '\n') line.push_back(byte);
+        return line;
+    }
+
+ private:
+    int descriptor_;
+    termios before_{};
+};
+
+}  // namespace
+
+int RunCommand(const std::string& name, const std::function<void()>& command) {
+    try {
+        command();
+        return kExitSuccess;
+    } catch (const Error& error) {
+        Report(name, error);
+    } catch (const std::exception& error) {
+        std::cerr << name << ": " << error.what() << '\n';
+    }
+    return kExitFailure;
+}
+
+void PrintTable(const std::vector<std::string>& heading,
+                const std::vector<std::vector<std::string>>& rows) {
+    std::vector<std::vector<std::string>> lines{heading};
+    lines.insert(lines.end(), rows.begin(), rows.end());
+    std::vector<size_t> widths(heading.size());
+    for (const auto& line : lines) {
+        for (size_t i = 0; i < line.size(); ++i) widths[i] = std::max(widths[i], Width(line[i]));
+    }
+    for (const auto& line : lines) {
+        std::string text;
+        for (size_t i = 0; i < line.size(); ++i) {
+            text += line[i] + std::string(widths[i] - Width(line[i]) + 2, ' ');
+        }
+        text.erase(text.find_last_not_of(' ') + 1);
+        std::cout << text << '\n';
+    }
+}
+
+SecretBytes AskSecretOnTerminal(const std::string& prompt) {
+    const Terminal terminal;
+    terminal.Show(prompt);
+    SecretBytes line = terminal.ReadLine();
+    terminal.Show("\n");
+    return line;
+}
+
+SecretBytes ObtainNewPin(const std::string& file) {
+    if (!file.empty()) return ReadPinFile(file);
+    SecretBytes pin = AskSecretOnTerminal("New PIN (6 to 16 characters): ");
+    CheckPinForm(pin);
+    Require(AskSecretOnTerminal("Once more: ") == pin, Code::kPinInvalid, "the two PINs differ");
+    return pin;
+}
+
+SecretBytes ObtainPin(const std::string& file, const std::string& prompt) {
+    return file.empty() ? AskSecretOnTerminal(prompt) : ReadPinFile(file);
+}
+
+std::string ReadInput(const std::string& path) {
+    if (path == "-") return {std::istreambuf_iterator<char>(std::cin), {}};
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw Error(Code::kFail, "cannot read " + path + ": " + std::strerror(errno));
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void WriteOutput(const std::string& path, const std::string& text) {
+    if (path == "-") {
+        std::cout << text;
+        return;
+    }
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    if (!file) throw Error(Code::kFail, "cannot write " + path + ": " + std::strerror(errno));
+}
+
+}  // namespace softkey::tools

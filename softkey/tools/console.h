@@ -1,0 +1,41 @@
+#ifndef SOFTKEY_TOOLS_CONSOLE_H
+#define SOFTKEY_TOOLS_CONSOLE_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "core/error.h"
+#include "core/secret.h"
+
+namespace softkey::tools {
+
+constexpr int kExitSuccess = 0;
+constexpr int kExitFailure = 1;
+constexpr int kExitUsage = 2;
+
+constexpr char kExitStatusHelp[] =
+    "Exit status: 0 done, 1 the operation failed (the reason is on standard error), "
+    "2 wrong usage.";
+
+// Runs a command and turns its failure into two or three lines on standard error: what failed, why,
+// and what to do next.
+int RunCommand(const std::string& name, const std::function<void()>& command);
+
+// Prints rows under a heading, in columns as wide as their widest cell.
+void PrintTable(const std::vector<std::string>& heading,
+                const std::vector<std::vector<std::string>>& rows);
+
+// Asks on the terminal without showing what is typed. Throws kNoDialog without a terminal.
+SecretBytes AskSecretOnTerminal(const std::string& prompt);
+
+// The PIN from `file` unless it is empty, else from the terminal, there asked for twice.
+SecretBytes ObtainNewPin(const std::string& file);
+SecretBytes ObtainPin(const std::string& file, const std::string& prompt);
+
+std::string ReadInput(const std::string& path);  // "-" is standard input
+void WriteOutput(const std::string& path, const std::string& text);
+
+}  // namespace softkey::tools
+
+#endif

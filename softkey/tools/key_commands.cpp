@@ -1,0 +1,273 @@
+#include "tools/key_commands.h"
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "core/certificate_texts.h"
+#include "core/encoding.h"
+#include "core/home.h"
+#include "core/key_store.h"
+#include "core/pin_source.h"
+#include "core/sealing.h"
+#include "core/slots.h"
+#include "tools/console.h"
+
+namespace softkey::tools {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct KeySummary {
+    std::string serial;
+    std::string label;
+    std::optional<uint32_t> slot;
+    PinState pin;
+    PinSource source;
+};
+
+std::string FreshSerial() {
+    // "OR" and 14 hexadecimal digits: nobody takes it for the number of a real key.
+    return "OR" + ToHex(RandomBytes(7));
+}
+
+KeySummary Summarize(const std::string& serial) {
+    Require(Exists(KeyPath(serial)), Code::kNoSuchKey, "no key has this serial number");
+    KeyStore store(serial);
+    KeySummary summary{serial, store.Label(), std::nullopt, store.Pin(), {}};
+    std::optional<Slots> slots = Slots::OpenExisting();
+    const std::optional<PluggedKey> plugged = slots ? slots->Find(serial) : std::nullopt;
+    if (plugged) {
+        summary.slot = plugged->slot;
+        summary.source = plugged->source;
+    }
+    return summary;
+}
+
+std::string PinSourceText(const PinSource& source) {
+    if (source.file) return "file " + *source.file;
+    if (source.descriptor) return "descriptor " + std::to_string(*source.descriptor);
+    return "dialog";
+}
+
+std::string PinText(const PinState& pin) {
+    if (pin.tries_left == 0) return "locked";
+    return std::to_string(pin.tries_left) + " of " + std::to_string(pin.tries_maximum) +
+           " tries left";
+}
+
+Json SummaryJson(const KeySummary& summary) {
+    Json json{{"serial", summary.serial},
+              {"label", summary.label},
+              {"plugged", summary.slot.has_value()},
+              {"slot", nullptr},
+              {"triesLeft", summary.pin.tries_left},
+              {"triesMaximum", summary.pin.tries_maximum}};
+    if (summary.slot) json["slot"] = *summary.slot;
+    return json;
+}
+
+const char* UsageName(const StoredPair& pair) {
+    if (pair.dual && pair.IsTemporary()) return "signing, dual request";
+    return pair.usage == Usage::kSigning ? "signing" : "encryption";
+}
+
+const char* TypeName(KeyType type) {
+    return type == KeyType::kSm2 ? "SM2" : "RSA-2048";
+}
+
+std::string CertificateLine(const StoredPair& pair) {
+    return pair.IsTemporary() ? "none yet (temporary key pair)"
+                              : SubjectText(ParseCertificate(pair.certificate).get());
+}
+
+void ShowAsText(const KeySummary& summary, KeyStore& store) {
+    std::cout << "Serial number  " << summary.serial << '\n'
+              << "Label          " << summary.label << '\n'
+              << "Plugged        "
+              << (summary.slot ? "yes, slot " + std::to_string(*summary.slot) : "no") << '\n'
+              << "PIN            " << PinText(summary.pin) << '\n';
+    if (summary.slot) std::cout << "PIN source     " << PinSourceText(summary.source) << '\n';
+    std::cout << "Store          " << KeyPath(summary.serial) << '\n';
+    std::vector<std::vector<std::string>> rows;
+    for (const StoredPair& pair : store.Pairs()) {
+        rows.push_back({UsageName(pair), TypeName(pair.type), CertificateLine(pair)});
+    }
+    std::cout << '\n';
+    if (rows.empty()) {
+        std::cout << "No key pairs.\n";
+    } else {
+        PrintTable({"USE", "TYPE", "CERTIFICATE"}, rows);
+    }
+}
+
+void ShowAsJson(const KeySummary& summary, KeyStore& store) {
+    Json json = SummaryJson(summary);
+    json["store"] = KeyPath(summary.serial);
+    json["pinSource"] = PinSourceText(summary.source);
+    json["keyPairs"] = Json::array();
+    for (const StoredPair& pair : store.Pairs()) {
+        Json entry{{"usage", pair.usage == Usage::kSigning ? "signing" : "encryption"},
+                   {"type", TypeName(pair.type)},
+                   {"dual", pair.dual},
+                   {"publicKey", ToPem(pair.public_key, "PUBLIC KEY")},
+                   {"certificate", nullptr}};
+        if (!pair.IsTemporary()) entry["certificate"] = ToPem(pair.certificate, "CERTIFICATE");
+        json["keyPairs"].push_back(entry);
+    }
+    std::cout << json.dump(2) << '\n';
+}
+
+void New(const std::string& chosen_serial, const std::string& label, const std::string& pin_file,
+         bool as_json) {
+    const std::string serial = chosen_serial.empty() ? FreshSerial() : chosen_serial;
+    static_cast<void>(KeyPath(serial));  // Refuses a malformed one before a PIN is asked for.
+    KeyStore::Create(serial, label, ObtainNewPin(pin_file));
+    if (as_json) {
+        std::cout << SummaryJson(Summarize(serial)).dump(2) << '\n';
+    } else {
+        std::cout << serial << '\n';
+    }
+}
+
+void List(bool as_json) {
+    Json json = Json::array();
+    std::vector<std::vector<std::string>> rows;
+    for (const std::string& serial : AllSerials()) {
+        const KeySummary summary = Summarize(serial);
+        json.push_back(SummaryJson(summary));
+        rows.push_back({serial, summary.slot ? std::to_string(*summary.slot) : "-",
+                        PinText(summary.pin), summary.label});
+    }
+    if (as_json) {
+        std::cout << json.dump(2) << '\n';
+    } else if (rows.empty()) {
+        std::cout << "No software keys. Make one with: softkey new --label NAME\n";
+    } else {
+        PrintTable({"SERIAL NUMBER", "SLOT", "PIN", "LABEL"}, rows);
+    }
+}
+
+struct PlugOptions {
+    std::string serial;
+    std::string pin_file;
+    int pin_descriptor = -1;
+    std::string confirm;
+};
+
+// An unattended source also confirms: nobody is there to look at a dialog. A word for the
+// confirmation can be given with either kind of source.
+Confirmation ReadConfirmation(const PlugOptions& options, bool unattended) {
+    if (options.confirm == "always") return Confirmation::kAlways;
+    if (options.confirm == "never") return Confirmation::kNever;
+    if (options.confirm == "dialog") return Confirmation::kDialog;
+    return unattended ? Confirmation::kAlways : Confirmation::kDialog;
+}
+
+void Plug(const PlugOptions& options) {
+    PinSource source;
+    if (!options.pin_file.empty()) {
+        source.file = std::filesystem::absolute(options.pin_file).string();
+        CheckPinFile(*source.file);
+    }
+    if (options.pin_descriptor >= 0) source.descriptor = options.pin_descriptor;
+    source.confirmation = ReadConfirmation(options, source.IsUnattended());
+    const PluggedKey key = Slots::OpenOrCreate().Plug(options.serial, source);
+    std::cout << "Plugged " << key.serial << " into slot " << key.slot << ".\n";
+}
+
+void Unplug(const std::string& serial) {
+    std::optional<Slots> slots = Slots::OpenExisting();
+    Require(slots.has_value(), Code::kDeviceRemoved, "no key is plugged in");
+    const PluggedKey key = slots->Unplug(serial);
+    std::cout << "Unplugged " << key.serial << " from slot " << key.slot << ".\n";
+}
+
+}  // namespace
+
+void AddNew(CLI::App& program, int& status) {
+    struct Options {
+        std::string serial, label, pin_file;
+        bool json = false;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* const command = program.add_subcommand(
+        "new", "Make a key. Prints its serial number; the PIN is asked for on the terminal.");
+    command->add_option("--label", options->label, "A name for people, at most 255 bytes");
+    command->add_option("--serial", options->serial,
+                        "Serial number: 16 capital letters and digits (default: a fresh one)");
+    command->add_option("--pin-file", options->pin_file,
+                        "Take the PIN from the first line of this file (mode 0600)");
+    command->add_flag("--json", options->json, "Print JSON");
+    command->callback([options, &status] {
+        status = RunCommand("softkey new", [&] {
+            New(options->serial, options->label, options->pin_file, options->json);
+        });
+    });
+}
+
+void AddList(CLI::App& program, int& status) {
+    const auto json = std::make_shared<bool>(false);
+    CLI::App* const command =
+        program.add_subcommand("list", "List all keys, where they are plugged, and their PINs");
+    command->add_flag("--json", *json, "Print JSON");
+    command->callback(
+        [json, &status] { status = RunCommand("softkey list", [&] { List(*json); }); });
+}
+
+void AddPlug(CLI::App& program, int& status) {
+    const auto options = std::make_shared<PlugOptions>();
+    CLI::App* const command = program.add_subcommand(
+        "plug",
+        "Plug a key in: clients see it arrive. PINs are asked for in a dialog (pinentry) unless "
+        "an unattended source is named here.");
+    command->add_option("serial", options->serial, "The key's serial number")->required();
+    CLI::Option* const file = command->add_option(
+        "--pin-file", options->pin_file,
+        "Unattended: line 1 of this file is the PIN, line 2 the new PIN for a PIN change. The "
+        "file must be yours with mode 0600.");
+    command
+        ->add_option("--pin-fd", options->pin_descriptor,
+                     "Unattended: the same from this open descriptor of the client's process")
+        ->excludes(file)
+        ->check(CLI::NonNegativeNumber);
+    command
+        ->add_option("--confirm", options->confirm,
+                     "How critical signatures are confirmed: dialog, always or never (default: "
+                     "dialog; always with an unattended source)")
+        ->check(CLI::IsMember({"dialog", "always", "never"}));
+    command->callback(
+        [options, &status] { status = RunCommand("softkey plug", [&] { Plug(*options); }); });
+}
+
+void AddUnplug(CLI::App& program, int& status) {
+    const auto serial = std::make_shared<std::string>();
+    CLI::App* const command =
+        program.add_subcommand("unplug", "Unplug a key: clients see it go, cached PINs are gone");
+    command->add_option("serial", *serial, "The key's serial number")->required();
+    command->callback(
+        [serial, &status] { status = RunCommand("softkey unplug", [&] { Unplug(*serial); }); });
+}
+
+void AddShow(CLI::App& program, int& status) {
+    struct Options {
+        std::string serial;
+        bool json = false;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* const command =
+        program.add_subcommand("show", "Show a key: its PIN's state, key pairs and certificates");
+    command->add_option("serial", options->serial, "The key's serial number")->required();
+    command->add_flag("--json", options->json, "Print JSON, with public keys and certificates");
+    command->callback([options, &status] {
+        status = RunCommand("softkey show", [&] {
+            const KeySummary summary = Summarize(options->serial);
+            KeyStore store(options->serial);
+            options->json ? ShowAsJson(summary, store) : ShowAsText(summary, store);
+        });
+    });
+}
+
+}  // namespace softkey::tools
