@@ -1,0 +1,81 @@
+#include "scarce_memory.h"
+
+#include <cstdlib>
+#include <new>
+
+#include "qrv/process_objects.h"
+
+namespace scripted {
+
+namespace {
+
+ScarceArrays* scarce_arrays = nullptr;
+
+}  // namespace
+
+ScarceArrays::ScarceArrays(size_t failing_request) : failing_request_(failing_request) {
+    requests_.reserve(64);
+    scarce_arrays = this;
+}
+
+ScarceArrays::~ScarceArrays() {
+    scarce_arrays = nullptr;
+}
+
+bool ScarceArrays::Grants(size_t size) {
+    requests_.push_back(size);
+    return requests_.size() != failing_request_;
+}
+
+ScarceStrings::ScarceStrings(int failing_request) : usual_manager_(QRV::_qrvBufferManager) {
+    heap_.failing_request = failing_request;
+    QRV::_qrvBufferManager = &manager_;
+}
+
+ScarceStrings::~ScarceStrings() {
+    QRV::_qrvBufferManager = usual_manager_;
+}
+
+void* ScarceStrings::Heap::Allocate(size_t size) noexcept {
+    if (!Grants()) {
+        return nullptr;
+    }
+    ++live_blocks;
+    return std::malloc(size);
+}
+
+void ScarceStrings::Heap::Free(void* block) noexcept {
+    --live_blocks;
+    std::free(block);
+}
+
+void* ScarceStrings::Heap::Reallocate(void* block, size_t size) noexcept {
+    return Grants() ? std::realloc(block, size) : nullptr;
+}
+
+size_t ScarceStrings::Heap::GetSize(void* /*block*/) noexcept {
+    return 0;
+}
+
+}  // namespace scripted
+
+// Replaced for the whole process. Past the address sanitizer's own array new, which cannot fail;
+// its heap is underneath all the same.
+void* operator new[](size_t size) {
+    if (scripted::scarce_arrays != nullptr && !scripted::scarce_arrays->Grants(size)) {
+        throw std::bad_alloc();
+    }
+    void* block = std::malloc(size == 0 ? 1 : size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    return block;
+}
+
+void operator delete[](void* block) noexcept {
+    std::free(block);
+}
+
+void operator delete[](void* block, size_t /*size*/) noexcept {
+    std::free(block);
+}
