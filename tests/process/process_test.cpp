@@ -1,0 +1,244 @@
+// At the edges of a process's life: late callers, closing, forking, ways of loading, two copies.
+#include <dlfcn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include "loaded_product.h"
+
+namespace {
+
+constexpr int kFine = 42;
+
+// Runs `body` in a child that leaves through exit, and returns the child's status; a crash is -1.
+template <typename Body>
+int StatusOfChild(Body body) {
+    const pid_t child = fork();
+    if (child == 0) {
+        body();
+        std::exit(0);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+LoadedProduct* g_product = nullptr;
+
+bool CallsOfEveryKindWork(const LoadedProduct& product) {
+    int32_t length = 64;
+    char text[64] = {};
+    uint32_t number_length = 0;
+    return FUNCTION(product, VerifyPIN)("SN") == 0 &&
+           FUNCTION(product, GetErrorMsg)(5, text, &length) == 0 &&
+           std::string(text) == "plain text" &&
+           FUNCTION(product, ImportX509Cert)("SN", "A,B,C") == 0 &&
+           FUNCTION(product, GetDllVersion)(nullptr, &length) == 0 &&
+           FUNCTION(product, GenerateCertRequest)("SN", "CertType(1)", nullptr, &length) == 0 &&
+           FUNCTION(product, WaitForKeyEvent)(nullptr, nullptr, &number_length) == 0 &&
+           FUNCTION(product, Batch_ImportX509Cert)("SN", "SignCert(A)|EncCert(B)") == 0;
+}
+
+void CallLate() {
+    _exit(CallsOfEveryKindWork(*g_product) ? kFine : 1);
+}
+
+class WaitingThread final {
+ public:
+    explicit WaitingThread(const LoadedProduct& product)
+        : stop_(FUNCTION(product, StopDetectUKey)),
+          thread_([this, wait = FUNCTION(product, WaitForKeyEvent)] {
+              uint32_t length = 0;
+              char number[17] = {};
+              result_ = wait(&event_, number, &length);
+              returned_ = true;
+          }) {}
+
+    // The stop is forgotten until the wait has begun, so it is repeated.
+    void StopAndJoin() {
+        while (!returned_) {
+            stop_();
+            std::this_thread::yield();
+        }
+        thread_.join();
+    }
+
+    uint32_t Event() const { return event_; }
+    int32_t Result() const { return result_; }
+
+ private:
+    decltype(&StopDetectUKey) stop_;
+    uint32_t event_ = 0;
+    int32_t result_ = -1;
+    std::atomic<bool> returned_{false};
+    std::thread thread_;
+};
+
+std::string CopyOfTheProduct() {
+    const std::string path = "/tmp/second_copy.so";
+    std::ifstream from(ORVAL_PRODUCT_PATH, std::ios::binary);
+    std::ofstream to(path, std::ios::binary);
+    to << from.rdbuf();
+    return path;
+}
+
+// An exit handler that was registered before the library was loaded runs after the library's own
+// destructors.
+TEST(LateCall, FromAnExitHandlerWorks) {
+    EXPECT_EQ(StatusOfChild([] {
+                  std::atexit(CallLate);
+                  static LoadedProduct product(RTLD_LAZY);
+                  g_product = &product;
+                  if (!CallsOfEveryKindWork(product)) {
+                      _exit(2);
+                  }
+              }),
+              kFine);
+}
+
+TEST(LateCall, FromAStaticDestructorWorks) {
+    struct Late {
+        ~Late() { CallLate(); }
+    };
+    EXPECT_EQ(StatusOfChild([] {
+                  static Late late;
+                  static LoadedProduct product(RTLD_LAZY);
+                  g_product = &product;
+                  FUNCTION(product, Initialize)();
+              }),
+              kFine);
+}
+
+// The first call of all may be a late one.
+TEST(LateCall, MayBeTheFirst) {
+    EXPECT_EQ(StatusOfChild([] {
+                  std::atexit(CallLate);
+                  static LoadedProduct product(RTLD_LAZY);
+                  g_product = &product;
+              }),
+              kFine);
+}
+
+void WaitLate() {
+    WaitingThread waiting(*g_product);
+    waiting.StopAndJoin();
+    _exit(waiting.Event() == ORVAL_WAIT_STOPPED ? kFine : 1);
+}
+
+TEST(LateCall, MayEvenWaitForAKey) {
+    EXPECT_EQ(StatusOfChild([] {
+                  std::atexit(WaitLate);
+                  static LoadedProduct product(RTLD_LAZY);
+                  g_product = &product;
+              }),
+              kFine);
+}
+
+TEST(Closing, WhileAWaitRunsLeavesTheWaitRunning) {
+    LoadedProduct product(RTLD_LAZY);
+    WaitingThread waiting(product);
+    product.Close();
+    waiting.StopAndJoin();
+    EXPECT_EQ(waiting.Event(), uint32_t{ORVAL_WAIT_STOPPED});
+    EXPECT_EQ(waiting.Result(), 0);
+}
+
+TEST(Closing, AndLoadingAgainFindsTheSameLibrary) {
+    LoadedProduct product(RTLD_LAZY);
+    FUNCTION(product, Initialize)();
+    product.Close();
+    LoadedProduct again(RTLD_LAZY);
+    EXPECT_EQ(*again.Find<uint8_t>("g_initFlag"), 1);
+    EXPECT_TRUE(CallsOfEveryKindWork(again));
+}
+
+TEST(Fork, ChildGoesOnWithTheLibrary) {
+    LoadedProduct product(RTLD_LAZY);
+    FUNCTION(product, Initialize)();
+    EXPECT_EQ(StatusOfChild([&] { _exit(CallsOfEveryKindWork(product) ? kFine : 1); }), kFine);
+    EXPECT_TRUE(CallsOfEveryKindWork(product));
+}
+
+// The waiting thread does not exist in the child; the child's own wait and stop work all the same.
+TEST(Fork, WhileAWaitRunsLeavesTheChildAbleToWait) {
+    LoadedProduct product(RTLD_LAZY);
+    WaitingThread waiting(product);
+    EXPECT_EQ(StatusOfChild([&] {
+                  WaitingThread inner(product);
+                  inner.StopAndJoin();
+                  _exit(inner.Event() == ORVAL_WAIT_STOPPED ? kFine : 1);
+              }),
+              kFine);
+    waiting.StopAndJoin();
+    EXPECT_EQ(waiting.Event(), uint32_t{ORVAL_WAIT_STOPPED});
+}
+
+TEST(Fork, WithExecStartsAFreshProcess) {
+    LoadedProduct product(RTLD_LAZY);
+    FUNCTION(product, Initialize)();
+    EXPECT_EQ(StatusOfChild([] {
+                  execl("/bin/sh", "sh", "-c", "exit 42", static_cast<char*>(nullptr));
+                  _exit(1);
+              }),
+              kFine);
+    EXPECT_TRUE(CallsOfEveryKindWork(product));
+}
+
+class Loading : public testing::TestWithParam<int> {};
+
+TEST_P(Loading, WorksInEveryMode) {
+    LoadedProduct product(GetParam());
+    EXPECT_TRUE(CallsOfEveryKindWork(product));
+}
+
+constexpr int kModes[] = {
+    RTLD_LAZY | RTLD_LOCAL,    RTLD_LAZY | RTLD_GLOBAL,  RTLD_NOW | RTLD_LOCAL,
+    RTLD_NOW | RTLD_GLOBAL,    RTLD_NOW | RTLD_NODELETE,
+#ifndef ORVAL_SANITIZED  // a sanitizer's runtime refuses to be bound deeply
+    RTLD_LAZY | RTLD_DEEPBIND,
+#endif
+};
+
+INSTANTIATE_TEST_SUITE_P(Modes, Loading, testing::ValuesIn(kModes));
+
+TEST(TwoCopies, LoadedLocallyAreIndependent) {
+    LoadedProduct first(RTLD_NOW | RTLD_LOCAL);
+    LoadedProduct second(RTLD_NOW | RTLD_LOCAL, CopyOfTheProduct());
+    FUNCTION(first, GetLastErrCode)(nullptr);
+    EXPECT_EQ(first.LastError(), ORVAL_INVALID_ARGUMENT);
+    EXPECT_EQ(second.LastError(), 0);
+    EXPECT_TRUE(CallsOfEveryKindWork(first));
+    EXPECT_TRUE(CallsOfEveryKindWork(second));
+}
+
+// The second copy's variables are the first one's then, by the loader's rule for data: one last
+// error, one table. Both go on working.
+TEST(TwoCopies, BehindAGlobalOneShareItsState) {
+    LoadedProduct first(RTLD_NOW | RTLD_GLOBAL);
+    EXPECT_TRUE(CallsOfEveryKindWork(first));
+    LoadedProduct second(RTLD_NOW | RTLD_GLOBAL, CopyOfTheProduct());
+    EXPECT_TRUE(CallsOfEveryKindWork(second));
+    FUNCTION(second, GetLastErrCode)(nullptr);
+    EXPECT_EQ(first.LastError(), ORVAL_INVALID_ARGUMENT);
+    EXPECT_TRUE(CallsOfEveryKindWork(first));
+}
+
+TEST(TwoCopies, EndTogetherWithoutACrash) {
+    EXPECT_EQ(StatusOfChild([] {
+                  std::atexit(CallLate);
+                  static LoadedProduct product(RTLD_NOW | RTLD_GLOBAL);
+                  static LoadedProduct second(RTLD_NOW | RTLD_GLOBAL, CopyOfTheProduct());
+                  g_product = &product;
+                  if (!CallsOfEveryKindWork(second)) {
+                      _exit(2);
+                  }
+              }),
+              kFine);
+}
+
+}  // namespace
