@@ -20,6 +20,9 @@ void RegisterStopBenchmarks();
 constexpr const char* kLargePrefix = "large: ";
 constexpr const char* kStopPrefix = "stop: ";
 constexpr const char* kLongestCounter = "longest_ms";
+constexpr const char* kMostCounter = "95_percent_ms";
+constexpr const char* kLatenessCounter = "machine_late_ms";
+constexpr const char* kCallsCounter = "calls_after_stop";
 constexpr const char* kBoundCounter = "bound_ms";
 
 // The back-end's entry of that name, as the library itself finds it; null when there is no key.

@@ -26,7 +26,10 @@ class ComparisonReporter final : public benchmark::ConsoleReporter {
     };
     struct Stop {
         double longest_ms;
+        double most_ms;
         double bound_ms;
+        double machine_late_ms;
+        double calls_after;
     };
 
     void Keep(const Run& run);

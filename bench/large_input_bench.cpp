@@ -40,6 +40,14 @@ std::string ManySmallItems(size_t size) {
     return text;
 }
 
+std::string UnclosedItems(size_t size) {
+    std::string text;
+    while (text.size() < size) {
+        text += "SignCert(";
+    }
+    return text;
+}
+
 // Runs `call` on an input of the size that the run asks for. What a call logs is thrown away
 // between the measurements: the log's own limit is not the subject.
 template <typename Call>
@@ -93,6 +101,8 @@ void RegisterLargeInputBenchmarks() {
     Register("Batch_ImportX509Cert, two large items", TwoLargeItems,
              [](const char* text) { return Batch_ImportX509Cert(kSerialNumber, text); });
     Register("Batch_ImportX509Cert, many small items", ManySmallItems,
+             [](const char* text) { return Batch_ImportX509Cert(kSerialNumber, text); });
+    Register("Batch_ImportX509Cert, unclosed items", UnclosedItems,
              [](const char* text) { return Batch_ImportX509Cert(kSerialNumber, text); });
     Register("AsymDec, ciphertext", LinedText, Decrypt);
     Register("SignHash, signature text", LinedText, SignText);

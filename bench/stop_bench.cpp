@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <chrono>
 #include <random>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "benchmarks.h"
 #include "instant_token.h"
@@ -54,19 +56,35 @@ class Wait final {
     std::thread thread_;
 };
 
+// By how much the machine wakes this thread too late.
+double SleepAndTellLateness(Milliseconds asked) {
+    const auto start = Clock::now();
+    std::this_thread::sleep_for(asked);
+    const Milliseconds slept = Clock::now() - start;
+    return (slept - asked).count();
+}
+
+double NotExceededByMost(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[(values.size() - 1) * 95 / 100];
+}
+
 // From the stop's call until the wait has returned, with stops spread evenly over the wait's cycle.
 void StopWait(benchmark::State& state, uint32_t attempt_ms) {
     Token()->attempt_duration_us = attempt_ms * 1000;
     const double cycle_ms = kPauseMs + attempt_ms;
     std::mt19937 random(1);
     std::uniform_real_distribution<double> moment(0, cycle_ms);
-    double longest = 0;
+    std::vector<double> latencies;
+    std::vector<double> lateness;
+    uint32_t calls_after_stop = 0;
     for ([[maybe_unused]] auto unused : state) {
         Wait wait;
         wait.AwaitFirstAttempt();
-        std::this_thread::sleep_for(Milliseconds(moment(random)));
+        lateness.push_back(SleepAndTellLateness(Milliseconds(moment(random))));
         const auto start = Clock::now();
         StopDetectUKey();
+        const uint32_t calls = Token()->attempts;
         bool stopped = false;
         const Milliseconds latency = wait.Join(stopped) - start;
         if (!stopped) {
@@ -74,9 +92,16 @@ void StopWait(benchmark::State& state, uint32_t attempt_ms) {
             break;
         }
         state.SetIterationTime(latency.count() / 1000);
-        longest = std::max(longest, latency.count());
+        latencies.push_back(latency.count());
+        calls_after_stop = std::max(calls_after_stop, Token()->attempts - calls);
     }
-    state.counters[kLongestCounter] = longest;
+    if (latencies.empty()) {
+        return;
+    }
+    state.counters[kLongestCounter] = *std::max_element(latencies.begin(), latencies.end());
+    state.counters[kMostCounter] = NotExceededByMost(latencies);
+    state.counters[kLatenessCounter] = NotExceededByMost(lateness);
+    state.counters[kCallsCounter] = calls_after_stop;
     state.counters[kBoundCounter] = cycle_ms;
 }
 

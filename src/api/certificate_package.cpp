@@ -9,8 +9,10 @@ std::optional<QRV::CString> PackageItems::Next() {
         return std::nullopt;
     }
     const int32_t data = match + name_.GetLength();
-    const int32_t end = package_.Find(")", data);
+    const int32_t end = rest_is_unclosed_ ? -1 : package_.Find(")", data);
     if (end < 0) {
+        // Remembered, because looking for it again from every item takes quadratic time.
+        rest_is_unclosed_ = true;
         // Going on behind the match, an item that is never closed is given once and no more.
         position_ = match + 1;
         return QRV::CString();

@@ -23,6 +23,7 @@ class PackageItems final {
     QRV::CString package_;
     QRV::CString name_;
     int32_t position_ = 0;
+    bool rest_is_unclosed_ = false;
 };
 
 #endif
