@@ -1,15 +1,25 @@
 #include "scarce_memory.h"
 
+#include <dlfcn.h>
+
 #include <cstdlib>
 #include <new>
-
-#include "qrv/process_objects.h"
+#include <stdexcept>
 
 namespace scripted {
 
 namespace {
 
 ScarceArrays* scarce_arrays = nullptr;
+
+// Looked up, because the linker lets no program refer to the objects of one copy of the library.
+QRV::IQrvBufferMgr** DefaultManager() {
+    void* pointer = dlsym(RTLD_DEFAULT, "_ZN3QRV17_qrvBufferManagerE");
+    if (pointer == nullptr) {
+        throw std::runtime_error("the product's buffer manager was not found");
+    }
+    return static_cast<QRV::IQrvBufferMgr**>(pointer);
+}
 
 }  // namespace
 
@@ -27,13 +37,14 @@ bool ScarceArrays::Grants(size_t size) {
     return requests_.size() != failing_request_;
 }
 
-ScarceStrings::ScarceStrings(int failing_request) : usual_manager_(QRV::_qrvBufferManager) {
+ScarceStrings::ScarceStrings(int failing_request)
+    : default_manager_(DefaultManager()), usual_manager_(*default_manager_) {
     heap_.failing_request = failing_request;
-    QRV::_qrvBufferManager = &manager_;
+    *default_manager_ = &manager_;
 }
 
 ScarceStrings::~ScarceStrings() {
-    QRV::_qrvBufferManager = usual_manager_;
+    *default_manager_ = usual_manager_;
 }
 
 void* ScarceStrings::Heap::Allocate(size_t size) noexcept {

@@ -61,6 +61,7 @@ class ScarceStrings {
 
     Heap heap_;
     QRV::CQrvBufferMgr manager_{&heap_};
+    QRV::IQrvBufferMgr** default_manager_;  // the product's pointer to its manager
     QRV::IQrvBufferMgr* usual_manager_;
 };
 
