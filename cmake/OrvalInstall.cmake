@@ -1,0 +1,82 @@
+# What is installed, where, and in which component:
+#
+#   runtime  the library
+#   dev      what a client developer builds with: headers, pkg-config, CMake package, reference
+#   tools    ukeyctl
+#   softkey  the software key, in a folder of its own, and the commands around it
+#
+# Two more are left out unless asked for by name:
+#
+#   softkey-system  the software key in the maker's own directory (refuses to replace the maker's)
+#   desktop         the store application, see packaging/desktop
+
+include(CMakePackageConfigHelpers)
+
+# Distributions keep shared libraries unexecutable; CMake knows this of a native Debian only.
+set(CMAKE_INSTALL_SO_NO_EXE ON)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/orval_unified_kpxukey)
+set(softkey_folder ${CMAKE_INSTALL_LIBDIR}/orval-softkey)
+set(generated ${CMAKE_BINARY_DIR}/install)
+
+# ---------------------------------------------------------------- runtime
+
+install(TARGETS orval_unified_kpxukey
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime)
+
+# -------------------------------------------------------------------- dev
+
+install(FILES
+  ${CMAKE_SOURCE_DIR}/include/orval_unified_kpxukey.h ${CMAKE_SOURCE_DIR}/include/ukey.hpp
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
+
+configure_package_config_file(
+  ${CMAKE_SOURCE_DIR}/cmake/orval_unified_kpxukeyConfig.cmake.in
+  ${generated}/orval_unified_kpxukeyConfig.cmake
+  INSTALL_DESTINATION ${package_folder}
+  PATH_VARS CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
+write_basic_package_version_file(
+  ${generated}/orval_unified_kpxukeyConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${generated}/orval_unified_kpxukeyConfig.cmake
+  ${generated}/orval_unified_kpxukeyConfigVersion.cmake
+  DESTINATION ${package_folder} COMPONENT dev)
+
+# Outside the system's own folders the prefix is told from where the file lies, so that an installed
+# copy may be moved.
+set(pc_prefix ${CMAKE_INSTALL_PREFIX})
+if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  file(RELATIVE_PATH to_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+  string(REGEX REPLACE "/$" "" pc_prefix "\${pcfiledir}/${to_prefix}")
+endif()
+configure_file(${CMAKE_SOURCE_DIR}/cmake/orval_unified_kpxukey.pc.in
+  ${generated}/orval_unified_kpxukey.pc @ONLY)
+install(FILES ${generated}/orval_unified_kpxukey.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+
+# ------------------------------------------------------------------ tools
+
+if(TARGET ukeyctl)
+  # The command finds the library beside it wherever both are installed. In the system's own
+  # folders the loader does that.
+  if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    file(RELATIVE_PATH to_library
+      /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR})
+    set_target_properties(ukeyctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
+  endif()
+  install(TARGETS ukeyctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+endif()
+
+# ---------------------------------------------------------------- softkey
+
+if(TARGET softkey_backend)
+  install(TARGETS softkey_backend softkey_token
+    LIBRARY DESTINATION ${softkey_folder} COMPONENT softkey)
+  foreach(command IN ITEMS softkey softca)
+    if(TARGET ${command})
+      install(TARGETS ${command} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
+    endif()
+  endforeach()
+  install(PROGRAMS ${CMAKE_SOURCE_DIR}/scripts/with-softkey
+    DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
+endif()
