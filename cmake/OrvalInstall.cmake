@@ -80,3 +80,5 @@ if(TARGET softkey_backend)
   install(PROGRAMS ${CMAKE_SOURCE_DIR}/scripts/with-softkey
     DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
 endif()
+
+add_subdirectory(${CMAKE_SOURCE_DIR}/packaging ${CMAKE_BINARY_DIR}/packaging)
