@@ -1,19 +1,12 @@
 #include "core/database.h"
 
-#include <cerrno>
-
+#include "core/draft_file.h"
 #include "core/error.h"
 
 namespace softkey {
 namespace {
 
 constexpr int kBusyMilliseconds = 15000;
-
-Code CodeOfSystemError(int number, Code otherwise) {
-    if (number == ENOSPC || number == EDQUOT) return Code::kStoreFull;
-    if (number == EROFS || number == EACCES || number == EPERM) return Code::kStoreReadOnly;
-    return otherwise;
-}
 
 Code CodeOf(sqlite3* connection) {
     switch (sqlite3_errcode(connection) & 0xFF) {
@@ -33,7 +26,7 @@ Code CodeOf(sqlite3* connection) {
         case SQLITE_NOMEM:
             return Code::kMemory;
         default:
-            return CodeOfSystemError(sqlite3_system_errno(connection), Code::kStoreUnreachable);
+            return CodeOfFileError(sqlite3_system_errno(connection));
     }
 }
 

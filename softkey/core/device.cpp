@@ -84,7 +84,12 @@ void Device::Initialize(std::optional<std::string> label, AfterInitialize after)
     if (after == AfterInitialize::kVerified) sessions.Keep(key_, unlocked, false, std::nullopt);
 }
 
-Unlocked Device::Authorize(Use use) {
+const Unlocked& Device::Authorize(Use use) {
+    if (!held_) held_ = Obtain(use);
+    return *held_;
+}
+
+Unlocked Device::Obtain(Use use) {
     Sessions& sessions = Sessions::OfThisProcess();
     const std::optional<Unlocked> known =
         sessions.Find(key_, store_.Pin(), Sessions::Need::kVerified);

@@ -33,18 +33,21 @@ class Device {
     void Initialize(std::optional<std::string> label, AfterInitialize after);
 
     // The verification under which a private key may be used; asks for the PIN when there is none.
-    // Requests leave it standing, every other use takes it with it unless it is cached.
+    // Requests leave it standing, every other use takes it with it unless it is cached. An object
+    // serves one call of an entry, and within it the PIN is asked for once.
     enum class Use { kRequest, kOther };
-    Unlocked Authorize(Use use);
+    const Unlocked& Authorize(Use use);
 
     DialogSubject Subject() { return {key_, store_.Label()}; }
 
  private:
     explicit Device(PluggedKey key);
     Unlocked AskAndUnlock();
+    Unlocked Obtain(Use use);
 
     PluggedKey key_;
     KeyStore store_;
+    std::optional<Unlocked> held_;
 };
 
 // The tries that the last wrong PIN of this process left, or -1.

@@ -75,7 +75,7 @@ constexpr ErrorText kTexts[] = {
     {Number(Code::kNoContext), "The context has not been initialised.", "上下文未初始化。"},
     {Number(Code::kNewPinMissing), "The unattended PIN source gives no new PIN in its second line.",
      "无人值守的 PIN 来源第二行没有新 PIN 码。"},
-    {Number(Code::kAlreadyPlugged), "The key is plugged in already.", "密钥已插入。"},
+    {Number(Code::kAlreadyPlugged), "The key is plugged in.", "密钥已插入。"},
     {Number(Code::kSerialTaken), "A key with this serial number exists already.",
      "该序列号的密钥已存在。"},
     {Number(Code::kNoSuchKey), "There is no key with this serial number.", "没有该序列号的密钥。"},

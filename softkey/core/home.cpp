@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 
+#include "core/draft_file.h"
 #include "core/error.h"
 
 namespace softkey {
@@ -34,13 +34,7 @@ void MakePrivateFolder(const std::string& path) {
     std::error_code ignored;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
     if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) return;
-    const int reason = errno;
-    const bool full = reason == ENOSPC || reason == EDQUOT;
-    const bool read_only = reason == EROFS || reason == EACCES;
-    throw Error(full        ? Code::kStoreFull
-                : read_only ? Code::kStoreReadOnly
-                            : Code::kStoreUnreachable,
-                "cannot make the folder " + path + ": " + std::strerror(reason));
+    FailWithFile(errno, path);
 }
 
 }  // namespace

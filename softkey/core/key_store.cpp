@@ -1,15 +1,9 @@
 #include "core/key_store.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 
-#include "core/encoding.h"
+#include "core/draft_file.h"
 #include "core/home.h"
 #include "core/sealing.h"
 
@@ -40,57 +34,6 @@ int64_t FreshGeneration() {
     std::memcpy(&generation, random.data(), sizeof generation);
     return generation;
 }
-
-Code CodeOfFileError(int number) {
-    if (number == ENOSPC || number == EDQUOT) return Code::kStoreFull;
-    if (number == EROFS || number == EACCES || number == EPERM) return Code::kStoreReadOnly;
-    return Code::kStoreUnreachable;
-}
-
-[[noreturn]] void FailWithFile(int number, const std::string& path) {
-    throw Error(CodeOfFileError(number), path + ": " + std::strerror(number));
-}
-
-void SyncFolder(const std::string& path) {
-    const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folder < 0) FailWithFile(errno, path);
-    const bool synced = fsync(folder) == 0;
-    const int reason = errno;
-    close(folder);
-    if (!synced) FailWithFile(reason, path);
-}
-
-// An empty file that only its owner can read, removed again unless it was published.
-class DraftFile {
- public:
-    explicit DraftFile(const std::string& final_path)
-        : final_path_(final_path), path_(final_path + ".new-" + std::to_string(getpid())) {
-        unlink(path_.c_str());
-        const int file = open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        if (file < 0) FailWithFile(errno, path_);
-        close(file);
-    }
-    ~DraftFile() { unlink(path_.c_str()); }
-    DraftFile(const DraftFile&) = delete;
-    DraftFile& operator=(const DraftFile&) = delete;
-
-    const std::string& Path() const { return path_; }
-
-    void Publish() {
-        // A hard link, unlike a rename, never replaces a key that is there already.
-        if (link(path_.c_str(), final_path_.c_str()) == 0) {
-            SyncFolder(KeysPath());
-            return;
-        }
-        const int reason = errno;
-        Require(reason != EEXIST, Code::kSerialTaken, "a key with this serial number exists");
-        FailWithFile(reason, final_path_);
-    }
-
- private:
-    std::string final_path_;
-    std::string path_;
-};
 
 StoredPair ReadPair(const Statement& row) {
     return {row.Integer(0),
@@ -135,8 +78,7 @@ void KeyStore::Create(std::string_view serial, std::string_view label, const Sec
             .Run();
         transaction.Commit();
     }
-    KeyStore store(draft.Path(), serial);
-    store.Initialize(label, pin);
+    KeyStore(draft.Path(), serial).Initialize(label, pin);
     draft.Publish();
 }
 
@@ -177,7 +119,7 @@ Unlocked KeyStore::Unlock(const SecretBytes& pin) {
     if (!master) {
         const int32_t left = Pin().tries_left;
         throw Error(left > 0 ? Code::kPinIncorrect : Code::kPinLocked,
-                    std::to_string(left) + " tries are left");
+                    "tries left: " + std::to_string(left));
     }
     Statement(database_, "UPDATE pin SET tries_left = tries_max").Run();
     return {std::move(*master), Pin().generation};
@@ -257,12 +199,14 @@ std::vector<StoredPair> KeyStore::Pairs() {
     return pairs;
 }
 
-int64_t KeyStore::AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair) {
+void KeyStore::AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair) {
     const Bytes public_key = pair.Public();
     const Bytes sealed = Seal(unlocked.master, pair.Private(), public_key);
     Transaction transaction(database_);
     Require(Pin().generation == unlocked.generation, Code::kNotInitialized,
             "the PIN was changed since it was verified");
+    Statement known(database_, "SELECT 1 FROM pairs WHERE public_key = ?");
+    if (known.Bind(public_key).Step()) return;
     Statement count(database_, "SELECT count(*) FROM pairs WHERE certificate IS NULL");
     Require(count.Step() && count.Integer(0) < kMaximumTemporaryPairs, Code::kTooManyKeyPairs,
             "the key holds 64 key pairs without a certificate");
@@ -275,9 +219,7 @@ int64_t KeyStore::AddPair(const Unlocked& unlocked, Usage usage, bool dual, cons
         .Bind(public_key)
         .Bind(sealed)
         .Run();
-    const int64_t id = database_.LastRow();
     transaction.Commit();
-    return id;
 }
 
 KeyPair KeyStore::Open(const Unlocked& unlocked, const StoredPair& pair) {
@@ -287,19 +229,23 @@ KeyPair KeyStore::Open(const Unlocked& unlocked, const StoredPair& pair) {
     return KeyPair::FromPrivate(*der);
 }
 
-void KeyStore::SetCertificate(int64_t pair_id, const Bytes& certificate) {
+void KeyStore::SetCertificates(const std::vector<PairCertificate>& certificates) {
     Transaction transaction(database_);
+    for (const PairCertificate& item : certificates) InstallCertificate(item);
+    transaction.Commit();
+}
+
+void KeyStore::InstallCertificate(const PairCertificate& item) {
     Statement(database_,
               "DELETE FROM pairs WHERE certificate IS NOT NULL AND id <> ?1 AND (usage, type) = "
               "(SELECT usage, type FROM pairs WHERE id = ?1)")
-        .Bind(pair_id)
+        .Bind(item.pair_id)
         .Run();
     Statement(database_, "UPDATE pairs SET certificate = ? WHERE id = ?")
-        .Bind(certificate)
-        .Bind(pair_id)
+        .Bind(item.certificate)
+        .Bind(item.pair_id)
         .Run();
     Require(database_.Changes() == 1, Code::kKeyNotFound, "the key pair was deleted");
-    transaction.Commit();
 }
 
 void KeyStore::DeletePairs(const std::vector<int64_t>& ids) {

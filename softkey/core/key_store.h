@@ -82,12 +82,18 @@ class KeyStore {
     void SetData(int32_t index, std::string_view text);
 
     std::vector<StoredPair> Pairs();
-    int64_t AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair);
+
+    // Keeps a new pair, sealed. A pair that is kept already stays as it is.
+    void AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair);
     KeyPair Open(const Unlocked& unlocked, const StoredPair& pair);
 
-    // Gives `certificate` to the pair and removes the pair that had one for the same use and type
-    // before. A removed pair's id fails with kKeyNotFound.
-    void SetCertificate(int64_t pair_id, const Bytes& certificate);
+    // Gives each certificate to its pair and removes the pair that had one for the same use and
+    // type before. A pair that is gone fails the whole with kKeyNotFound.
+    struct PairCertificate {
+        int64_t pair_id;
+        Bytes certificate;
+    };
+    void SetCertificates(const std::vector<PairCertificate>& certificates);
     void DeletePairs(const std::vector<int64_t>& ids);
 
  private:
@@ -98,6 +104,7 @@ class KeyStore {
     Bytes PinContext() const { return ToBytes(serial_); }
     std::optional<SecretBytes> TryPin(const SecretBytes& pin);
     void SpendTry();
+    void InstallCertificate(const PairCertificate& item);
 };
 
 }  // namespace softkey

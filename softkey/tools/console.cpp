@@ -32,7 +32,7 @@ const char* AdviceFor(Code code) {
         case Code::kPinLocked:
             return "Erase the key and set a new PIN with: softkey reset SERIAL";
         case Code::kNoDialog:
-            return "Run the command on a terminal, or give the PIN with --pin-file FILE";
+            return "Run the command on a terminal, or without one with --pin-file FILE and --yes";
         case Code::kStoreReadOnly:
         case Code::kStoreUnreachable:
             return "Check the owner and the permissions of the software key's folder; "
@@ -63,9 +63,11 @@ size_t Width(const std::string& text) {
 
 class Terminal {
  public:
-    Terminal() : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
+    enum class Echo { kOff, kOn };
+    explicit Terminal(Echo echo) : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
         Require(descriptor_ >= 0 && tcgetattr(descriptor_, &before_) == 0, Code::kNoDialog,
                 "there is no terminal to ask on");
+        if (echo == Echo::kOn) return;
         termios quiet = before_;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         tcsetattr(descriptor_, TCSAFLUSH, &quiet);
@@ -126,7 +128,7 @@ void PrintTable(const std::vector<std::string>& heading,
 }
 
 SecretBytes AskSecretOnTerminal(const std::string& prompt) {
-    const Terminal terminal;
+    const Terminal terminal(Terminal::Echo::kOff);
     terminal.Show(prompt);
     SecretBytes line = terminal.ReadLine();
     terminal.Show("\n");
@@ -141,8 +143,13 @@ SecretBytes ObtainNewPin(const std::string& file) {
     return pin;
 }
 
-SecretBytes ObtainPin(const std::string& file, const std::string& prompt) {
-    return file.empty() ? AskSecretOnTerminal(prompt) : ReadPinFile(file);
+void ConfirmOnTerminal(bool yes, const std::string& question) {
+    if (yes) return;
+    const Terminal terminal(Terminal::Echo::kOn);
+    terminal.Show(question + " [y/N] ");
+    const SecretBytes answer = terminal.ReadLine();
+    Require(!answer.empty() && (answer[0] == 'y' || answer[0] == 'Y'), Code::kCancelled,
+            "nothing was changed");
 }
 
 std::string ReadInput(const std::string& path) {

@@ -31,7 +31,9 @@ SecretBytes AskSecretOnTerminal(const std::string& prompt);
 
 // The PIN from `file` unless it is empty, else from the terminal, there asked for twice.
 SecretBytes ObtainNewPin(const std::string& file);
-SecretBytes ObtainPin(const std::string& file, const std::string& prompt);
+
+// Returns when `yes` or the user says so. Throws kCancelled, or kNoDialog without a terminal.
+void ConfirmOnTerminal(bool yes, const std::string& question);
 
 std::string ReadInput(const std::string& path);  // "-" is standard input
 void WriteOutput(const std::string& path, const std::string& text);

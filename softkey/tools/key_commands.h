@@ -11,6 +11,12 @@ void AddList(CLI::App& program, int& status);
 void AddPlug(CLI::App& program, int& status);
 void AddUnplug(CLI::App& program, int& status);
 void AddShow(CLI::App& program, int& status);
+void AddPin(CLI::App& program, int& status);
+void AddFault(CLI::App& program, int& status);
+void AddReset(CLI::App& program, int& status);
+void AddDelete(CLI::App& program, int& status);
+void AddBackup(CLI::App& program, int& status);
+void AddRestore(CLI::App& program, int& status);
 
 }  // namespace softkey::tools
 

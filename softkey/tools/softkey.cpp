@@ -20,6 +20,12 @@ int main(int argc, char** argv) {
     AddPlug(program, status);
     AddUnplug(program, status);
     AddShow(program, status);
+    AddPin(program, status);
+    AddFault(program, status);
+    AddReset(program, status);
+    AddDelete(program, status);
+    AddBackup(program, status);
+    AddRestore(program, status);
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

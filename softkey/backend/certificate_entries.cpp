@@ -1,0 +1,108 @@
+// Entries about requests and certificates.
+#include "backend/arguments.h"
+#include "backend/entries.h"
+#include "core/certificate_texts.h"
+#include "core/certificates.h"
+#include "core/device.h"
+#include "core/requests.h"
+#include "core/settings.h"
+
+using softkey::Answer;
+using softkey::Code;
+using softkey::Device;
+using softkey::Require;
+using softkey::RequireConstant;
+
+namespace {
+
+constexpr size_t kCertificateBufferSize = 4096;
+constexpr size_t kNameBufferSize = 1024;
+constexpr size_t kInformationSize = 1280;
+constexpr size_t kLongestKeyText = 1023;
+
+softkey::ssl::Certificate Find(const char* serial_number, int64_t selector) {
+    Device device = Device::Plugged(serial_number);
+    return softkey::ParseCertificate(
+        softkey::FindCertified(device, softkey::ReadCertificateSelector(selector)).certificate);
+}
+
+}  // namespace
+
+int32_t GMCreatePKCS10(const char* serial_number, int32_t cert_type, int32_t key_type,
+                       int32_t hash_type, char** request, void* null_pointer, int32_t zero) {
+    return Answer("GMCreatePKCS10", [&] {
+        RequireConstant(null_pointer == nullptr && zero == 0);
+        Device device = Device::Plugged(serial_number);
+        softkey::HandOver(softkey::CreateRequest(device, {cert_type, key_type, hash_type, false}),
+                          request);
+    });
+}
+
+int32_t GMCreatePKCS10Ex(const char* serial_number, RequestEntry* entry, char** request,
+                         int32_t one, void* null_pointer, int32_t zero) {
+    return Answer("GMCreatePKCS10Ex", [&] {
+        RequireConstant(one == 1 && null_pointer == nullptr && zero == 0);
+        Require(entry != nullptr, Code::kInvalidParameter, "the request entry is missing");
+        Require(entry->merged <= 1, Code::kSelector, "the merged flag is 0 or 1");
+        Device device = Device::Plugged(serial_number);
+        softkey::HandOver(softkey::CreateRequest(device, {entry->certType, entry->keyType,
+                                                          entry->hashType, entry->merged == 1}),
+                          request);
+    });
+}
+
+// The string is the product's own and stays as it is: it is thrown away unread.
+int32_t GMWritePKCS7(const char* serial_number, char* pkcs7, QRV::CString& /*output*/) {
+    return Answer("GMWritePKCS7", [&] {
+        Device device = Device::Plugged(serial_number);
+        softkey::WriteCertificates(device, softkey::RequireText(pkcs7));
+    });
+}
+
+int32_t GMImportPriKey(const char* serial_number, char* key_1024, int32_t zero) {
+    return Answer("GMImportPriKey", [&] {
+        RequireConstant(zero == 0);
+        const std::string text = softkey::RequireText(key_1024);
+        Require(text.size() <= kLongestKeyText, Code::kDataLength,
+                "an enveloped key has at most 1023 characters");
+        Device device = Device::Plugged(serial_number);
+        softkey::ImportEncryptionKey(device, text);
+    });
+}
+
+int32_t GetCertInfo(const char* serial_number, int32_t param1, int32_t param2, char* certificate,
+                    int32_t* length) {
+    return Answer("GetCertInfo", [&] {
+        Device device = Device::Plugged(serial_number);
+        softkey::Deliver(softkey::CertificateText(device, softkey::ReadCertificateSelector(param1),
+                                                  softkey::ReadCertificateFormat(param2)),
+                         certificate, length, kCertificateBufferSize);
+    });
+}
+
+int32_t GM_GetCertDN(const char* serial_number, int32_t param1, int32_t param2, char* name_1024) {
+    return Answer("GM_GetCertDN", [&] {
+        const softkey::NameOf which = softkey::ReadNameOf(param2);
+        const softkey::ssl::Certificate certificate = Find(serial_number, param1);
+        const std::string name = which == softkey::NameOf::kSubject
+                                     ? softkey::SubjectText(certificate.get())
+                                     : softkey::IssuerText(certificate.get());
+        softkey::CopyToFixed(softkey::ToClient(name), name_1024, kNameBufferSize);
+    });
+}
+
+int32_t GetCertInfo_UOS(const char* serial_number, intptr_t selector, void* info, int32_t* length) {
+    return Answer("GetCertInfo_UOS", [&] {
+        const softkey::ssl::Certificate certificate = Find(serial_number, selector);
+        softkey::Deliver(softkey::ToClient(softkey::CertificateInfoText(certificate.get())),
+                         static_cast<char*>(info), length, kInformationSize);
+    });
+}
+
+int32_t DelCertAndTempKey(const char* serial_number, int32_t param1, int32_t param2) {
+    return Answer("DelCertAndTempKey", [&] {
+        Device device = Device::Plugged(serial_number);
+        softkey::DeleteCertificate(device, softkey::ReadCertificateSelector(param1),
+                                   softkey::ReadDeleteScope(param2));
+    });
+}

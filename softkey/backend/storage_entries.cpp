@@ -1,0 +1,57 @@
+// Entries about initialisation, the label and the data items.
+#include "backend/arguments.h"
+#include "backend/entries.h"
+#include "core/device.h"
+#include "core/settings.h"
+
+using softkey::Answer;
+using softkey::Code;
+using softkey::Device;
+using softkey::Require;
+
+namespace {
+
+constexpr size_t kLabelBufferSize = 512;
+constexpr size_t kDataBufferSize = 260;
+
+}  // namespace
+
+int32_t CustInitCard(const char* serial_number, int32_t flag, void* parameter, int32_t zero) {
+    return Answer("CustInitCard", [&] {
+        Require(flag == 0 || flag == 1, Code::kSelector, "the flag is 0 or 1");
+        softkey::RequireConstant(zero == 0);
+        std::optional<std::string> label;
+        if (parameter != nullptr) label = softkey::FromClient(static_cast<const char*>(parameter));
+        // Requests follow flag 1 without another PIN.
+        Device::Plugged(serial_number)
+            .Initialize(label, flag == 1 ? Device::AfterInitialize::kVerified
+                                         : Device::AfterInitialize::kUnverified);
+    });
+}
+
+int32_t GetLabel(char* serial_number, char* label_512) {
+    return Answer("GetLabel", [&] {
+        softkey::CopyToFixed(softkey::ToClient(Device::Plugged(serial_number).Store().Label()),
+                             label_512, kLabelBufferSize);
+    });
+}
+
+int32_t SetLabel(const char* first, const char* second) {
+    return Answer("SetLabel", [&] {
+        Device::Plugged(first).Store().SetLabel(softkey::FromClient(softkey::RequireText(second)));
+    });
+}
+
+int32_t SetData(const char* serial_number, int32_t index, const char* data) {
+    return Answer("SetData", [&] {
+        Device::Plugged(serial_number).Store().SetData(index, softkey::RequireText(data));
+    });
+}
+
+int32_t GetData(const char* serial_number, int32_t index, char* data_260) {
+    return Answer("GetData", [&] {
+        const std::optional<std::string> text = Device::Plugged(serial_number).Store().Data(index);
+        Require(text.has_value(), Code::kDataItemNotFound, "the data item was never written");
+        softkey::CopyToFixed(*text, data_260, kDataBufferSize);
+    });
+}

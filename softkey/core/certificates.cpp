@@ -1,0 +1,84 @@
+#include "core/certificates.h"
+
+#include <algorithm>
+
+#include "core/encoding.h"
+#include "core/enveloped_key.h"
+#include "core/error.h"
+#include "core/pkcs7.h"
+
+namespace softkey {
+namespace {
+
+Bytes PublicKeyOf(X509* certificate) {
+    EVP_PKEY* const key = X509_get0_pubkey(certificate);
+    Require(key != nullptr, Code::kPkcs7Malformed, "a certificate's public key cannot be read");
+    return ssl::ToDer(key, i2d_PUBKEY, "public key");
+}
+
+bool InScope(const StoredPair& pair, DeleteScope scope) {
+    if (scope == DeleteScope::kEverything) return true;
+    return pair.IsTemporary() == (scope == DeleteScope::kTemporary);
+}
+
+}  // namespace
+
+StoredPair FindCertified(Device& device, const CertificateSelector& selector) {
+    std::optional<StoredPair> found;
+    for (StoredPair& pair : device.Store().Pairs()) {
+        if (pair.IsTemporary() || !selector.Fits(pair)) continue;
+        if (!found || pair.type == KeyType::kSm2) found = std::move(pair);
+    }
+    Require(found.has_value(), Code::kCertificateNotFound, "the key holds no such certificate");
+    return std::move(*found);
+}
+
+void WriteCertificates(Device& device, std::string_view pkcs7) {
+    const std::vector<StoredPair> pairs = device.Store().Pairs();
+    std::vector<KeyStore::PairCertificate> ours;
+    for (const ssl::Certificate& certificate : CertificatesOf(pkcs7)) {
+        const Bytes public_key = PublicKeyOf(certificate.get());
+        const auto pair = std::find_if(pairs.begin(), pairs.end(), [&](const StoredPair& stored) {
+            return stored.public_key == public_key;
+        });
+        if (pair == pairs.end()) continue;
+        ours.push_back({pair->id, ssl::ToDer(certificate.get(), i2d_X509, "certificate")});
+    }
+    Require(!ours.empty(), Code::kCertificateNotOurs,
+            "no certificate belongs to a key pair on the key");
+    device.Store().SetCertificates(ours);
+}
+
+void ImportEncryptionKey(Device& device, std::string_view envelope) {
+    const EnvelopedKey enveloped = EnvelopedKey::Parse(envelope);
+    const Unlocked& unlocked = device.Authorize(Device::Use::kOther);
+    std::vector<StoredPair> pairs = device.Store().Pairs();
+    // The newest first: an answer most likely belongs to the last request.
+    std::reverse(pairs.begin(), pairs.end());
+    for (const StoredPair& stored : pairs) {
+        if (stored.usage != Usage::kSigning || stored.type != KeyType::kSm2) continue;
+        const std::optional<KeyPair> pair = enveloped.Open(device.Store().Open(unlocked, stored));
+        if (!pair) continue;
+        device.Store().AddPair(unlocked, Usage::kEncryption, false, *pair);
+        return;
+    }
+    throw Error(Code::kEnvelopeNotOurs, "no signing key on the key opens the enveloped key");
+}
+
+std::string CertificateText(Device& device, const CertificateSelector& selector,
+                            CertificateFormat format) {
+    const Bytes der = FindCertified(device, selector).certificate;
+    return format == CertificateFormat::kPem ? ToPem(der, "CERTIFICATE") : ToBase64(der);
+}
+
+void DeleteCertificate(Device& device, const CertificateSelector& selector, DeleteScope scope) {
+    std::vector<int64_t> doomed;
+    for (const StoredPair& pair : device.Store().Pairs()) {
+        if (selector.Fits(pair) && InScope(pair, scope)) doomed.push_back(pair.id);
+    }
+    Require(!doomed.empty(), Code::kCertificateNotFound, "there is nothing of that kind to delete");
+    device.Authorize(Device::Use::kOther);
+    device.Store().DeletePairs(doomed);
+}
+
+}  // namespace softkey

@@ -1,0 +1,31 @@
+#ifndef SOFTKEY_CORE_CERTIFICATES_H
+#define SOFTKEY_CORE_CERTIFICATES_H
+
+#include <string>
+#include <string_view>
+
+#include "core/device.h"
+#include "core/selectors.h"
+
+namespace softkey {
+
+// The pair whose certificate is selected. Throws kCertificateNotFound.
+StoredPair FindCertified(Device& device, const CertificateSelector& selector);
+
+// Writes each certificate of a PKCS#7 that belongs to a key pair on the key; others, such as the
+// issuer's, are passed over. Throws kCertificateNotOurs when none belongs.
+void WriteCertificates(Device& device, std::string_view pkcs7);
+
+// Opens the enveloped key with a signing key on the key and keeps the encryption pair until its
+// certificate is written. Importing it twice changes nothing.
+void ImportEncryptionKey(Device& device, std::string_view envelope);
+
+std::string CertificateText(Device& device, const CertificateSelector& selector,
+                            CertificateFormat format);
+
+// Throws kCertificateNotFound when the scope holds nothing.
+void DeleteCertificate(Device& device, const CertificateSelector& selector, DeleteScope scope);
+
+}  // namespace softkey
+
+#endif

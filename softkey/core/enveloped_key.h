@@ -1,0 +1,33 @@
+#ifndef SOFTKEY_CORE_ENVELOPED_KEY_H
+#define SOFTKEY_CORE_ENVELOPED_KEY_H
+
+#include <optional>
+#include <string_view>
+
+#include "core/key_pair.h"
+
+namespace softkey {
+
+// SM2EnvelopedKey of GB/T 35276: an SM2 key pair whose private half is encrypted with SM4 under a
+// fresh key, which in turn is encrypted with SM2 for the recipient.
+class EnvelopedKey {
+ public:
+    // DER as Base64 or hexadecimal text. Throws kEnvelopeMalformed.
+    static EnvelopedKey Parse(std::string_view text);
+
+    // Empty when it was sealed for another recipient. Throws kEnvelopeMalformed when the private
+    // key inside does not belong to the public key beside it.
+    std::optional<KeyPair> Open(const KeyPair& recipient) const;
+
+    // `pair` for `recipient`, of whom only the public half is needed; in DER.
+    static Bytes Seal(const KeyPair& pair, const KeyPair& recipient);
+
+ private:
+    Bytes encrypted_key_;  // SM2Cipher, whole
+    Bytes public_point_;
+    Bytes encrypted_private_;
+};
+
+}  // namespace softkey
+
+#endif

@@ -1,0 +1,27 @@
+#ifndef SOFTKEY_CORE_PKCS7_H
+#define SOFTKEY_CORE_PKCS7_H
+
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "core/key_pair.h"
+#include "core/ssl.h"
+
+namespace softkey {
+
+// The certificates of a PKCS#7 signed-data structure (RFC 2315 or GB/T 35275), given as Base64 with
+// or without PEM armour. Throws kPkcs7Malformed, also when there are none.
+std::vector<ssl::Certificate> CertificatesOf(std::string_view text);
+
+// Certificates and nothing signed, in DER (RFC 2315).
+Bytes CertificatesOnly(const std::vector<Bytes>& certificates);
+
+// Signed data with one signer (RFC 2315), in DER. Nothing but the content is signed, so that its
+// signature is the raw one; without `content` it is detached.
+Bytes SignedData(const KeyPair& signer, const Bytes& certificate, const Bytes& signature,
+                 const std::optional<Bytes>& content);
+
+}  // namespace softkey
+
+#endif

@@ -1,0 +1,118 @@
+#include <algorithm>
+#include <cctype>
+#include <iostream>
+#include <memory>
+
+#include "common/backend_entries.h"
+#include "core/error_texts.h"
+#include "core/faults.h"
+#include "tools/console.h"
+#include "tools/key_commands.h"
+
+namespace softkey::tools {
+namespace {
+
+#define SOFTKEY_ENTRY_NAME(slot, name, result, arguments) #name,
+constexpr const char* kEntries[] = {ORVAL_BACKEND_ENTRIES(SOFTKEY_ENTRY_NAME) "VexaT_ContextInit",
+                                    "VexaT_ContextFinal", "VexaT_WaitForEvent", "VexaT_GetSlotList",
+                                    "VexaT_GetDeviceInfo"};
+#undef SOFTKEY_ENTRY_NAME
+
+constexpr int64_t kUntilCleared = -1;
+constexpr int64_t kLongestDelay = 600000;
+
+struct Options {
+    std::string entry;
+    std::string code;
+    int64_t times = 1;
+    bool always = false;
+    int64_t after = 0;
+    int64_t delay = 0;
+    bool list = false;
+    bool clear = false;
+};
+
+void CheckEntry(const std::string& entry) {
+    const bool known = std::any_of(std::begin(kEntries), std::end(kEntries),
+                                   [&](const char* name) { return entry == name; });
+    if (known) return;
+    std::string names;
+    for (const char* const name : kEntries) names += std::string("\n    ") + name;
+    throw Error(Code::kInvalidParameter, entry + " is no entry; the entries are:" + names);
+}
+
+// Decimal or hexadecimal, up to 32 bits: codes are written both as -401 and as 0xFFFFFE6F.
+int32_t ReadCode(const std::string& text) {
+    size_t end = 0;
+    long long number = 0;
+    try {
+        number = std::stoll(text, &end, 0);
+    } catch (const std::exception&) {
+        end = 0;
+    }
+    Require(end == text.size() && end > 0 && number >= INT32_MIN && number <= UINT32_MAX,
+            Code::kInvalidParameter, "the code is a number such as 0x0A000024 or -401");
+    return static_cast<int32_t>(static_cast<uint32_t>(number));
+}
+
+std::string Hex(int32_t code) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
+    return text;
+}
+
+void ListFaults() {
+    std::vector<std::vector<std::string>> rows;
+    for (const Fault& fault : OrderedFaults()) {
+        rows.push_back({fault.entry, Hex(fault.code), std::to_string(fault.after),
+                        fault.times < 0 ? "always" : std::to_string(fault.times),
+                        std::to_string(fault.delay_milliseconds) + " ms",
+                        TextOf(fault.code, Language::kEnglish)});
+    }
+    if (rows.empty()) {
+        std::cout << "No faults are ordered.\n";
+    } else {
+        PrintTable({"ENTRY", "CODE", "AFTER", "TIMES", "DELAY", "MEANING"}, rows);
+    }
+}
+
+void OrderOrClear(const Options& options) {
+    if (options.list) return ListFaults();
+    if (!options.entry.empty()) CheckEntry(options.entry);
+    if (options.clear) return ClearFaults(options.entry);
+    Require(!options.entry.empty() && !options.code.empty(), Code::kInvalidParameter,
+            "give an entry and a code, or --list or --clear");
+    OrderFault({options.entry, ReadCode(options.code),
+                options.always ? kUntilCleared : options.times, options.after, options.delay});
+    ListFaults();
+}
+
+}  // namespace
+
+void AddFault(CLI::App& program, int& status) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* const command = program.add_subcommand(
+        "fault",
+        "Make an entry of the key's libraries fail on purpose, for every key and process.\n"
+        "Example: softkey fault VerifyPIN 0x0A000024 --times 2 --after 1");
+    command->add_option("entry", options->entry,
+                        "The entry, e.g. VerifyPIN, GMCreatePKCS10 or VexaT_WaitForEvent");
+    command->add_option("code", options->code,
+                        "What it answers, e.g. 0x0A000024 or -401; 0 only delays the call. With "
+                        "X_ErrorConvert_UOS any code gives no text.");
+    CLI::Option* const times =
+        command->add_option("--times", options->times, "How many calls fail (default: 1)")
+            ->check(CLI::PositiveNumber);
+    command->add_flag("--always", options->always, "Until the fault is cleared")->excludes(times);
+    command->add_option("--after", options->after, "How many calls go well first (default: 0)")
+        ->check(CLI::NonNegativeNumber);
+    command->add_option("--delay", options->delay, "Milliseconds by which each such call is late")
+        ->check(CLI::Range(int64_t{0}, kLongestDelay));
+    command->add_flag("--list", options->list, "List the ordered faults");
+    command->add_flag("--clear", options->clear, "Withdraw the entry's fault, or all faults");
+    command->callback([options, &status] {
+        status = RunCommand("softkey fault", [&] { OrderOrClear(*options); });
+    });
+}
+
+}  // namespace softkey::tools

@@ -1,0 +1,126 @@
+#include <iostream>
+#include <memory>
+
+#include "core/backup.h"
+#include "core/home.h"
+#include "core/key_store.h"
+#include "core/pin_source.h"
+#include "tools/console.h"
+#include "tools/key_commands.h"
+
+namespace softkey::tools {
+namespace {
+
+struct Options {
+    std::string serial;
+    std::string file;
+    std::string label;
+    bool yes = false;
+    bool check = false;
+};
+
+KeyStore OpenKey(const std::string& serial) {
+    Require(Exists(KeyPath(serial)), Code::kNoSuchKey, "no key has this serial number");
+    return KeyStore(serial);
+}
+
+void Pin(const Options& options) {
+    KeyStore store = OpenKey(options.serial);
+    const PinSource source{options.file, std::nullopt, Confirmation::kDialog};
+    const SecretBytes old_pin =
+        options.file.empty() ? AskSecretOnTerminal("Present PIN: ") : ReadPinLine(source, 0);
+    if (options.check) {
+        store.Unlock(old_pin);
+        std::cout << "The PIN is right.\n";
+        return;
+    }
+    store.ChangePin(old_pin, options.file.empty() ? ObtainNewPin("") : ReadPinLine(source, 1));
+    std::cout << "The PIN was changed.\n";
+}
+
+void Reset(const Options& options) {
+    KeyStore store = OpenKey(options.serial);
+    ConfirmOnTerminal(options.yes,
+                      "Erase all key pairs, certificates and data of " + options.serial + "?");
+    const SecretBytes pin = ObtainNewPin(options.file);
+    store.Initialize(options.label.empty() ? store.Label() : options.label, pin);
+    std::cout << "The key was erased and has a new PIN.\n";
+}
+
+void Delete(const Options& options) {
+    OpenKey(options.serial);
+    ConfirmOnTerminal(options.yes, "Delete " + options.serial + " for good?");
+    DeleteKey(options.serial);
+    std::cout << "The key was deleted.\n";
+}
+
+using Action = void (*)(const Options&);
+
+CLI::App* AddAction(CLI::App& program, int& status, const std::shared_ptr<Options>& options,
+                    const std::string& name, const std::string& description, Action action) {
+    CLI::App* const command = program.add_subcommand(name, description);
+    command->callback([options, name, action, &status] {
+        status = RunCommand("softkey " + name, [&] { action(*options); });
+    });
+    return command;
+}
+
+CLI::App* AddSerialAction(CLI::App& program, int& status, const std::shared_ptr<Options>& options,
+                          const std::string& name, const std::string& description, Action action) {
+    CLI::App* const command = AddAction(program, status, options, name, description, action);
+    command->add_option("serial", options->serial, "The key's serial number")->required();
+    return command;
+}
+
+}  // namespace
+
+void AddPin(CLI::App& program, int& status) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* const command = AddSerialAction(program, status, options, "pin",
+                                              "Change a key's PIN; six wrong tries lock it", Pin);
+    command->add_option("--pin-file", options->file,
+                        "Line 1: the present PIN, line 2: the new one (mode 0600)");
+    command->add_flag("--check", options->check,
+                      "Only try the present PIN; a wrong one costs a try");
+}
+
+void AddReset(CLI::App& program, int& status) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* const command =
+        AddSerialAction(program, status, options, "reset",
+                        "Erase a key, also a locked one, and give it a new PIN", Reset);
+    command->add_option("--pin-file", options->file,
+                        "Take the new PIN from the first line of this file (mode 0600)");
+    command->add_option("--label", options->label, "A new label (default: keep the label)");
+    command->add_flag("--yes", options->yes, "Do not ask");
+}
+
+void AddDelete(CLI::App& program, int& status) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* const command = AddSerialAction(program, status, options, "delete",
+                                              "Delete an unplugged key and all it holds", Delete);
+    command->add_flag("--yes", options->yes, "Do not ask");
+}
+
+void AddBackup(CLI::App& program, int& status) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* const command =
+        AddSerialAction(program, status, options, "backup",
+                        "Copy a key to a new file. Its private keys stay encrypted under its PIN.",
+                        [](const Options& chosen) {
+                            BackUpKey(chosen.serial, chosen.file);
+                            std::cout << "The copy is in " << chosen.file << ".\n";
+                        });
+    command->add_option("file", options->file, "The file to make")->required();
+}
+
+void AddRestore(CLI::App& program, int& status) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* const command =
+        AddAction(program, status, options, "restore",
+                  "Bring a key back from its copy; prints its serial number",
+                  [](const Options& chosen) { std::cout << RestoreKey(chosen.file) << '\n'; });
+    command->add_option("file", options->file, "The copy that `softkey backup` made")->required();
+}
+
+}  // namespace softkey::tools

@@ -1,0 +1,100 @@
+// softca: a small issuing authority that answers certificate requests of software keys.
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+
+#include "tools/authority.h"
+#include "tools/console.h"
+
+namespace softkey::tools {
+namespace {
+
+std::string DefaultFolder() {
+    const auto variable = [](const char* name) {
+        const char* const value = std::getenv(name);
+        return value == nullptr ? std::string() : std::string(value);
+    };
+    if (!variable("ORVAL_SOFTCA_HOME").empty()) return variable("ORVAL_SOFTCA_HOME");
+    if (!variable("XDG_DATA_HOME").empty()) return variable("XDG_DATA_HOME") + "/orval-softca";
+    return variable("HOME") + "/.local/share/orval-softca";
+}
+
+struct Options {
+    std::string folder = DefaultFolder();
+    std::string name = "Software Key Test Authority";
+    std::string input = "-";
+    std::string output = "-";
+    Authority::Terms terms;
+    std::string envelope = "hex";
+};
+
+void Init(const Options& options) {
+    Authority::Create(options.folder, options.name);
+    std::cout << "SM2 root  " << Authority::CertificatePath(options.folder, KeyType::kSm2) << '\n'
+              << "RSA root  " << Authority::CertificatePath(options.folder, KeyType::kRsa2048)
+              << '\n';
+}
+
+void Issue(Options& options) {
+    options.terms.envelope_as_base64 = options.envelope == "base64";
+    const Authority authority(options.folder);
+    WriteOutput(options.output, authority.Answer(ReadInput(options.input), options.terms) + "\n");
+}
+
+void AddInit(CLI::App& program, const std::shared_ptr<Options>& options, int& status) {
+    CLI::App* const command =
+        program.add_subcommand("init", "Make an authority: an SM2 root and an RSA root");
+    command->add_option("--name", options->name, "Common name of the roots")->capture_default_str();
+    command->callback(
+        [options, &status] { status = RunCommand("softca init", [&] { Init(*options); }); });
+}
+
+void AddIssue(CLI::App& program, const std::shared_ptr<Options>& options, int& status) {
+    CLI::App* const command = program.add_subcommand(
+        "issue",
+        "Answer requests, joined by \"||\", with one text to import: a PKCS#7 with the "
+        "certificates or, for a request that asks for both kinds, a package "
+        "SignCert(...)|EncPriKey(...)|EncCert(...).");
+    command->add_option("--in", options->input, "The requests; - is standard input")
+        ->capture_default_str();
+    command->add_option("--out", options->output, "The answer; - is standard output")
+        ->capture_default_str();
+    command->add_option("--subject", options->terms.subject,
+                        "Subject, e.g. CN=Alice,O=Example,C=CN (default: the request's)");
+    command->add_option("--days", options->terms.days, "Days of validity")
+        ->check(CLI::Range(1, 36500))
+        ->capture_default_str();
+    command->add_option("--envelope", options->envelope, "Text form of the enveloped key")
+        ->check(CLI::IsMember({"hex", "base64"}))
+        ->capture_default_str();
+    command->callback(
+        [options, &status] { status = RunCommand("softca issue", [&] { Issue(*options); }); });
+}
+
+}  // namespace
+}  // namespace softkey::tools
+
+int main(int argc, char** argv) {
+    using namespace softkey::tools;  // NOLINT(google-build-using-namespace): the commands
+    CLI::App program(
+        "A small issuing authority for tests and demonstrations. Its private keys lie open in its\n"
+        "folder: never let it issue anything that matters.\n\n"
+        "  softca init                                 make the authority\n"
+        "  softca issue --in request --out answer      answer certificate requests\n");
+    program.require_subcommand(1);
+    program.footer(kExitStatusHelp);
+    const auto options = std::make_shared<Options>();
+    program.add_option("--dir", options->folder, "The authority's folder ($ORVAL_SOFTCA_HOME)")
+        ->capture_default_str();
+    program.fallthrough();
+    int status = kExitSuccess;
+    AddInit(program, options, status);
+    AddIssue(program, options, status);
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return program.exit(error) == 0 ? kExitSuccess : kExitUsage;
+    }
+    return status;
+}
