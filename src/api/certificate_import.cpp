@@ -21,14 +21,15 @@ void RemoveCommasAndLineBreaks(QRV::CString& text) {
     text.Replace("\n", "");
 }
 
-// Writes a certificate into the key. What the back-end puts into the string is not used.
-int32_t WriteCertificate(const char* serial_number, QRV::CString pkcs7) {
+// Writes a certificate into the key. What the back-end puts into the string is not used. The text
+// is not copied again: memory must not run out between a key's import and its certificate's.
+int32_t WriteCertificate(const char* serial_number, QRV::CString& pkcs7) {
     QRV::CString unused;
     return Finish(Backend(&CommonFunction::GMWritePKCS7, serial_number,
                           pkcs7.GetBuffer(pkcs7.GetLength()), unused));
 }
 
-int32_t ImportPackagedKey(const char* serial_number, QRV::CString key_text) {
+int32_t ImportPackagedKey(const char* serial_number, QRV::CString& key_text) {
     RemoveCommas(key_text);
     LogEntry("CKPXUSBKey::Batch_ImportX509Cert  strPriKeyTemp:", kKeyTextFormat,
              key_text.GetString());
@@ -37,7 +38,7 @@ int32_t ImportPackagedKey(const char* serial_number, QRV::CString key_text) {
 
 struct ItemKind {
     const char* name_with_bracket;
-    int32_t (*import)(const char* serial_number, QRV::CString data);
+    int32_t (*import)(const char* serial_number, QRV::CString& data);
     const char* failure_tag;
     const char* failure_format;
 };
@@ -61,7 +62,7 @@ void LogOutcome(const char* tag, const char* format) {
 bool ImportItems(const ItemKind& kind, const char* serial_number, const QRV::CString& package,
                  bool& imported_anything) {
     PackageItems items(package, kind.name_with_bracket);
-    while (const auto data = items.Next()) {
+    while (auto data = items.Next()) {
         if (kind.import(serial_number, *data) != ORVAL_OK) {
             LogOutcome(kind.failure_tag, kind.failure_format);
             return false;
@@ -83,7 +84,7 @@ int32_t ImportPackage(const char* serial_number, const QRV::CString& package) {
     return imported_anything ? G_LastError : Refuse();
 }
 
-int32_t ImportSinglePkcs7(const char* serial_number, const QRV::CString& pkcs7) {
+int32_t ImportSinglePkcs7(const char* serial_number, QRV::CString& pkcs7) {
     WriteCertificate(serial_number, pkcs7);
     // Written after a success as well: the line marks the end of a single import.
     LogOutcome("Batch_ImportX509Cert", kCertificateFailed);

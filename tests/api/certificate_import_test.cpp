@@ -385,6 +385,11 @@ TEST(ImportEncX509Cert, LetsAnExceptionOfTheKeyOut) {
     EXPECT_THAT(Key().GMWritePKCS7.Arguments(), IsEmpty());
 }
 
+TEST(ImportEncX509Cert, OutOfMemoryLeavesAsTheStringLibrarysException) {
+    const std::string key = kPrefix + "12,34";
+    ExpectOutOfMemoryLeavesAsAnException([&] { ImportEncX509Cert(kSN, "M,I\r\nI", key.c_str()); });
+}
+
 // ------------------------------------------------------------ GetBatchCertDataType
 
 TEST(GetBatchCertDataType, TypesEveryListedText) {
