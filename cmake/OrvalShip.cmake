@@ -1,0 +1,31 @@
+# What makes a build fit for shipping: no path of the build machine in the results, and debug
+# information in files of its own.
+
+option(ORVAL_SHIP "Strip what packages carry, and keep its debug information apart" OFF)
+
+# Where debuggers look for the sources. All is written as if build and sysroot lay inside the source
+# in their usual places: a compiler meets several prefixes that fit then, clang and GCC prefer
+# different ones, and each must lead to the same text.
+set(orval_source_name /usr/src/orval_unified_kpxukey)
+get_filename_component(orval_build_folder ${CMAKE_BINARY_DIR} NAME)
+set(orval_prefix_maps
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}=${orval_source_name}
+  -ffile-prefix-map=${CMAKE_BINARY_DIR}=${orval_source_name}/build/${orval_build_folder})
+if(CMAKE_SYSROOT)
+  list(APPEND orval_prefix_maps
+    -ffile-prefix-map=${CMAKE_SYSROOT}=${orval_source_name}/build/sysroot/root)
+endif()
+
+# orval_ship(target): for a target that a package carries; no effect but in a shipping build.
+function(orval_ship target)
+  if(NOT ORVAL_SHIP)
+    return()
+  endif()
+  target_compile_options(${target} PRIVATE ${orval_prefix_maps})
+  target_link_options(${target} PRIVATE LINKER:--build-id=sha1)
+  set(file $<TARGET_FILE:${target}>)
+  add_custom_command(TARGET ${target} POST_BUILD
+    COMMAND ${CMAKE_OBJCOPY} --only-keep-debug ${file} ${file}.debug
+    COMMAND ${CMAKE_OBJCOPY} --strip-all --add-gnu-debuglink=${file}.debug ${file}
+    VERBATIM)
+endfunction()
