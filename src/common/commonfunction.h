@@ -88,12 +88,13 @@ enum class PackageType : int32_t {
 };
 
 // Calls an entry, or nothing and -101 in G_LastError when its slot is empty: after a failed bind,
-// or before the first one. The one place where an entry is called.
+// or before the first one. A slot without a library is as empty: what a bind that failed halfway
+// left there is gone with its library. The one place where an entry is called.
 template <typename Result, typename... Parameters, typename... Arguments>
 std::optional<Result> CallEntry(Result (*CommonFunction::*entry)(Parameters...),
                                 Arguments&&... arguments) {
     auto* function = ORVAL_ComFunc.*entry;
-    if (function == nullptr) {
+    if (function == nullptr || ORVAL_ComFunc.handle == nullptr) {
         Finish(ORVAL_BACKEND_UNAVAILABLE);
         return std::nullopt;
     }

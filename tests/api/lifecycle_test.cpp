@@ -411,6 +411,22 @@ TEST_P(BackendCall, EmptySlotAnswersUnavailable) {
     EXPECT_EQ(G_LastError, -101);
 }
 
+// Every slot but the last one holds an address in a library that is closed again.
+TEST_P(BackendCall, IncompleteBackendAnswersUnavailable) {
+    scripted::UseBackendWithout("SetCachePinFlag");
+    length = 8000;
+    EXPECT_EQ(GetParam().call(), -101);
+    EXPECT_EQ(G_LastError, -101);
+    EXPECT_THAT(Calls(), IsEmpty());
+}
+
+TEST(FreeFunc, LaterCallsAnswerUnavailable) {
+    ASSERT_EQ(Initialize(), 0);
+    EXPECT_EQ(ORVAL_ComFunc.FreeFunc(), 0);
+    EXPECT_EQ(VerifyPIN(kSerialNumber), -101);
+    EXPECT_EQ(G_LastError, -101);
+}
+
 TEST(SetCachePinFlag, BeforeAnyOtherCallFindsItsSlotEmpty) {
     EXPECT_EQ(SetCachePinFlag(kSerialNumber, 1), -101);
     EXPECT_EQ(G_LastError, -101);
