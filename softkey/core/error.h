@@ -19,7 +19,6 @@ enum class Code : int32_t {
     kMemory = 0x0A00000E,
     kDataLength = 0x0A000010,
     kData = 0x0A000011,
-    kHashMismatch = 0x0A00001A,
     kKeyNotFound = 0x0A00001B,
     kCertificateNotFound = 0x0A00001C,
     kDecryption = 0x0A00001E,
@@ -32,7 +31,6 @@ enum class Code : int32_t {
     kPinInvalid = 0x0A000026,
     kPinLength = 0x0A000027,
     kNotInitialized = 0x0A00002D,
-    kNoRoom = 0x0A000030,
     kDataItemNotFound = 0x0A000031,
     kTooManyKeyPairs = 0x0A000032,
 
