@@ -16,6 +16,8 @@ namespace {
 using QRV::CQrvBufferMgr;
 using QRV::CQrvException;
 
+constexpr int32_t kLargest = std::numeric_limits<int32_t>::max();
+
 // Strings over a counting memory; the end of each test proves that every block went back and that
 // the nil buffer's count is where it started.
 class SimpleBuffer : public testing::Test {
@@ -609,6 +611,15 @@ TEST_F(SimpleBuffer, GrowthLooksAtTheCapacityAndNotAtTheLength) {
     EXPECT_EQ(exact_.Reallocated(), std::vector<int32_t>{3024});
 }
 
+TEST_F(SimpleBuffer, GrowthNeverOverflows) {
+    CharBuffer buffer = MakeExact("abc");
+    // As large as a capacity can be without the memory behind it: nothing is written there.
+    buffer.Data()->capacity = kLargest - 10;
+    EXPECT_EQ(RaisedCode([&] { buffer.GetBuffer(kLargest - 5); }), kOutOfMemory);
+    EXPECT_EQ(exact_.Reallocated(), std::vector<int32_t>{kLargest - 5});
+    EXPECT_EQ(TextOf(buffer), "abc");
+}
+
 TEST_F(SimpleBuffer, AppendingCharacterByCharacterWalksTheCapacities) {
     CharBuffer buffer = Make("");
     std::vector<int32_t> capacities = {Capacity(buffer)};
@@ -774,7 +785,7 @@ TEST_F(SimpleBuffer, AppendOfANegativeLengthIsRefused) {
 
 TEST_F(SimpleBuffer, AppendBeyondTheLargestLengthIsRefused) {
     CharBuffer buffer = Make("abc");
-    const int32_t length = std::numeric_limits<int32_t>::max() - 2;
+    const int32_t length = kLargest - 2;
     EXPECT_EQ(RaisedCode([&] { buffer.Append("x", length); }), kInvalidArgument);
     EXPECT_EQ(TextOf(buffer), "abc");
     EXPECT_EQ(Capacity(buffer), 7);

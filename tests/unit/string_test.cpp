@@ -1,6 +1,8 @@
 #include "qrv/string.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <limits>
@@ -12,6 +14,14 @@ namespace qrv_test {
 namespace {
 
 using QRV::CQrvBufferMgr;
+
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kThreadSanitizer = true;
+#elif defined(__has_feature)
+constexpr bool kThreadSanitizer = __has_feature(thread_sanitizer);
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
 
 constexpr int32_t kLargest = std::numeric_limits<int32_t>::max();
 constexpr int32_t kSmallest = std::numeric_limits<int32_t>::min();
@@ -84,6 +94,51 @@ TEST_F(String, FromCharactersFollowsTheBuffersBounds) {
     EXPECT_EQ(CString(nullptr, 0).GetLength(), 0);
     EXPECT_EQ(RaisedCode([] { CString(nullptr, 5); }), kInvalidArgument);
     EXPECT_EQ(RaisedCode([] { CString("abc", -1); }), kInvalidArgument);
+}
+
+// More characters than a length can count, in the memory of a few: the same pages over and over,
+// and then one that is zero.
+class EndlessText final {
+ public:
+    EndlessText() : text_(static_cast<char*>(Map(nullptr, kSize + kPiece, -1))) {
+        const int file = memfd_create("text", 0);
+        const std::string piece(kPiece, 'x');
+        EXPECT_EQ(write(file, piece.data(), kPiece), static_cast<ssize_t>(kPiece));
+        for (size_t at = 0; at < kSize; at += kPiece) {
+            Map(text_ + at, kPiece, file);
+        }
+        close(file);
+    }
+    ~EndlessText() { munmap(text_, kSize + kPiece); }
+    EndlessText(const EndlessText&) = delete;
+    EndlessText& operator=(const EndlessText&) = delete;
+
+    const char* Get() const { return text_; }
+
+ private:
+    static constexpr size_t kPiece = size_t{16} << 20;
+    static constexpr size_t kSize = size_t{1} << 31;
+
+    static void* Map(char* place, size_t size, int file) {
+        const int how =
+            file < 0 ? MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE : MAP_SHARED | MAP_FIXED;
+        void* mapped = mmap(place, size, PROT_READ, how, file, 0);
+        EXPECT_NE(mapped, MAP_FAILED);
+        return mapped;
+    }
+
+    char* text_;
+};
+
+TEST_F(String, TextLongerThanAnyLengthIsRefused) {
+    if (kThreadSanitizer) {
+        GTEST_SKIP() << "the thread sanitizer would record every byte of the text";
+    }
+    const EndlessText endless;
+    EXPECT_EQ(RaisedCode([&] { CString text(endless.Get()); }), kInvalidArgument);
+    CString text("abc");
+    EXPECT_EQ(RaisedCode([&] { text += endless.Get(); }), kInvalidArgument);
+    EXPECT_EQ(TextOf(text), "abc");
 }
 
 TEST_F(String, CopiesAndAssignmentsShare) {
@@ -305,6 +360,15 @@ TEST_F(String, ReplaceOfNothingKeepsTheSharing) {
     EXPECT_EQ(text.Replace(nullptr, "y"), 0);
     EXPECT_TRUE(SharesBlock(text, sharer));
     EXPECT_EQ(memory_.Requests().size(), 1U);
+}
+
+TEST_F(String, ReplaceBeyondTheLargestLengthIsRefused) {
+    CString text = MakeString(std::string(70000, 'a'));
+    const CBufferData* block = text.Data();
+    const std::string long_text(40000, 'b');
+    EXPECT_EQ(RaisedCode([&] { text.Replace("a", long_text.c_str()); }), kInvalidArgument);
+    EXPECT_EQ(text.Data(), block);
+    EXPECT_EQ(TextOf(text), std::string(70000, 'a'));
 }
 
 double SecondsToReplace(int32_t length, const char* from, const char* to) {
