@@ -1,0 +1,140 @@
+#include <cstdlib>
+#include <random>
+
+#include "ukey_fixture.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+class Events : public Ukey {
+ protected:
+    void Happens(uint32_t kind, const std::string& serial_number) {
+        const std::lock_guard<std::mutex> lock(fake_.events_mutex);
+        fake_.events.emplace_back(kind, serial_number);
+    }
+};
+
+TEST_F(Events, ArriveInOrder) {
+    ukey::EventSource events(library_);
+    Happens(ORVAL_KEY_INSERTED, "SN1");
+    Happens(ORVAL_KEY_REMOVED, "");
+    const auto first = events.Next();
+    const auto second = events.Next();
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(first->kind, ukey::KeyEvent::Kind::kInserted);
+    EXPECT_EQ(first->serial_number, "SN1");
+    EXPECT_EQ(second->kind, ukey::KeyEvent::Kind::kRemoved);
+    EXPECT_EQ(second->serial_number, "");
+}
+
+TEST_F(Events, OfNoKnownKindAreNoEvents) {
+    ukey::EventSource events(library_);
+    Happens(0, "0");
+    Happens(ORVAL_KEY_INSERTED, "SN1");
+    EXPECT_EQ(events.Next()->serial_number, "SN1");
+}
+
+TEST_F(Events, DoNotComeInTime) {
+    ukey::EventSource events(library_);
+    EXPECT_FALSE(events.NextFor(milliseconds(5)));
+    EXPECT_FALSE(events.NextFor(milliseconds(0)));
+    EXPECT_FALSE(events.IsFinished());
+}
+
+TEST_F(Events, MakeTheDescriptorReadable) {
+    ukey::EventSource events(library_);
+    pollfd available{events.Descriptor(), POLLIN, 0};
+    EXPECT_EQ(poll(&available, 1, 0), 0);
+    Happens(ORVAL_KEY_INSERTED, "SN1");
+    EXPECT_EQ(poll(&available, 1, 30000), 1);
+    EXPECT_TRUE(events.Next());
+    EXPECT_EQ(poll(&available, 1, 0), 0);
+    events.Stop();
+    EXPECT_EQ(poll(&available, 1, 0), 1);
+}
+
+TEST_F(Events, SurviveAStopThatSomebodyElseAskedFor) {
+    ukey::EventSource events(library_);
+    for (int i = 0; i < 100; ++i) {
+        library_.StopDetectUKey();
+    }
+    Happens(ORVAL_KEY_INSERTED, "SN1");
+    EXPECT_TRUE(events.Next());
+}
+
+TEST_F(Events, QueuedBeforeAStopCanStillBeTaken) {
+    ukey::EventSource events(library_);
+    Happens(ORVAL_KEY_INSERTED, "SN1");
+    pollfd available{events.Descriptor(), POLLIN, 0};
+    ASSERT_EQ(poll(&available, 1, 30000), 1);
+    events.Stop();
+    EXPECT_TRUE(events.Next());
+    EXPECT_FALSE(events.Next());
+    EXPECT_TRUE(events.IsFinished());
+}
+
+TEST_F(Events, FailureOfTheWaitIsThrownAfterTheEvents) {
+    ukey::EventSource events(library_);
+    Happens(ORVAL_KEY_INSERTED, "SN1");
+    Happens(0, std::to_string(kKeyCode));
+    EXPECT_TRUE(events.Next());
+    EXPECT_EQ(CodeOf([&] { events.Next(); }), kKeyCode);
+    EXPECT_EQ(CodeOf([&] { events.NextFor(milliseconds(1)); }), kKeyCode);
+    EXPECT_TRUE(events.IsFinished());
+}
+
+TEST_F(Events, HaveOneSourceAtATime) {
+    {
+        ukey::EventSource events(library_);
+        try {
+            ukey::EventSource second(library_);
+            FAIL() << "two sources wait";
+        } catch (const std::system_error& error) {
+            EXPECT_TRUE(error.code() == std::errc::device_or_resource_busy);
+        }
+    }
+    ukey::EventSource third(library_);
+    Happens(ORVAL_KEY_INSERTED, "SN1");
+    EXPECT_TRUE(third.Next());
+}
+
+TEST_F(Events, KeepTheLibraryOpen) {
+    auto library = std::make_unique<ukey::Library>(OpenProduct());
+    ukey::EventSource events(*library);
+    library.reset();
+    Happens(ORVAL_KEY_INSERTED, "SN1");
+    EXPECT_TRUE(events.Next());
+}
+
+TEST_F(Events, StopFromAnotherThreadEndsNext) {
+    ukey::EventSource events(library_);
+    std::thread stopper([&] { events.Stop(); });
+    EXPECT_FALSE(events.Next());
+    stopper.join();
+}
+
+// A source stopped or destroyed at any moment of its wait comes to its end. The suite does a few
+// hundred rounds; UKEY_STOP_ROUNDS sets another number.
+TEST_F(Events, StopAtRandomMoments) {
+    const char* wanted = std::getenv("UKEY_STOP_ROUNDS");
+    const int rounds = wanted == nullptr ? 300 : std::atoi(wanted);
+    const unsigned seed = std::random_device()();
+    std::mt19937 random(seed);
+    for (int round = 0; round < rounds; ++round) {
+        auto events = std::make_unique<ukey::EventSource>(library_);
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 300));
+        if (random() % 2 == 0) {
+            events->Stop();
+            EXPECT_TRUE(events->IsFinished()) << "round " << round << " of seed " << seed;
+            EXPECT_FALSE(events->Next()) << "round " << round << " of seed " << seed;
+        }
+        events.reset();
+    }
+    // Whatever came before, the next source works.
+    ukey::EventSource events(library_);
+    Happens(ORVAL_KEY_INSERTED, "SN1");
+    EXPECT_TRUE(events.Next()) << "seed " << seed;
+}
+
+}  // namespace
