@@ -187,9 +187,11 @@ TEST_F(SimpleBuffer, EmptyBufferSharesTheNilBuffer) {
     const CharBuffer second(&manager_);
     EXPECT_EQ(first.Data(), second.Data());
     EXPECT_EQ(References(first), 4);
+    EXPECT_TRUE(first.IsEmpty());
+    EXPECT_FALSE(Make("a").IsEmpty());
     EXPECT_EQ(first.GetLength(), 0);
     EXPECT_EQ(first.GetString()[0], '\0');
-    EXPECT_TRUE(memory_.Requests().empty());
+    EXPECT_EQ(memory_.Requests().size(), 1U);
 }
 
 TEST_F(SimpleBuffer, BytesBehaveLikeCharacters) {
