@@ -23,6 +23,14 @@ function(orval_ship target)
   endif()
   target_compile_options(${target} PRIVATE ${orval_prefix_maps})
   target_link_options(${target} PRIVATE LINKER:--build-id=sha1)
+  # What is tested is what is installed, byte for byte.
+  set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+  get_target_property(type ${target} TYPE)
+  if(ORVAL_SYSROOT AND type STREQUAL "EXECUTABLE")
+    # Debian 11's C++ library is newer than the desktop's; a program can bring what it uses of it.
+    # The product must share the client's.
+    target_link_options(${target} PRIVATE -static-libstdc++)
+  endif()
   set(file $<TARGET_FILE:${target}>)
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND ${CMAKE_OBJCOPY} --only-keep-debug ${file} ${file}.debug

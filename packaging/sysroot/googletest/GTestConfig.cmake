@@ -15,3 +15,5 @@ set(INSTALL_GTEST OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET default)
 set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)
 add_subdirectory(${googletest_sources} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+set_target_properties(gtest gtest_main gmock gmock_main PROPERTIES
+  ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/archive)
