@@ -75,13 +75,15 @@ void AddOutOption(CLI::App& verb, std::string& path) {
 
 void Deliver(Session& session, const std::string& key, const Report::Value& value,
              const std::string& path) {
-    Report output;
-    output.AddOutput(key, value);
     if (path.empty()) {
         session.Result().AddOutput(key, value);
         return;
     }
-    WriteOutput(path, output.ForPeople());
+    Report output;
+    output.AddOutput(key, value);
+    // A file gets the bytes and nothing else: a line end would make a decrypted message another one.
+    const auto* text = std::get_if<std::string>(&value);
+    WriteOutput(path, text != nullptr ? *text : output.ForPeople());
     session.Result().Add("file", "Written to", path);
 }
 

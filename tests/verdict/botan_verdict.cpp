@@ -62,7 +62,7 @@ int main(int argc, char** argv) {
             std::fputs("botan_verdict: the signature does not hold\n", stderr);
             return 1;
         }
-        std::printf("verified by Botan %s\n", Botan::short_version_string());
+        std::printf("verified by Botan %s\n", Botan::short_version_string().c_str());
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "botan_verdict: %s\n", error.what());
