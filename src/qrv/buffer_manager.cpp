@@ -26,7 +26,7 @@ int32_t CapacityOf(uint32_t characters) {
 IQrvBufferMgr::~IQrvBufferMgr() = default;
 
 CQrvBufferMgr::CQrvBufferMgr(IQrvMemMgr* memory) noexcept
-    : memory_(memory), nil_{this, 0, 0, kNilReferences}, nil_characters_{} {
+    : memory_(memory), nil_{{this, 0, 0, kNilReferences}, {}} {
     static_assert(sizeof(CQrvBufferMgr) == 2 * sizeof(void*) + sizeof(CBufferData) + 8,
                   "the nil buffer's characters must follow its header directly");
 }
@@ -62,8 +62,8 @@ CBufferData* CQrvBufferMgr::Reallocate(CBufferData* data, int32_t nLength,
 }
 
 CBufferData* CQrvBufferMgr::GetNilBuffer() noexcept {
-    ++nil_.references;
-    return &nil_;
+    ++nil_.header.references;
+    return &nil_.header;
 }
 
 IQrvBufferMgr* CQrvBufferMgr::Clone() noexcept {

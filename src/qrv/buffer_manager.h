@@ -60,9 +60,13 @@ class ORVAL_QRV_EXPORT CQrvBufferMgr final : public IQrvBufferMgr {
     IQrvBufferMgr* Clone() noexcept override;
 
  private:
+    struct NilBuffer {
+        CBufferData header;
+        char characters[8];  // reached through the header
+    };
+
     IQrvMemMgr* memory_;
-    CBufferData nil_;
-    [[maybe_unused]] char nil_characters_[8];  // reached through nil_
+    NilBuffer nil_;
 };
 
 }  // namespace QRV
