@@ -6,7 +6,6 @@ namespace {
 
 struct CertificateOptions {
     Selectors selectors;
-    intptr_t selector = 0;
     std::string format;
     std::string out;
     bool consent = false;
@@ -25,8 +24,7 @@ void AddGet(CLI::App& group, Session& session) {
     AddSelectors(*verb, options->selectors);
     AddFormat(*verb, options->format, {"pem", "text"});
     AddOutOption(*verb, options->out);
-    AddExamples(
-        *verb, {"ukeyctl cert get --param1 1", "ukeyctl cert get --param1 2 --out encryption.pem"});
+    AddExamples(*verb, {"ukeyctl cert get", "ukeyctl cert get --param1 2 --out encryption.pem"});
 }
 
 void AddName(CLI::App& group, Session& session) {
@@ -39,7 +37,7 @@ void AddName(CLI::App& group, Session& session) {
                 });
     AddKeyOption(*verb, session);
     AddSelectors(*verb, *selectors);
-    AddExamples(*verb, {"ukeyctl cert dn --param1 1"});
+    AddExamples(*verb, {"ukeyctl cert dn", "ukeyctl cert dn --param1 2"});
 }
 
 // Text where the key gives text; a record that is none is shown byte by byte.
@@ -51,15 +49,16 @@ void ShowCertificateInfo(Session& session, intptr_t selector) {
 }
 
 void AddInfo(CLI::App& group, Session& session) {
-    const auto selector = std::make_shared<intptr_t>(0);
+    const auto selector = std::make_shared<intptr_t>(1);
     CLI::App* verb =
         AddVerb(group, "info", "Show what the key tells about a certificate", session,
                 [selector](Session& running) { ShowCertificateInfo(running, *selector); });
     AddKeyOption(*verb, session);
-    verb->add_option("--selector", *selector, "Passed to the key as it is")
+    verb->add_option("--selector", *selector,
+                     "Which certificate: 1 signing, 2 encryption, or what else the key knows")
         ->type_name("N")
         ->capture_default_str();
-    AddExamples(*verb, {"ukeyctl cert info --selector 1"});
+    AddExamples(*verb, {"ukeyctl cert info --selector 2"});
 }
 
 void AddDelete(CLI::App& group, Session& session) {

@@ -81,17 +81,19 @@ void Deliver(Session& session, const std::string& key, const Report::Value& valu
     }
     Report output;
     output.AddOutput(key, value);
-    // A file gets the bytes and nothing else: a line end would make a decrypted message another one.
+    // A file gets the bytes and nothing else: a line end would make a decrypted message another
+    // one.
     const auto* text = std::get_if<std::string>(&value);
     WriteOutput(path, text != nullptr ? *text : output.ForPeople());
     session.Result().Add("file", "Written to", path);
 }
 
 void AddSelectors(CLI::App& verb, Selectors& selectors) {
-    verb.add_option("--param1", selectors.param1, "Selector, passed to the key as it is")
+    verb.add_option("--param1", selectors.param1,
+                    "Which certificate: 1 signing, 2 encryption, or what else the key knows")
         ->type_name("N")
         ->capture_default_str();
-    verb.add_option("--param2", selectors.param2, "Second selector, passed to the key as it is")
+    verb.add_option("--param2", selectors.param2, "Which format, passed to the key as it is")
         ->type_name("N")
         ->capture_default_str();
 }

@@ -44,7 +44,7 @@ void Deliver(Session& session, const std::string& key, const Report::Value& valu
 
 // The two selectors by which the key tells its certificates and formats apart.
 struct Selectors {
-    int32_t param1 = 0;
+    int32_t param1 = 1;
     int32_t param2 = 0;
 };
 void AddSelectors(CLI::App& verb, Selectors& selectors);

@@ -3,7 +3,7 @@
 namespace {
 
 struct DecryptOptions {
-    int32_t param1 = 0;
+    int32_t param1 = 2;
     uint32_t param2 = 0;
     InputText cipher;
     std::string out;
@@ -23,10 +23,11 @@ void AddDecryptionVerbs(CLI::App& app, Session& session) {
                              [options](Session& running) { RunDecrypt(running, *options); });
     AddKeyOption(*verb, session);
     AddText(*verb, "cipher", "The ciphertext; line breaks do not matter", options->cipher);
-    verb->add_option("--param1", options->param1, "Selector, passed to the key as it is")
+    verb->add_option("--param1", options->param1,
+                     "Which certificate: 2 encryption, or what else the key knows")
         ->type_name("N")
         ->capture_default_str();
-    verb->add_option("--param2", options->param2, "Second selector, passed to the key as it is")
+    verb->add_option("--param2", options->param2, "Which formats, passed to the key as it is")
         ->type_name("N")
         ->capture_default_str();
     AddOutOption(*verb, options->out);

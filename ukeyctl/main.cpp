@@ -24,6 +24,10 @@ void AddCommonOptions(CLI::App& app, Session& session) {
                    "The key library; else ORVAL_LIBRARY, else the one in ../lib of this command, "
                    "else where the loader finds it")
         ->type_name("PATH");
+    app.add_option("--charset", session.charset, "The character set of the key's texts")
+        ->type_name("NAME");
+    app.add_option("--language", session.language, "The language of the key's texts and dialogs")
+        ->type_name("NAME");
     app.add_flag("--json", session.json, "One JSON object on standard output, for scripts");
     app.set_version_flag("--version", "ukeyctl " UKEYCTL_VERSION);
 }

@@ -17,9 +17,9 @@ int64_t NumberAt(const std::string& record, size_t offset) {
 void ShowPinInfo(Session& session) {
     const std::string record = session.Key().GetPinInfo();
     Report& report = session.Result();
-    report.Add("record", "PIN record", Hex(record));
-    report.Add("first", "First number", NumberAt(record, 0));
-    report.Add("second", "Second number", NumberAt(record, 4));
+    report.Add("tries_left", "Tries left", NumberAt(record, 0));
+    report.Add("tries_at_most", "Tries at most", NumberAt(record, 4));
+    report.AddDetail("record_hex", Hex(record));
 }
 
 void AddChange(CLI::App& group, Session& session) {
@@ -50,8 +50,10 @@ void AddCache(CLI::App& group, Session& session) {
                                  running.Result().Say("The PIN is right and in the cache.");
                              });
     AddKeyOption(*verb, session);
-    verb->add_option("--param", *param, "Passed to the key as it is")->capture_default_str();
-    AddExamples(*verb, {"ukeyctl pin cache"});
+    verb->add_option("--param", *param, "For how long, passed to the key as it is")
+        ->type_name("N")
+        ->capture_default_str();
+    AddExamples(*verb, {"ukeyctl pin cache", "ukeyctl pin cache --param 600"});
 }
 
 void AddForget(CLI::App& group, Session& session) {
@@ -87,8 +89,7 @@ void AddPinVerbs(CLI::App& app, Session& session) {
     AddCache(*group, session);
     AddForget(*group, session);
     AddCaching(*group, session);
-    CLI::App* info =
-        AddVerb(*group, "info", "Show the key's record on the PIN", session, ShowPinInfo);
+    CLI::App* info = AddVerb(*group, "info", "Show how many tries are left", session, ShowPinInfo);
     AddKeyOption(*info, session);
     AddExamples(*info, {"ukeyctl pin info", "ukeyctl pin info --json"});
 }

@@ -53,8 +53,18 @@ void Session::Choose(const std::string& verb, Action action) {
 const ukey::Library& Session::Library() {
     if (!library_) {
         library_.emplace(ChooseLibrary(library_path));
+        ApplySettings();
     }
     return *library_;
+}
+
+void Session::ApplySettings() {
+    if (!charset.empty()) {
+        library_->SetCharset(serial_number, charset);
+    }
+    if (!language.empty()) {
+        library_->SetLanguage(serial_number, language);
+    }
 }
 
 ukey::Key Session::Key() {

@@ -17,6 +17,8 @@ class Session {
     // Filled by the command line.
     std::string library_path;
     std::string serial_number;
+    std::string charset;
+    std::string language;
     bool json = false;
 
     // The verb that was given; the last one counts.
@@ -40,6 +42,7 @@ class Session {
     int Fail(const Failure& failure);
 
  private:
+    void ApplySettings();
     void Write(const std::string& text);
 
     std::string verb_;

@@ -2,6 +2,8 @@
 
 namespace {
 
+constexpr int32_t kSigningCertificate = 1;
+
 struct SignOptions {
     Selectors selectors;
     int32_t param3 = 0;
@@ -11,6 +13,8 @@ struct SignOptions {
 };
 
 struct BatchSignOptions {
+    BatchSignOptions() { input.param8 = kSigningCertificate; }
+
     ukey::BatchSignInput input;
     InputText batch;
     std::string param6;

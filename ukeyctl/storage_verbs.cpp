@@ -67,14 +67,17 @@ void AddSetData(CLI::App& group, Session& session) {
 using Setting = void (ukey::Library::*)(const std::string&, const std::string&) const;
 
 void AddSetting(CLI::App& app, Session& session, const std::string& name,
-                const std::string& summary, Setting setting) {
+                const std::string& summary, Setting setting, const char* example) {
     const auto texts = std::make_shared<std::pair<std::string, std::string>>();
     CLI::App* verb = AddVerb(app, name, summary, session, [texts, setting, name](Session& running) {
         (running.Library().*setting)(texts->first, texts->second);
         running.Result().Say("The " + name + " has been set.");
     });
-    verb->add_option("FIRST", texts->first, "The function's first text")->required();
-    verb->add_option("SECOND", texts->second, "The function's second text")->required();
+    verb->add_option("FIRST", texts->first, "The function's first text: a serial number, or ''")
+        ->required();
+    verb->add_option("SECOND", texts->second, "The function's second text: the " + name)
+        ->required();
+    AddExamples(*verb, {example});
 }
 
 }  // namespace
@@ -86,9 +89,9 @@ void AddStorageVerbs(CLI::App& app, Session& session) {
     AddGetData(*data, session);
     AddSetData(*data, session);
     AddSetting(app, session, "charset",
-               "Set the character set of the key's texts, for the rest of this process",
-               &ukey::Library::SetCharset);
+               "Try a character set; it holds for one process, so see --charset as well",
+               &ukey::Library::SetCharset, "ukeyctl charset '' GB18030");
     AddSetting(app, session, "language",
-               "Set the language of the key's texts and dialogs, for the rest of this process",
-               &ukey::Library::SetLanguage);
+               "Try a language; it holds for one process, so see --language as well",
+               &ukey::Library::SetLanguage, "ukeyctl language '' zh_CN");
 }

@@ -1,0 +1,101 @@
+#include "command.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+// A file of this process for one stream of the command.
+std::string StreamFile(const std::string& name) {
+    return testing::TempDir() + "ukeyctl_test." + std::to_string(getpid()) + "." + name;
+}
+
+void Redirect(const std::string& path, int descriptor, int flags) {
+    const int file = open(path.c_str(), flags, 0600);
+    if (file < 0 || dup2(file, descriptor) < 0) {
+        _exit(127);
+    }
+    close(file);
+}
+
+// A program for another machine needs the emulator that the tests themselves run under.
+std::vector<std::string> Prefix() {
+    const std::string emulator = UKEYCTL_EMULATOR;
+    return emulator.empty() ? std::vector<std::string>{} : std::vector<std::string>{emulator};
+}
+
+[[noreturn]] void Execute(std::vector<std::string> words) {
+    std::vector<char*> arguments;
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    _exit(127);
+}
+
+}  // namespace
+
+nlohmann::json Outcome::Json() const {
+    return nlohmann::json::parse(out);
+}
+
+Command& Command::With(const std::string& variable, const std::string& value) {
+    environment_[variable] = value;
+    return *this;
+}
+
+Command& Command::Reads(const std::string& input) {
+    input_ = input;
+    return *this;
+}
+
+Command& Command::WritesTo(const std::string& path) {
+    output_ = path;
+    return *this;
+}
+
+Outcome Command::Run() const {
+    const std::string in = StreamFile("in");
+    const std::string out = StreamFile("out");
+    const std::string err = StreamFile("err");
+    MakeFile(in, input_);
+    std::vector<std::string> words = Prefix();
+    words.emplace_back(UKEYCTL_PATH);
+    words.insert(words.end(), words_.begin(), words_.end());
+    const pid_t child = fork();
+    if (child == 0) {
+        for (const auto& [variable, value] : environment_) {
+            setenv(variable.c_str(), value.c_str(), 1);
+        }
+        Redirect(in, STDIN_FILENO, O_RDONLY);
+        Redirect(output_.empty() ? out : output_, STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+        Redirect(err, STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+        Execute(words);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, FileContents(out),
+                    FileContents(err)};
+    for (const std::string& path : {in, out, err}) {
+        unlink(path.c_str());
+    }
+    return outcome;
+}
+
+std::string FileContents(const std::string& path) {
+    std::ifstream file(path);
+    std::ostringstream contents;
+    contents << file.rdbuf();
+    return contents.str();
+}
+
+void MakeFile(const std::string& path, const std::string& contents) {
+    std::ofstream(path) << contents;
+}

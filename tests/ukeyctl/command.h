@@ -1,0 +1,40 @@
+#ifndef ORVAL_TESTS_UKEYCTL_COMMAND_H
+#define ORVAL_TESTS_UKEYCTL_COMMAND_H
+
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+// What a run of ukeyctl came to.
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+
+    // Standard output as the one JSON object that --json promises.
+    nlohmann::json Json() const;
+};
+
+// One run of ukeyctl: its words, its surroundings, what it is given to read.
+class Command {
+ public:
+    explicit Command(std::vector<std::string> words) : words_(std::move(words)) {}
+
+    Command& With(const std::string& variable, const std::string& value);
+    Command& Reads(const std::string& input);
+    // Standard output goes there, and is not in the outcome.
+    Command& WritesTo(const std::string& path);
+    Outcome Run() const;
+
+ private:
+    std::vector<std::string> words_;
+    std::map<std::string, std::string> environment_;
+    std::string input_;
+    std::string output_;
+};
+
+std::string FileContents(const std::string& path);
+void MakeFile(const std::string& path, const std::string& contents);
+
+#endif

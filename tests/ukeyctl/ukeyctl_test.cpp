@@ -1,0 +1,592 @@
+// The command, over the stand-in for the product.
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "command.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr const char* kKeyCode = "167772161";  // 0x0A000001
+
+class UkeyctlTest : public testing::Test {
+ protected:
+    UkeyctlTest() : folder_(testing::TempDir() + "ukeyctl_test." + std::to_string(getpid())) {
+        mkdir(folder_.c_str(), 0700);
+    }
+    ~UkeyctlTest() override {
+        for (const char* name : {"calls", "outputs", "in", "out"}) {
+            unlink(Path(name).c_str());
+        }
+        rmdir(folder_.c_str());
+    }
+
+    std::string Path(const std::string& name) const { return folder_ + "/" + name; }
+
+    // The command with the stand-in as its library, giving the outputs ("GetLabel=text\n...").
+    Command Ukeyctl(std::vector<std::string> words, const std::string& outputs = {}) {
+        MakeFile(Path("outputs"), outputs);
+        Command command(std::move(words));
+        command.With("ORVAL_LIBRARY", FAKE_PRODUCT_PATH)
+            .With("FAKE_CALLS", Path("calls"))
+            .With("FAKE_OUTPUTS", Path("outputs"));
+        return command;
+    }
+
+    // What the product was asked, a call on each line.
+    std::string Calls() const { return FileContents(Path("calls")); }
+
+    const std::string folder_;
+};
+
+TEST_F(UkeyctlTest, InfoIsAligned) {
+    const Outcome outcome = Ukeyctl({"info"}).Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out,
+              "Driver version:   1.2.3\n"
+              "Library version:  4.5.6\n"
+              "USB ids:          1111&2222\n"
+              "Vendor:           Maker\n"
+              "Vendor (Chinese): \xE9\xA9\xAC\n"
+              "Serial number:    SN0123456789\n");
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(UkeyctlTest, InfoAsJson) {
+    const Outcome outcome = Ukeyctl({"info", "--json"}).Run();
+    EXPECT_EQ(outcome.status, 0);
+    const nlohmann::json expected = {{"ok", true},
+                                     {"verb", "info"},
+                                     {"driver_version", "1.2.3"},
+                                     {"library_version", "4.5.6"},
+                                     {"usb_ids", "1111&2222"},
+                                     {"vendor", "Maker"},
+                                     {"vendor_chinese", "\xE9\xA9\xAC"},
+                                     {"serial_number", "SN0123456789"}};
+    EXPECT_EQ(outcome.Json(), expected);
+}
+
+TEST_F(UkeyctlTest, InfoWithoutAKeyShowsTheRestAndFails) {
+    const Outcome outcome =
+        Ukeyctl({"info"}).With("FAKE_CODES", std::string("GetPrintNumber=") + kKeyCode).Run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, HasSubstr("Driver version:   1.2.3\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("Serial number:    -\n"));
+    EXPECT_THAT(outcome.err, HasSubstr("GetPrintNumber failed"));
+}
+
+TEST_F(UkeyctlTest, FailureSaysWhatWhyAndWhatToDo) {
+    const Outcome outcome =
+        Ukeyctl({"pin", "verify"}).With("FAKE_CODES", std::string("VerifyPIN=") + kKeyCode).Run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err,
+              "ukeyctl pin verify: VerifyPIN failed\n"
+              "  why:  0x0A000001 (167772161): text of 167772161\n"
+              "  next: the code is the key's own: see the key maker's documents; 'ukeyctl info' "
+              "tells whether the key answers at all\n");
+}
+
+TEST_F(UkeyctlTest, FailureAsJson) {
+    const Outcome outcome =
+        Ukeyctl({"--json", "pin", "verify"}).With("FAKE_CODES", "VerifyPIN=-401").Run();
+    EXPECT_EQ(outcome.status, 1);
+    const nlohmann::json result = outcome.Json();
+    EXPECT_EQ(result["ok"], false);
+    EXPECT_EQ(result["verb"], "pin verify");
+    EXPECT_EQ(result["error"]["status"], 1);
+    EXPECT_EQ(result["error"]["function"], "VerifyPIN");
+    EXPECT_EQ(result["error"]["code"], -401);
+    EXPECT_EQ(result["error"]["hex"], "0xFFFFFE6F");
+    EXPECT_EQ(result["error"]["name"], "ORVAL_INVALID_ARGUMENT");
+    EXPECT_THAT(outcome.err, HasSubstr("ukeyctl pin verify: VerifyPIN failed"));
+}
+
+TEST_F(UkeyctlTest, LibraryThatCannotBeLoaded) {
+    const Outcome outcome = Ukeyctl({"info", "--library", "/nowhere/library.so"}).Run();
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("/nowhere/library.so"), HasSubstr("--library PATH")));
+}
+
+TEST_F(UkeyctlTest, LibraryOptionWinsOverTheEnvironment) {
+    Command command({"--library", FAKE_PRODUCT_PATH, "info"});
+    EXPECT_EQ(command.With("ORVAL_LIBRARY", "/nowhere/library.so").Run().status, 0);
+}
+
+TEST_F(UkeyctlTest, FileThatCannotBeRead) {
+    const Outcome outcome = Ukeyctl({"cert", "import", "/nowhere/file"}).Run();
+    EXPECT_EQ(outcome.status, 4);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot read /nowhere/file"));
+}
+
+TEST_F(UkeyctlTest, FileThatCannotBeWritten) {
+    const Outcome outcome =
+        Ukeyctl({"cert", "get", "--out", "/nowhere/file"}, "GetCert=QUJD\n").Run();
+    EXPECT_EQ(outcome.status, 4);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot write /nowhere/file"));
+}
+
+struct UsageMistake {
+    const char* name;
+    std::vector<std::string> words;
+};
+
+void PrintTo(const UsageMistake& mistake, std::ostream* out) {
+    *out << mistake.name;
+}
+
+class UsageMistakeTest : public UkeyctlTest, public testing::WithParamInterface<UsageMistake> {};
+
+const UsageMistake kUsageMistakes[] = {
+    {"NoVerb", {}},
+    {"UnknownVerb", {"dance"}},
+    {"UnknownOption", {"info", "--dance"}},
+    {"GroupWithoutVerb", {"pin"}},
+    {"MissingDescription", {"request"}},
+    {"UnknownFormat", {"request", "--description", "KeyType(2)", "--format", "der"}},
+    {"TextAndFile", {"signhash", "--data", "a", "--data-file", "b"}},
+    {"NoText", {"signhash"}},
+    {"IndexIsNoNumber", {"data", "get", "first"}},
+    {"CodeIsNoNumber", {"error", "bad code"}},
+    {"CodeTooLarge", {"error", "4294967296"}},
+    {"CodeTooSmall", {"error", "-2147483649"}},
+    {"FunctionWithAVerb", {"call", "VerifyPIN"}},
+    {"InitWithoutConsent", {"init"}},
+    {"TestInitWithoutConsent", {"call", "TestInitUKey"}},
+    {"InitRequestWithoutConsent", {"init-request", "--mode", "1", "--description", "KeyType(2)"}},
+    {"DeleteWithoutConsent", {"cert", "delete"}},
+    {"NegativeTimeout", {"wait", "--timeout", "-1"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Ukeyctl, UsageMistakeTest, testing::ValuesIn(kUsageMistakes),
+                         [](const auto& mistake) { return std::string(mistake.param.name); });
+
+TEST_P(UsageMistakeTest, ReachesNoLibraryAndIsExplained) {
+    const Outcome outcome = Ukeyctl(GetParam().words).Run();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err,
+                AllOf(StartsWith("ukeyctl"), HasSubstr("  why:  "), HasSubstr("  next: ")));
+    EXPECT_EQ(Calls(), "");
+}
+
+TEST_P(UsageMistakeTest, IsJsonToo) {
+    std::vector<std::string> words = GetParam().words;
+    words.insert(words.begin(), "--json");
+    const Outcome outcome = Ukeyctl(words).Run();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.Json()["error"]["status"], 2);
+}
+
+// One verb, what it is given, what the product must have been asked, and what comes out.
+struct VerbCase {
+    const char* name;
+    std::vector<std::string> words;
+    std::string outputs;
+    std::string call;
+    std::string out;
+};
+
+void PrintTo(const VerbCase& verb, std::ostream* out) {
+    *out << verb.name;
+}
+
+class VerbTest : public UkeyctlTest, public testing::WithParamInterface<VerbCase> {};
+
+const VerbCase kVerbCases[] = {
+    {"PinChange",
+     {"pin", "change"},
+     "",
+     R"(ChangePin("SN0123456789"))",
+     "The PIN has been changed.\n"},
+    {"PinVerify", {"pin", "verify"}, "", R"(VerifyPIN("SN0123456789"))", "The PIN is right.\n"},
+    {"PinVerifyOfNamedKey",
+     {"pin", "verify", "--sn", "SN9"},
+     "",
+     R"(VerifyPIN("SN9"))",
+     "The PIN is right.\n"},
+    {"PinCache",
+     {"pin", "cache", "--param", "7"},
+     "",
+     R"(TestVerifyAndCachePin("SN0123456789", 7))",
+     "The PIN is right and in the cache.\n"},
+    {"PinForget", {"pin", "forget"}, "", "RemovePinCache()", "The PIN cache is empty.\n"},
+    {"PinCachingOn",
+     {"pin", "caching", "on"},
+     "",
+     R"(SetCachePinFlag("SN0123456789", 1))",
+     "The PIN cache flag is 1.\n"},
+    {"PinCachingOff",
+     {"pin", "caching", "off"},
+     "",
+     R"(SetCachePinFlag("SN0123456789", 0))",
+     "The PIN cache flag is 0.\n"},
+    {"PinCachingNumber",
+     {"pin", "caching", "2"},
+     "",
+     R"(SetCachePinFlag("SN0123456789", 2))",
+     "The PIN cache flag is 2.\n"},
+    {"PinInfo",
+     {"pin", "info"},
+     "GetPinInfo=AB\n",
+     R"(GetPinInfo("SN0123456789"))",
+     "Tries left:    16961\nTries at most: 0\n"},
+    {"Init",
+     {"init", "--yes"},
+     "",
+     R"(InitUKey("SN0123456789"))",
+     "The key SN0123456789 has been initialised.\n"},
+    {"LabelGet", {"label", "get"}, "GetLabel=my key\n", R"(GetLabel("SN0123456789"))", "my key\n"},
+    {"LabelSet",
+     {"label", "set", "my key"},
+     "",
+     R"(SetLabel("SN0123456789", "my key"))",
+     "The label has been written.\n"},
+    {"DataGet", {"data", "get", "3"}, "GetData=item\n", R"(GetData("SN0123456789", 3))", "item\n"},
+    {"DataSet",
+     {"data", "set", "3", "--data", "item"},
+     "",
+     R"(SetData("SN0123456789", 3, "item"))",
+     "The item has been written.\n"},
+    {"Charset",
+     {"charset", "a", "b"},
+     "",
+     R"(SetCharset("a", "b"))",
+     "The charset has been set.\n"},
+    {"Language",
+     {"language", "a", "b"},
+     "",
+     R"(SetLanguage("a", "b"))",
+     "The language has been set.\n"},
+    {"Sign",
+     {"sign", "--param1", "1", "--param2", "0x10", "--data", "d", "--warning", "w"},
+     "Sign=c2ln\n",
+     R"(Sign("SN0123456789", 1, 16, "d", "w"))",
+     "c2ln\n"},
+    {"SignHash",
+     {"signhash", "--param1", "-1", "--param2", "2", "--param3", "3", "--data", "d"},
+     "SignHash=c2ln\n",
+     R"(SignHash("SN0123456789", -1, 2, "d", 3))",
+     "c2ln\n"},
+    {"BatchSign",
+     {"batch-sign", "--flags",  "1",        "--param3", "3",        "--param4",  "4",
+      "--text",     "t",        "--param6", "six",      "--param7", "7",         "--param8",
+      "8",          "--param9", "9",        "--batch",  "a||b",     "--param11", "11"},
+     "Batch_Sign=x||y\n",
+     R"(Batch_Sign(1, "SN0123456789", 3, 4, "t", "six", 7, 8, 9, "a||b", 11))",
+     "x||y\n"},
+    {"BatchSignPlain",
+     {"batch-sign", "--batch", "a"},
+     "Batch_Sign=x\n",
+     R"(Batch_Sign(0, "SN0123456789", 0, 0, null, null, 0, 1, 0, "a", 0))",
+     "x\n"},
+    {"Decrypt",
+     {"decrypt", "--param1", "1", "--param2", "2", "--cipher", "c"},
+     "AsymDec=plain\n",
+     R"(AsymDec("SN0123456789", 1, 2, "c"))",
+     "plain\n"},
+    {"CertGetText",
+     {"cert", "get", "--param1", "1", "--param2", "2", "--format", "text"},
+     "GetCert=QUJD\n",
+     R"(GetCert("SN0123456789", 1, 2))",
+     "QUJD\n"},
+    {"CertGetPem",
+     {"cert", "get"},
+     "GetCert=QUJD\n",
+     R"(GetCert("SN0123456789", 1, 0))",
+     "-----BEGIN CERTIFICATE-----\nQUJD\n-----END CERTIFICATE-----\n"},
+    {"CertDn",
+     {"cert", "dn", "--param1", "1"},
+     "GetCertDN=CN=A\n",
+     R"(GetCertDN("SN0123456789", 1, 0))",
+     "CN=A\n"},
+    {"CertInfo",
+     {"cert", "info", "--selector", "2"},
+     "GetCertInfo=subject\n",
+     R"(GetCertInfo("SN0123456789", 2))",
+     "subject\n"},
+    {"CertDelete",
+     {"cert", "delete", "--param1", "1", "--yes"},
+     "",
+     R"(DelCertAndTempKey("SN0123456789", 1, 0))",
+     "The certificate has been deleted.\n"},
+    {"RequestPem",
+     {"request", "--description", "KeyType(2)"},
+     "GenerateCertRequest=QUJD||REVG\n",
+     R"x(GenerateCertRequest("SN0123456789", "KeyType(2)"))x",
+     "-----BEGIN CERTIFICATE REQUEST-----\nQUJD\n-----END CERTIFICATE REQUEST-----\n-----BEGIN "
+     "CERTIFICATE REQUEST-----\nREVG\n-----END CERTIFICATE REQUEST-----\n"},
+    {"RequestText",
+     {"request", "--description", "KeyType(2)", "--format", "text"},
+     "GenerateCertRequest=QUJD||REVG\n",
+     R"x(GenerateCertRequest("SN0123456789", "KeyType(2)"))x",
+     "QUJD||REVG\n"},
+    {"InitRequest",
+     {"init-request", "--description", "KeyType(2)"},
+     "Batch_InitAndGenerateCertRequest=||QUJD\n",
+     R"x(Batch_InitAndGenerateCertRequest("SN0123456789", 0, "KeyType(2)"))x",
+     "-----BEGIN CERTIFICATE REQUEST-----\nQUJD\n-----END CERTIFICATE REQUEST-----\n"},
+    {"InitRequestErasing",
+     {"init-request", "--mode", "1", "--yes", "--description", "KeyType(2)"},
+     "Batch_InitAndGenerateCertRequest=QUJD\n",
+     R"x(Batch_InitAndGenerateCertRequest("SN0123456789", 1, "KeyType(2)"))x",
+     "-----BEGIN CERTIFICATE REQUEST-----\nQUJD\n-----END CERTIFICATE REQUEST-----\n"},
+    {"Check",
+     {"check"},
+     "",
+     "CheckDriverIntegrity(1)",
+     "The installation folder is there and can be read.\n"},
+    {"CallInitialize", {"call", "Initialize"}, "", "Initialize()", "Initialize gave 0.\n"},
+    {"CallFinalize", {"call", "Finalize"}, "", "Finalize()", "Finalize gave 0.\n"},
+    {"CallGetLastErrCode",
+     {"call", "GetLastErrCode"},
+     "",
+     "GetLastErrCode()",
+     "Last error: 0\nGetLastErrCode gave 0.\n"},
+    {"CallTestInitUKey",
+     {"call", "TestInitUKey", "--yes"},
+     "",
+     R"(TestInitUKey("SN0123456789", "null"))",
+     "TestInitUKey gave 0.\n"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Ukeyctl, VerbTest, testing::ValuesIn(kVerbCases),
+                         [](const auto& verb) { return std::string(verb.param.name); });
+
+TEST_P(VerbTest, AsksTheProductAndShowsTheAnswer) {
+    const Outcome outcome = Ukeyctl(GetParam().words, GetParam().outputs).Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, GetParam().out);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_THAT("\n" + Calls(), HasSubstr("\n" + GetParam().call + "\n"));
+}
+
+TEST_P(VerbTest, SucceedsInJsonToo) {
+    std::vector<std::string> words = GetParam().words;
+    words.emplace_back("--json");
+    const Outcome outcome = Ukeyctl(words, GetParam().outputs).Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.Json()["ok"], true);
+    EXPECT_EQ(outcome.out.find('\n'), outcome.out.size() - 1) << "more than one line";
+}
+
+TEST_P(VerbTest, HelpHasAnExample) {
+    std::vector<std::string> words = GetParam().words;
+    words.emplace_back("--help");
+    const Outcome outcome = Ukeyctl(words).Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, HasSubstr("Examples:\n  ukeyctl " + words.front()));
+    EXPECT_EQ(Calls(), "");
+}
+
+class RefusedCallTest : public UkeyctlTest, public testing::WithParamInterface<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Ukeyctl, RefusedCallTest,
+                         testing::Values("RegisterCert", "UnregisterCert", "RepairDriver"));
+
+TEST_P(RefusedCallTest, IsReportedAsUnsupported) {
+    const Outcome outcome = Ukeyctl({"call", GetParam(), "--json"}).Run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.Json()["error"]["function"], GetParam());
+    EXPECT_EQ(outcome.Json()["error"]["code"], -300);
+    EXPECT_EQ(Calls(), std::string(GetParam()) + "()\n");
+}
+
+TEST_F(UkeyctlTest, RequestIsMadeInTwoCalls) {
+    Ukeyctl({"request", "--sn", "S", "--description", "d"}, "GenerateCertRequest=QUJD\n").Run();
+    EXPECT_EQ(Calls(), "GenerateCertRequest(\"S\", \"d\")\nGenerateCertRequest(\"S\", \"d\")\n");
+}
+
+TEST_F(UkeyctlTest, RequestIsWrappedAtSixtyFourColumns) {
+    const std::string text(100, 'A');
+    const Outcome outcome =
+        Ukeyctl({"request", "--description", "d"}, "GenerateCertRequest=" + text + "\n").Run();
+    EXPECT_THAT(outcome.out,
+                HasSubstr("\n" + std::string(64, 'A') + "\n" + std::string(36, 'A') + "\n"));
+}
+
+TEST_F(UkeyctlTest, RequestThatIsNotBase64IsNotMadePem) {
+    const Outcome outcome =
+        Ukeyctl({"request", "--description", "d"}, "GenerateCertRequest=no base64!\n").Run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("--format text"));
+}
+
+TEST_F(UkeyctlTest, RequestGoesToAFileOfTheOwnersOnly) {
+    const Outcome outcome =
+        Ukeyctl({"request", "--description", "d", "--out", Path("out"), "--json"},
+                "GenerateCertRequest=QUJD\n")
+            .Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.Json()["file"], Path("out"));
+    EXPECT_EQ(outcome.Json()["count"], 1);
+    EXPECT_EQ(FileContents(Path("out")),
+              "-----BEGIN CERTIFICATE REQUEST-----\nQUJD\n-----END CERTIFICATE REQUEST-----\n");
+    struct stat state {};
+    ASSERT_EQ(stat(Path("out").c_str(), &state), 0);
+    EXPECT_EQ(state.st_mode & 0777U, 0600U);
+}
+
+TEST_F(UkeyctlTest, RequestsAreAListInJson) {
+    const Outcome outcome =
+        Ukeyctl({"request", "--description", "d", "--json"}, "GenerateCertRequest=QUJD||REVG\n")
+            .Run();
+    EXPECT_EQ(outcome.Json()["requests"].size(), 2U);
+    EXPECT_EQ(outcome.Json()["count"], 2);
+}
+
+TEST_F(UkeyctlTest, TextOfAFileArrivesWhole) {
+    MakeFile(Path("in"), "two lines\nand no end");
+    Ukeyctl({"signhash", "--sn", "S", "--data-file", Path("in")}).Run();
+    EXPECT_THAT(Calls(), HasSubstr("SignHash(\"S\", 1, 0, \"two lines\nand no end\", 0)\n"));
+}
+
+TEST_F(UkeyctlTest, TextOfStandardInputArrivesWhole) {
+    Ukeyctl({"decrypt", "--sn", "S", "--cipher-file", "-"}).Reads("from a pipe\n").Run();
+    EXPECT_THAT(Calls(), HasSubstr("AsymDec(\"S\", 2, 0, \"from a pipe\n\")\n"));
+}
+
+TEST_F(UkeyctlTest, CertificateArrivesAsBase64) {
+    MakeFile(Path("in"), "comment\n-----BEGIN PKCS7-----\nQUJD\nREVG\n-----END PKCS7-----\n");
+    EXPECT_EQ(Ukeyctl({"cert", "import", "--sn", "S", Path("in")}).Run().status, 0);
+    MakeFile(Path("in"), "\x30\x82\x01\x02\x03");
+    EXPECT_EQ(Ukeyctl({"cert", "import", "--sn", "S", Path("in")}).Run().status, 0);
+    MakeFile(Path("in"), "QUJD");
+    EXPECT_EQ(Ukeyctl({"cert", "import", "--sn", "S", Path("in")}).Run().status, 0);
+    EXPECT_EQ(Calls(),
+              "ImportX509Cert(\"S\", \"QUJDREVG\")\n"
+              "ImportX509Cert(\"S\", \"MIIBAgM=\")\n"
+              "ImportX509Cert(\"S\", \"QUJD\")\n");
+}
+
+TEST_F(UkeyctlTest, EncryptionCertificateAndKeyArriveTogether) {
+    MakeFile(Path("in"), "QUJD");
+    EXPECT_EQ(
+        Ukeyctl({"cert", "import-enc", "--sn", "S", Path("in"), "-"}).Reads("0001").Run().status,
+        0);
+    EXPECT_EQ(Calls(), "ImportEncX509Cert(\"S\", \"QUJD\", \"0001\")\n");
+}
+
+TEST_F(UkeyctlTest, PackageArrivesAsItIs) {
+    EXPECT_EQ(
+        Ukeyctl({"cert", "import-package", "--sn", "S", "-"}).Reads("SignCert(A)").Run().status, 0);
+    EXPECT_EQ(Calls(), "Batch_ImportX509Cert(\"S\", \"SignCert(A)\")\n");
+}
+
+TEST_F(UkeyctlTest, DataWithAZeroByteIsRefused) {
+    const Outcome outcome =
+        Ukeyctl({"signhash", "--sn", "S", "--data-file", "-"}).Reads(std::string("a\0b", 3)).Run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(Calls().find("SignHash"), std::string::npos);
+}
+
+TEST_F(UkeyctlTest, TextThatIsNotUtf8StaysValidJson) {
+    const Outcome outcome = Ukeyctl({"label", "get", "--json"}, "GetLabel=\xD6\xD0!\n").Run();
+    EXPECT_EQ(outcome.Json()["label_hex"], "D6D021");
+    EXPECT_TRUE(outcome.Json()["label"].is_string());
+}
+
+TEST_F(UkeyctlTest, ControlCharactersDoNotReachTheTerminal) {
+    const Outcome outcome = Ukeyctl({"info"}, "GetPrintNumber=SN\x1B[2J\n").Run();
+    EXPECT_THAT(outcome.out, HasSubstr("SN?[2J\n"));
+}
+
+TEST_F(UkeyctlTest, WaitShowsTheEvent) {
+    const Outcome outcome = Ukeyctl({"wait"}).With("FAKE_EVENTS", "1:SN1").Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "Event:         inserted\nSerial number: SN1\n");
+}
+
+TEST_F(UkeyctlTest, WaitShowsSeveralEventsAsJsonLines) {
+    const Outcome outcome =
+        Ukeyctl({"wait", "--count", "2", "--json"}).With("FAKE_EVENTS", "1:SN1 2:SN2").Run();
+    EXPECT_EQ(outcome.status, 0);
+    const size_t end = outcome.out.find('\n');
+    EXPECT_EQ(nlohmann::json::parse(outcome.out.substr(0, end))["event"], "inserted");
+    EXPECT_EQ(nlohmann::json::parse(outcome.out.substr(end))["serial_number"], "SN2");
+}
+
+TEST_F(UkeyctlTest, WaitGivesUpInTime) {
+    const Outcome outcome = Ukeyctl({"wait", "--timeout", "0.05"}).Run();
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_THAT(outcome.err, HasSubstr("no key came or went"));
+}
+
+TEST_F(UkeyctlTest, WaitThatFailsShowsTheCode) {
+    const Outcome outcome = Ukeyctl({"wait", "--json"}).With("FAKE_EVENTS", "0:77").Run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.Json()["error"]["function"], "WaitForKeyEvent");
+    EXPECT_EQ(outcome.Json()["error"]["code"], 77);
+}
+
+struct CodeCase {
+    const char* text;
+    int32_t code;
+};
+
+class CodeTest : public UkeyctlTest, public testing::WithParamInterface<CodeCase> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Ukeyctl, CodeTest,
+    testing::Values(CodeCase{"-401", -401}, CodeCase{"0", 0}, CodeCase{"FFFFFE6F", -401},
+                    CodeCase{"fffffe6f", -401}, CodeCase{"0xFFFFFE6F", -401},
+                    CodeCase{"4294966895", -401}, CodeCase{"167772161", 0x0A000001},
+                    CodeCase{"0A000001", 0x0A000001}, CodeCase{"0x0A000001", 0x0A000001},
+                    CodeCase{"01000001", 0x01000001}, CodeCase{"16777217", 16777217},
+                    CodeCase{"0x8007000E", static_cast<int32_t>(0x8007000E)},
+                    CodeCase{"-2147483648", INT32_MIN}));
+
+TEST_P(CodeTest, IsUnderstoodInEveryForm) {
+    const Outcome outcome = Ukeyctl({"error", GetParam().text, "--json"}).Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.Json()["code"], GetParam().code);
+    EXPECT_EQ(outcome.Json()["text"], "text of " + std::to_string(GetParam().code));
+}
+
+TEST_F(UkeyctlTest, OwnCodesAreExplainedWithoutALibrary) {
+    for (const char* code : {"0", "-101", "-109", "-300", "-401", "-404"}) {
+        const Outcome outcome =
+            Ukeyctl({"error", code, "--json", "--library", "/nowhere/library.so"}).Run();
+        EXPECT_EQ(outcome.status, 0) << code;
+        EXPECT_TRUE(outcome.Json()["name"].is_string()) << code;
+        EXPECT_TRUE(outcome.Json()["meaning"].is_string()) << code;
+        EXPECT_TRUE(outcome.Json()["text"].is_null()) << code;
+    }
+}
+
+TEST_F(UkeyctlTest, KeysCodesNeedALibrary) {
+    EXPECT_EQ(Ukeyctl({"error", "5", "--library", "/nowhere/library.so"}).Run().status, 3);
+}
+
+TEST_F(UkeyctlTest, CharsetAndLanguageAreSetBeforeTheVerb) {
+    Ukeyctl({"--charset", "c", "label", "get", "--sn", "S", "--language", "l"}).Run();
+    EXPECT_THAT(Calls(),
+                StartsWith("SetCharset(\"S\", \"c\")\nSetLanguage(\"S\", \"l\")\nGetLabel("));
+}
+
+TEST_F(UkeyctlTest, HelpTeaches) {
+    const Outcome outcome = Ukeyctl({"--help"}).Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("Examples:"), HasSubstr("Exit status:")));
+}
+
+TEST_F(UkeyctlTest, VersionIsTold) {
+    const Outcome outcome = Ukeyctl({"--version"}).Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, StartsWith("ukeyctl "));
+}
+
+TEST_F(UkeyctlTest, FullOutputIsAFailure) {
+    // /dev/full takes nothing.
+    const Outcome outcome = Ukeyctl({"label", "get", "--json"}).WritesTo("/dev/full").Run();
+    EXPECT_EQ(outcome.status, 4);
+    EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output"));
+}
+
+}  // namespace
