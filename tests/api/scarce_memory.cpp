@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 #include <stdexcept>
@@ -76,7 +77,8 @@ void* operator new[](size_t size) {
     if (scripted::scarce_arrays != nullptr && !scripted::scarce_arrays->Grants(size)) {
         throw std::bad_alloc();
     }
-    void* block = std::malloc(size == 0 ? 1 : size);
+    // The sanitizer's heap ends the process over a size that no object can have.
+    void* block = size > PTRDIFF_MAX ? nullptr : std::malloc(size == 0 ? 1 : size);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
