@@ -57,9 +57,8 @@ install(FILES ${generated}/orval_unified_kpxukey.pc
 # ------------------------------------------------------------------ tools
 
 if(TARGET ukeyctl)
-  # The command finds the library beside it wherever both are installed. In the system's own
-  # folders the loader does that.
-  if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  # The command looks in ../lib itself, and in the system's own folders the loader finds the library.
+  if(NOT CMAKE_INSTALL_LIBDIR STREQUAL "lib" AND NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     file(RELATIVE_PATH to_library
       /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR})
     set_target_properties(ukeyctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
