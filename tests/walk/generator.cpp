@@ -51,7 +51,7 @@ Step Generator::Next() {
         number = Number();
     }
     // Modes and types, of which only the first few are known.
-    step.in.numbers.back() = OneIn(20) ? Number() : static_cast<int64_t>(Below(4)) - OneIn(8);
+    step.in.numbers.back() = OneIn(6) ? Number() : static_cast<int64_t>(Below(3));
     ReplyTexts(recipe, step);
     Output(recipe, step);
     if (recipe.waits) {
@@ -79,9 +79,9 @@ int64_t Generator::Number() {
 }
 
 int32_t Generator::Code() {
-    return OneIn(6) ? OneOf<int32_t>({1, -1, -101, -109, -300, -401, -404, 0x0A000001, INT_MAX,
-                                      INT_MIN, static_cast<int32_t>(random_())})
-                    : 0;
+    return OneIn(12) ? OneOf<int32_t>({1, -1, -101, -109, -300, -401, -404, 0x0A000001, INT_MAX,
+                                       INT_MIN, static_cast<int32_t>(random_())})
+                     : 0;
 }
 
 Text Generator::TextFor(char letter) {

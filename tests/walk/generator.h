@@ -45,6 +45,7 @@ class Generator final {
     std::string Key();
     std::string Package();
     std::string Description();
+    std::string SoundRecord();
     std::string Record();
     std::string Field();
     std::string Spelled(std::string name);

@@ -127,13 +127,29 @@ std::string Generator::Record() {
     return record;
 }
 
+// Mostly of the types that are made into pairs.
+std::string Generator::SoundRecord() {
+    std::string record;
+    if (!OneIn(3)) {
+        record += "CertType(" + OneOf<std::string>({"0", "1", "2", "3", "3", "3"}) + ")";
+    }
+    if (!OneIn(3)) {
+        record += "KeyType(" + OneOf<std::string>({"0", "1", "2", "2", "2", "2"}) + ")";
+    }
+    return record +
+           (record.empty() || OneIn(2) ? "HashType(" + std::to_string(Below(10)) + ")" : "");
+}
+
 std::string Generator::Description() {
     if (!last_description_.empty() && OneIn(2)) {
         return last_description_;
     }
+    const bool sound = OneIn(2);
     std::string description = OneIn(10) ? "|" : "";
     for (size_t count = Below(5); count > 0; --count) {
-        description += Record() + (count > 1 || OneIn(8) ? "|" : "") + (OneIn(15) ? "||" : "");
+        description += sound ? SoundRecord() : Record();
+        description += (count > 1 || OneIn(8) ? "|" : "");
+        description += (OneIn(15) ? "||" : "");
     }
     last_description_ = OneIn(40) ? Hostile(40) : description;
     return last_description_;

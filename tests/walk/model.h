@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "plain_description.h"
 #include "step.h"
 
 namespace walk {
@@ -91,19 +92,14 @@ class Model final {
         std::string serial_number;
     };
 
-    struct Fields {
-        int64_t cert_type = 0;
-        int64_t key_type = 0;
-        int64_t hash_type = 0;
-        int64_t merged = 0;
+    struct Entry {
+        PlainFields fields;
+        bool merged;
     };
-
-    // What came of reading one record's fields.
-    enum class Parsed { kDone, kUnknownName, kPositionPastEnd };
 
     // The request entries of the batch call.
     struct Entries {
-        std::vector<Fields> all;
+        std::vector<Entry> all;
         int records = 0;
         int pairing = 0;
         int64_t pairing_cert_type = 0;
@@ -161,18 +157,15 @@ class Model final {
     int32_t WritePkcs7(const Shown& serial_number, const std::string& pkcs7);
     std::optional<int32_t> ImportKey(const std::string& key);
     void ImportPackage(const std::string& package);
-    bool ImportItems(const std::string& name, const std::string& package, bool& imported);
     bool ImportItem(const std::string& name, const std::string& data);
 
     bool ServedFromCache();
     void DeliverRequests(const std::string& text);
-    static Parsed ReadRecord(const std::string& record, Fields& fields);
-    void Throw();
-    bool RecordIsSound(Parsed parsed);
-    bool MakeRequest(const Fields& fields, std::string& text, bool first);
+    bool RecordIsSound(PlainRead read);
+    bool MakeRequest(const PlainFields& fields, std::string& text, bool first);
     bool ReadEntries(Entries& entries);
-    static bool AddRecord(const Fields& fields, Entries& entries);
-    bool MakeEntry(const Fields& entry, size_t index, std::string& text);
+    static bool AddRecord(const PlainFields& fields, Entries& entries);
+    bool MakeEntry(const Entry& entry, size_t index, std::string& text);
 
     const Step* step_ = nullptr;
     size_t next_reply_ = 0;

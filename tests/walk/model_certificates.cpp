@@ -1,7 +1,6 @@
 // Reading certificates, and the import of one certificate or a whole package.
-#include <cctype>
-
 #include "model.h"
+#include "plain_package.h"
 
 namespace walk {
 
@@ -101,36 +100,6 @@ void Model::ImportEncX509Cert() {
     }
 }
 
-namespace {
-
-bool IsItemName(const std::string& name) {
-    std::string upper;
-    for (const char c : name) {
-        upper += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    return upper == "SIGNCERT" || upper == "ENCCERT" || upper == "ENCPRIKEY";
-}
-
-// 1: malformed; 2: no package; 3: a package.
-int TypeOf(const std::string& text) {
-    size_t bracket = text.find('(');
-    if (bracket == std::string::npos || bracket == 0) {
-        return 2;
-    }
-    size_t start = 0;
-    while (bracket != std::string::npos && IsItemName(text.substr(start, bracket - start))) {
-        const size_t bar = text.find('|', bracket + 1);
-        if (bar == std::string::npos) {
-            return 3;
-        }
-        start = bar + 1;
-        bracket = text.find('(', bar + 2);
-    }
-    return 1;
-}
-
-}  // namespace
-
 // False when the import has ended. A key text that is refused ends it as one that the key refused.
 bool Model::ImportItem(const std::string& name, const std::string& data) {
     if (name == "EncPriKey(") {
@@ -148,27 +117,14 @@ bool Model::ImportItem(const std::string& name, const std::string& data) {
     return last_error_ == 0;
 }
 
-// An item that is not closed has no data; it counts once, as every other.
-bool Model::ImportItems(const std::string& name, const std::string& package, bool& imported) {
-    size_t at = package.find(name);
-    while (at != std::string::npos) {
-        const size_t data = at + name.size();
-        const size_t end = package.find(')', at);
-        const bool closed = end != std::string::npos;
-        if (!ImportItem(name, closed ? package.substr(data, end - data) : "")) {
-            return false;
-        }
-        imported = true;
-        at = package.find(name, closed ? end + 2 : data);
-    }
-    return true;
-}
-
 void Model::ImportPackage(const std::string& package) {
     bool imported = false;
     for (const char* name : {"SignCert(", "EncPriKey(", "EncCert("}) {
-        if (!ImportItems(name, package, imported)) {
-            return;
+        for (const std::string& data : PlainItems(package, name)) {
+            if (!ImportItem(name, data)) {
+                return;
+            }
+            imported = true;
         }
     }
     Finish(imported ? 0 : kInvalid);
@@ -182,10 +138,10 @@ void Model::Batch_ImportX509Cert() {
     last_error_ = 0;
     const std::string package = Without(*TextAt(1), ",\r\n");
     Log("CKPXUSBKey::Batch_ImportX509Cert", "begin, strP7: " + package);
-    switch (TypeOf(package)) {
-        case 1:
+    switch (PlainPackageType(package)) {
+        case kMalformedPackage:
             return Finish(kInvalid);
-        case 2:
+        case kNoPackage:
             Finish(WritePkcs7(Copy(*TextAt(0)), package));
             return Log("Batch_ImportX509Cert",
                        "end, err: " + std::to_string(last_error_) + ", Cert GMWritePKCS7 error.");

@@ -1,92 +1,16 @@
 // Certificate requests and the text that is remembered from the size query to the fetch.
-#include <cctype>
-
-#include "argument.h"
 #include "model.h"
 
 namespace walk {
 
-namespace {
-
-constexpr int64_t kNoMore = -1;
-
-struct Token {
-    std::string text;
-    int64_t next;
-};
-
-// Delimiters at the position are skipped; the next position is behind the delimiter that ends the
-// token, one past the end of the text if there is none.
-Token Take(const std::string& text, int64_t position, char delimiter) {
-    auto at = static_cast<size_t>(position);
-    while (at < text.size() && text[at] == delimiter) {
-        ++at;
-    }
-    if (at >= text.size()) {
-        return {"", kNoMore};
-    }
-    size_t end = text.find(delimiter, at);
-    if (end == std::string::npos) {
-        end = text.size();
-    }
-    return {text.substr(at, end - at), static_cast<int64_t>(end) + 1};
-}
-
-bool IsSpace(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-std::string Name(const std::string& token) {
-    size_t first = 0;
-    size_t end = token.size();
-    while (first < end && IsSpace(token[first])) {
-        ++first;
-    }
-    while (end > first && IsSpace(token[end - 1])) {
-        --end;
-    }
-    std::string name;
-    for (const char c : token.substr(first, end - first)) {
-        name += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    return name;
-}
-
-}  // namespace
-
-Model::Parsed Model::ReadRecord(const std::string& record, Fields& fields) {
-    int64_t position = 0;
-    while (position != kNoMore) {
-        const Token token = Take(record, position, '(');
-        if (token.next == kNoMore) {
-            break;
-        }
-        const std::string name = Name(token.text);
-        int64_t* field = name == "CERTTYPE"   ? &fields.cert_type
-                         : name == "KEYTYPE"  ? &fields.key_type
-                         : name == "HASHTYPE" ? &fields.hash_type
-                                              : nullptr;
-        if (field == nullptr) {
-            return Parsed::kUnknownName;
-        }
-        const auto at = static_cast<size_t>(token.next);
-        if (at > record.size()) {
-            return Parsed::kPositionPastEnd;
-        }
-        *field = (at == record.size() ? 0 : static_cast<unsigned char>(record[at])) - 48;
-        position = Take(record, token.next, ')').next;
-    }
-    return Parsed::kDone;
-}
-
-bool Model::RecordIsSound(Parsed parsed) {
-    if (parsed == Parsed::kUnknownName) {
+bool Model::RecordIsSound(PlainRead read) {
+    if (read == PlainRead::kUnknownName) {
         Finish(kInvalid);
-    } else if (parsed == Parsed::kPositionPastEnd) {
+    } else if (read == PlainRead::kPositionPastEnd) {
         out_.result.reset();
         out_.exception = static_cast<int32_t>(0x80070057);
     }
-    return parsed == Parsed::kDone;
+    return read == PlainRead::kDone;
 }
 
 // A length query never reads the remembered text.
@@ -119,7 +43,7 @@ void Model::DeliverRequests(const std::string& text) {
 }
 
 // One request; false when the key refused.
-bool Model::MakeRequest(const Fields& fields, std::string& text, bool first) {
+bool Model::MakeRequest(const PlainFields& fields, std::string& text, bool first) {
     Finish(Call("VerifyPIN", {Own(0)}).code);
     if (last_error_ != 0) {
         return false;
@@ -141,12 +65,11 @@ void Model::GenerateCertRequest() {
     if (ServedFromCache()) {
         return;
     }
-    Fields fields;
+    PlainFields fields;
     std::string text;
     bool first = true;
-    for (Token record = Take(*TextAt(1), 0, '|'); record.next != kNoMore;
-         record = Take(*TextAt(1), record.next, '|')) {
-        if (!RecordIsSound(ReadRecord(record.text, fields)) || !MakeRequest(fields, text, first)) {
+    for (const std::string& record : PlainRecords(*TextAt(1))) {
+        if (!RecordIsSound(ReadPlainRecord(record, fields)) || !MakeRequest(fields, text, first)) {
             return;
         }
         first = false;
@@ -155,7 +78,7 @@ void Model::GenerateCertRequest() {
 }
 
 // False for a combination that is not offered.
-bool Model::AddRecord(const Fields& fields, Entries& entries) {
+bool Model::AddRecord(const PlainFields& fields, Entries& entries) {
     if (fields.cert_type == 3 && fields.key_type != 2) {
         return false;
     }
@@ -163,14 +86,14 @@ bool Model::AddRecord(const Fields& fields, Entries& entries) {
                        (entries.pairing_cert_type == 3) != (fields.cert_type == 3);
     ++entries.records;
     if (pairs) {
-        Fields& entry = entries.all[static_cast<size_t>(entries.pairing - 1)];
-        entry.merged = 1;
+        Entry& entry = entries.all[static_cast<size_t>(entries.pairing - 1)];
+        entry.merged = true;
         if (fields.cert_type != 3) {
-            entry.cert_type = fields.cert_type;
+            entry.fields.cert_type = fields.cert_type;
         }
         return true;
     }
-    entries.all.push_back(fields);
+    entries.all.push_back({fields, false});
     if (fields.key_type == 2) {
         entries.pairing = entries.records;
         entries.pairing_cert_type = fields.cert_type;
@@ -179,14 +102,13 @@ bool Model::AddRecord(const Fields& fields, Entries& entries) {
 }
 
 bool Model::ReadEntries(Entries& entries) {
-    Fields fields;
-    for (Token record = Take(*TextAt(1), 0, '|'); record.next != kNoMore;
-         record = Take(*TextAt(1), record.next, '|')) {
+    PlainFields fields;
+    for (const std::string& record : PlainRecords(*TextAt(1))) {
         if (entries.records == 3) {
             Finish(kInvalid);
             return false;
         }
-        if (!RecordIsSound(ReadRecord(record.text, fields))) {
+        if (!RecordIsSound(ReadPlainRecord(record, fields))) {
             return false;
         }
         if (!AddRecord(fields, entries)) {
@@ -197,16 +119,17 @@ bool Model::ReadEntries(Entries& entries) {
     return true;
 }
 
-bool Model::MakeEntry(const Fields& entry, size_t index, std::string& text) {
+bool Model::MakeEntry(const Entry& entry, size_t index, std::string& text) {
     if (index == 0 && Number(6) != 1) {
         Finish(Call("VerifyPIN", {Own(0)}).code);
         if (last_error_ != 0) {
             return false;
         }
     }
-    const std::string shown =
-        "{" + std::to_string(entry.cert_type) + ", " + std::to_string(entry.key_type) + ", " +
-        std::to_string(entry.hash_type) + ", " + std::to_string(entry.merged) + "}";
+    const std::string shown = "{" + std::to_string(entry.fields.cert_type) + ", " +
+                              std::to_string(entry.fields.key_type) + ", " +
+                              std::to_string(entry.fields.hash_type) + ", " +
+                              std::to_string(entry.merged) + "}";
     const Reply reply = Call("GMCreatePKCS10Ex", {Copy(TextAt(0).value_or("")), Private(shown),
                                                   Private("&null"), Value(1), Null(), Value(0)});
     Finish(reply.code);
@@ -241,8 +164,8 @@ void Model::Batch_InitAndGenerateCertRequest() {
     }
     std::string text;
     for (size_t i = 0; i < entries.all.size(); ++i) {
-        const Fields& entry = entries.all[i];
-        if (entry.cert_type > 0 && entry.key_type > 0 && !MakeEntry(entry, i, text)) {
+        const Entry& entry = entries.all[i];
+        if (entry.fields.cert_type > 0 && entry.fields.key_type > 0 && !MakeEntry(entry, i, text)) {
             return;
         }
     }

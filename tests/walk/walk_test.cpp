@@ -96,7 +96,7 @@ class Walk : public testing::TestWithParam<uint32_t> {};
 
 TEST_P(Walk, RandomSequencesOfCallsFollowTheContract) {
     const uint32_t count = Setting("ORVAL_WALK_COUNT", ORVAL_WALK_SEQUENCES);
-    const uint32_t steps = Setting("ORVAL_WALK_STEPS", 60);
+    const uint32_t steps = Setting("ORVAL_WALK_STEPS", ORVAL_WALK_STEPS);
     const uint32_t first = Setting("ORVAL_WALK_SEED", GetParam() * 1000000 + 1);
     for (uint32_t seed = first; seed != first + count; ++seed) {
         ASSERT_TRUE(SequenceFollowsTheContract(seed, steps));

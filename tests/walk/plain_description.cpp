@@ -1,0 +1,93 @@
+#include "plain_description.h"
+
+#include <cctype>
+#include <cstddef>
+
+namespace walk {
+
+namespace {
+
+constexpr int64_t kNoMore = -1;
+
+struct Token {
+    std::string text;
+    int64_t next;
+};
+
+// Delimiters at the position are skipped; the next position is behind the delimiter that ends the
+// token, one past the end of the text if there is none.
+Token Take(const std::string& text, int64_t position, char delimiter) {
+    auto at = static_cast<size_t>(position);
+    while (at < text.size() && text[at] == delimiter) {
+        ++at;
+    }
+    if (at >= text.size()) {
+        return {"", kNoMore};
+    }
+    size_t end = text.find(delimiter, at);
+    if (end == std::string::npos) {
+        end = text.size();
+    }
+    return {text.substr(at, end - at), static_cast<int64_t>(end) + 1};
+}
+
+bool IsSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+std::string Name(const std::string& token) {
+    size_t first = 0;
+    size_t end = token.size();
+    while (first < end && IsSpace(token[first])) {
+        ++first;
+    }
+    while (end > first && IsSpace(token[end - 1])) {
+        --end;
+    }
+    std::string name;
+    for (const char c : token.substr(first, end - first)) {
+        name += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    return name;
+}
+
+int64_t* FieldOf(PlainFields& fields, const std::string& name) {
+    return name == "CERTTYPE"   ? &fields.cert_type
+           : name == "KEYTYPE"  ? &fields.key_type
+           : name == "HASHTYPE" ? &fields.hash_type
+                                : nullptr;
+}
+
+}  // namespace
+
+std::vector<std::string> PlainRecords(const std::string& description) {
+    std::vector<std::string> records;
+    for (Token record = Take(description, 0, '|'); record.next != kNoMore;
+         record = Take(description, record.next, '|')) {
+        records.push_back(record.text);
+    }
+    return records;
+}
+
+PlainRead ReadPlainRecord(const std::string& record, PlainFields& fields) {
+    int64_t position = 0;
+    while (position != kNoMore) {
+        const Token token = Take(record, position, '(');
+        if (token.next == kNoMore) {
+            break;
+        }
+        int64_t* field = FieldOf(fields, Name(token.text));
+        if (field == nullptr) {
+            return PlainRead::kUnknownName;
+        }
+        const auto at = static_cast<size_t>(token.next);
+        if (at > record.size()) {
+            return PlainRead::kPositionPastEnd;
+        }
+        *field = (at == record.size() ? 0 : static_cast<unsigned char>(record[at])) - 48;
+        position = Take(record, token.next, ')').next;
+    }
+    return PlainRead::kDone;
+}
+
+}  // namespace walk
