@@ -68,6 +68,8 @@
     X(GenerateCertRequest) X(Batch_InitAndGenerateCertRequest)
 // clang-format on
 
+// The product's own sources have it already.
+#ifndef ORVAL_QRV_EXCEPTION_H
 namespace QRV {
 
 // What the product's text handling throws: one code and nothing else. It is declared here so that
@@ -84,6 +86,7 @@ class __attribute__((visibility("default"))) CQrvException final {
 static_assert(sizeof(CQrvException) == sizeof(int32_t), "the code is read at offset 0");
 
 }  // namespace QRV
+#endif
 
 namespace ukey {
 

@@ -21,7 +21,8 @@ constexpr KnownCode kKnownCodes[] = {
      "make any other call first, or call Initialize"},
     {ORVAL_UNSUPPORTED, "ORVAL_UNSUPPORTED",
      "the function or the selector is not supported, or the installation folder cannot be read",
-     "look at the selector given; 'ukeyctl check' tells whether the key's software is installed"},
+     "some functions refuse every call; otherwise look at the selector given, and let 'ukeyctl "
+     "check' tell whether the key's software is installed"},
     {ORVAL_INVALID_ARGUMENT, "ORVAL_INVALID_ARGUMENT",
      "an argument is missing, malformed, or its length is out of bounds",
      "look at the arguments given; 'ukeyctl VERB --help' states their form and bounds"},
@@ -53,8 +54,8 @@ bool IsLogForm(const std::string& text) {
 }  // namespace
 
 const char* const kNextForForeignCode =
-    "the code is the key's own: see the key maker's documents; 'ukeyctl info' tells whether the "
-    "key answers at all";
+    "the code is the key's own: check that the key is plugged in, and see what the key maker's "
+    "documents say about it";
 
 const KnownCode* FindKnownCode(int32_t code) {
     const auto* found = std::find_if(std::begin(kKnownCodes), std::end(kKnownCodes),

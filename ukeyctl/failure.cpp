@@ -29,7 +29,7 @@ Failure FailureOf(const ukey::LoadError& error) {
 void ThrowUsage(const std::string& why, const std::string& next) {
     Failure failure;
     failure.status = ExitStatus::kUsage;
-    failure.what = "the command cannot be understood as given";
+    failure.what = "not carried out";
     failure.why = why;
     failure.next = next;
     throw CommandFailure(failure);

@@ -89,8 +89,8 @@ TEST_F(UkeyctlTest, FailureSaysWhatWhyAndWhatToDo) {
     EXPECT_EQ(outcome.err,
               "ukeyctl pin verify: VerifyPIN failed\n"
               "  why:  0x0A000001 (167772161): text of 167772161\n"
-              "  next: the code is the key's own: see the key maker's documents; 'ukeyctl info' "
-              "tells whether the key answers at all\n");
+              "  next: the code is the key's own: check that the key is plugged in, and see what "
+              "the key maker's documents say about it\n");
 }
 
 TEST_F(UkeyctlTest, FailureAsJson) {
