@@ -54,6 +54,11 @@ bool BindEntry(CommonFunction& table, const EntryBinding& entry) {
 
 }  // namespace
 
+bool IsLoaded(const void* address) {
+    Dl_info info = {};
+    return dladdr(address, &info) != 0;
+}
+
 CommonFunction::CommonFunction() : handle(nullptr) {}
 
 CommonFunction::~CommonFunction() {}

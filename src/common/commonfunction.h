@@ -87,14 +87,25 @@ enum class PackageType : int32_t {
     kPackage = 3,
 };
 
+// Whether an address lies in a library that is loaded.
+bool IsLoaded(const void* address);
+
+// Whether a slot can be called. Without a handle, what a slot holds may be gone: a bind that failed
+// halfway leaves addresses of the library that it closed, while one that failed to open leaves
+// those of a library that is still loaded, and clients go on with it.
+template <typename Function>
+bool IsCallable(Function* entry) {
+    return entry != nullptr &&
+           (ORVAL_ComFunc.handle != nullptr || IsLoaded(reinterpret_cast<const void*>(entry)));
+}
+
 // Calls an entry, or nothing and -101 in G_LastError when its slot is empty: after a failed bind,
-// or before the first one. A slot without a library is as empty: what a bind that failed halfway
-// left there is gone with its library. The one place where an entry is called.
+// or before the first one. The one place where an entry is called.
 template <typename Result, typename... Parameters, typename... Arguments>
 std::optional<Result> CallEntry(Result (*CommonFunction::*entry)(Parameters...),
                                 Arguments&&... arguments) {
     auto* function = ORVAL_ComFunc.*entry;
-    if (function == nullptr || ORVAL_ComFunc.handle == nullptr) {
+    if (!IsCallable(function)) {
         Finish(ORVAL_BACKEND_UNAVAILABLE);
         return std::nullopt;
     }

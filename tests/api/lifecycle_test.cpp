@@ -427,6 +427,18 @@ TEST(FreeFunc, LaterCallsAnswerUnavailable) {
     EXPECT_EQ(G_LastError, -101);
 }
 
+// A client that was bound goes on with what is bound: the library is still loaded.
+TEST(Initialize, ThatFailsLaterLeavesBoundEntriesCallable) {
+    Loader loader;
+    ASSERT_EQ(Initialize(), 0);
+    loader.refuses = true;
+    EXPECT_EQ(Initialize(), -101);
+    EXPECT_EQ(g_initFlag, 1);
+    EXPECT_EQ(VerifyPIN(kSerialNumber), 0);
+    EXPECT_EQ(G_LastError, 0);
+    EXPECT_THAT(Calls(), testing::SizeIs(1));
+}
+
 TEST(SetCachePinFlag, BeforeAnyOtherCallFindsItsSlotEmpty) {
     EXPECT_EQ(SetCachePinFlag(kSerialNumber, 1), -101);
     EXPECT_EQ(G_LastError, -101);
