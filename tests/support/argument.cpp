@@ -65,7 +65,9 @@ std::string DescribeBytes(const void* pointer, size_t size) {
     const auto* bytes = static_cast<const char*>(pointer);
     const std::string area = "zeroed[" + std::to_string(size) + "]";
     const size_t length = strnlen(bytes, size);
-    if (!std::all_of(bytes + length, bytes + size, [](char c) { return c == 0; })) {
+    const bool zero_behind =
+        std::all_of(bytes + length, bytes + size, [](char c) { return c == 0; });
+    if (length == size || !zero_behind) {
         return "bytes[" + std::to_string(size) + "]";
     }
     return length == 0 ? area : Quoted(std::string(bytes, length)) + " in " + area;

@@ -205,8 +205,15 @@ struct KeyLibrary {
 
 KeyLibrary& Key();
 
-// libR7Token_ORVAL.so.
+// libR7Token_ORVAL.so. Without a script there is no key in any slot.
 struct TokenLibrary {
+    TokenLibrary() {
+        GetSlotList.Does([](uint32_t, uint32_t*, uint32_t* count) {
+            *count = 0;
+            return 0U;
+        });
+    }
+
     Entry<decltype(::VexaT_ContextInit)> ContextInit{"VexaT_ContextInit", "(uint32_t* context)"};
     Entry<decltype(::VexaT_ContextFinal)> ContextFinal{"VexaT_ContextFinal", "(void)"};
     Entry<decltype(::VexaT_WaitForEvent)> WaitForEvent{
