@@ -1,5 +1,10 @@
 #include "core/database.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
 #include "core/draft_file.h"
 #include "core/error.h"
 
@@ -28,6 +33,13 @@ Code CodeOf(sqlite3* connection) {
         default:
             return CodeOfFileError(sqlite3_system_errno(connection));
     }
+}
+
+// SQLite tries to read what it could not create and then reports that the file is missing.
+void CheckThatFileCanBeMade(const std::string& path) {
+    if (access(path.c_str(), F_OK) == 0) return;
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    if (access(folder.c_str(), W_OK) != 0) FailWithFile(errno, folder);
 }
 
 }  // namespace
@@ -103,7 +115,10 @@ Database::Database(const std::string& path, Mode mode) {
         path.c_str(), &connection,
         SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_NOFOLLOW | create, nullptr);
     connection_.reset(connection);
-    if (result != SQLITE_OK) Fail();
+    if (result != SQLITE_OK) {
+        if (mode == Mode::kCreate) CheckThatFileCanBeMade(path);
+        Fail();
+    }
     sqlite3_busy_timeout(connection, kBusyMilliseconds);
     // EXTRA also makes the removal of the journal durable; secure_delete leaves no old key behind.
     Execute("PRAGMA synchronous=EXTRA; PRAGMA secure_delete=ON;");

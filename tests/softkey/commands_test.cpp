@@ -1,0 +1,215 @@
+// The commands as a person or a script uses them.
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "core/encoding.h"
+#include "core/key_store.h"
+#include "core/slots.h"
+#include "softkey_test.h"
+
+namespace softkey::testing {
+namespace {
+
+using Json = nlohmann::json;
+
+class CommandsTest : public SoftKeyTest {
+ protected:
+    CommandsTest()
+        : pin_file_(WriteSecretFile("pin", std::string(kPin) + "\n" + kOtherPin + "\n")) {}
+
+    static CommandResult SoftKey(const std::string& arguments) {
+        return RunShell(Program("softkey") + " " + arguments + " </dev/null");
+    }
+
+    // Runs a command that must go well; its output.
+    static std::string Good(const std::string& arguments) {
+        const CommandResult result = SoftKey(arguments);
+        EXPECT_EQ(0, result.status) << arguments << '\n' << result.output;
+        return result.output;
+    }
+
+    // Runs a command that must fail with status 1 and these words.
+    static void ExpectFailure(const std::string& arguments, const std::string& words) {
+        const CommandResult result = SoftKey(arguments);
+        EXPECT_EQ(1, result.status) << arguments << '\n' << result.output;
+        EXPECT_NE(std::string::npos, result.output.find(words)) << result.output;
+    }
+
+    std::string NewKey(const std::string& options = "") {
+        std::string serial = Good("new --pin-file " + pin_file_ + " " + options);
+        serial.pop_back();
+        return serial;
+    }
+
+    std::string pin_file_;
+};
+
+TEST_F(CommandsTest, NewPrintsTheSerialNumberOfAKeyWithThatPin) {
+    const std::string serial = NewKey("--label Alice");
+    ASSERT_EQ(16U, serial.size());
+    EXPECT_EQ("Alice", KeyStore(serial).Label());
+    EXPECT_NO_THROW(KeyStore(serial).Unlock(ToSecret(kPin)));
+    EXPECT_EQ(kSerial, NewKey(std::string("--serial ") + kSerial));
+    ExpectFailure(std::string("new --serial ") + kSerial + " --pin-file " + pin_file_, "exists");
+    ExpectFailure("new --serial short --pin-file " + pin_file_, "16 capital letters");
+}
+
+TEST_F(CommandsTest, WithoutATerminalAPinFileIsNeeded) {
+    const CommandResult result = RunShell("setsid " + Program("softkey") + " new </dev/null");
+    EXPECT_EQ(1, result.status);
+    EXPECT_NE(std::string::npos, result.output.find("--pin-file")) << result.output;
+}
+
+TEST_F(CommandsTest, PlugAndUnplugChangeWhatListShows) {
+    const std::string serial = NewKey();
+    Good("plug " + serial);
+    Json list = Json::parse(Good("list --json"));
+    EXPECT_EQ(serial, list[0]["serial"]);
+    EXPECT_EQ(1, list[0]["slot"]);
+    ExpectFailure("plug " + serial, "softkey unplug");
+    Good("unplug " + serial);
+    list = Json::parse(Good("list --json"));
+    EXPECT_TRUE(list[0]["slot"].is_null());
+    ExpectFailure("unplug " + serial, "not plugged in");
+    ExpectFailure("plug OR99999999999999", "softkey list");
+}
+
+TEST_F(CommandsTest, ListHasAlignedColumns) {
+    EXPECT_NE(std::string::npos, Good("list").find("softkey new"));
+    NewKey("--label 测试");
+    NewKey();
+    const std::vector<std::string> lines = Split(Good("list"), "\n");
+    ASSERT_EQ(4U, lines.size());
+    EXPECT_EQ(lines[0].find("PIN"), lines[1].find("6 of 6"));
+    EXPECT_EQ(lines[0].find("PIN"), lines[2].find("6 of 6"));
+}
+
+TEST_F(CommandsTest, APinFileThatOthersCanReadIsRefusedAtPlugTime) {
+    const std::string serial = NewKey();
+    chmod(pin_file_.c_str(), 0644);
+    ExpectFailure("plug " + serial + " --pin-file " + pin_file_, "chmod 600");
+    EXPECT_TRUE(Slots::OpenOrCreate().Plugged().empty());
+}
+
+TEST_F(CommandsTest, AnUnattendedSourceConfirmsUnlessToldOtherwise) {
+    const std::string serial = NewKey();
+    const auto plugged = [&](const std::string& options) {
+        Good("plug " + serial + " " + options);
+        const Confirmation confirmation = Slots::OpenOrCreate().Find(serial)->source.confirmation;
+        Good("unplug " + serial);
+        return confirmation;
+    };
+    EXPECT_EQ(Confirmation::kDialog, plugged(""));
+    EXPECT_EQ(Confirmation::kAlways, plugged("--pin-file " + pin_file_));
+    EXPECT_EQ(Confirmation::kNever, plugged("--confirm never --pin-file " + pin_file_));
+    EXPECT_EQ(Confirmation::kDialog, plugged("--confirm dialog --pin-fd 9"));
+}
+
+TEST_F(CommandsTest, PinChangesAndChecksThePin) {
+    const std::string serial = NewKey();
+    Good("pin " + serial + " --pin-file " + pin_file_);
+    ExpectFailure("pin " + serial + " --check --pin-file " + pin_file_, "tries left: 5");
+    EXPECT_NO_THROW(KeyStore(serial).Unlock(ToSecret(kOtherPin)));
+}
+
+TEST_F(CommandsTest, ALockedKeyIsResetAndTheErrorSaysHow) {
+    const std::string serial = NewKey();
+    const std::string wrong = WriteSecretFile("wrong", kOtherPin);
+    for (int i = 0; i < kMaximumTries; ++i) {
+        SoftKey("pin " + serial + " --check --pin-file " + wrong);
+    }
+    ExpectFailure("pin " + serial + " --check --pin-file " + pin_file_, "softkey reset");
+    EXPECT_NE(std::string::npos, Good("list").find("locked"));
+    Good("reset " + serial + " --yes --label new --pin-file " + wrong);
+    EXPECT_NO_THROW(KeyStore(serial).Unlock(ToSecret(kOtherPin)));
+    EXPECT_EQ("new", KeyStore(serial).Label());
+}
+
+TEST_F(CommandsTest, DeleteBackupAndRestoreGoRoundInACircle) {
+    const std::string serial = NewKey();
+    const std::string copy = Folder() + "/copy";
+    Good("backup " + serial + " " + copy);
+    ExpectFailure("restore " + copy, "exists");
+    Good("delete " + serial + " --yes");
+    ExpectFailure("show " + serial, "no key");
+    EXPECT_EQ(serial + "\n", Good("restore " + copy));
+    Good("pin " + serial + " --check --pin-file " + pin_file_);
+    ExpectFailure("restore " + pin_file_, "not a key's store");
+}
+
+TEST_F(CommandsTest, FaultOrdersListAndClear) {
+    const std::string text = Good("fault VerifyPIN 0x0A000024 --times 2 --after 1 --delay 5");
+    EXPECT_NE(std::string::npos, text.find("The PIN is not correct."));
+    EXPECT_NE(std::string::npos, Good("fault --list").find("VerifyPIN"));
+    Good("fault GetData -401 --always");
+    EXPECT_NE(std::string::npos, Good("fault --list").find("0xFFFFFE6F"));
+    Good("fault VexaT_GetSlotList 0xFFFFFFFF");
+    Good("fault --clear VerifyPIN");
+    EXPECT_EQ(std::string::npos, Good("fault --list").find("VerifyPIN"));
+    Good("fault --clear");
+    EXPECT_EQ("No faults are ordered.\n", Good("fault --list"));
+    ExpectFailure("fault Verify 1", "CheckDeviceEx");
+    ExpectFailure("fault VerifyPIN x", "0x0A000024");
+    ExpectFailure("fault VerifyPIN 0x100000000", "0x0A000024");
+}
+
+TEST_F(CommandsTest, WrongUsageHasStatusTwoAndEveryCommandHasHelp) {
+    for (const char* const arguments : {"", "frobnicate", "plug", "plug a b", "plug A --pin-fd -1",
+                                        "plug A --pin-fd 3 --pin-file x", "plug A --confirm yes",
+                                        "fault VerifyPIN 1 --times 0"}) {
+        EXPECT_EQ(2, SoftKey(arguments).status) << arguments;
+    }
+    for (const char* const command : {"", "new", "list", "plug", "unplug", "show", "pin", "fault",
+                                      "reset", "delete", "backup", "restore"}) {
+        EXPECT_FALSE(Good(std::string(command) + " --help").empty());
+    }
+}
+
+TEST_F(CommandsTest, TheAuthorityAnswersARequestThatACommandShows) {
+    setenv("ORVAL_SOFTCA_HOME", (Folder() + "/authority").c_str(), 1);
+    EXPECT_EQ(1, RunShell(Program("softca") + " issue </dev/null").status);
+    EXPECT_EQ(0, RunShell(Program("softca") + " init --name 'My Root'").status);
+    EXPECT_EQ(1, RunShell(Program("softca") + " init").status);
+    struct stat status {};
+    ASSERT_EQ(0, stat((Folder() + "/authority/root-sm2.key").c_str(), &status));
+    EXPECT_EQ(0600U, status.st_mode & 0777U);
+    const std::string bad = WriteSecretFile("bad", "AAAA");
+    EXPECT_EQ(1, RunShell(Program("softca") + " issue --in " + bad).status);
+    EXPECT_EQ(1, RunShell(Program("softca") + " issue --in /nonexistent").status);
+    EXPECT_EQ(2, RunShell(Program("softca") + " issue --days 0").status);
+}
+
+class AuthorityTest : public EntriesTest {};
+
+TEST_F(AuthorityTest, TheCommandLineIssuesForEverySeparatedRequest) {
+    setenv("ORVAL_SOFTCA_HOME", (Folder() + "/authority").c_str(), 1);
+    ASSERT_EQ(0, RunShell(Program("softca") + " init").status);
+    // The separator in front is what a batch whose first entry is unused begins with.
+    WriteFile(Folder() + "/request", "||" + DualRequest() + "||" + Request(1, 1) + "\n");
+    const CommandResult result =
+        RunShell(Program("softca") + " issue --subject 'CN=Alice,O=Example,C=CN' --days 10 --in " +
+                 Folder() + "/request --out " + Folder() + "/answer");
+    ASSERT_EQ(0, result.status) << result.output;
+    ASSERT_EQ(kSuccess, Import(ReadFile(Folder() + "/answer")));
+    char name[1024];
+    for (const int32_t selector : {0x21, 0x22, 0x11}) {
+        ASSERT_EQ(kSuccess, key_.GM_GetCertDN(kSerial, selector, 0, name));
+        EXPECT_STREQ("CN=Alice,O=Example,C=CN", name);
+    }
+    const Json shown = Json::parse(RunShell(Program("softkey") + " show --json " + kSerial).output);
+    EXPECT_EQ(3U, shown["keyPairs"].size());
+    EXPECT_NE(std::string::npos,
+              RunShell(Program("softkey") + " show " + kSerial).output.find("CN=Alice"));
+}
+
+TEST_F(AuthorityTest, ARequestWithAWrongSignatureIsRefused) {
+    Bytes request = FromBase64Text(Request(1, 2));
+    // The last byte of the first public-key coordinate's neighbourhood: anything signed will do.
+    request[request.size() / 2] ^= 1;
+    EXPECT_THROW(Answer(ToBase64(request)), Error);
+}
+
+}  // namespace
+}  // namespace softkey::testing

@@ -1,0 +1,208 @@
+// State that survives: killed writers, several processes at once, a full disk, a read-only store.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <random>
+#include <thread>
+
+#include "core/key_store.h"
+#include "softkey_test.h"
+
+namespace softkey::testing {
+namespace {
+
+constexpr int kFewKills = 12;
+
+int KillCount() {
+    const char* const count = std::getenv("SOFTKEY_KILLS");
+    return count == nullptr ? kFewKills : std::atoi(count);
+}
+
+// What a writer has been told is done.
+struct Acknowledged {
+    int32_t counter;
+    int32_t requests;
+};
+
+class DurabilityTest : public EntriesTest {
+ protected:
+    // Writes until it is killed; each acknowledgement follows the entry's answer.
+    [[noreturn]] void WriteForEver(int pipe, int32_t counter) {
+        Acknowledged done{counter, 0};
+        if (key_.VerifyAndCachePin(kSerial, 0) != kSuccess) _exit(1);
+        if (write(pipe, &done, sizeof done) != sizeof done) _exit(4);
+        for (;;) {
+            const std::string text = std::to_string(done.counter + 1);
+            if (key_.SetData(kSerial, 0, text.c_str()) != kSuccess) _exit(2);
+            ++done.counter;
+            if (done.requests < 20 && done.counter % 3 == 0) {
+                char* request = nullptr;
+                if (key_.GMCreatePKCS10(kSerial, 2, 2, 3, &request, nullptr, 0) != kSuccess) {
+                    _exit(3);
+                }
+                delete[] request;
+                ++done.requests;
+            }
+            if (write(pipe, &done, sizeof done) != sizeof done) _exit(4);
+        }
+    }
+
+    enum class From { kItsStart, kItsFirstWrite };
+
+    // Starts a writer, kills it `delay` after its start or after its PIN was verified, and returns
+    // the last acknowledgement.
+    Acknowledged KillAWriter(From from, std::chrono::microseconds delay, int32_t counter) {
+        int ends[2];
+        EXPECT_EQ(0, pipe(ends));
+        const pid_t writer = fork();
+        if (writer == 0) WriteForEver(ends[1], counter);
+        close(ends[1]);
+        Acknowledged last{counter, 0};
+        if (from == From::kItsFirstWrite) {
+            EXPECT_EQ(static_cast<ssize_t>(sizeof last), read(ends[0], &last, sizeof last));
+        }
+        std::this_thread::sleep_for(delay);
+        kill(writer, SIGKILL);
+        int status = 0;
+        EXPECT_EQ(writer, waitpid(writer, &status, 0));
+        EXPECT_TRUE(WIFSIGNALED(status)) << "the writer failed by itself: " << WEXITSTATUS(status);
+        Acknowledged next{};
+        while (read(ends[0], &next, sizeof next) == sizeof next) last = next;
+        close(ends[0]);
+        return last;
+    }
+
+    int32_t StoredCounter() {
+        char text[260] = {};
+        const int32_t code = key_.GetData(kSerial, 0, text);
+        return code == kSuccess ? std::atoi(text) : 0;
+    }
+
+    int32_t TemporaryPairs() {
+        int32_t count = 0;
+        for (const StoredPair& pair : KeyStore(kSerial).Pairs()) count += pair.IsTemporary();
+        return count;
+    }
+};
+
+TEST_F(DurabilityTest, WritersKilledAtRandomMomentsLoseNothingThatWasAcknowledged) {
+    GiveDualCertificates();
+    std::random_device device;
+    const unsigned seed = device();
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<int> delay(0, 150000);
+    int32_t writes = 0;
+    int32_t requests = 0;
+    for (int i = 0; i < KillCount(); ++i) {
+        SCOPED_TRACE("seed " + std::to_string(seed) + ", kill " + std::to_string(i));
+        const int32_t before = StoredCounter();
+        // Every fourth is to be hit while it verifies the PIN, the others while they write.
+        const From from = i % 4 == 3 ? From::kItsStart : From::kItsFirstWrite;
+        const Acknowledged last =
+            KillAWriter(from, std::chrono::microseconds(delay(random)), before);
+        ASSERT_GE(StoredCounter(), last.counter);
+        ASSERT_GE(TemporaryPairs(), last.requests);
+        ASSERT_EQ(kSuccess, key_.VerifyPIN(kSerial));
+        ASSERT_FALSE(SignatureOf("x").empty());
+        if (TemporaryPairs() > 0) {
+            ASSERT_EQ(kSuccess, key_.DelCertAndTempKey(kSerial, 2, 1));
+        }
+        writes += last.counter - before;
+        requests += last.requests;
+    }
+    std::cout << KillCount() << " writers killed; acknowledged and not lost: " << writes
+              << " data writes, " << requests << " key pairs\n";
+    EXPECT_GT(writes, 0) << "no writer came as far as a write; seed " << seed;
+}
+
+TEST_F(DurabilityTest, SeveralProcessesUseOneKeyAtOnce) {
+    constexpr int kProcesses = 4;
+    constexpr int kWrites = 10;
+    GiveDualCertificates();
+    pid_t children[kProcesses];
+    for (int child = 0; child < kProcesses; ++child) {
+        children[child] = fork();
+        ASSERT_GE(children[child], 0);
+        if (children[child] != 0) continue;
+        bool good = true;
+        for (int i = 1; i <= kWrites && good; ++i) {
+            char* request = nullptr;
+            good = key_.SetData(kSerial, child, std::to_string(i).c_str()) == kSuccess &&
+                   key_.VerifyPIN(kSerial) == kSuccess &&
+                   key_.GMCreatePKCS10(kSerial, 1, 2, 3, &request, nullptr, 0) == kSuccess &&
+                   !SignatureOf("x").empty();
+            delete[] request;
+        }
+        _exit(good && !HasFailure() ? 0 : 1);
+    }
+    for (const pid_t child : children) {
+        int status = -1;
+        ASSERT_EQ(child, waitpid(child, &status, 0));
+        EXPECT_EQ(0, status);
+    }
+    for (int child = 0; child < kProcesses; ++child) {
+        EXPECT_EQ(std::to_string(kWrites), KeyStore(kSerial).Data(child));
+    }
+    EXPECT_EQ(kProcesses * kWrites, TemporaryPairs());
+    EXPECT_EQ(kMaximumTries, TriesLeft());
+}
+
+// The command runs in a view of the file system in which the home is as the test wants it.
+class HostileStoreTest : public SoftKeyTest {
+ protected:
+    HostileStoreTest() : pin_file_(WriteSecretFile("pin", kPin)) {}
+
+    std::string SoftKey(const std::string& arguments) const {
+        return Program("softkey") + " " + arguments;
+    }
+
+    std::string pin_file_;
+};
+
+TEST_F(HostileStoreTest, AReadOnlyStoreGivesItsCodeAndIsReadable) {
+    CreateKey();
+    const std::string home = Folder() + "/home";
+    const std::string view = "bwrap --dev-bind / / --ro-bind " + home + " " + home + " -- ";
+    const CommandResult listed = RunShell(view + SoftKey("list"));
+    EXPECT_EQ(0, listed.status) << listed.output;
+    EXPECT_NE(std::string::npos, listed.output.find(kSerial));
+    for (const std::string& arguments :
+         {std::string("pin --check --pin-file ") + pin_file_ + " " + kSerial,
+          "new --pin-file " + pin_file_, std::string("plug ") + kSerial,
+          std::string("fault VerifyPIN 1"), std::string("delete --yes ") + kSerial}) {
+        const CommandResult result = RunShell(view + SoftKey(arguments));
+        EXPECT_EQ(1, result.status) << arguments << '\n' << result.output;
+        EXPECT_NE(std::string::npos, result.output.find("store is read-only")) << arguments << '\n'
+                                                                               << result.output;
+    }
+    EXPECT_EQ(kMaximumTries, KeyStore(kSerial).Pin().tries_left);
+}
+
+TEST_F(HostileStoreTest, AFullDiskGivesItsCodeAndLosesNothing) {
+    const std::string home = Folder() + "/small";
+    const std::string check =
+        SoftKey("pin " + std::string(kSerial) + " --check --pin-file " + pin_file_);
+    WriteFile(Folder() + "/steps",
+              "set -e; mkdir -p " + home + "/h; export ORVAL_SOFTKEY_HOME=" + home + "/h\n" +
+                  SoftKey("new --serial " + std::string(kSerial) + " --pin-file " + pin_file_) +
+                  "\ncat /dev/zero > " + home + "/filler 2>/dev/null || true\n" + "if " + check +
+                  "; then exit 9; fi\n" + "if " + SoftKey("new --pin-file " + pin_file_) +
+                  "; then exit 9; fi\n" + "rm " + home + "/filler\n" + check + "\n" +
+                  SoftKey("list") + "\n");
+    const CommandResult result =
+        RunShell("mkdir " + home + " && bwrap --dev-bind / / --size 1000000" + " --tmpfs " + home +
+                 " -- sh " + Folder() + "/steps");
+    EXPECT_EQ(0, result.status) << result.output;
+    const size_t first = result.output.find("disk that holds the key is full");
+    EXPECT_NE(std::string::npos, first) << result.output;
+    EXPECT_NE(first, result.output.rfind("disk that holds the key is full")) << result.output;
+    EXPECT_NE(std::string::npos, result.output.find("The PIN is right.")) << result.output;
+    EXPECT_NE(std::string::npos, result.output.find("6 of 6 tries left")) << result.output;
+}
+
+}  // namespace
+}  // namespace softkey::testing

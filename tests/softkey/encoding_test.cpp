@@ -1,0 +1,57 @@
+#include "core/encoding.h"
+
+#include <gtest/gtest.h>
+
+namespace softkey {
+namespace {
+
+TEST(Hex, GoesThereAndBackInBothLetterCases) {
+    EXPECT_EQ("00FF1A", ToHex({0x00, 0xFF, 0x1A}));
+    EXPECT_EQ((Bytes{0x00, 0xFF, 0x1A}), FromHex("00fF1a"));
+    EXPECT_EQ(Bytes(), FromHex(""));
+}
+
+TEST(Hex, OddLengthsAndOtherCharactersAreRefused) {
+    for (const char* const text : {"1", "0g", "0x10", " 00", "00 "}) {
+        EXPECT_FALSE(FromHex(text).has_value()) << text;
+    }
+}
+
+TEST(Base64, EveryLengthGoesThereAndBack) {
+    for (size_t length = 0; length < 70; ++length) {
+        const Bytes bytes(length, 0xC3);
+        EXPECT_EQ(bytes, FromBase64(ToBase64(bytes))) << length;
+    }
+}
+
+TEST(Base64, LineBreaksAndBlanksAreSkipped) {
+    EXPECT_EQ((Bytes{'a', 'b', 'c'}), FromBase64(" YW\r\nJj\n"));
+}
+
+TEST(Base64, BrokenTextsAreRefused) {
+    for (const char* const text : {"YQ", "YQ=", "Y===", "=YWJ", "YW=J", "YW?j", "YQ==YQ=="}) {
+        EXPECT_FALSE(FromBase64(text).has_value()) << text;
+    }
+}
+
+TEST(Pem, LinesHave64CharactersAndTheArmourIsTakenOff) {
+    const Bytes bytes(100, 7);
+    const std::string pem = ToPem(bytes, "CERTIFICATE");
+    EXPECT_EQ(0U, pem.find("-----BEGIN CERTIFICATE-----\n"));
+    EXPECT_EQ(64U, pem.find('\n', 28) - 28);
+    EXPECT_EQ(bytes, FromBase64OrPem(pem));
+    EXPECT_EQ(bytes, FromBase64OrPem(ToBase64(bytes)));
+}
+
+TEST(Pem, ArmourWithoutItsEndIsRefused) {
+    EXPECT_FALSE(FromBase64OrPem("-----BEGIN X-----\nYWJj\n").has_value());
+    EXPECT_FALSE(FromBase64OrPem("-----BEGIN X").has_value());
+}
+
+TEST(Split, KeepsEmptyParts) {
+    EXPECT_EQ((std::vector<std::string>{""}), Split("", "||"));
+    EXPECT_EQ((std::vector<std::string>{"a", "", "b", ""}), Split("a||||b||", "||"));
+}
+
+}  // namespace
+}  // namespace softkey

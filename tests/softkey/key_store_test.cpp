@@ -1,0 +1,219 @@
+#include "core/key_store.h"
+
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "core/backup.h"
+#include "core/home.h"
+#include "core/sessions.h"
+#include "softkey_test.h"
+
+namespace softkey::testing {
+namespace {
+
+using KeyStoreTest = SoftKeyTest;
+
+template <typename Work>
+Code CodeOfFailure(Work work) {
+    try {
+        work();
+    } catch (const Error& error) {
+        return error.code();
+    }
+    return Code::kOk;
+}
+
+unsigned Mode(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(0, stat(path.c_str(), &status)) << path;
+    return status.st_mode & 0777U;
+}
+
+TEST_F(KeyStoreTest, TheHomeAndTheKeyAreTheOwnersAlone) {
+    CreateKey();
+    EXPECT_EQ(0700U, Mode(HomePath()));
+    EXPECT_EQ(0700U, Mode(KeysPath()));
+    EXPECT_EQ(0600U, Mode(KeyPath(kSerial)));
+}
+
+TEST_F(KeyStoreTest, ASerialNumberIsUsedOnce) {
+    CreateKey();
+    EXPECT_EQ(Code::kSerialTaken, CodeOfFailure([] { CreateKey(); }));
+    EXPECT_EQ(1U, AllSerials().size());
+    // Nothing half made stays behind.
+    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(KeysPath()), {}));
+}
+
+TEST_F(KeyStoreTest, SerialNumbersThatCouldBePathsAreRefused) {
+    for (const char* const serial : {"", "../../etc/passwd", "OR0000000000000", "or00000000000001",
+                                     "OR000000000000012", "OR0000000000000/"}) {
+        EXPECT_EQ(Code::kInvalidParameter, CodeOfFailure([&] { CreateKey(serial); })) << serial;
+    }
+}
+
+TEST_F(KeyStoreTest, PinsOfAnotherFormAreRefusedWithoutCostingATry) {
+    CreateKey();
+    KeyStore store(kSerial);
+    EXPECT_EQ(Code::kPinLength, CodeOfFailure([&] { store.Unlock(ToSecret("12345")); }));
+    EXPECT_EQ(Code::kPinLength,
+              CodeOfFailure([&] { store.Unlock(ToSecret("12345678901234567")); }));
+    EXPECT_EQ(Code::kPinInvalid, CodeOfFailure([&] { store.Unlock(ToSecret("123 5678")); }));
+    EXPECT_EQ(kMaximumTries, store.Pin().tries_left);
+}
+
+TEST_F(KeyStoreTest, SixWrongTriesLockAndTheLockSurvivesReopening) {
+    CreateKey();
+    for (int32_t left = kMaximumTries - 1; left >= 0; --left) {
+        KeyStore store(kSerial);
+        EXPECT_EQ(left > 0 ? Code::kPinIncorrect : Code::kPinLocked,
+                  CodeOfFailure([&] { store.Unlock(ToSecret(kOtherPin)); }));
+        EXPECT_EQ(left, store.Pin().tries_left);
+    }
+    KeyStore store(kSerial);
+    EXPECT_EQ(Code::kPinLocked, CodeOfFailure([&] { store.Unlock(ToSecret(kPin)); }));
+    EXPECT_EQ(Code::kPinLocked,
+              CodeOfFailure([&] { store.ChangePin(ToSecret(kPin), ToSecret(kOtherPin)); }));
+}
+
+TEST_F(KeyStoreTest, ARightPinGivesAllTriesBack) {
+    CreateKey();
+    KeyStore store(kSerial);
+    EXPECT_EQ(Code::kPinIncorrect, CodeOfFailure([&] { store.Unlock(ToSecret(kOtherPin)); }));
+    store.Unlock(ToSecret(kPin));
+    EXPECT_EQ(kMaximumTries, store.Pin().tries_left);
+}
+
+TEST_F(KeyStoreTest, ChangingThePinKeepsThePrivateKeys) {
+    CreateKey();
+    KeyStore store(kSerial);
+    const KeyPair pair = KeyPair::Generate(KeyType::kSm2);
+    store.AddPair(store.Unlock(ToSecret(kPin)), Usage::kSigning, false, pair);
+    store.ChangePin(ToSecret(kPin), ToSecret(kOtherPin));
+    EXPECT_EQ(Code::kPinIncorrect, CodeOfFailure([&] { store.Unlock(ToSecret(kPin)); }));
+    const KeyPair opened = store.Open(store.Unlock(ToSecret(kOtherPin)), store.Pairs().front());
+    EXPECT_EQ(pair.Sm2Scalar(), opened.Sm2Scalar());
+}
+
+TEST_F(KeyStoreTest, AVerificationFromBeforeAPinChangeNoLongerAddsKeys) {
+    CreateKey();
+    KeyStore store(kSerial);
+    const Unlocked before = store.Unlock(ToSecret(kPin));
+    store.ChangePin(ToSecret(kPin), ToSecret(kOtherPin));
+    EXPECT_EQ(Code::kNotInitialized, CodeOfFailure([&] {
+                  store.AddPair(before, Usage::kSigning, false, KeyPair::Generate(KeyType::kSm2));
+              }));
+}
+
+TEST_F(KeyStoreTest, TheFileGivesAwayNeitherThePinNorAPrivateKey) {
+    CreateKey();
+    const KeyPair pair = KeyPair::Generate(KeyType::kSm2);
+    {
+        KeyStore store(kSerial);
+        store.AddPair(store.Unlock(ToSecret(kPin)), Usage::kSigning, false, pair);
+    }
+    const std::string file = ReadFile(KeyPath(kSerial));
+    const SecretBytes scalar = pair.Sm2Scalar();
+    EXPECT_EQ(std::string::npos, file.find(std::string(scalar.begin(), scalar.end())));
+    EXPECT_EQ(std::string::npos, file.find(kPin));
+    const Bytes point = pair.Sm2Point();
+    EXPECT_NE(std::string::npos, file.find(std::string(point.begin(), point.end())));
+}
+
+TEST_F(KeyStoreTest, ErasedPrivateKeysLeaveNoTraceInTheFile) {
+    CreateKey();
+    Bytes sealed;
+    {
+        KeyStore store(kSerial);
+        store.AddPair(store.Unlock(ToSecret(kPin)), Usage::kSigning, false,
+                      KeyPair::Generate(KeyType::kSm2));
+        sealed = store.Pairs().front().sealed_private;
+        store.Initialize("", ToSecret(kPin));
+    }
+    EXPECT_EQ(std::string::npos,
+              ReadFile(KeyPath(kSerial)).find(std::string(sealed.begin(), sealed.end())));
+}
+
+TEST_F(KeyStoreTest, ASealedKeyMovedToAnotherRowDoesNotOpen) {
+    CreateKey();
+    KeyStore store(kSerial);
+    const Unlocked unlocked = store.Unlock(ToSecret(kPin));
+    store.AddPair(unlocked, Usage::kSigning, false, KeyPair::Generate(KeyType::kSm2));
+    store.AddPair(unlocked, Usage::kSigning, false, KeyPair::Generate(KeyType::kSm2));
+    StoredPair first = store.Pairs()[0];
+    first.sealed_private = store.Pairs()[1].sealed_private;
+    EXPECT_EQ(Code::kStoreDamaged, CodeOfFailure([&] { store.Open(unlocked, first); }));
+}
+
+TEST_F(KeyStoreTest, InitializationErasesEverythingAndUnlocks) {
+    CreateKey(kSerial, "before");
+    KeyStore store(kSerial);
+    store.AddPair(store.Unlock(ToSecret(kPin)), Usage::kSigning, false,
+                  KeyPair::Generate(KeyType::kSm2));
+    store.SetData(0, "text");
+    for (int i = 0; i < kMaximumTries; ++i) {
+        CodeOfFailure([&] { store.Unlock(ToSecret(kOtherPin)); });
+    }
+    store.Initialize("after", ToSecret(kOtherPin));
+    EXPECT_EQ("after", store.Label());
+    EXPECT_TRUE(store.Pairs().empty());
+    EXPECT_FALSE(store.Data(0).has_value());
+    EXPECT_NO_THROW(store.Unlock(ToSecret(kOtherPin)));
+}
+
+TEST_F(KeyStoreTest, TheNumberOfTemporaryPairsIsBounded) {
+    CreateKey();
+    KeyStore store(kSerial);
+    const Unlocked unlocked = store.Unlock(ToSecret(kPin));
+    for (int64_t i = 0; i < kMaximumTemporaryPairs; ++i) {
+        store.AddPair(unlocked, Usage::kSigning, false, KeyPair::Generate(KeyType::kSm2));
+    }
+    EXPECT_EQ(Code::kTooManyKeyPairs, CodeOfFailure([&] {
+                  store.AddPair(unlocked, Usage::kSigning, false, KeyPair::Generate(KeyType::kSm2));
+              }));
+}
+
+TEST_F(KeyStoreTest, FilesThatAreNoKeysAreRefused) {
+    CreateKey();
+    CreateKey(kOtherSerial);
+    std::filesystem::copy_file(KeyPath(kOtherSerial), KeyPath(kSerial),
+                               std::filesystem::copy_options::overwrite_existing);
+    EXPECT_EQ(Code::kStoreDamaged, CodeOfFailure([] { KeyStore store(kSerial); }));
+    WriteFile(KeyPath(kSerial), std::string(8192, 'x'));
+    EXPECT_EQ(Code::kStoreDamaged, CodeOfFailure([] { KeyStore store(kSerial); }));
+    std::filesystem::remove(KeyPath(kSerial));
+    EXPECT_EQ(Code::kStoreUnreachable, CodeOfFailure([] { KeyStore store(kSerial); }));
+}
+
+TEST_F(KeyStoreTest, ABackupRestoresAKeyWithItsPinAndPairs) {
+    CreateKey(kSerial, "label");
+    const KeyPair pair = KeyPair::Generate(KeyType::kSm2);
+    {
+        KeyStore store(kSerial);
+        store.AddPair(store.Unlock(ToSecret(kPin)), Usage::kSigning, false, pair);
+    }
+    const std::string copy = Folder() + "/copy";
+    BackUpKey(kSerial, copy);
+    EXPECT_EQ(0600U, Mode(copy));
+    EXPECT_EQ(Code::kSerialTaken, CodeOfFailure([&] { BackUpKey(kSerial, copy); }));
+    EXPECT_EQ(Code::kSerialTaken, CodeOfFailure([&] { RestoreKey(copy); }));
+    DeleteKey(kSerial);
+    EXPECT_EQ(kSerial, RestoreKey(copy));
+    KeyStore store(kSerial);
+    EXPECT_EQ("label", store.Label());
+    EXPECT_EQ(pair.Sm2Scalar(),
+              store.Open(store.Unlock(ToSecret(kPin)), store.Pairs().front()).Sm2Scalar());
+}
+
+TEST_F(KeyStoreTest, APluggedKeyIsNotDeleted) {
+    CreateKey();
+    PlugWithDialog();
+    EXPECT_EQ(Code::kAlreadyPlugged, CodeOfFailure([] { DeleteKey(kSerial); }));
+    Unplug();
+    DeleteKey(kSerial);
+    EXPECT_TRUE(AllSerials().empty());
+    EXPECT_EQ(Code::kNoSuchKey, CodeOfFailure([] { PlugWithDialog(); }));
+}
+
+}  // namespace
+}  // namespace softkey::testing
