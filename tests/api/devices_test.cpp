@@ -318,6 +318,21 @@ TEST(SlotMap, HoldsTenSlots) {
     EXPECT_EQ(Calls().front(), kListCall);
 }
 
+// The list has sixteen places; a larger count is not followed beyond them.
+TEST(SlotMap, CountBeyondTheListEndsWithTheList) {
+    Token().GetSlotList.Does([](uint32_t, uint32_t* slots, uint32_t* count) {
+        for (uint32_t i = 0; i < 16; ++i) {
+            slots[i] = 100 + i;
+        }
+        *count = 1000;
+        return 0U;
+    });
+    Token().GetDeviceInfo.Does(
+        [](auto, auto, _S_DEV_CONFIG* config) { return Identify(config, "SN0123456789"); });
+    EXPECT_EQ(NumberAtRemoval(115), "SN0123456789");
+    EXPECT_EQ(NumberAtRemoval(116), "");
+}
+
 TEST(SlotMap, AsksForCleanSlotsEachTime) {
     PlugIn({{7, ""}});
     NumberAtRemoval(7);
