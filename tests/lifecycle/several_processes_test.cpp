@@ -1,0 +1,89 @@
+// What a key keeps when the processes that use it end, well or badly, or run side by side.
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <memory>
+#include <vector>
+
+#include "software_key.h"
+
+namespace lifecycle {
+namespace {
+
+using SeveralProcesses = SoftwareKeyTest;
+
+TEST_F(SeveralProcesses, EachStepOfALifeMayHaveAProcessOfItsOwn) {
+    const std::string key = NewPluggedKey();
+    InOtherProcess([&] {
+        EXPECT_EQ(Code::kOk, Checked(SetLabel(key.c_str(), "Alice")));
+        EXPECT_EQ(Code::kOk, Checked(SetData(key.c_str(), 7, "seven")));
+    });
+    InOtherProcess([&] { Issue(Given(BatchRequest(key, kKeep, kBothInOne))); });
+    InOtherProcess([&] {
+        EXPECT_EQ(Code::kOk,
+                  Checked(Batch_ImportX509Cert(key.c_str(), ReadFile("/tmp/answer").c_str())));
+    });
+    InOtherProcess([&] { WriteFile("/tmp/signature", Given(Signature(key, "order"))); });
+    EXPECT_EQ("Alice", Given(LabelOf(key)));
+    EXPECT_EQ("seven", Given(DataOf(key, 7)));
+    const Certificate certificate(Given(CertificateOf(key, kSigning)));
+    EXPECT_TRUE(certificate.Verifies("order", FromBase64(ReadFile("/tmp/signature"))));
+    const Certificate encryption(Given(CertificateOf(key, kEncryption)));
+    EXPECT_EQ("secret", Given(Decrypted(key, ToBase64(encryption.Encrypt("secret")))));
+}
+
+TEST_F(SeveralProcesses, WhatWasAnsweredOutlivesAProcessThatIsKilled) {
+    const std::string key = NewPluggedKey();
+    OtherProcess doomed([&] {
+        const std::string answer = Issue(Given(Request(key, kSm2Signing1)));
+        Checked(ImportX509Cert(key.c_str(), answer.c_str()));
+        Checked(SetLabel(key.c_str(), "Alice"));
+        Checked(SetData(key.c_str(), 7, "seven"));
+        raise(SIGKILL);
+    });
+    const int status = doomed.Join();
+    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+    EXPECT_EQ("Alice", Given(LabelOf(key)));
+    EXPECT_EQ("seven", Given(DataOf(key, 7)));
+    const Certificate certificate(Given(CertificateOf(key, kSigning)));
+    EXPECT_TRUE(certificate.Verifies("order", FromBase64(Given(Signature(key, "order")))));
+}
+
+TEST_F(SeveralProcesses, OneKeyServesSeveralAtOnce) {
+    constexpr int kProcesses = 3;
+    constexpr int kRounds = 5;
+    const std::string key = NewSigningKey();
+    const Certificate certificate(Given(CertificateOf(key, kSigning)));
+    std::vector<std::unique_ptr<OtherProcess>> processes;
+    for (int number = 0; number < kProcesses; ++number) {
+        processes.push_back(std::make_unique<OtherProcess>([&, number] {
+            for (int round = 0; round < kRounds; ++round) {
+                const std::string text = std::to_string(number) + "-" + std::to_string(round);
+                EXPECT_EQ(Code::kOk, Checked(SetData(key.c_str(), number, text.c_str())));
+                EXPECT_TRUE(certificate.Verifies(text, FromBase64(Given(Signature(key, text)))));
+                EXPECT_EQ(text, Given(DataOf(key, number)));
+            }
+        }));
+    }
+    for (const auto& process : processes) {
+        EXPECT_EQ(0, process->Join());
+    }
+}
+
+TEST_F(SeveralProcesses, ABackupBringsADeletedKeyBack) {
+    const std::string key = NewSigningKey();
+    const std::string certificate = Given(CertificateOf(key, kSigning));
+    Program("softkey", "backup " + key + " /tmp/copy");
+    Unplug(key);
+    Program("softkey", "delete " + key + " --yes");
+    EXPECT_EQ(key, Program("softkey", "restore /tmp/copy"));
+    EXPECT_EQ(Code::kDeviceRemoved, LabelOf(key).code);
+    Plug(key);
+    EXPECT_EQ(certificate, Given(CertificateOf(key, kSigning)));
+    EXPECT_TRUE(
+        Certificate(certificate).Verifies("order", FromBase64(Given(Signature(key, "order")))));
+}
+
+}  // namespace
+}  // namespace lifecycle
