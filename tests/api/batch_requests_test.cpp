@@ -376,7 +376,7 @@ TEST(Batch_InitAndGenerateCertRequest, EntriesOfTypesNotAboveZeroAreSkipped) {
     EXPECT_THAT(Calls(), IsEmpty());
 }
 
-// The separator goes by the entry and not by what came before; issuers skip the empty part.
+// The separator goes by the entry and not by what came before it: clients split the text there.
 TEST(Batch_InitAndGenerateCertRequest, SkippedFirstEntryLeavesItsSeparatorAndVerifiesNoPin) {
     NumberTheRequests();
     Request request = For("CertType(0)KeyType(1)|CertType(1)KeyType(1)");
@@ -572,7 +572,7 @@ TEST(Batch_InitAndGenerateCertRequest, PendingRequestIsDeliveredWithTheCodeOfThe
     EXPECT_TRUE(after_failure.text.Holds("REQUEST\0"s));
 }
 
-// Exactly there the two request calls part: one starts with a clean code, the other does not.
+// Here the two request calls differ: one starts with a clean code, the other does not.
 TEST(Batch_InitAndGenerateCertRequest, UnlikeGenerateCertRequestKeepsTheCodeOfTheCallBefore) {
     Key().GMCreatePKCS10Ex.HandsOver("REQUEST");
     EXPECT_TRUE(Gives(Request().AskLength(), 0));
