@@ -60,6 +60,7 @@ void DeleteKey(std::string_view serial) {
     std::optional<Slots> slots = Slots::OpenExisting();
     Require(!slots || !slots->Find(serial), Code::kAlreadyPlugged, "the key is plugged in");
     if (unlink(path.c_str()) != 0) FailWithFile(errno, path);
+    unlink(KeyLockPath(serial).c_str());
     SyncFolder(KeysPath());
 }
 

@@ -76,11 +76,19 @@ void EventStream::CloseContext() {
     --open_contexts_;
 }
 
-EventStream::View EventStream::CurrentView() {
+EventStream::View EventStream::List() {
     const std::lock_guard lock(mutex_);
     // A list taken before the first context is where that context will begin.
     if (!following_) TakePlaceAtPresent();
     return view_;
+}
+
+std::optional<std::string> EventStream::SerialIn(uint32_t slot) {
+    const std::lock_guard lock(mutex_);
+    if (!following_ && view_.count(slot) == 0) TakePlaceAtPresent();
+    const auto key = view_.find(slot);
+    if (key == view_.end()) return std::nullopt;
+    return key->second;
 }
 
 std::optional<SlotEvent> EventStream::Wait(std::chrono::milliseconds bound) {

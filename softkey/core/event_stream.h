@@ -30,7 +30,11 @@ class EventStream {
 
     // Slot to serial number.
     using View = std::map<uint32_t, std::string>;
-    View CurrentView();
+    View List();
+
+    // Empty for a slot without a key. Does not move this process's place: a client asks for each
+    // slot that it listed, and what happens meanwhile must still be delivered.
+    std::optional<std::string> SerialIn(uint32_t slot);
 
  private:
     std::optional<SlotEvent> TakeNext();

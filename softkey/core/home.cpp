@@ -68,6 +68,9 @@ std::string KeyPath(std::string_view serial) {
     return KeysPath() + "/" + std::string(serial) + std::string(kKeySuffix);
 }
 
+std::string KeyLockPath(std::string_view serial) {
+    return KeyPath(serial) + ".lock";
+}
 std::string SlotsPath() {
     return HomePath() + "/slots.db";
 }

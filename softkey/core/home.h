@@ -21,6 +21,7 @@ void EnsureHome();
 
 std::string KeysPath();
 std::string KeyPath(std::string_view serial);
+std::string KeyLockPath(std::string_view serial);
 std::string SlotsPath();
 std::string FaultsPath();
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/draft_file.h"
+#include "core/file_lock.h"
 #include "core/home.h"
 #include "core/sealing.h"
 
@@ -114,6 +115,9 @@ std::optional<SecretBytes> KeyStore::TryPin(const SecretBytes& pin) {
 
 Unlocked KeyStore::Unlock(const SecretBytes& pin) {
     CheckPinForm(pin);
+    // One at a time: tries that several programs have spent on right PINs and not yet got back
+    // must not lock the key.
+    const FileLock lock(KeyLockPath(serial_));
     SpendTry();
     std::optional<SecretBytes> master = TryPin(pin);
     if (!master) {

@@ -68,7 +68,8 @@ class KeyStore {
     PinState Pin();
 
     // Spends a try before it looks at the PIN and gives all tries back when it is right, so that a
-    // process killed in between gains nothing. Throws kPinIncorrect or kPinLocked.
+    // process killed in between gains nothing. Programs take turns. Throws kPinIncorrect or
+    // kPinLocked.
     Unlocked Unlock(const SecretBytes& pin);
     void ChangePin(const SecretBytes& old_pin, const SecretBytes& new_pin);
 

@@ -72,7 +72,7 @@ uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {
     return AnswerUnsigned("VexaT_GetSlotList", [&] {
         Require(count != nullptr, Code::kInvalidParameter);
         Require(present == kPresentSlots, Code::kSelector);
-        const EventStream::View view = EventStream::OfThisProcess().CurrentView();
+        const EventStream::View view = EventStream::OfThisProcess().List();
         const auto total = static_cast<uint32_t>(view.size());
         const uint32_t listed = slots == nullptr ? 0 : std::min(*count, total);
         auto key = view.begin();
@@ -85,11 +85,10 @@ uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t flags, _S_DEV_CONFIG* confi
     return AnswerUnsigned("VexaT_GetDeviceInfo", [&] {
         Require(config != nullptr, Code::kInvalidParameter);
         Require(flags == kInfoOfListed || flags == kInfoOfArrived, Code::kSelector);
-        const EventStream::View view = EventStream::OfThisProcess().CurrentView();
-        const auto key = view.find(slot);
-        Require(key != view.end(), Code::kDeviceRemoved);
+        const std::optional<std::string> serial = EventStream::OfThisProcess().SerialIn(slot);
+        Require(serial.has_value(), Code::kDeviceRemoved);
         std::memset(config, 0, sizeof *config);
-        std::memcpy(config->mediaId, key->second.data(),
-                    std::min(key->second.size(), sizeof config->mediaId));
+        std::memcpy(config->mediaId, serial->data(),
+                    std::min(serial->size(), sizeof config->mediaId));
     });
 }

@@ -7,9 +7,15 @@ int main(int argc, char** argv) {
     using namespace softkey::tools;  // NOLINT(google-build-using-namespace): the commands
     CLI::App program(
         "Software keys: USB keys without the hardware.\n\n"
-        "  softkey new --label Alice      make a key; prints its serial number\n"
+        "  softkey new --label Alice      make a key (asks for a PIN); prints its serial number\n"
         "  softkey plug SERIAL            plug it in; clients now see it\n"
+        "  softkey show SERIAL            what it holds\n"
         "  softkey unplug SERIAL          and out again\n\n"
+        "Where nobody is there to type a PIN, e.g. in tests:\n\n"
+        "  printf '12345678\\n' > pin; chmod 600 pin\n"
+        "  softkey new --pin-file pin\n"
+        "  softkey plug SERIAL --pin-file pin\n\n"
+        "Each command has a --help of its own.\n"
         "Keys live in $ORVAL_SOFTKEY_HOME, else $XDG_DATA_HOME/orval-softkey, else\n"
         "~/.local/share/orval-softkey.");
     program.require_subcommand(1);

@@ -151,6 +151,23 @@ TEST_F(DurabilityTest, SeveralProcessesUseOneKeyAtOnce) {
     EXPECT_EQ(kMaximumTries, TriesLeft());
 }
 
+TEST_F(DurabilityTest, MoreProcessesThanTriesVerifyTheRightPinAtOnce) {
+    constexpr int kProcesses = 10;
+    pid_t children[kProcesses];
+    for (pid_t& child : children) {
+        child = fork();
+        ASSERT_GE(child, 0);
+        if (child != 0) continue;
+        _exit(key_.VerifyPIN(kSerial) == kSuccess ? 0 : 1);
+    }
+    for (const pid_t child : children) {
+        int status = -1;
+        ASSERT_EQ(child, waitpid(child, &status, 0));
+        EXPECT_EQ(0, status);
+    }
+    EXPECT_EQ(kMaximumTries, TriesLeft());
+}
+
 // The command runs in a view of the file system in which the home is as the test wants it.
 class HostileStoreTest : public SoftKeyTest {
  protected:

@@ -168,6 +168,19 @@ TEST_F(TokenTest, WhatHappensBetweenTheFirstListAndTheContextIsDelivered) {
     EXPECT_EQ((Event{1, 1, kSerial}), Next());
 }
 
+TEST_F(TokenTest, AskingForAListedSlotSkipsNoEvent) {
+    CreateKey(kSerial);
+    CreateKey(kOtherSerial);
+    PlugWithDialog(kSerial);
+    uint32_t slots[16] = {};
+    uint32_t count = 10;
+    ASSERT_EQ(0U, token_.GetSlotList(1, slots, &count));
+    PlugWithDialog(kOtherSerial);
+    EXPECT_EQ(kSerial, SerialIn(1));
+    ASSERT_EQ(0U, token_.ContextInit(&context_));
+    EXPECT_EQ((Event{1, 2, kOtherSerial}), Next());
+}
+
 TEST_F(TokenTest, KeysPluggedBeforeTheFirstContextAreNoEvents) {
     CreateKey();
     PlugWithDialog();
