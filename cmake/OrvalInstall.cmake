@@ -19,6 +19,35 @@ set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/orval_unified_kpxukey)
 set(softkey_folder ${CMAKE_INSTALL_LIBDIR}/orval-softkey)
 set(generated ${CMAKE_BINARY_DIR}/install)
 
+# What distributions want to be compressed, without a time stamp.
+function(orval_compress source output)
+  add_custom_command(OUTPUT ${output}
+    COMMAND gzip -9 --no-name --stdout ${source} > ${output}
+    DEPENDS ${source} VERBATIM)
+  set_property(DIRECTORY APPEND PROPERTY ORVAL_COMPRESSED ${output})
+endfunction()
+
+# orval_install_manual(component page...): the English page and the Chinese one.
+function(orval_install_manual component)
+  foreach(page IN LISTS ARGN)
+    string(REGEX REPLACE ".*\\." "man" section ${page})
+    foreach(language IN ITEMS "" zh_CN/)
+      set(compressed ${generated}/man/${language}${page}.gz)
+      orval_compress(${CMAKE_SOURCE_DIR}/man/${language}${page} ${compressed})
+      install(FILES ${compressed}
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/${language}${section} COMPONENT ${component})
+    endforeach()
+  endforeach()
+endfunction()
+
+# One script completes all commands; each is looked for under its own name.
+function(orval_install_completion component)
+  foreach(command IN LISTS ARGN)
+    install(FILES ${CMAKE_SOURCE_DIR}/completions/orval-commands.bash RENAME ${command}
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT ${component})
+  endforeach()
+endfunction()
+
 # ---------------------------------------------------------------- runtime
 
 install(TARGETS orval_unified_kpxukey
@@ -54,6 +83,8 @@ configure_file(${CMAKE_SOURCE_DIR}/cmake/orval_unified_kpxukey.pc.in
 install(FILES ${generated}/orval_unified_kpxukey.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 
+orval_install_manual(dev orval_unified_kpxukey.3)
+
 # ------------------------------------------------------------------ tools
 
 if(TARGET ukeyctl)
@@ -64,6 +95,8 @@ if(TARGET ukeyctl)
     set_target_properties(ukeyctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
   endif()
   install(TARGETS ukeyctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  orval_install_manual(tools ukeyctl.1)
+  orval_install_completion(tools ukeyctl)
 endif()
 
 # ---------------------------------------------------------------- softkey
@@ -71,13 +104,15 @@ endif()
 if(TARGET softkey_backend)
   install(TARGETS softkey_backend softkey_token
     LIBRARY DESTINATION ${softkey_folder} COMPONENT softkey)
-  foreach(command IN ITEMS softkey softca)
-    if(TARGET ${command})
-      install(TARGETS ${command} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
-    endif()
-  endforeach()
+  install(TARGETS softkey softca
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
   install(PROGRAMS ${CMAKE_SOURCE_DIR}/scripts/with-softkey
     DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
+  orval_install_manual(softkey softkey.1 softca.1 with-softkey.1)
+  orval_install_completion(softkey softkey softca with-softkey)
 endif()
+
+get_directory_property(compressed ORVAL_COMPRESSED)
+add_custom_target(manual ALL DEPENDS ${compressed})
 
 add_subdirectory(${CMAKE_SOURCE_DIR}/packaging ${CMAKE_BINARY_DIR}/packaging)

@@ -8,13 +8,6 @@ set(package_names
   softkey orval-softkey)
 set(application com.kpx.orvalunified)
 
-# What Debian wants to be compressed, without a time stamp.
-function(orval_compress source output)
-  add_custom_command(OUTPUT ${output}
-    COMMAND gzip -9 --no-name --stdout ${source} > ${output}
-    DEPENDS ${source} VERBATIM)
-endfunction()
-
 set(changelog ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz)
 orval_compress(${CMAKE_CURRENT_SOURCE_DIR}/deb/changelog ${changelog})
 add_custom_target(package_texts ALL DEPENDS ${changelog})
