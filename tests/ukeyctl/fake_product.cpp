@@ -16,6 +16,7 @@ namespace QRV {
 class __attribute__((visibility("default"))) CQrvException final {
  public:
     explicit CQrvException(int32_t code) : code_(code) {}
+    int32_t Code() const { return code_; }
 
  private:
     int32_t code_;
