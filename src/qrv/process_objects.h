@@ -19,7 +19,11 @@ struct TraceCategory {
 
 // One set for each copy of the library that a process loads, constructed when it is loaded. A copy
 // loaded later must not construct the first one's objects again, under strings that live.
+#ifdef orval_unified_kpxukey_EXPORTS
 #define ORVAL_QRV_OBJECT __attribute__((visibility("protected")))
+#else
+#define ORVAL_QRV_OBJECT ORVAL_QRV_EXPORT
+#endif
 
 ORVAL_QRV_OBJECT extern TraceCategory qrvTraceGeneral;
 ORVAL_QRV_OBJECT extern CCRTHeap g_heapmgr;

@@ -582,6 +582,14 @@ TEST_F(UkeyctlTest, VersionIsTold) {
     EXPECT_THAT(outcome.out, StartsWith("ukeyctl "));
 }
 
+// A line end more would make a decrypted message another one.
+TEST_F(UkeyctlTest, FileGetsTheTextByteForByte) {
+    const Outcome outcome =
+        Ukeyctl({"decrypt", "--cipher", "c", "--out", Path("out")}, "AsymDec=plain\n").Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(FileContents(Path("out")), "plain");
+}
+
 TEST_F(UkeyctlTest, FullOutputIsAFailure) {
     // /dev/full takes nothing.
     const Outcome outcome = Ukeyctl({"label", "get", "--json"}).WritesTo("/dev/full").Run();
