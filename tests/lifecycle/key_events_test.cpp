@@ -108,8 +108,8 @@ TEST_F(KeyEvents, EveryWaitingProcessIsTold) {
     }
 }
 
-// A wait lists ten keys at most; the number of an eleventh is not known to it.
-TEST_F(KeyEvents, MoreThanTenKeysAreSeveralTooMany) {
+// The serial number of an eleventh key is not known to a wait.
+TEST_F(KeyEvents, AWaitListsTenKeys) {
     constexpr int kKeys = 11;
     std::vector<std::string> keys;
     for (int i = 0; i < kKeys; ++i) {

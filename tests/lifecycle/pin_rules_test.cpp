@@ -200,7 +200,7 @@ TEST_F(PinRules, TheFlagTurnsEachVerificationIntoACachedOne) {
     EXPECT_EQ(Code::kPinSourceUnreadable, SignSomething(key));
 }
 
-TEST_F(PinRules, TheFlagIsAskedForBeforeAnythingElseInVain) {
+TEST_F(PinRules, FlagAndInitialisationWaitForTheLibrary) {
     EXPECT_EQ(Code::kBackendUnavailable, Flag("OR00000000000000", true));
     EXPECT_EQ(ORVAL_NOT_INITIALIZED, InitUKey("OR00000000000000"));
     EXPECT_EQ(Code::kOk, Checked(Initialize()));

@@ -8,6 +8,7 @@ namespace lifecycle {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr char kLabel[] = "Alice's key";
 constexpr char kOrder[] = "pay 100 to 4711";
@@ -147,6 +148,7 @@ TEST_F(WholeLife, GoesFromInitialisationToDeletion) {
     UnplugAndPlug();
     DeleteCertificates();
     DeleteKey();
+    EXPECT_THAT(ReadFile("/tmp/VexaPinpad_ORVAL.log"), Not(HasSubstr(kRightPin)));
 }
 
 }  // namespace
