@@ -58,9 +58,11 @@ void Device::VerifyPin(Cache cache, std::optional<std::chrono::seconds> lifetime
     const bool keep = cache == Cache::kAlways || sessions.CacheFlag(key_.serial);
     std::optional<Unlocked> known = sessions.Find(key_, store_.Pin(), Sessions::Need::kCached);
     if (known && cache == Cache::kAsFlagged) return;
+    const Unlocked unlocked = known ? *known : AskAndUnlock();
+    // From now on, however long the user took over the dialog.
     std::optional<Sessions::Clock::time_point> until;
     if (lifetime) until = Sessions::Clock::now() + *lifetime;
-    sessions.Keep(key_, known ? *known : AskAndUnlock(), keep, until);
+    sessions.Keep(key_, unlocked, keep, until);
 }
 
 void Device::ChangePin() {
