@@ -108,7 +108,8 @@ set(CPACK_DEBIAN_DESKTOP_PACKAGE_NAME ${application})
 set(CPACK_DEBIAN_DESKTOP_PACKAGE_SECTION utils)
 # The oldest desktop has these; that the binaries ask for no more is tested with each build.
 set(CPACK_DEBIAN_DESKTOP_PACKAGE_SHLIBDEPS OFF)
-set(CPACK_DEBIAN_DESKTOP_PACKAGE_DEPENDS "libc6 (>= 2.28), libstdc++6 (>= 8)")
+set(CPACK_DEBIAN_DESKTOP_PACKAGE_DEPENDS
+  "libc6 (>= 2.28), libgcc-s1 | libgcc1, libstdc++6 (>= 8)")
 set(CPACK_COMPONENT_DESKTOP_DESCRIPTION
 "interface to a customer's USB cryptographic key, with its support command
 The library through which a bank's client reaches the certificates and private
