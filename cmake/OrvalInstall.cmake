@@ -108,6 +108,10 @@ if(TARGET softkey_backend)
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
   install(PROGRAMS ${CMAKE_SOURCE_DIR}/scripts/with-softkey
     DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
+  # In the key maker's own directory only when asked for by name, and never over the maker's files.
+  file(GENERATE OUTPUT ${generated}/system_install.cmake
+    INPUT ${CMAKE_SOURCE_DIR}/packaging/softkey/system_install.cmake.in)
+  install(SCRIPT ${generated}/system_install.cmake COMPONENT softkey-system EXCLUDE_FROM_ALL)
   orval_install_manual(softkey softkey.1 softca.1 with-softkey.1)
   orval_install_completion(softkey softkey softca with-softkey)
 endif()
