@@ -4,20 +4,30 @@
 
 #include <array>
 #include <cstring>
+#include <type_traits>
 
 namespace {
 
 constexpr const char* kBackendPath = "/opt/apps/com.kpx.uosorval/files/bin/libOrvalKPX.so";
 
+// The one place where what dlsym found becomes a typed pointer.
+template <auto Slot>
+bool BindEntry(CommonFunction& table, void* library, const char* name) {
+    using Entry = std::remove_reference_t<decltype(table.*Slot)>;
+    const auto entry = reinterpret_cast<Entry>(dlsym(library, name));
+    StoreShared(table.*Slot, entry);
+    return entry != nullptr;
+}
+
 struct EntryBinding {
     const char* name;
-    size_t offset;
+    bool (*bind)(CommonFunction& table, void* library, const char* name);
 };
 
 // In slot order; bound in the order of kBindingOrder.
 constexpr std::array kEntries = {
 #define ORVAL_BINDING(slot, name, result, arguments) \
-    EntryBinding{#name, offsetof(CommonFunction, name)},
+    EntryBinding{#name, BindEntry<&CommonFunction::name>},
     ORVAL_BACKEND_ENTRIES(ORVAL_BINDING)
 #undef ORVAL_BINDING
 };
@@ -44,14 +54,6 @@ constexpr bool BindsEverySlotOnce() {
 static_assert(kEntries.size() == 29);
 static_assert(BindsEverySlotOnce());
 
-// The one place where what dlsym found becomes a typed pointer: the slots are plain pointers of
-// one size, so the address is copied into the slot as it is.
-bool BindEntry(CommonFunction& table, const EntryBinding& entry) {
-    void* address = dlsym(table.handle, entry.name);
-    std::memcpy(reinterpret_cast<char*>(&table) + entry.offset, &address, sizeof(address));
-    return address != nullptr;
-}
-
 }  // namespace
 
 bool IsLoaded(const void* address) {
@@ -64,12 +66,14 @@ CommonFunction::CommonFunction() : handle(nullptr) {}
 CommonFunction::~CommonFunction() {}
 
 int32_t CommonFunction::init() {
-    handle = dlopen(kBackendPath, RTLD_LAZY);
-    if (handle == nullptr) {
+    void* library = dlopen(kBackendPath, RTLD_LAZY);
+    StoreShared(handle, library);
+    if (library == nullptr) {
         return Finish(ORVAL_BACKEND_UNAVAILABLE);
     }
     for (const size_t slot : kBindingOrder) {
-        if (!BindEntry(*this, kEntries[slot])) {
+        const EntryBinding& entry = kEntries[slot];
+        if (!entry.bind(*this, library, entry.name)) {
             FreeFunc();
             return Finish(ORVAL_BACKEND_UNAVAILABLE);
         }
@@ -78,9 +82,10 @@ int32_t CommonFunction::init() {
 }
 
 int32_t CommonFunction::FreeFunc() {
-    if (handle != nullptr) {
-        dlclose(handle);
-        handle = nullptr;
+    void* library = LoadShared(handle);
+    if (library != nullptr) {
+        dlclose(library);
+        StoreShared<void*>(handle, nullptr);
     }
     return ORVAL_OK;
 }

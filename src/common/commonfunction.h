@@ -13,8 +13,8 @@
 #include "qrv/string.h"
 
 // The back-end key library: its 29 entry points in slot order, its handle, and a few utilities.
-// One instance serves the process; binding is not synchronised and needs no lock, because binding
-// twice stores the same values.
+// One instance serves the process. Binding takes no lock: two threads may bind at once, because both
+// store the same values. The slots are read and written by LoadShared and StoreShared.
 class __attribute__((visibility("default"))) CommonFunction {
  public:
     // Empties slot 29 alone: the rest of a static object is zero already.
@@ -87,6 +87,17 @@ enum class PackageType : int32_t {
     kPackage = 3,
 };
 
+// The slots are plain pointers, as their layout demands, that threads which bind at once share.
+template <typename Pointer>
+Pointer LoadShared(const Pointer& slot) {
+    return __atomic_load_n(&slot, __ATOMIC_RELAXED);
+}
+
+template <typename Pointer>
+void StoreShared(Pointer& slot, Pointer value) {
+    __atomic_store_n(&slot, value, __ATOMIC_RELAXED);
+}
+
 // Whether an address lies in a library that is loaded.
 bool IsLoaded(const void* address);
 
@@ -96,7 +107,7 @@ bool IsLoaded(const void* address);
 template <typename Function>
 bool IsCallable(Function* entry) {
     return entry != nullptr &&
-           (ORVAL_ComFunc.handle != nullptr || IsLoaded(reinterpret_cast<const void*>(entry)));
+           (LoadShared(ORVAL_ComFunc.handle) != nullptr || IsLoaded(reinterpret_cast<const void*>(entry)));
 }
 
 // Calls an entry, or nothing and -101 in G_LastError when its slot is empty: after a failed bind,
@@ -104,7 +115,7 @@ bool IsCallable(Function* entry) {
 template <typename Result, typename... Parameters, typename... Arguments>
 std::optional<Result> CallEntry(Result (*CommonFunction::*entry)(Parameters...),
                                 Arguments&&... arguments) {
-    auto* function = ORVAL_ComFunc.*entry;
+    auto* function = LoadShared(ORVAL_ComFunc.*entry);
     if (!IsCallable(function)) {
         Finish(ORVAL_BACKEND_UNAVAILABLE);
         return std::nullopt;

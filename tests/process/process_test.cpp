@@ -148,6 +148,29 @@ TEST(Closing, WhileAWaitRunsLeavesTheWaitRunning) {
     EXPECT_EQ(waiting.Result(), 0);
 }
 
+// A wait and its stop may be the first two calls of a client, and each of them binds. Under the
+// thread sanitizer this shows that they may do so at once.
+TEST(Binding, OnTwoThreadsAtOnceWorks) {
+    LoadedProduct product(RTLD_LAZY);
+    for (int round = 0; round < 50; ++round) {
+        FUNCTION(product, Finalize)();
+        std::atomic<int> ready{0};
+        int32_t results[2] = {-1, -1};
+        const auto bind = [&](int32_t& result) {
+            ++ready;
+            while (ready < 2) {
+            }
+            result = FUNCTION(product, Initialize)();
+        };
+        std::thread other([&] { bind(results[1]); });
+        bind(results[0]);
+        other.join();
+        ASSERT_EQ(results[0], 0);
+        ASSERT_EQ(results[1], 0);
+    }
+    EXPECT_TRUE(CallsOfEveryKindWork(product));
+}
+
 TEST(Closing, AndLoadingAgainFindsTheSameLibrary) {
     LoadedProduct product(RTLD_LAZY);
     FUNCTION(product, Initialize)();
