@@ -13,8 +13,8 @@
 #include "qrv/string.h"
 
 // The back-end key library: its 29 entry points in slot order, its handle, and a few utilities.
-// One instance serves the process. Binding takes no lock: two threads may bind at once, because both
-// store the same values. The slots are read and written by LoadShared and StoreShared.
+// One instance serves the process. Binding takes no lock: two threads may bind at once, because
+// both store the same values. The slots are read and written by LoadShared and StoreShared.
 class __attribute__((visibility("default"))) CommonFunction {
  public:
     // Empties slot 29 alone: the rest of a static object is zero already.
@@ -106,8 +106,8 @@ bool IsLoaded(const void* address);
 // those of a library that is still loaded, and clients go on with it.
 template <typename Function>
 bool IsCallable(Function* entry) {
-    return entry != nullptr &&
-           (LoadShared(ORVAL_ComFunc.handle) != nullptr || IsLoaded(reinterpret_cast<const void*>(entry)));
+    return entry != nullptr && (LoadShared(ORVAL_ComFunc.handle) != nullptr ||
+                                IsLoaded(reinterpret_cast<const void*>(entry)));
 }
 
 // Calls an entry, or nothing and -101 in G_LastError when its slot is empty: after a failed bind,
