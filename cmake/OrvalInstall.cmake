@@ -1,7 +1,8 @@
 # What is installed, where, and in which component:
 #
 #   runtime  the library
-#   dev      what a client developer builds with: headers, pkg-config, CMake package, reference
+#   dev      what a client developer builds with: headers, pkg-config, CMake package, documents,
+#            examples, reference
 #   tools    ukeyctl
 #   softkey  the software key, in a folder of its own, and the commands around it
 #
@@ -84,6 +85,15 @@ install(FILES ${generated}/orval_unified_kpxukey.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 
 orval_install_manual(dev orval_unified_kpxukey.3)
+
+# In the folders that they have here, so that their links to one another hold.
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/docs ${CMAKE_SOURCE_DIR}/examples
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev)
+install(FILES
+  ${CMAKE_SOURCE_DIR}/README.md ${CMAKE_SOURCE_DIR}/README.zh_CN.md
+  ${CMAKE_SOURCE_DIR}/CHANGELOG.md ${CMAKE_SOURCE_DIR}/CONTRIBUTING.md
+  ${CMAKE_SOURCE_DIR}/SECURITY.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev)
 
 # ------------------------------------------------------------------ tools
 

@@ -54,7 +54,7 @@ set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "orval-softkey, pkg-config")
 set(CPACK_COMPONENT_DEV_DESCRIPTION
 "development files for clients of a USB cryptographic key
 The C header, its C++17 wrapper ukey.hpp, a pkg-config file, a CMake package,
-the manual page and the reference of liborval_unified_kpxukey.")
+the manual page, the guides with examples, and the reference of liborval_unified_kpxukey.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library} ${same_version}")
@@ -101,7 +101,10 @@ if(TARGET ukeyctl)
   install(TARGETS ukeyctl RUNTIME DESTINATION ${application_folder}/files/bin ${carried})
   install(PROGRAMS desktop/${application}
     DESTINATION ${application_folder}/files/bin ${carried})
-  install(FILES deb/copyright ${changelog} DESTINATION ${application_folder}/files/doc ${carried})
+  install(FILES deb/copyright ${changelog}
+    ${CMAKE_SOURCE_DIR}/docs/ukeyctl.md ${CMAKE_SOURCE_DIR}/docs/error-codes.md
+    ${CMAKE_SOURCE_DIR}/docs/log-format.md
+    DESTINATION ${application_folder}/files/doc ${carried})
 endif()
 
 set(CPACK_DEBIAN_DESKTOP_PACKAGE_NAME ${application})
