@@ -114,11 +114,11 @@ TEST_F(Events, StopFromAnotherThreadEndsNext) {
     stopper.join();
 }
 
-// A source stopped or destroyed at any moment of its wait comes to its end. The suite does a few
-// hundred rounds; UKEY_STOP_ROUNDS sets another number.
+// A source stopped or destroyed at any moment of its wait comes to its end. UKEY_STOP_ROUNDS
+// sets the number of rounds.
 TEST_F(Events, StopAtRandomMoments) {
     const char* wanted = std::getenv("UKEY_STOP_ROUNDS");
-    const int rounds = wanted == nullptr ? 300 : std::atoi(wanted);
+    const int rounds = wanted == nullptr ? STOP_ROUNDS : std::atoi(wanted);
     const unsigned seed = std::random_device()();
     std::mt19937 random(seed);
     for (int round = 0; round < rounds; ++round) {
