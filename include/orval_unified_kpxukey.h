@@ -11,17 +11,19 @@
  *    unless it says otherwise. 0 is success. The library's own codes are the five negative ones
  *    below; every other value is a code of the key maker's libraries, passed through unchanged.
  *    GetErrorMsg() gives the text of any code.
- * 2. Initialisation. Initialize() may be called, and need not be: every function that reaches the
- *    key calls it when that has not succeeded yet, without looking at its result. When the key
- *    maker's library is missing, such a call returns #ORVAL_BACKEND_UNAVAILABLE as soon as it
- *    would have to use it, and the next call tries again.
+ * 2. Initialisation. Initialize() may be called, and need not be: every function calls it when that
+ *    has not succeeded yet, without looking at its result, but for those that say so. When the key
+ *    maker's library is missing, a call returns #ORVAL_BACKEND_UNAVAILABLE as soon as it would
+ *    have to use it, and the next call tries again.
  * 3. Texts are NUL-terminated and belong to the caller, who may release them when the function
  *    returns. They pass to the key as they are; no character set is converted.
  * 4. Lengths. A length argument points to a signed 32-bit count of bytes: the capacity of the
  *    buffer on entry, a length on return. A null buffer asks for the length. The families of
  *    functions count differently and each function states its own rule; docs/length-rules.md sets
  *    the rules side by side. One habit is right everywhere: ask with a null buffer, allocate one
- *    byte more than the answer, clear the buffer, pass the answer as the capacity.
+ *    byte more than the answer, clear the buffer, pass the answer as the capacity. Where the
+ *    answer is a bound, GetErrorMsg()'s texts may still be longer: fetch again with the length
+ *    that the failed fetch gave.
  * 5. Null pointers. An argument that is checked gives #ORVAL_INVALID_ARGUMENT. One that is not
  *    checked says so; passing null there is the caller's error.
  * 6. Threads. The library starts none and takes no lock. Use it from one thread at a time;
@@ -123,7 +125,8 @@ ORVAL_API void GetLastErrCode(int32_t* pnErrCode);
  * GetErrorMsg: the text of a code, as the key maker's library words it.
  *
  * The library has no texts of its own, also not for its five codes. A success leaves #G_LastError
- * as it was, so that asking for the text does not erase the code that is being explained.
+ * as it was, so that asking for the text does not erase the code that is being explained; only
+ * where this is the call that initialises, Initialize()'s own result stays there.
  *
  * Length rule: a null buffer gives 200, a bound and not the size, without asking the key. Else the
  * terminator counts: *pnErrMsgLen must be larger than the text's length, and receives that
@@ -216,9 +219,10 @@ ORVAL_API int32_t GetVendorInfo(int32_t nType, char* pszVendorInfo, int32_t* pnV
  *
  * The keys present are listed when the wait begins, ten at most: a removal reports the serial
  * number that was found then, and an empty one for a key that was not. An insertion reports the
- * serial number read from the new key, and an empty one with the token library's code when that
- * fails. A stop that comes before this call has begun to wait is forgotten; a caller who may be
- * that early repeats it until this call has returned.
+ * serial number read from the new key, with the token library's code when that fails: what the
+ * library had read until then is reported, as a rule an empty number. A stop that comes before this
+ * call has begun to wait is forgotten; a caller who may be that early repeats it until this call
+ * has returned.
  *
  * Length rule: a null szSN gives 17 and waits for nothing. Otherwise *pulSNLen receives the length
  * of the serial number without its terminator, 16 at most. It is never read: there is no test of
@@ -228,7 +232,8 @@ ORVAL_API int32_t GetVendorInfo(int32_t nType, char* pszVendorInfo, int32_t* pnV
  * concurrent waits in one process are not supported.
  *
  * @param[out] pulEvent Receives #ORVAL_KEY_INSERTED, #ORVAL_KEY_REMOVED or #ORVAL_WAIT_STOPPED;
- *             unchanged for an event of another kind and on failure. Not checked for null.
+ *             unchanged for an event of another kind, and where the wait could not begin. Not
+ *             checked for null.
  * @param[out] szSN Buffer of at least 17 bytes for the serial number, or null to ask for that size.
  *             Unchanged when the wait was stopped.
  * @param[out] pulSNLen Receives a length in bytes; unchanged when the wait was stopped. Not checked
@@ -528,7 +533,7 @@ ORVAL_API int32_t AsymDec(const char* szSN, int32_t nParam1, uint32_t nParam2, c
 /* ------------------------------------------------------------- certificates */
 
 /**
- * GetCert: reads a certificate (X.509, GB/T 20518) from the key as text, 4095 bytes at most. Not
+ * GetCert: reads a certificate (X.509, GB/T 20518) from the key as text, 4096 bytes at most. Not
  * logged.
  *
  * Length rule: a null buffer gives the text's length + 1. A capacity of the text's length is
@@ -550,7 +555,7 @@ ORVAL_API int32_t GetCert(const char* szSN, int32_t nParam1, int32_t nParam2, ch
                           int32_t* pnCertLen);
 
 /**
- * GetCertDN: reads the distinguished name of a certificate on the key, 1023 bytes at most. Not
+ * GetCertDN: reads the distinguished name of a certificate on the key, 1024 bytes at most. Not
  * logged.
  *
  * Length rule and WARNING: as for GetCert().
@@ -675,7 +680,8 @@ ORVAL_API int32_t Batch_ImportX509Cert(const char* szSN, const char* szPackage);
  *
  * A successful length query remembers its text, so that the fetch with the same szSN and
  * szRequestInfo does not ask the key again. One text is remembered for the process, until it is
- * fetched, another is asked for, or a certificate is imported.
+ * fetched, a length query replaces it, a fetch asks for another, or ImportX509Cert() or
+ * ImportEncX509Cert() is called.
  *
  * Length rule, for a text of L bytes: a null buffer gives L + 1. A capacity of L is enough;
  * *pnOutLen then receives L. A smaller one receives L + 1 when the remembered text was too long for
@@ -702,11 +708,11 @@ ORVAL_API int32_t GenerateCertRequest(const char* szSN, const char* szRequestInf
  *
  * The description is that of GenerateCertRequest(), with at most three records. A record with
  * CertType 3 needs KeyType 2, and two records with KeyType 2 of which exactly one has CertType 3
- * are merged into one request for both certificates. Records whose CertType or KeyType is not above
- * 0 make no request; when that is so for the first one, the PIN is not verified at all and the
- * output begins with "||". The remembered text is shared with GenerateCertRequest(), and so are its
- * length rule and both WARNINGs. A fetch that is served from it returns what #G_LastError held, 0
- * after the length query.
+ * are merged into one entry, which makes one request for both certificates. An entry whose CertType
+ * or KeyType is not above 0 makes no request; when that is so for the first one, the PIN is not
+ * verified at all, and requests of later entries stand behind a "||". The remembered text is shared
+ * with GenerateCertRequest(), and so are its length rule and both WARNINGs. A fetch that is served
+ * from it returns what #G_LastError held, 0 after the length query.
  *
  * @param[in] szSN The key's serial number. Not checked: null goes to the key, as an empty text
  *            where a copy is passed.

@@ -22,7 +22,8 @@ void RemoveCommasAndLineBreaks(QRV::CString& text) {
 }
 
 // Writes a certificate into the key. What the back-end puts into the string is not used. The text
-// is not copied again: memory must not run out between a key's import and its certificate's.
+// is not copied again: memory must not run out between a key's import and its certificate's. (An
+// empty one has no buffer of its own yet and gets one here.)
 int32_t WriteCertificate(const char* serial_number, QRV::CString& pkcs7) {
     QRV::CString unused;
     return Finish(Backend(&CommonFunction::GMWritePKCS7, serial_number,

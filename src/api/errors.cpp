@@ -18,8 +18,8 @@ void GetLastErrCode(int32_t* pnErrCode) {
     *pnErrCode = G_LastError;
 }
 
-// Success leaves G_LastError alone, so that asking for a message does not erase the code that is
-// being explained.
+// Beyond the initialisation, success leaves G_LastError alone, so that asking for a message does
+// not erase the code that is being explained.
 int32_t GetErrorMsg(int32_t nErrCode, char* pszErrMsg, int32_t* pnErrMsgLen) {
     EnsureInitialized();
     if (AnyNull(pnErrMsgLen)) {

@@ -7,8 +7,8 @@
 #include "qrv/string.h"
 
 // The one-entry cache that carries made requests from the size query to the fetch, so that the key
-// is not asked twice. A successful size query fills it; its fetch, an import of a certificate and a
-// fetch for other arguments empty it. One for the process and not guarded.
+// is not asked twice. A successful size query fills it; its fetch, a single import of a certificate
+// and a fetch for other arguments empty it. One for the process and not guarded.
 
 // Empties the cache.
 void ReleaseP10Buffer();

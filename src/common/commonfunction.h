@@ -54,8 +54,8 @@ class __attribute__((visibility("default"))) CommonFunction {
     // outLen: out. Bytes converted. There is no terminator behind them.
     // Returns 0, or -1 when nothing was converted. A bad sequence ends the conversion where it
     // stands: what came before it is the result, and nothing tells that the rest is missing.
-    // Raises CQrvException 0x80070057 in direction 0 for a null src with bytes or more than
-    // 0x7FFFFFFF of them.
+    // Raises CQrvException 0x80070057 in direction 0 for a null src with bytes, and for more than
+    // 0x3FFFFFFF bytes, whose conversion might be too long for a string.
     int32_t MB2MB(uint32_t direction, const char* src, uint32_t srcLen, char** out,
                   uint32_t* outLen);
 

@@ -1,18 +1,23 @@
+#include <algorithm>
+#include <string_view>
+
 #include "common/commonfunction.h"
 
 namespace {
 
-constexpr const char* kItemNames[] = {"SignCert", "EncCert", "EncPriKey"};
+constexpr std::string_view kItemNames[] = {"SignCert", "EncCert", "EncPriKey"};
 
-bool IsItemName(QRV::CString name) {
-    name.MakeUpper();
-    for (QRV::CString known : kItemNames) {
-        known.MakeUpper();
-        if (name == known) {
-            return true;
-        }
-    }
-    return false;
+// The client's locale has no say in what a package is: in a Turkish one, "i" and "I" are no pair.
+constexpr char UpperAscii(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+bool IsItemName(const QRV::CString& text) {
+    const std::string_view name(text.GetString(), static_cast<size_t>(text.GetLength()));
+    return std::any_of(std::begin(kItemNames), std::end(kItemNames), [name](auto known) {
+        return std::equal(name.begin(), name.end(), known.begin(), known.end(),
+                          [](char a, char b) { return UpperAscii(a) == UpperAscii(b); });
+    });
 }
 
 PackageType TypeOf(const QRV::CString& text) {

@@ -229,6 +229,13 @@ TEST(Batch_InitAndGenerateCertRequest, OtherPairsOfKeyType2BecomeTwoEntries) {
     }
 }
 
+TEST(Batch_InitAndGenerateCertRequest, TwoEntriesOfCertType3AreJoined) {
+    NumberTheRequests();
+    Request request = For("CertType(3)KeyType(2)|CertType(3)");
+    EXPECT_TRUE(Gives(request.Run(), 0));
+    EXPECT_TRUE(request.text.Holds("R1||R2\0"s));
+}
+
 // Folding keeps what the pair is judged by, so a third record is compared with the first again.
 TEST(Batch_InitAndGenerateCertRequest, AThirdRecordFoldsIntoTheSameEntry) {
     const Folding cases[] = {
@@ -414,6 +421,13 @@ TEST(Batch_InitAndGenerateCertRequest, EmptyDescriptionMakesNoRequest) {
         EXPECT_EQ(fresh.length, 0);
     }
     EXPECT_THAT(Calls(), IsEmpty());
+}
+
+TEST(Batch_InitAndGenerateCertRequest, EmptyTextIsRememberedAsWell) {
+    EXPECT_TRUE(Gives(For("").AskLength(), 0));
+    Request fetch = For("");
+    EXPECT_TRUE(Gives(fetch.RunWithCapacity(-1), -404));
+    EXPECT_EQ(fetch.length, 1);  // the remembered text's rule; a fresh one gives 0
 }
 
 TEST(Batch_InitAndGenerateCertRequest, EmptyDescriptionStillFormatsTheKey) {

@@ -407,6 +407,13 @@ TEST(GetBatchCertDataType, LeavesTheCallersTextAsItIs) {
     EXPECT_STREQ(text.GetString(), "signcert(X)|enccert(Y)");
 }
 
+// As the C library does for a client that has set a Turkish locale.
+TEST(GetBatchCertDataType, TypesTheSameInEveryLocale) {
+    Libc().toupper.replacement = [](int c) { return c == 'i' ? c : Libc().toupper.real(c); };
+    EXPECT_EQ(ORVAL_ComFunc.GetBatchCertDataType(QRV::CString("SIGNCERT(X)")), 3);
+    EXPECT_EQ(ORVAL_ComFunc.GetBatchCertDataType(QRV::CString("signcert(X)|ENCPRIKEY(Y)")), 3);
+}
+
 TEST(GetBatchCertDataType, TypesTenThousandItems) {
     std::string text = "SignCert(X)";
     for (int i = 0; i < 10000; ++i) {

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <map>
 #include <stdexcept>
 #include <thread>
@@ -432,6 +434,28 @@ TEST(WaitLoop, InterruptedPauseIsResumedForTheTimeLeft) {
     EXPECT_EQ(pauses[1].tv_nsec, 13000000);
     EXPECT_EQ(pauses[2].tv_nsec, 6000000);
     EXPECT_THAT(Calls(), ElementsAre(kListCall, kInitCall, kWaitCall, kWaitCall, kFinalCall));
+}
+
+// A client's timer sends its signals to whichever thread it likes. With every pause cut short by
+// them the wait would ask the token library a hundred times in this while, and not ten.
+TEST(WaitLoop, SignalsToTheWaitingThreadDoNotShortenThePauses) {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &action, nullptr);
+    Token().WaitForEvent.Returns(kNothingYet);
+    Wait wait;
+    std::thread waiting([&wait] { wait.Run(); });
+    for (int i = 0; i < 100; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        pthread_kill(waiting.native_handle(), SIGUSR1);
+    }
+    StopDetectUKey();
+    waiting.join();
+    EXPECT_EQ(wait.event, 3U);
+    const auto calls = Calls();
+    const auto attempts = std::count(calls.begin(), calls.end(), kWaitCall);
+    EXPECT_GE(attempts, 2);
+    EXPECT_LE(attempts, 40);
 }
 
 TEST(WaitLoop, FailedPauseGoesOnAtOnce) {

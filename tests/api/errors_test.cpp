@@ -1,4 +1,5 @@
 #include "api_test.h"
+#include "scarce_memory.h"
 
 namespace {
 
@@ -146,6 +147,17 @@ TEST_F(GetErrorMsgTest, AskingForAMessageKeepsTheCodeThatItExplains) {
     int32_t code = 0;
     GetLastErrCode(&code);
     EXPECT_EQ(code, 0x0A000002);
+}
+
+TEST_F(GetErrorMsgTest, StringLibraryOutOfMemoryLeavesAsItsException) {
+    Key().X_ErrorConvert_UOS.Returns("message");
+    Canary message(200);
+    int32_t length = 200;
+    const scripted::ScarceStrings scarce(1);
+    EXPECT_EQ(scripted::RaisedCode([&] { GetErrorMsg(5, message, &length); }), QRV::kOutOfMemory);
+    EXPECT_TRUE(message.Untouched());
+    EXPECT_EQ(length, 200);
+    EXPECT_EQ(G_LastError, 77);
 }
 
 TEST(GetErrorMsgUninitialized, BindsFirst) {

@@ -1,4 +1,5 @@
 #include "api_test.h"
+#include "scarce_memory.h"
 
 namespace {
 
@@ -138,6 +139,19 @@ TEST(GetLabel, LongestLabel) {
     EXPECT_EQ(GetLabel(kSerialNumber, label, &length), 0);
     EXPECT_EQ(length, 511);
     EXPECT_TRUE(label.Holds(longest + '\0'));
+}
+
+TEST(GetLabel, StringLibraryOutOfMemoryLeavesAsItsException) {
+    G_LastError = 5;
+    Canary label(8);
+    int32_t length = 8;
+    const scripted::ScarceStrings scarce(1);
+    EXPECT_EQ(scripted::RaisedCode([&] { GetLabel("SN0123456789", label, &length); }),
+              QRV::kOutOfMemory);
+    EXPECT_TRUE(label.Untouched());
+    EXPECT_EQ(length, 8);
+    EXPECT_EQ(G_LastError, 0);
+    EXPECT_THAT(Calls(), IsEmpty());
 }
 
 TEST(GetLabel, FailureLeavesBufferAndLength) {

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <cctype>
 #include <utility>
 
 namespace scripted {
@@ -24,6 +25,7 @@ LibcHooks* NewHooks() {
     FindReal(hooks->iconv_close, "iconv_close");
     FindReal(hooks->dlopen, "dlopen");
     FindReal(hooks->dlclose, "dlclose");
+    FindReal(hooks->toupper, "toupper");
     return hooks;
 }
 
@@ -82,6 +84,10 @@ ORVAL_INTERPOSED void* dlopen(const char* path, int mode) noexcept {
 
 ORVAL_INTERPOSED int dlclose(void* handle) noexcept {
     return Run(Libc().dlclose, handle);
+}
+
+ORVAL_INTERPOSED int toupper(int c) noexcept {
+    return Run(Libc().toupper, c);
 }
 
 ORVAL_INTERPOSED int gettimeofday(timeval* time, void* /*zone*/) noexcept {
