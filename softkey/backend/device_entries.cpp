@@ -34,7 +34,9 @@ std::string TextOfCode(int64_t code) {
 // A setting belongs to the process. The serial number may be empty; one that is given must be that
 // of a plugged key, as everywhere.
 void CheckSettingSerial(const char* serial_number) {
-    if (!softkey::RequireText(serial_number).empty()) Device::Plugged(serial_number);
+    if (!softkey::RequireText(serial_number).empty()) {
+        Device::Plugged(serial_number);
+    }
 }
 
 }  // namespace
@@ -48,7 +50,9 @@ int32_t CheckDeviceEx(uint32_t* value, _S_DEV_CONFIG* config, int32_t one,
         const std::string& serial = device.Key().serial;
         softkey::CopyToFixed(serial, serial_number_1024, kSerialBufferSize);
         std::memcpy(config->mediaId, serial.data(), sizeof config->mediaId);
-        if (value != nullptr) *value = device.Key().slot;
+        if (value != nullptr) {
+            *value = device.Key().slot;
+        }
     });
 }
 

@@ -26,7 +26,9 @@ void DeliverPinInfo(const PinInfo& info, void* buffer, int32_t* length) {
     const bool fits = buffer == nullptr || *length >= kSize;
     *length = kSize;
     Require(fits, Code::kBufferTooSmall, "the information has 8 bytes");
-    if (buffer != nullptr) std::memcpy(buffer, &info, sizeof info);
+    if (buffer != nullptr) {
+        std::memcpy(buffer, &info, sizeof info);
+    }
 }
 
 }  // namespace
@@ -41,7 +43,9 @@ int32_t VerifyAndCachePin(const char* serial_number, intptr_t param) {
         Require(param >= 0 && param <= kLongestCacheSeconds, Code::kSelector,
                 "the PIN is cached for 1 to 86400 seconds, or 0: until it is removed");
         std::optional<std::chrono::seconds> lifetime;
-        if (param > 0) lifetime = std::chrono::seconds(param);
+        if (param > 0) {
+            lifetime = std::chrono::seconds(param);
+        }
         Device::Plugged(serial_number).VerifyPin(Device::Cache::kAlways, lifetime);
     });
 }

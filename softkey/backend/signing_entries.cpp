@@ -39,7 +39,9 @@ SignatureOrder ReadCriticalOrder(int64_t key, int64_t format_and_kind) {
 // the next, so the answer is a bound that holds for all.
 bool AnswersSizeQuery(const char* buffer, int32_t* length,
                       std::initializer_list<const char*> texts) {
-    if (buffer != nullptr) return false;
+    if (buffer != nullptr) {
+        return false;
+    }
     Require(length != nullptr, Code::kInvalidParameter, "the length is missing");
     size_t bound = 0;
     for (const char* const text : texts) {
@@ -71,7 +73,9 @@ int32_t SetWarningMsg(const char* serial_number, const char* warning) {
 int32_t GMUsbKeyCriticalSign(const char* serial_number, int64_t param1, int64_t param2,
                              const char* data, char* signature, int32_t* length) {
     return Answer("GMUsbKeyCriticalSign", [&] {
-        if (AnswersSizeQuery(signature, length, {data})) return;
+        if (AnswersSizeQuery(signature, length, {data})) {
+            return;
+        }
         Device device = Device::Plugged(serial_number);
         // The warning serves one attempt, also a failing one.
         const std::string warning = softkey::TakeWarning(device.Key().serial);
@@ -84,7 +88,9 @@ int32_t GMUsbKeyCriticalSign(const char* serial_number, int64_t param1, int64_t 
 int32_t GMUsbKeyCommonSign(const char* serial_number, int64_t param1, int64_t param2,
                            const char* data, int64_t param3, char* signature, int32_t* length) {
     return Answer("GMUsbKeyCommonSign", [&] {
-        if (AnswersSizeQuery(signature, length, {data})) return;
+        if (AnswersSizeQuery(signature, length, {data})) {
+            return;
+        }
         Device device = Device::Plugged(serial_number);
         softkey::Deliver(
             softkey::Sign(device, ReadOrder(param1, param2, param3), RequireText(data)), signature,
@@ -103,7 +109,9 @@ int32_t Batch_Sign(int32_t flags, const char* serial_number, int32_t param3, int
         Require(flags == 0 || flags == kWithCriticalText, Code::kSelector, "the flags are 0 or 1");
         const bool critical = flags == kWithCriticalText;
         Require(critical || batch != nullptr, Code::kInvalidParameter, "there is nothing to sign");
-        if (AnswersSizeQuery(output, length, {text, batch})) return;
+        if (AnswersSizeQuery(output, length, {text, batch})) {
+            return;
+        }
         Device device = Device::Plugged(serial_number);
         std::string signatures;
         if (critical) {
@@ -122,7 +130,9 @@ int32_t Batch_Sign(int32_t flags, const char* serial_number, int32_t param3, int
 int32_t GMUSBKeyAsymDec2(const char* serial_number, int64_t param1, uint32_t param2,
                          const char* cipher, char* plain, int32_t* length) {
     return Answer("GMUSBKeyAsymDec2", [&] {
-        if (AnswersSizeQuery(plain, length, {cipher})) return;
+        if (AnswersSizeQuery(plain, length, {cipher})) {
+            return;
+        }
         Device device = Device::Plugged(serial_number);
         softkey::Deliver(softkey::Decrypt(device, softkey::ReadCertificateSelector(param1),
                                           softkey::ReadCipherSelector(param2), RequireText(cipher)),

@@ -21,7 +21,9 @@ int32_t CustInitCard(const char* serial_number, int32_t flag, void* parameter, i
         Require(flag == 0 || flag == 1, Code::kSelector, "the flag is 0 or 1");
         softkey::RequireConstant(zero == 0);
         std::optional<std::string> label;
-        if (parameter != nullptr) label = softkey::FromClient(static_cast<const char*>(parameter));
+        if (parameter != nullptr) {
+            label = softkey::FromClient(static_cast<const char*>(parameter));
+        }
         // Requests follow flag 1 without another PIN.
         Device::Plugged(serial_number)
             .Initialize(label, flag == 1 ? Device::AfterInitialize::kVerified

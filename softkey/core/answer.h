@@ -17,7 +17,9 @@ template <typename Work>
 int32_t Answer(const char* entry, Work work) noexcept {
     try {
         const ssl::ErrorMark mark;
-        if (const std::optional<int32_t> ordered = OrderedFailure(entry)) return *ordered;
+        if (const std::optional<int32_t> ordered = OrderedFailure(entry)) {
+            return *ordered;
+        }
         work();
         return static_cast<int32_t>(Code::kOk);
     } catch (const Error& error) {

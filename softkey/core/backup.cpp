@@ -18,9 +18,13 @@ constexpr int kAllPages = -1;
 void CopyDatabase(Database& from, const std::string& path) {
     Database to(path, Database::Mode::kExisting);
     sqlite3_backup* const copy = sqlite3_backup_init(to.Handle(), "main", from.Handle(), "main");
-    if (copy == nullptr) to.Fail();
+    if (copy == nullptr) {
+        to.Fail();
+    }
     sqlite3_backup_step(copy, kAllPages);
-    if (sqlite3_backup_finish(copy) != SQLITE_OK) to.Fail();
+    if (sqlite3_backup_finish(copy) != SQLITE_OK) {
+        to.Fail();
+    }
 }
 
 std::string SerialIn(Database& database) {
@@ -59,7 +63,9 @@ void DeleteKey(std::string_view serial) {
     Require(Exists(path), Code::kNoSuchKey, "there is no key with this serial number");
     std::optional<Slots> slots = Slots::OpenExisting();
     Require(!slots || !slots->Find(serial), Code::kAlreadyPlugged, "the key is plugged in");
-    if (unlink(path.c_str()) != 0) FailWithFile(errno, path);
+    if (unlink(path.c_str()) != 0) {
+        FailWithFile(errno, path);
+    }
     unlink(KeyLockPath(serial).c_str());
     SyncFolder(KeysPath());
 }

@@ -54,10 +54,14 @@ std::string UsageText(X509* certificate) {
         {KU_CRL_SIGN, "cRLSign"},
     };
     const uint32_t usage = X509_get_key_usage(certificate);
-    if (usage == UINT32_MAX) return "any";
+    if (usage == UINT32_MAX) {
+        return "any";
+    }
     std::string text;
     for (const Bit& bit : kBits) {
-        if ((usage & bit.mask) != 0) text += (text.empty() ? "" : ",") + std::string(bit.name);
+        if ((usage & bit.mask) != 0) {
+            text += (text.empty() ? "" : ",") + std::string(bit.name);
+        }
     }
     return text;
 }

@@ -17,7 +17,9 @@ Bytes PublicKeyOf(X509* certificate) {
 }
 
 bool InScope(const StoredPair& pair, DeleteScope scope) {
-    if (scope == DeleteScope::kEverything) return true;
+    if (scope == DeleteScope::kEverything) {
+        return true;
+    }
     return pair.IsTemporary() == (scope == DeleteScope::kTemporary);
 }
 
@@ -26,8 +28,12 @@ bool InScope(const StoredPair& pair, DeleteScope scope) {
 StoredPair FindCertified(Device& device, const CertificateSelector& selector) {
     std::optional<StoredPair> found;
     for (StoredPair& pair : device.Store().Pairs()) {
-        if (pair.IsTemporary() || !selector.Fits(pair)) continue;
-        if (!found || pair.type == KeyType::kSm2) found = std::move(pair);
+        if (pair.IsTemporary() || !selector.Fits(pair)) {
+            continue;
+        }
+        if (!found || pair.type == KeyType::kSm2) {
+            found = std::move(pair);
+        }
     }
     Require(found.has_value(), Code::kCertificateNotFound, "the key holds no such certificate");
     return std::move(*found);
@@ -41,7 +47,9 @@ void WriteCertificates(Device& device, std::string_view pkcs7) {
         const auto pair = std::find_if(pairs.begin(), pairs.end(), [&](const StoredPair& stored) {
             return stored.public_key == public_key;
         });
-        if (pair == pairs.end()) continue;
+        if (pair == pairs.end()) {
+            continue;
+        }
         ours.push_back({pair->id, ssl::ToDer(certificate.get(), i2d_X509, "certificate")});
     }
     Require(!ours.empty(), Code::kCertificateNotOurs,
@@ -56,9 +64,13 @@ void ImportEncryptionKey(Device& device, std::string_view envelope) {
     // The newest first: an answer most likely belongs to the last request.
     std::reverse(pairs.begin(), pairs.end());
     for (const StoredPair& stored : pairs) {
-        if (stored.usage != Usage::kSigning || stored.type != KeyType::kSm2) continue;
+        if (stored.usage != Usage::kSigning || stored.type != KeyType::kSm2) {
+            continue;
+        }
         const std::optional<KeyPair> pair = enveloped.Open(device.Store().Open(unlocked, stored));
-        if (!pair) continue;
+        if (!pair) {
+            continue;
+        }
         device.Store().AddPair(unlocked, Usage::kEncryption, false, *pair);
         return;
     }
@@ -74,7 +86,9 @@ std::string CertificateText(Device& device, const CertificateSelector& selector,
 void DeleteCertificate(Device& device, const CertificateSelector& selector, DeleteScope scope) {
     std::vector<int64_t> doomed;
     for (const StoredPair& pair : device.Store().Pairs()) {
-        if (selector.Fits(pair) && InScope(pair, scope)) doomed.push_back(pair.id);
+        if (selector.Fits(pair) && InScope(pair, scope)) {
+            doomed.push_back(pair.id);
+        }
     }
     Require(!doomed.empty(), Code::kCertificateNotFound, "there is nothing of that kind to delete");
     device.Authorize(Device::Use::kOther);

@@ -37,9 +37,13 @@ Code CodeOf(sqlite3* connection) {
 
 // SQLite tries to read what it could not create and then reports that the file is missing.
 void CheckThatFileCanBeMade(const std::string& path) {
-    if (access(path.c_str(), F_OK) == 0) return;
+    if (access(path.c_str(), F_OK) == 0) {
+        return;
+    }
     const std::string folder = std::filesystem::path(path).parent_path().string();
-    if (access(folder.c_str(), W_OK) != 0) FailWithFile(errno, folder);
+    if (access(folder.c_str(), W_OK) != 0) {
+        FailWithFile(errno, folder);
+    }
 }
 
 }  // namespace
@@ -53,7 +57,9 @@ Statement::Statement(Database& database, const char* sql) : database_(database) 
 }
 
 Statement& Statement::Bind(int64_t value) {
-    if (sqlite3_bind_int64(statement_.get(), ++bound_, value) != SQLITE_OK) database_.Fail();
+    if (sqlite3_bind_int64(statement_.get(), ++bound_, value) != SQLITE_OK) {
+        database_.Fail();
+    }
     return *this;
 }
 
@@ -75,14 +81,20 @@ Statement& Statement::Bind(const Bytes& bytes) {
 }
 
 Statement& Statement::BindNull() {
-    if (sqlite3_bind_null(statement_.get(), ++bound_) != SQLITE_OK) database_.Fail();
+    if (sqlite3_bind_null(statement_.get(), ++bound_) != SQLITE_OK) {
+        database_.Fail();
+    }
     return *this;
 }
 
 bool Statement::Step() {
     const int result = sqlite3_step(statement_.get());
-    if (result == SQLITE_ROW) return true;
-    if (result != SQLITE_DONE) database_.Fail();
+    if (result == SQLITE_ROW) {
+        return true;
+    }
+    if (result != SQLITE_DONE) {
+        database_.Fail();
+    }
     return false;
 }
 
@@ -96,7 +108,9 @@ int64_t Statement::Integer(int column) const {
 
 std::string Statement::Text(int column) const {
     const auto* const text = sqlite3_column_text(statement_.get(), column);
-    if (text == nullptr) return std::string();
+    if (text == nullptr) {
+        return std::string();
+    }
     const int length = sqlite3_column_bytes(statement_.get(), column);
     return {reinterpret_cast<const char*>(text), static_cast<size_t>(length)};
 }
@@ -104,7 +118,9 @@ std::string Statement::Text(int column) const {
 Bytes Statement::Blob(int column) const {
     const auto* const bytes =
         static_cast<const unsigned char*>(sqlite3_column_blob(statement_.get(), column));
-    if (bytes == nullptr) return Bytes();
+    if (bytes == nullptr) {
+        return Bytes();
+    }
     return {bytes, bytes + sqlite3_column_bytes(statement_.get(), column)};
 }
 
@@ -116,7 +132,9 @@ Database::Database(const std::string& path, Mode mode) {
         SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_NOFOLLOW | create, nullptr);
     connection_.reset(connection);
     if (result != SQLITE_OK) {
-        if (mode == Mode::kCreate) CheckThatFileCanBeMade(path);
+        if (mode == Mode::kCreate) {
+            CheckThatFileCanBeMade(path);
+        }
         Fail();
     }
     sqlite3_busy_timeout(connection, kBusyMilliseconds);
@@ -125,11 +143,15 @@ Database::Database(const std::string& path, Mode mode) {
 }
 
 void Database::Execute(const char* sql) {
-    if (sqlite3_exec(connection_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) Fail();
+    if (sqlite3_exec(connection_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        Fail();
+    }
 }
 
 void Database::Fail() const {
-    if (connection_ == nullptr) throw Error(Code::kMemory);
+    if (connection_ == nullptr) {
+        throw Error(Code::kMemory);
+    }
     throw Error(CodeOf(connection_.get()), sqlite3_errmsg(connection_.get()));
 }
 
@@ -139,7 +161,9 @@ Transaction::Transaction(Database& database) : database_(database) {
 
 Transaction::~Transaction() {
     // A failed statement may have ended the transaction already; undoing nothing is no failure.
-    if (open_) sqlite3_exec(database_.Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+    if (open_) {
+        sqlite3_exec(database_.Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+    }
 }
 
 void Transaction::Commit() {

@@ -9,7 +9,9 @@ constexpr unsigned char kLongForm = 0x80;
 using Object = ssl::Owner<ASN1_OBJECT, ASN1_OBJECT_free>;
 
 Bytes LengthBytes(size_t length) {
-    if (length < kLongForm) return {static_cast<unsigned char>(length)};
+    if (length < kLongForm) {
+        return {static_cast<unsigned char>(length)};
+    }
     Bytes digits;
     for (size_t rest = length; rest > 0; rest >>= 8) {
         digits.insert(digits.begin(), static_cast<unsigned char>(rest & 0xFF));
@@ -30,7 +32,9 @@ Bytes Element(unsigned char tag, const Bytes& content) {
 
 Bytes Element(unsigned char tag, std::initializer_list<Bytes> parts) {
     Bytes content;
-    for (const Bytes& part : parts) content.insert(content.end(), part.begin(), part.end());
+    for (const Bytes& part : parts) {
+        content.insert(content.end(), part.begin(), part.end());
+    }
     return Element(tag, content);
 }
 
@@ -51,26 +55,36 @@ Bytes ObjectId(const char* dotted) {
 }
 
 bool Cursor::Measure(Extent* extent) const {
-    if (size_ < 2) return false;
+    if (size_ < 2) {
+        return false;
+    }
     const unsigned char first = data_[1];
     size_t header = 2;
     size_t content = first;
     if (first >= kLongForm) {
         const size_t digits = first & 0x7FU;
         // Four digits are more than any text here can hold; none would be the indefinite form.
-        if (digits == 0 || digits > 4 || size_ < 2 + digits) return false;
+        if (digits == 0 || digits > 4 || size_ < 2 + digits) {
+            return false;
+        }
         content = 0;
-        for (size_t i = 0; i < digits; ++i) content = content << 8 | data_[2 + i];
+        for (size_t i = 0; i < digits; ++i) {
+            content = content << 8 | data_[2 + i];
+        }
         header += digits;
     }
-    if (content > size_ - header) return false;
+    if (content > size_ - header) {
+        return false;
+    }
     *extent = {header, content};
     return true;
 }
 
 bool Cursor::Take(unsigned char tag, Cursor* content) {
     Extent extent{};
-    if (!Has(tag) || !Measure(&extent)) return false;
+    if (!Has(tag) || !Measure(&extent)) {
+        return false;
+    }
     const Cursor inside(data_ + extent.header, extent.content);
     Advance(extent.header + extent.content);
     *content = inside;
@@ -79,7 +93,9 @@ bool Cursor::Take(unsigned char tag, Cursor* content) {
 
 bool Cursor::TakeWhole(Bytes* element) {
     Extent extent{};
-    if (!Measure(&extent)) return false;
+    if (!Measure(&extent)) {
+        return false;
+    }
     element->assign(data_, data_ + extent.header + extent.content);
     Advance(element->size());
     return true;
@@ -99,7 +115,9 @@ bool Cursor::TakeBits(Bytes* bits) {
 bool Cursor::TakeObjectId(const char* dotted) {
     Cursor look = *this;
     Bytes element;
-    if (!Has(kObjectId) || !look.TakeWhole(&element) || element != ObjectId(dotted)) return false;
+    if (!Has(kObjectId) || !look.TakeWhole(&element) || element != ObjectId(dotted)) {
+        return false;
+    }
     *this = look;
     return true;
 }

@@ -57,11 +57,15 @@ void Device::VerifyPin(Cache cache, std::optional<std::chrono::seconds> lifetime
     Sessions& sessions = Sessions::OfThisProcess();
     const bool keep = cache == Cache::kAlways || sessions.CacheFlag(key_.serial);
     std::optional<Unlocked> known = sessions.Find(key_, store_.Pin(), Sessions::Need::kCached);
-    if (known && cache == Cache::kAsFlagged) return;
+    if (known && cache == Cache::kAsFlagged) {
+        return;
+    }
     const Unlocked unlocked = known ? *known : AskAndUnlock();
     // From now on, however long the user took over the dialog.
     std::optional<Sessions::Clock::time_point> until;
-    if (lifetime) until = Sessions::Clock::now() + *lifetime;
+    if (lifetime) {
+        until = Sessions::Clock::now() + *lifetime;
+    }
     sessions.Keep(key_, unlocked, keep, until);
 }
 
@@ -73,7 +77,9 @@ void Device::ChangePin() {
     try {
         store_.ChangePin(change.old_pin, change.new_pin);
     } catch (const Error& error) {
-        if (error.code() == Code::kPinIncorrect) last_tries_left = store_.Pin().tries_left;
+        if (error.code() == Code::kPinIncorrect) {
+            last_tries_left = store_.Pin().tries_left;
+        }
         throw;
     }
 }
@@ -83,11 +89,15 @@ void Device::Initialize(std::optional<std::string> label, AfterInitialize after)
     Sessions& sessions = Sessions::OfThisProcess();
     sessions.Forget(key_.serial);
     const Unlocked unlocked = store_.Initialize(label ? *label : store_.Label(), pin);
-    if (after == AfterInitialize::kVerified) sessions.Keep(key_, unlocked, false, std::nullopt);
+    if (after == AfterInitialize::kVerified) {
+        sessions.Keep(key_, unlocked, false, std::nullopt);
+    }
 }
 
 const Unlocked& Device::Authorize(Use use) {
-    if (!held_) held_ = Obtain(use);
+    if (!held_) {
+        held_ = Obtain(use);
+    }
     return *held_;
 }
 
@@ -96,7 +106,9 @@ Unlocked Device::Obtain(Use use) {
     const std::optional<Unlocked> known =
         sessions.Find(key_, store_.Pin(), Sessions::Need::kVerified);
     if (known) {
-        if (use == Use::kOther) sessions.UseUp(key_.serial);
+        if (use == Use::kOther) {
+            sessions.UseUp(key_.serial);
+        }
         return *known;
     }
     Unlocked unlocked = AskAndUnlock();

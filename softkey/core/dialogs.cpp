@@ -87,7 +87,9 @@ void Describe(Pinentry& pinentry, const std::string& description, const char* ok
 
 // A full counter is not worth a line; anything less is a warning.
 std::string TriesLine(const PinState& state) {
-    if (state.tries_left == state.tries_maximum) return std::string();
+    if (state.tries_left == state.tries_maximum) {
+        return std::string();
+    }
     return "\n" + std::string(Texts().tries) + std::to_string(state.tries_left);
 }
 
@@ -107,7 +109,9 @@ SecretBytes AskNewPin(const DialogSubject& subject, const char* instruction) {
         Pinentry pinentry;
         Describe(pinentry, std::string(instruction) + "\n" + KeyLine(subject), Texts().ok,
                  Texts().cancel);
-        if (!problem.empty()) pinentry.Set("SETERROR", problem);
+        if (!problem.empty()) {
+            pinentry.Set("SETERROR", problem);
+        }
         pinentry.Set("SETPROMPT", Texts().new_pin_prompt);
         const SecretBytes first = pinentry.GetPin();
         try {
@@ -118,7 +122,9 @@ SecretBytes AskNewPin(const DialogSubject& subject, const char* instruction) {
         }
         Describe(pinentry, KeyLine(subject), Texts().ok, Texts().cancel);
         pinentry.Set("SETPROMPT", Texts().repeat_prompt);
-        if (pinentry.GetPin() == first) return first;
+        if (pinentry.GetPin() == first) {
+            return first;
+        }
         problem = Texts().repeat_error;
     }
 }
@@ -126,7 +132,9 @@ SecretBytes AskNewPin(const DialogSubject& subject, const char* instruction) {
 }  // namespace
 
 SecretBytes AskForPin(const DialogSubject& subject, const PinState& state) {
-    if (subject.key.source.IsUnattended()) return ReadPinLine(subject.key.source, 0);
+    if (subject.key.source.IsUnattended()) {
+        return ReadPinLine(subject.key.source, 0);
+    }
     return AskPresentPin(subject, state, Texts().enter_pin);
 }
 
@@ -140,7 +148,9 @@ PinChange AskForPinChange(const DialogSubject& subject, const PinState& state) {
 }
 
 SecretBytes AskForInitialPin(const DialogSubject& subject) {
-    if (subject.key.source.IsUnattended()) return ReadPinLine(subject.key.source, 0);
+    if (subject.key.source.IsUnattended()) {
+        return ReadPinLine(subject.key.source, 0);
+    }
     return AskNewPin(subject, Texts().erase);
 }
 

@@ -41,8 +41,12 @@ SecretBytes RunSm4Ecb(const SecretBytes& key, const unsigned char* input, size_t
 
 bool TakeAlgorithm(Cursor* cursor) {
     Cursor algorithm(nullptr, 0);
-    if (!cursor->Take(der::kSequence, &algorithm)) return false;
-    if (!algorithm.TakeObjectId(kSm4Ecb) && !algorithm.TakeObjectId(kSm4)) return false;
+    if (!cursor->Take(der::kSequence, &algorithm)) {
+        return false;
+    }
+    if (!algorithm.TakeObjectId(kSm4Ecb) && !algorithm.TakeObjectId(kSm4)) {
+        return false;
+    }
     return algorithm.AtEnd() || (algorithm.Skip(der::kNull) && algorithm.AtEnd());
 }
 
@@ -52,7 +56,9 @@ std::optional<SecretBytes> TryDecrypt(const KeyPair& recipient, const Bytes& cip
         return recipient.Sm2Decrypt(cipher);
     } catch (const Error& error) {
         // The structure's own check value tells a wrong recipient from a right one.
-        if (error.code() == Code::kDecryption) return std::nullopt;
+        if (error.code() == Code::kDecryption) {
+            return std::nullopt;
+        }
         throw;
     }
 }
@@ -62,7 +68,9 @@ std::optional<SecretBytes> TryDecrypt(const KeyPair& recipient, const Bytes& cip
 EnvelopedKey EnvelopedKey::Parse(std::string_view text) {
     // DER begins with 30, and Base64 of that with M: no text is both.
     std::optional<Bytes> encoded = FromHex(text);
-    if (!encoded) encoded = FromBase64(text);
+    if (!encoded) {
+        encoded = FromBase64(text);
+    }
     Require(encoded.has_value() && !encoded->empty(), Code::kEnvelopeMalformed,
             "the text is neither hexadecimal nor Base64");
     EnvelopedKey envelope;
@@ -81,15 +89,21 @@ EnvelopedKey EnvelopedKey::Parse(std::string_view text) {
 
 std::optional<KeyPair> EnvelopedKey::Open(const KeyPair& recipient) const {
     const std::optional<SecretBytes> key = TryDecrypt(recipient, encrypted_key_);
-    if (!key || key->size() != kSm4KeyLength) return std::nullopt;
+    if (!key || key->size() != kSm4KeyLength) {
+        return std::nullopt;
+    }
     const SecretBytes padded =
         RunSm4Ecb(*key, encrypted_private_.data(), encrypted_private_.size(), Direction::kDecrypt);
     try {
         KeyPair pair =
             KeyPair::Sm2FromScalar(SecretBytes(padded.end() - kScalarLength, padded.end()));
-        if (pair.Sm2Point() == public_point_) return pair;
+        if (pair.Sm2Point() == public_point_) {
+            return pair;
+        }
     } catch (const Error& error) {
-        if (error.code() != Code::kData) throw;
+        if (error.code() != Code::kData) {
+            throw;
+        }
     }
     throw Error(Code::kEnvelopeMalformed,
                 "the private key inside does not belong to the public key beside it");

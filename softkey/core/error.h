@@ -71,7 +71,9 @@ class Error final : public std::runtime_error {
 };
 
 inline void Require(bool condition, Code code, const char* detail = "") {
-    if (!condition) throw Error(code, detail);
+    if (!condition) {
+        throw Error(code, detail);
+    }
 }
 
 }  // namespace softkey

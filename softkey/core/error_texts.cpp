@@ -95,7 +95,9 @@ const ErrorText* ErrorTexts(size_t* count) {
 
 std::string TextOf(int32_t code, Language language) {
     for (const ErrorText& text : kTexts) {
-        if (text.code == code) return language == Language::kChinese ? text.chinese : text.english;
+        if (text.code == code) {
+            return language == Language::kChinese ? text.chinese : text.english;
+        }
     }
     char number[64];
     std::snprintf(number, sizeof number,

@@ -18,7 +18,9 @@ class Watch {
  public:
     Watch() : descriptor_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
         Require(descriptor_ >= 0, Code::kFail, "inotify is not available");
-        if (AddFolder()) return;
+        if (AddFolder()) {
+            return;
+        }
         // Nothing was ever plugged: make the folder that the first plug will touch.
         try {
             EnsureHome();
@@ -52,7 +54,9 @@ Slots::Snapshot Present() {
 
 EventStream::View ViewOf(const Slots::Snapshot& snapshot) {
     EventStream::View view;
-    for (const PluggedKey& key : snapshot.plugged) view[key.slot] = key.serial;
+    for (const PluggedKey& key : snapshot.plugged) {
+        view[key.slot] = key.serial;
+    }
     return view;
 }
 
@@ -65,7 +69,9 @@ EventStream& EventStream::OfThisProcess() {
 
 void EventStream::OpenContext() {
     const std::lock_guard lock(mutex_);
-    if (!place_) TakePlaceAtPresent();
+    if (!place_) {
+        TakePlaceAtPresent();
+    }
     following_ = true;
     ++open_contexts_;
 }
@@ -79,21 +85,29 @@ void EventStream::CloseContext() {
 EventStream::View EventStream::List() {
     const std::lock_guard lock(mutex_);
     // A list taken before the first context is where that context will begin.
-    if (!following_) TakePlaceAtPresent();
+    if (!following_) {
+        TakePlaceAtPresent();
+    }
     return view_;
 }
 
 std::optional<std::string> EventStream::SerialIn(uint32_t slot) {
     const std::lock_guard lock(mutex_);
-    if (!following_ && view_.count(slot) == 0) TakePlaceAtPresent();
+    if (!following_ && view_.count(slot) == 0) {
+        TakePlaceAtPresent();
+    }
     const auto key = view_.find(slot);
-    if (key == view_.end()) return std::nullopt;
+    if (key == view_.end()) {
+        return std::nullopt;
+    }
     return key->second;
 }
 
 std::optional<SlotEvent> EventStream::Wait(std::chrono::milliseconds bound) {
     const Watch watch;
-    if (std::optional<SlotEvent> event = TakeNext()) return event;
+    if (std::optional<SlotEvent> event = TakeNext()) {
+        return event;
+    }
     watch.Wait(bound);
     return TakeNext();
 }
@@ -140,10 +154,16 @@ std::optional<SlotEvent> EventStream::TakeNext() {
         event = gap_.front();
         gap_.pop_front();
     }
-    if (!event) return std::nullopt;
+    if (!event) {
+        return std::nullopt;
+    }
     place_ = std::max(*place_, event->sequence);
-    if (event->kind == EventKind::kArrival) view_[event->slot] = event->serial;
-    if (event->kind == EventKind::kRemoval) view_.erase(event->slot);
+    if (event->kind == EventKind::kArrival) {
+        view_[event->slot] = event->serial;
+    }
+    if (event->kind == EventKind::kRemoval) {
+        view_.erase(event->slot);
+    }
     return event;
 }
 

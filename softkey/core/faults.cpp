@@ -27,13 +27,17 @@ Fault ReadFault(const Statement& row) {
 
 std::optional<Fault> Find(Database& database, std::string_view entry) {
     Statement row(database, "SELECT entry, code, times, after, delay FROM faults WHERE entry = ?");
-    if (!row.Bind(entry).Step()) return std::nullopt;
+    if (!row.Bind(entry).Step()) {
+        return std::nullopt;
+    }
     return ReadFault(row);
 }
 
 void CountDown(Database& database, const Fault& fault) {
     const bool waiting = fault.after > 0;
-    if (!waiting && fault.times < 0) return;
+    if (!waiting && fault.times < 0) {
+        return;
+    }
     if (!waiting && fault.times <= 1) {
         Statement(database, "DELETE FROM faults WHERE entry = ?").Bind(fault.entry).Run();
         return;
@@ -47,24 +51,36 @@ void CountDown(Database& database, const Fault& fault) {
 std::optional<Fault> CountCall(std::string_view entry) {
     Database database(FaultsPath(), Database::Mode::kExisting);
     // Looked up without the write lock first: most calls meet no fault.
-    if (!Find(database, entry)) return std::nullopt;
+    if (!Find(database, entry)) {
+        return std::nullopt;
+    }
     Transaction transaction(database);
     std::optional<Fault> fault = Find(database, entry);
-    if (!fault) return std::nullopt;
+    if (!fault) {
+        return std::nullopt;
+    }
     CountDown(database, *fault);
     transaction.Commit();
-    if (fault->after > 0) return std::nullopt;
+    if (fault->after > 0) {
+        return std::nullopt;
+    }
     return fault;
 }
 
 }  // namespace
 
 std::optional<int32_t> OrderedFailure(std::string_view entry) {
-    if (!Exists(FaultsPath())) return std::nullopt;
+    if (!Exists(FaultsPath())) {
+        return std::nullopt;
+    }
     const std::optional<Fault> fault = CountCall(entry);
-    if (!fault) return std::nullopt;
+    if (!fault) {
+        return std::nullopt;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(fault->delay_milliseconds));
-    if (fault->code == 0) return std::nullopt;
+    if (fault->code == 0) {
+        return std::nullopt;
+    }
     return fault->code;
 }
 
@@ -80,16 +96,22 @@ void OrderFault(const Fault& fault) {
 }
 
 std::vector<Fault> OrderedFaults() {
-    if (!Exists(FaultsPath())) return {};
+    if (!Exists(FaultsPath())) {
+        return {};
+    }
     Database database(FaultsPath(), Database::Mode::kExisting);
     std::vector<Fault> faults;
     Statement row(database, "SELECT entry, code, times, after, delay FROM faults ORDER BY entry");
-    while (row.Step()) faults.push_back(ReadFault(row));
+    while (row.Step()) {
+        faults.push_back(ReadFault(row));
+    }
     return faults;
 }
 
 void ClearFaults(std::string_view entry) {
-    if (!Exists(FaultsPath())) return;
+    if (!Exists(FaultsPath())) {
+        return;
+    }
     Database database(FaultsPath(), Database::Mode::kExisting);
     Statement(database, "DELETE FROM faults WHERE ?1 = '' OR entry = ?1").Bind(entry).Run();
 }

@@ -20,7 +20,9 @@ constexpr std::chrono::milliseconds kPause{5};
 
 FileLock::FileLock(const std::string& path)
     : file_(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)) {
-    if (file_ < 0) FailWithFile(errno, path);
+    if (file_ < 0) {
+        FailWithFile(errno, path);
+    }
     const auto end = std::chrono::steady_clock::now() + kLongestWait;
     while (flock(file_, LOCK_EX | LOCK_NB) != 0) {
         if (std::chrono::steady_clock::now() >= end) {

@@ -24,7 +24,9 @@ std::string NonEmptyVariable(const char* name) {
 
 std::string UserFolder() {
     const std::string home = NonEmptyVariable("HOME");
-    if (!home.empty()) return home;
+    if (!home.empty()) {
+        return home;
+    }
     const passwd* const user = getpwuid(getuid());
     Require(user != nullptr, Code::kStoreUnreachable, "HOME is not set");
     return user->pw_dir;
@@ -33,7 +35,9 @@ std::string UserFolder() {
 void MakePrivateFolder(const std::string& path) {
     std::error_code ignored;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
-    if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) return;
+    if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) {
+        return;
+    }
     FailWithFile(errno, path);
 }
 
@@ -47,7 +51,9 @@ bool IsSerialNumber(std::string_view text) {
 
 std::string HomePath() {
     const std::string chosen = NonEmptyVariable("ORVAL_SOFTKEY_HOME");
-    if (!chosen.empty()) return chosen;
+    if (!chosen.empty()) {
+        return chosen;
+    }
     const std::string data = NonEmptyVariable("XDG_DATA_HOME");
     return (data.empty() ? UserFolder() + "/.local/share" : data) + "/orval-softkey";
 }
@@ -90,7 +96,9 @@ std::vector<std::string> AllSerials() {
     std::error_code error;
     for (const auto& file : std::filesystem::directory_iterator(KeysPath(), error)) {
         const std::string stem = file.path().stem().string();
-        if (file.path().extension() == kKeySuffix && IsSerialNumber(stem)) serials.push_back(stem);
+        if (file.path().extension() == kKeySuffix && IsSerialNumber(stem)) {
+            serials.push_back(stem);
+        }
     }
     std::sort(serials.begin(), serials.end());
     return serials;

@@ -20,7 +20,9 @@ using Parameters = ssl::Owner<OSSL_PARAM, OSSL_PARAM_free>;
 using Pkcs8 = ssl::Owner<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
 
 KeyType TypeOf(const EVP_PKEY* key) {
-    if (EVP_PKEY_is_a(key, "SM2") == 1) return KeyType::kSm2;
+    if (EVP_PKEY_is_a(key, "SM2") == 1) {
+        return KeyType::kSm2;
+    }
     Require(EVP_PKEY_is_a(key, "RSA") == 1 && EVP_PKEY_get_bits(key) == static_cast<int>(kRsaBits),
             Code::kKeyInfoType, "the key is neither SM2 nor RSA-2048");
     return KeyType::kRsa2048;

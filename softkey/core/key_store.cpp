@@ -180,7 +180,9 @@ void KeyStore::SetLabel(std::string_view label) {
 std::optional<std::string> KeyStore::Data(int32_t index) {
     Require(index >= 0 && index < kDataItems, Code::kSelector, "data items are 0 to 63");
     Statement row(database_, "SELECT text FROM data WHERE item = ?");
-    if (!row.Bind(static_cast<int64_t>(index)).Step()) return std::nullopt;
+    if (!row.Bind(static_cast<int64_t>(index)).Step()) {
+        return std::nullopt;
+    }
     return row.Text(0);
 }
 
@@ -199,7 +201,9 @@ std::vector<StoredPair> KeyStore::Pairs() {
     Statement row(database_,
                   "SELECT id, usage, type, dual, public_key, sealed_private, certificate "
                   "FROM pairs ORDER BY id");
-    while (row.Step()) pairs.push_back(ReadPair(row));
+    while (row.Step()) {
+        pairs.push_back(ReadPair(row));
+    }
     return pairs;
 }
 
@@ -210,7 +214,9 @@ void KeyStore::AddPair(const Unlocked& unlocked, Usage usage, bool dual, const K
     Require(Pin().generation == unlocked.generation, Code::kNotInitialized,
             "the PIN was changed since it was verified");
     Statement known(database_, "SELECT 1 FROM pairs WHERE public_key = ?");
-    if (known.Bind(public_key).Step()) return;
+    if (known.Bind(public_key).Step()) {
+        return;
+    }
     Statement count(database_, "SELECT count(*) FROM pairs WHERE certificate IS NULL");
     Require(count.Step() && count.Integer(0) < kMaximumTemporaryPairs, Code::kTooManyKeyPairs,
             "the key holds 64 key pairs without a certificate");
@@ -235,7 +241,9 @@ KeyPair KeyStore::Open(const Unlocked& unlocked, const StoredPair& pair) {
 
 void KeyStore::SetCertificates(const std::vector<PairCertificate>& certificates) {
     Transaction transaction(database_);
-    for (const PairCertificate& item : certificates) InstallCertificate(item);
+    for (const PairCertificate& item : certificates) {
+        InstallCertificate(item);
+    }
     transaction.Commit();
 }
 

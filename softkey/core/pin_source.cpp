@@ -18,7 +18,9 @@ class File {
  public:
     explicit File(const std::string& path)
         : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)) {
-        if (descriptor_ >= 0) return;
+        if (descriptor_ >= 0) {
+            return;
+        }
         throw Error(Code::kPinSourceUnreadable, path + ": " + std::strerror(errno));
     }
     ~File() { close(descriptor_); }
@@ -32,7 +34,9 @@ class File {
 
 struct stat StatusOf(int descriptor) {
     struct stat status;
-    if (fstat(descriptor, &status) == 0) return status;
+    if (fstat(descriptor, &status) == 0) {
+        return status;
+    }
     throw Error(Code::kPinSourceUnreadable,
                 "descriptor " + std::to_string(descriptor) + ": " + std::strerror(errno));
 }
@@ -41,7 +45,9 @@ struct stat StatusOf(int descriptor) {
 void CheckAccess(const struct stat& status, const std::string& name) {
     const bool ours = status.st_uid == geteuid();
     const bool shared = (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
-    if (ours && !shared) return;
+    if (ours && !shared) {
+        return;
+    }
     throw Error(Code::kPinSourceRefused,
                 name + (ours ? " is accessible to others" : " belongs to another user"));
 }
@@ -54,14 +60,22 @@ SecretBytes ReadLine(int descriptor, bool is_file, off_t* offset) {
     while (line.size() <= kLongestLine) {
         const ssize_t count =
             is_file ? pread(descriptor, &byte, 1, *offset) : read(descriptor, &byte, 1);
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) throw Error(Code::kPinSourceUnreadable, std::strerror(errno));
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            throw Error(Code::kPinSourceUnreadable, std::strerror(errno));
+        }
         ++*offset;
-        if (count == 0 || byte == '\n') break;
+        if (count == 0 || byte == '\n') {
+            break;
+        }
         line.push_back(byte);
     }
     OPENSSL_cleanse(&byte, sizeof byte);
-    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (!line.empty() && line.back() == '\r') {
+        line.pop_back();
+    }
     return line;
 }
 
@@ -71,7 +85,9 @@ SecretBytes ReadNumberedLine(int descriptor, const std::string& name, int number
     const bool is_file = S_ISREG(status.st_mode);
     off_t offset = 0;
     SecretBytes line;
-    for (int i = 0; i <= (is_file ? number : 0); ++i) line = ReadLine(descriptor, is_file, &offset);
+    for (int i = 0; i <= (is_file ? number : 0); ++i) {
+        line = ReadLine(descriptor, is_file, &offset);
+    }
     Require(!line.empty(), number == 0 ? Code::kPinSourceUnreadable : Code::kNewPinMissing,
             "the unattended PIN source has no such line");
     return line;

@@ -33,13 +33,17 @@ constexpr size_t kLongestAnswer = 4096;
 
 std::string FindProgram() {
     const char* const chosen = std::getenv("ORVAL_SOFTKEY_PINENTRY");
-    if (chosen != nullptr && *chosen != '\0') return chosen;
+    if (chosen != nullptr && *chosen != '\0') {
+        return chosen;
+    }
     const char* const path = std::getenv("PATH");
     const auto folders = Split(path == nullptr ? "/usr/bin:/bin" : path, ":");
     for (const char* const program : kPrograms) {
         for (const std::string& folder : folders) {
             const std::string candidate = folder + "/" + program;
-            if (!folder.empty() && access(candidate.c_str(), X_OK) == 0) return candidate;
+            if (!folder.empty() && access(candidate.c_str(), X_OK) == 0) {
+                return candidate;
+            }
         }
     }
     throw Error(Code::kNoDialog, "no pinentry program is installed");
@@ -132,7 +136,9 @@ void Pinentry::Start(const std::string& program) {
     posix_spawn_file_actions_destroy(&actions);
     close(ends[1]);
     channel_ = ends[0];
-    if (failure == 0) return;
+    if (failure == 0) {
+        return;
+    }
     close(channel_);
     throw Error(Code::kNoDialog, "cannot start " + program);
 }
@@ -146,7 +152,9 @@ void Pinentry::TellTerminal() {
         AskOptional("OPTION ttyname=/dev/tty");
     }
     const char* const type = std::getenv("TERM");
-    if (type != nullptr && *type != '\0') AskOptional("OPTION ttytype=" + std::string(type));
+    if (type != nullptr && *type != '\0') {
+        AskOptional("OPTION ttytype=" + std::string(type));
+    }
     AskOptional("OPTION lc-ctype=C.UTF-8");
 }
 
@@ -156,7 +164,9 @@ void Pinentry::Send(std::string_view line) {
     while (sent < text.size()) {
         // A pinentry that died must not kill the client with a signal.
         const ssize_t count = send(channel_, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
-        if (count < 0 && errno == EINTR) continue;
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
         Require(count > 0, Code::kNoDialog, "pinentry has ended");
         sent += static_cast<size_t>(count);
     }
@@ -172,27 +182,39 @@ SecretBytes Pinentry::ReceiveLine() {
         }
         SecretBytes chunk(kLongestAnswer);
         const ssize_t count = recv(channel_, chunk.data(), chunk.size(), 0);
-        if (count < 0 && errno == EINTR) continue;
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
         Require(count > 0, Code::kNoDialog, "pinentry has ended");
         received_.insert(received_.end(), chunk.begin(), chunk.begin() + count);
     }
 }
 
 SecretBytes Pinentry::Ask(std::string_view line) {
-    if (!line.empty()) Send(line);
+    if (!line.empty()) {
+        Send(line);
+    }
     SecretBytes data;
     for (;;) {
         const SecretBytes answer = ReceiveLine();
-        if (StartsWith(answer, "OK")) return data;
-        if (StartsWith(answer, "ERR")) Refused(answer);
-        if (StartsWith(answer, "D ")) data = Unescaped(answer, 2);
+        if (StartsWith(answer, "OK")) {
+            return data;
+        }
+        if (StartsWith(answer, "ERR")) {
+            Refused(answer);
+        }
+        if (StartsWith(answer, "D ")) {
+            data = Unescaped(answer, 2);
+        }
     }
 }
 
 void Pinentry::AskOptional(std::string_view line) {
     Send(line);
     for (SecretBytes answer = ReceiveLine(); !StartsWith(answer, "OK"); answer = ReceiveLine()) {
-        if (StartsWith(answer, "ERR")) return;
+        if (StartsWith(answer, "ERR")) {
+            return;
+        }
     }
 }
 
@@ -209,7 +231,9 @@ void Pinentry::Confirm() {
         Ask("CONFIRM");
     } catch (const Error& error) {
         // "Cancel" is the refusing button of this dialog.
-        if (error.code() != Code::kCancelled) throw;
+        if (error.code() != Code::kCancelled) {
+            throw;
+        }
         throw Error(Code::kNotConfirmed, error.what());
     }
 }

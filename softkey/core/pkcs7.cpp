@@ -36,7 +36,9 @@ Bytes WrapSignedData(const Bytes& digest_algorithms, const Bytes& content_info,
 }
 
 Bytes ContentInfo(const std::optional<Bytes>& content) {
-    if (!content) return Element(der::kSequence, der::ObjectId(kData));
+    if (!content) {
+        return Element(der::kSequence, der::ObjectId(kData));
+    }
     return Element(der::kSequence, {der::ObjectId(kData),
                                     Element(der::kContext0, Element(der::kOctetString, *content))});
 }

@@ -9,7 +9,9 @@ using ssl::Check;
 using Extension = ssl::Owner<X509_EXTENSION, X509_EXTENSION_free>;
 
 const char* UsageOf(RequestKind kind) {
-    if (kind == RequestKind::kDual) return kDualUsage;
+    if (kind == RequestKind::kDual) {
+        return kDualUsage;
+    }
     return kind == RequestKind::kSigning ? kSigningUsage : kEncryptionUsage;
 }
 

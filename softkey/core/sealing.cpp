@@ -97,7 +97,9 @@ Bytes Seal(const SecretBytes& key, const SecretBytes& plain, const Bytes& contex
 
 std::optional<SecretBytes> Unseal(const SecretBytes& key, const Bytes& sealed,
                                   const Bytes& context) {
-    if (sealed.size() < kNonceLength + kTagLength) return std::nullopt;
+    if (sealed.size() < kNonceLength + kTagLength) {
+        return std::nullopt;
+    }
     const ssl::ErrorMark mark;
     const ssl::CipherContext cipher = NewCipher();
     Bytes input = sealed;
@@ -115,7 +117,9 @@ std::optional<SecretBytes> Unseal(const SecretBytes& key, const Bytes& sealed,
     Check(EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_GCM_SET_TAG, kTagLength,
                               input.data() + input.size() - kTagLength) == 1,
           "unseal");
-    if (EVP_DecryptFinal_ex(cipher.get(), plain.data() + length, &length) != 1) return std::nullopt;
+    if (EVP_DecryptFinal_ex(cipher.get(), plain.data() + length, &length) != 1) {
+        return std::nullopt;
+    }
     return plain;
 }
 

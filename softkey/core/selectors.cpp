@@ -30,8 +30,12 @@ CertificateSelector ReadCertificateSelector(int64_t number) {
     Require(type == 0 || type == kRsaDigit || type == kSm2Digit, Code::kSelector,
             "the certificate's algorithm is 0 (any), 0x10 (RSA) or 0x20 (SM2)");
     CertificateSelector selector{static_cast<Usage>(usage), std::nullopt};
-    if (type == kRsaDigit) selector.type = KeyType::kRsa2048;
-    if (type == kSm2Digit) selector.type = KeyType::kSm2;
+    if (type == kRsaDigit) {
+        selector.type = KeyType::kRsa2048;
+    }
+    if (type == kSm2Digit) {
+        selector.type = KeyType::kSm2;
+    }
     return selector;
 }
 

@@ -16,7 +16,9 @@ void Sessions::Keep(const PluggedKey& key, const Unlocked& unlocked, bool cached
 std::optional<Unlocked> Sessions::Find(const PluggedKey& key, const PinState& state, Need need) {
     const std::lock_guard lock(mutex_);
     const auto found = sessions_.find(key.serial);
-    if (found == sessions_.end()) return std::nullopt;
+    if (found == sessions_.end()) {
+        return std::nullopt;
+    }
     const Session& session = found->second;
     const bool over = session.plug_id != key.plug_id ||
                       session.unlocked.generation != state.generation || state.tries_left <= 0 ||
@@ -25,14 +27,18 @@ std::optional<Unlocked> Sessions::Find(const PluggedKey& key, const PinState& st
         sessions_.erase(found);
         return std::nullopt;
     }
-    if (need == Need::kCached && !session.cached) return std::nullopt;
+    if (need == Need::kCached && !session.cached) {
+        return std::nullopt;
+    }
     return session.unlocked;
 }
 
 void Sessions::UseUp(const std::string& serial) {
     const std::lock_guard lock(mutex_);
     const auto found = sessions_.find(serial);
-    if (found != sessions_.end() && !found->second.cached) sessions_.erase(found);
+    if (found != sessions_.end() && !found->second.cached) {
+        sessions_.erase(found);
+    }
 }
 
 void Sessions::Forget(const std::string& serial) {
@@ -53,7 +59,9 @@ bool Sessions::CacheFlag(const std::string& serial) {
 void Sessions::SetCacheFlag(const std::string& serial, bool on) {
     const std::lock_guard lock(mutex_);
     cache_flags_[serial] = on;
-    if (!on) sessions_.erase(serial);
+    if (!on) {
+        sessions_.erase(serial);
+    }
 }
 
 }  // namespace softkey

@@ -18,7 +18,9 @@ constexpr size_t kLongestCharacter = 4;
 Language LocaleLanguage() {
     for (const char* const name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
         const char* const value = std::getenv(name);
-        if (value == nullptr || *value == '\0') continue;
+        if (value == nullptr || *value == '\0') {
+            continue;
+        }
         return std::string_view(value).substr(0, 2) == "zh" ? Language::kChinese
                                                             : Language::kEnglish;
     }
@@ -96,7 +98,9 @@ void SelectCharset(std::string_view name) {
 }
 
 std::string ToClient(std::string_view utf8) {
-    if (CurrentCharset() == Charset::kUtf8) return std::string(utf8);
+    if (CurrentCharset() == Charset::kUtf8) {
+        return std::string(utf8);
+    }
     return Converter("GB18030", "UTF-8").Convert(utf8);
 }
 

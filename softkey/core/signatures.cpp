@@ -73,7 +73,9 @@ std::string SignContent(const Signer& signer, SignatureFormat format,
 
 std::vector<SignedContent> ReadItems(int64_t kind, std::string_view batch) {
     std::vector<std::string> items = Split(batch, kItemSeparator);
-    if (items.size() > 1 && items.back().empty()) items.pop_back();
+    if (items.size() > 1 && items.back().empty()) {
+        items.pop_back();
+    }
     std::vector<SignedContent> contents;
     for (const std::string& item : items) {
         Require(!item.empty(), Code::kData, "the batch has an empty item");
@@ -94,8 +96,12 @@ Warnings& WarningsOfThisProcess() {
 
 std::string EncodePlain(const SecretBytes& plain, PlainEncoding encoding) {
     const Bytes bytes(plain.begin(), plain.end());
-    if (encoding == PlainEncoding::kHex) return ToHex(bytes);
-    if (encoding == PlainEncoding::kBase64) return ToBase64(bytes);
+    if (encoding == PlainEncoding::kHex) {
+        return ToHex(bytes);
+    }
+    if (encoding == PlainEncoding::kBase64) {
+        return ToBase64(bytes);
+    }
     Require(std::find(plain.begin(), plain.end(), '\0') == plain.end(), Code::kData,
             "the plaintext is binary; select hexadecimal or Base64");
     return std::string(AsText(bytes));
@@ -125,7 +131,9 @@ std::string SignBatch(Device& device, const SignatureOrder& order, std::string_v
     const Signer signer = OpenSigner(device, FindSigningPair(device, order));
     std::string output;
     for (const SignedContent& item : items) {
-        if (!output.empty()) output += kItemSeparator;
+        if (!output.empty()) {
+            output += kItemSeparator;
+        }
         output += SignContent(signer, order.format, item);
     }
     return output;

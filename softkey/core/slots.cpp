@@ -24,8 +24,12 @@ constexpr char kPluggedColumns[] =
 
 PluggedKey ReadPlugged(const Statement& row) {
     PinSource source;
-    if (!row.IsNull(3)) source.file = row.Text(3);
-    if (!row.IsNull(4)) source.descriptor = static_cast<int>(row.Integer(4));
+    if (!row.IsNull(3)) {
+        source.file = row.Text(3);
+    }
+    if (!row.IsNull(4)) {
+        source.descriptor = static_cast<int>(row.Integer(4));
+    }
     source.confirmation = static_cast<Confirmation>(row.Integer(5));
     return {static_cast<uint32_t>(row.Integer(0)), row.Text(1), row.Integer(2), source};
 }
@@ -35,7 +39,9 @@ PluggedKey ReadPlugged(const Statement& row) {
 void WakeWaitingProcesses() {
     const std::string bell = SignalPath() + "/bell";
     const int file = open(bell.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (file < 0) return;
+    if (file < 0) {
+        return;
+    }
     futimens(file, nullptr);
     close(file);
 }
@@ -43,7 +49,9 @@ void WakeWaitingProcesses() {
 int64_t LowestFreeSlot(Database& database) {
     Statement row(database, "SELECT slot FROM plugged ORDER BY slot");
     int64_t slot = 1;
-    while (row.Step() && row.Integer(0) == slot) ++slot;
+    while (row.Step() && row.Integer(0) == slot) {
+        ++slot;
+    }
     return slot;
 }
 
@@ -52,11 +60,15 @@ int64_t LowestFreeSlot(Database& database) {
 Slots::Slots(Database::Mode mode) : database_(SlotsPath(), mode) {}
 
 std::optional<Slots> Slots::OpenExisting() {
-    if (!Exists(SlotsPath())) return std::nullopt;
+    if (!Exists(SlotsPath())) {
+        return std::nullopt;
+    }
     Slots slots(Database::Mode::kExisting);
     // Made by a first plug that has not committed yet: nothing was ever plugged.
     Statement tables(slots.database_, "SELECT 1 FROM sqlite_master WHERE name = 'events'");
-    if (!tables.Step()) return std::nullopt;
+    if (!tables.Step()) {
+        return std::nullopt;
+    }
     return slots;
 }
 
@@ -112,13 +124,17 @@ void Slots::Record(EventKind kind, const PluggedKey& key) {
 std::vector<PluggedKey> Slots::Plugged() {
     std::vector<PluggedKey> keys;
     Statement row(database_, (std::string(kPluggedColumns) + "ORDER BY slot").c_str());
-    while (row.Step()) keys.push_back(ReadPlugged(row));
+    while (row.Step()) {
+        keys.push_back(ReadPlugged(row));
+    }
     return keys;
 }
 
 std::optional<PluggedKey> Slots::Find(std::string_view serial) {
     Statement row(database_, (std::string(kPluggedColumns) + "WHERE serial = ?").c_str());
-    if (!row.Bind(serial).Step()) return std::nullopt;
+    if (!row.Bind(serial).Step()) {
+        return std::nullopt;
+    }
     return ReadPlugged(row);
 }
 
@@ -132,7 +148,9 @@ std::optional<SlotEvent> Slots::NextEvent(int64_t after) {
     Statement row(database_,
                   "SELECT sequence, kind, slot, serial FROM events WHERE sequence > ? "
                   "ORDER BY sequence LIMIT 1");
-    if (!row.Bind(after).Step()) return std::nullopt;
+    if (!row.Bind(after).Step()) {
+        return std::nullopt;
+    }
     return SlotEvent{row.Integer(0), static_cast<EventKind>(row.Integer(1)),
                      static_cast<uint32_t>(row.Integer(2)), row.Text(3)};
 }

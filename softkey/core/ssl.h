@@ -54,7 +54,9 @@ class ErrorMark {
 };
 
 inline void Check(bool succeeded, const char* step, Code code = Code::kFail) {
-    if (succeeded) return;
+    if (succeeded) {
+        return;
+    }
     const char* const reason = ERR_reason_error_string(ERR_peek_last_error());
     throw Error(code, std::string(step) + (reason == nullptr ? "" : std::string(": ") + reason));
 }

@@ -76,7 +76,9 @@ uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {
         const auto total = static_cast<uint32_t>(view.size());
         const uint32_t listed = slots == nullptr ? 0 : std::min(*count, total);
         auto key = view.begin();
-        for (uint32_t i = 0; i < listed; ++i, ++key) slots[i] = key->first;
+        for (uint32_t i = 0; i < listed; ++i, ++key) {
+            slots[i] = key->first;
+        }
         *count = slots == nullptr ? total : listed;
     });
 }

@@ -107,7 +107,9 @@ ssl::Name ReadSubject(const std::string& text) {
                 "a subject looks like CN=Alice,O=Example,C=CN");
         owned.emplace_back(field.substr(0, equals), field.substr(equals + 1));
     }
-    for (const auto& [field, value] : owned) parts.emplace_back(field.c_str(), value);
+    for (const auto& [field, value] : owned) {
+        parts.emplace_back(field.c_str(), value);
+    }
     return MakeName(parts);
 }
 
@@ -143,16 +145,22 @@ RequestKind KindOf(const X509_REQ* request) {
     sk_X509_EXTENSION_pop_free(extensions, X509_EXTENSION_free);
     constexpr int kDigitalSignature = 0;
     constexpr int kKeyEncipherment = 2;
-    if (usage == nullptr) return RequestKind::kSigning;
+    if (usage == nullptr) {
+        return RequestKind::kSigning;
+    }
     const bool encrypts = ASN1_BIT_STRING_get_bit(usage.get(), kKeyEncipherment) == 1;
     const bool signs = ASN1_BIT_STRING_get_bit(usage.get(), kDigitalSignature) == 1;
-    if (encrypts && signs) return RequestKind::kDual;
+    if (encrypts && signs) {
+        return RequestKind::kDual;
+    }
     return encrypts ? RequestKind::kEncryption : RequestKind::kSigning;
 }
 
 std::string Trimmed(const std::string& text) {
     const size_t begin = text.find_first_not_of(" \t\r\n");
-    if (begin == std::string::npos) return std::string();
+    if (begin == std::string::npos) {
+        return std::string();
+    }
     return text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
 }
 
@@ -228,7 +236,9 @@ Authority::Issued Authority::IssueFor(const std::string& text, const Terms& term
         type, encryption ? "EncCert" : "SignCert",
         Issue(requester, subject, encryption ? kEncryptionUsage : kSigningUsage, terms.days),
         Bytes(), Bytes()};
-    if (kind != RequestKind::kDual) return issued;
+    if (kind != RequestKind::kDual) {
+        return issued;
+    }
     Require(type == KeyType::kSm2, Code::kKeyInfoType,
             "both certificates at once need an SM2 request");
     const KeyPair pair = KeyPair::Generate(KeyType::kSm2);
@@ -244,7 +254,9 @@ std::string Authority::Package(const std::vector<Issued>& answers, const Terms& 
     };
     for (const Issued& issued : answers) {
         add(issued.item_name, Wrap({issued.certificate}, issued.type));
-        if (issued.envelope.empty()) continue;
+        if (issued.envelope.empty()) {
+            continue;
+        }
         add("EncPriKey",
             terms.envelope_as_base64 ? ToBase64(issued.envelope) : ToHex(issued.envelope));
         add("EncCert", Wrap({issued.encryption_certificate}, issued.type));
@@ -257,15 +269,21 @@ std::string Authority::Answer(const std::string& requests, const Terms& terms) c
     for (const std::string& part : Split(requests, "||")) {
         const std::string text = Trimmed(part);
         // An unused first entry of a batch leaves only its separator.
-        if (!text.empty()) answers.push_back(IssueFor(text, terms));
+        if (!text.empty()) {
+            answers.push_back(IssueFor(text, terms));
+        }
     }
     Require(!answers.empty(), Code::kData, "there is no request in the input");
     const bool any_envelope = std::any_of(answers.begin(), answers.end(), [](const Issued& issued) {
         return !issued.envelope.empty();
     });
-    if (any_envelope) return Package(answers, terms);
+    if (any_envelope) {
+        return Package(answers, terms);
+    }
     std::vector<Bytes> certificates;
-    for (const Issued& issued : answers) certificates.push_back(issued.certificate);
+    for (const Issued& issued : answers) {
+        certificates.push_back(issued.certificate);
+    }
     return Wrap(certificates, answers.front().type);
 }
 

@@ -49,9 +49,13 @@ const char* AdviceFor(Code code) {
 void Report(const std::string& name, const Error& error) {
     std::cerr << name << ": " << TextOf(static_cast<int32_t>(error.code()), Language::kEnglish)
               << '\n';
-    if (*error.what() != '\0') std::cerr << "  why: " << error.what() << '\n';
+    if (*error.what() != '\0') {
+        std::cerr << "  why: " << error.what() << '\n';
+    }
     const char* const advice = AdviceFor(error.code());
-    if (advice != nullptr) std::cerr << "  next: " << advice << '\n';
+    if (advice != nullptr) {
+        std::cerr << "  next: " << advice << '\n';
+    }
 }
 
 // Characters and not bytes: continuation bytes of UTF-8 take no room.
@@ -67,7 +71,9 @@ class Terminal {
     explicit Terminal(Echo echo) : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
         Require(descriptor_ >= 0 && tcgetattr(descriptor_, &before_) == 0, Code::kNoDialog,
                 "there is no terminal to ask on");
-        if (echo == Echo::kOn) return;
+        if (echo == Echo::kOn) {
+            return;
+        }
         termios quiet = before_;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         tcsetattr(descriptor_, TCSAFLUSH, &quiet);
@@ -86,7 +92,9 @@ class Terminal {
     SecretBytes ReadLine() const {
         SecretBytes line;
         unsigned char byte = 0;
-        while (read(descriptor_, &byte, 1) == 1 && byte != '\n') line.push_back(byte);
+        while (read(descriptor_, &byte, 1) == 1 && byte != '\n') {
+            line.push_back(byte);
+        }
         return line;
     }
 
@@ -115,7 +123,9 @@ void PrintTable(const std::vector<std::string>& heading,
     lines.insert(lines.end(), rows.begin(), rows.end());
     std::vector<size_t> widths(heading.size());
     for (const auto& line : lines) {
-        for (size_t i = 0; i < line.size(); ++i) widths[i] = std::max(widths[i], Width(line[i]));
+        for (size_t i = 0; i < line.size(); ++i) {
+            widths[i] = std::max(widths[i], Width(line[i]));
+        }
     }
     for (const auto& line : lines) {
         std::string text;
@@ -136,7 +146,9 @@ SecretBytes AskSecretOnTerminal(const std::string& prompt) {
 }
 
 SecretBytes ObtainNewPin(const std::string& file) {
-    if (!file.empty()) return ReadPinFile(file);
+    if (!file.empty()) {
+        return ReadPinFile(file);
+    }
     SecretBytes pin = AskSecretOnTerminal("New PIN (6 to 16 characters): ");
     CheckPinForm(pin);
     Require(AskSecretOnTerminal("Once more: ") == pin, Code::kPinInvalid, "the two PINs differ");
@@ -144,7 +156,9 @@ SecretBytes ObtainNewPin(const std::string& file) {
 }
 
 void ConfirmOnTerminal(bool yes, const std::string& question) {
-    if (yes) return;
+    if (yes) {
+        return;
+    }
     const Terminal terminal(Terminal::Echo::kOn);
     terminal.Show(question + " [y/N] ");
     const SecretBytes answer = terminal.ReadLine();
@@ -153,9 +167,13 @@ void ConfirmOnTerminal(bool yes, const std::string& question) {
 }
 
 std::string ReadInput(const std::string& path) {
-    if (path == "-") return {std::istreambuf_iterator<char>(std::cin), {}};
+    if (path == "-") {
+        return {std::istreambuf_iterator<char>(std::cin), {}};
+    }
     std::ifstream file(path, std::ios::binary);
-    if (!file) throw Error(Code::kFail, "cannot read " + path + ": " + std::strerror(errno));
+    if (!file) {
+        throw Error(Code::kFail, "cannot read " + path + ": " + std::strerror(errno));
+    }
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
@@ -167,7 +185,9 @@ void WriteOutput(const std::string& path, const std::string& text) {
     std::ofstream file(path, std::ios::binary);
     file << text;
     file.close();
-    if (!file) throw Error(Code::kFail, "cannot write " + path + ": " + std::strerror(errno));
+    if (!file) {
+        throw Error(Code::kFail, "cannot write " + path + ": " + std::strerror(errno));
+    }
 }
 
 }  // namespace softkey::tools

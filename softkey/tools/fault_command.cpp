@@ -35,9 +35,13 @@ struct Options {
 void CheckEntry(const std::string& entry) {
     const bool known = std::any_of(std::begin(kEntries), std::end(kEntries),
                                    [&](const char* name) { return entry == name; });
-    if (known) return;
+    if (known) {
+        return;
+    }
     std::string names;
-    for (const char* const name : kEntries) names += std::string("\n    ") + name;
+    for (const char* const name : kEntries) {
+        names += std::string("\n    ") + name;
+    }
     throw Error(Code::kInvalidParameter, entry + " is no entry; the entries are:" + names);
 }
 
@@ -77,9 +81,15 @@ void ListFaults() {
 }
 
 void OrderOrClear(const Options& options) {
-    if (options.list) return ListFaults();
-    if (!options.entry.empty()) CheckEntry(options.entry);
-    if (options.clear) return ClearFaults(options.entry);
+    if (options.list) {
+        return ListFaults();
+    }
+    if (!options.entry.empty()) {
+        CheckEntry(options.entry);
+    }
+    if (options.clear) {
+        return ClearFaults(options.entry);
+    }
     Require(!options.entry.empty() && !options.code.empty(), Code::kInvalidParameter,
             "give an entry and a code, or --list or --clear");
     OrderFault({options.entry, ReadCode(options.code),

@@ -47,13 +47,19 @@ KeySummary Summarize(const std::string& serial) {
 }
 
 std::string PinSourceText(const PinSource& source) {
-    if (source.file) return "file " + *source.file;
-    if (source.descriptor) return "descriptor " + std::to_string(*source.descriptor);
+    if (source.file) {
+        return "file " + *source.file;
+    }
+    if (source.descriptor) {
+        return "descriptor " + std::to_string(*source.descriptor);
+    }
     return "dialog";
 }
 
 std::string PinText(const PinState& pin) {
-    if (pin.tries_left == 0) return "locked";
+    if (pin.tries_left == 0) {
+        return "locked";
+    }
     return std::to_string(pin.tries_left) + " of " + std::to_string(pin.tries_maximum) +
            " tries left";
 }
@@ -65,12 +71,16 @@ Json SummaryJson(const KeySummary& summary) {
               {"slot", nullptr},
               {"triesLeft", summary.pin.tries_left},
               {"triesMaximum", summary.pin.tries_maximum}};
-    if (summary.slot) json["slot"] = *summary.slot;
+    if (summary.slot) {
+        json["slot"] = *summary.slot;
+    }
     return json;
 }
 
 const char* UsageName(const StoredPair& pair) {
-    if (pair.dual && pair.IsTemporary()) return "signing, dual request";
+    if (pair.dual && pair.IsTemporary()) {
+        return "signing, dual request";
+    }
     return pair.usage == Usage::kSigning ? "signing" : "encryption";
 }
 
@@ -89,7 +99,9 @@ void ShowAsText(const KeySummary& summary, KeyStore& store) {
               << "Plugged        "
               << (summary.slot ? "yes, slot " + std::to_string(*summary.slot) : "no") << '\n'
               << "PIN            " << PinText(summary.pin) << '\n';
-    if (summary.slot) std::cout << "PIN source     " << PinSourceText(summary.source) << '\n';
+    if (summary.slot) {
+        std::cout << "PIN source     " << PinSourceText(summary.source) << '\n';
+    }
     std::cout << "Store          " << KeyPath(summary.serial) << '\n';
     std::vector<std::vector<std::string>> rows;
     for (const StoredPair& pair : store.Pairs()) {
@@ -114,7 +126,9 @@ void ShowAsJson(const KeySummary& summary, KeyStore& store) {
                    {"dual", pair.dual},
                    {"publicKey", ToPem(pair.public_key, "PUBLIC KEY")},
                    {"certificate", nullptr}};
-        if (!pair.IsTemporary()) entry["certificate"] = ToPem(pair.certificate, "CERTIFICATE");
+        if (!pair.IsTemporary()) {
+            entry["certificate"] = ToPem(pair.certificate, "CERTIFICATE");
+        }
         json["keyPairs"].push_back(entry);
     }
     std::cout << json.dump(2) << '\n';
@@ -160,9 +174,15 @@ struct PlugOptions {
 // An unattended source also confirms: nobody is there to look at a dialog. A word for the
 // confirmation can be given with either kind of source.
 Confirmation ReadConfirmation(const PlugOptions& options, bool unattended) {
-    if (options.confirm == "always") return Confirmation::kAlways;
-    if (options.confirm == "never") return Confirmation::kNever;
-    if (options.confirm == "dialog") return Confirmation::kDialog;
+    if (options.confirm == "always") {
+        return Confirmation::kAlways;
+    }
+    if (options.confirm == "never") {
+        return Confirmation::kNever;
+    }
+    if (options.confirm == "dialog") {
+        return Confirmation::kDialog;
+    }
     return unattended ? Confirmation::kAlways : Confirmation::kDialog;
 }
 
@@ -172,7 +192,9 @@ void Plug(const PlugOptions& options) {
         source.file = std::filesystem::absolute(options.pin_file).string();
         CheckPinFile(*source.file);
     }
-    if (options.pin_descriptor >= 0) source.descriptor = options.pin_descriptor;
+    if (options.pin_descriptor >= 0) {
+        source.descriptor = options.pin_descriptor;
+    }
     source.confirmation = ReadConfirmation(options, source.IsUnattended());
     const PluggedKey key = Slots::OpenOrCreate().Plug(options.serial, source);
     std::cout << "Plugged " << key.serial << " into slot " << key.slot << ".\n";

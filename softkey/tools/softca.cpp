@@ -15,8 +15,12 @@ std::string DefaultFolder() {
         const char* const value = std::getenv(name);
         return value == nullptr ? std::string() : std::string(value);
     };
-    if (!variable("ORVAL_SOFTCA_HOME").empty()) return variable("ORVAL_SOFTCA_HOME");
-    if (!variable("XDG_DATA_HOME").empty()) return variable("XDG_DATA_HOME") + "/orval-softca";
+    if (!variable("ORVAL_SOFTCA_HOME").empty()) {
+        return variable("ORVAL_SOFTCA_HOME");
+    }
+    if (!variable("XDG_DATA_HOME").empty()) {
+        return variable("XDG_DATA_HOME") + "/orval-softca";
+    }
     return variable("HOME") + "/.local/share/orval-softca";
 }
 
