@@ -9,14 +9,11 @@ namespace {
 
 using namespace scripted;       // NOLINT(google-build-using-namespace)
 using namespace std::literals;  // NOLINT(google-build-using-namespace)
-using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::IsEmpty;
 
 constexpr const char* kSN = "SN0123456789";
 constexpr const char* kOneRecord = "CertType(1)KeyType(1)HashType(1)";
 constexpr const char* kThreeRecords = "CertType(1)KeyType(1)HashType(1)|CertType(2)|CertType(4)";
-constexpr int32_t kKeyRefuses = 0x0A000042;
 constexpr int32_t kCodes[] = {kKeyRefuses, 1, -1, -404, INT32_MIN, INT32_MAX};
 
 const std::string kVerified = "VerifyPIN(\"SN0123456789\")";

@@ -13,12 +13,9 @@ namespace {
 
 using namespace scripted;       // NOLINT(google-build-using-namespace)
 using namespace std::literals;  // NOLINT(google-build-using-namespace)
-using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::IsEmpty;
 
 constexpr const char* kSN = "SN0123456789";
-constexpr int32_t kKeyRefuses = 0x0A000042;
 constexpr int32_t kCodes[] = {kKeyRefuses, 1, -1, -404, INT32_MIN, INT32_MAX};
 const std::string kPrefix =
     "00000000000000010000000000000001000000000000000000000000000000000000000000000273";

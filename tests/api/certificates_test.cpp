@@ -7,12 +7,7 @@ namespace {
 
 using namespace scripted;       // NOLINT(google-build-using-namespace)
 using namespace std::literals;  // NOLINT(google-build-using-namespace)
-using testing::ElementsAre;
-using testing::IsEmpty;
 
-constexpr int32_t kLowest = INT32_MIN;
-constexpr int32_t kHighest = INT32_MAX;
-constexpr int32_t kKeyRefuses = 0x0A000042;
 const std::string kCertificate(1000, 'C');
 const std::string kName = "CN=A Customer,O=The Bank,C=CN";
 

@@ -10,8 +10,6 @@ namespace {
 
 using namespace scripted;       // NOLINT(google-build-using-namespace)
 using namespace std::literals;  // NOLINT(google-build-using-namespace)
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr uint32_t kUtf8ToGb18030 = 0;
 constexpr uint32_t kCopy = 1;

@@ -2,19 +2,13 @@
 #include <tuple>
 
 #include "api_test.h"
-#include "huge_text.h"
+#include "estimate.h"
 #include "outcome.h"
-#include "scarce_memory.h"
 
 namespace {
 
 using namespace scripted;       // NOLINT(google-build-using-namespace)
 using namespace std::literals;  // NOLINT(google-build-using-namespace)
-using testing::ElementsAre;
-using testing::IsEmpty;
-
-constexpr int32_t kLowest = INT32_MIN;
-constexpr int32_t kKeyRefuses = 0x0A000042;
 
 // The arguments of AsymDec that a test does not care about.
 struct Decryption {
@@ -34,69 +28,33 @@ struct Decryption {
     int32_t AskLength() { return Run(false); }
 };
 
+constexpr TextCall<Decryption> kDecryption{&Decryption::szCipher, &Decryption::plain};
+
 TEST(AsymDec, BindsTheBackendBeforeItLooksAtArguments) {
     EXPECT_TRUE(Gives(AsymDec(nullptr, 0, 0, nullptr, nullptr, nullptr), -401));
     EXPECT_EQ(g_initFlag, 1);
 }
 
 TEST(AsymDec, RefusesNullCiphertextAndLength) {
-    LeaveEarlierCode();
-    for (const bool with_buffer : {true, false}) {
-        Decryption without_cipher;
-        without_cipher.szCipher = nullptr;
-        G_LastError = kEarlierCode;
-        EXPECT_TRUE(Gives(without_cipher.Run(with_buffer), -401));
-        EXPECT_EQ(without_cipher.length, 100);
-        EXPECT_TRUE(without_cipher.plain.Untouched());
-
-        Decryption without_length;
-        without_length.with_length = false;
-        G_LastError = kEarlierCode;
-        EXPECT_TRUE(Gives(without_length.Run(with_buffer), -401));
-        EXPECT_TRUE(without_length.plain.Untouched());
-    }
-    EXPECT_THAT(Calls(), IsEmpty());
-    EXPECT_EQ(LogText(), "");
+    ExpectNullTextAndLengthAreRefused(kDecryption);
 }
 
 TEST(AsymDec, LengthQueryAnswersTheEstimateWithoutTheKey) {
-    LeaveEarlierCode();
-    const std::tuple<std::string, int32_t> cases[] = {
-        {"", 8192}, {"abc", 8198}, {"a\r\nb\r\n", 8204}, {std::string(1000, 'd'), 10192}};
-    for (const auto& [cipher, expected] : cases) {
-        Decryption call;
-        call.szCipher = cipher.c_str();
-        call.length = -1;
-        G_LastError = kEarlierCode;
-        EXPECT_TRUE(Gives(call.AskLength(), 0));
-        EXPECT_EQ(call.length, expected);
-    }
-    EXPECT_THAT(Calls(), IsEmpty());
-    EXPECT_EQ(LogText(), "");
+    ExpectEstimates(
+        kDecryption,
+        {{"", 8192}, {"abc", 8198}, {"a\r\nb\r\n", 8204}, {std::string(1000, 'd'), 10192}});
 }
 
 TEST(AsymDec, LengthQueryNeedsNoBackend) {
-    RemoveBackend();
-    Decryption call;
-    EXPECT_TRUE(Gives(call.AskLength(), 0));
-    EXPECT_EQ(call.length, 8204);
+    ExpectEstimateWithoutABackend<Decryption>(8204);
 }
 
 TEST(AsymDec, EstimateOfAHugeTextWrapsAroundIn32Bits) {
-    const HugeText cipher(kOneGibibyte);
-    Decryption call;
-    call.szCipher = cipher.Text();
-    EXPECT_TRUE(Gives(call.AskLength(), 0));
-    EXPECT_EQ(call.length, kLowest + 8192);
+    ExpectEstimateToWrapAround(kDecryption);
 }
 
 TEST(AsymDec, NoBufferOfANegativeEstimateCanBeHad) {
-    const HugeText cipher(kOneGibibyte);
-    Decryption call;
-    call.szCipher = cipher.Text();
-    EXPECT_THROW(call.Run(), std::bad_alloc);
-    EXPECT_THAT(Calls(), IsEmpty());
-    EXPECT_EQ(call.length, 100);
+    ExpectNoBufferOfANegativeEstimate(kDecryption);
 }
 
 TEST(AsymDec, DecryptsIntoAClearedBufferOfTheEstimatesSize) {
@@ -284,11 +242,7 @@ TEST(AsymDec, ResetsTheLastErrorBeforeTheKeyWorks) {
 }
 
 TEST(AsymDec, MissingBackendGivesItsCode) {
-    RemoveBackend();
-    Decryption call;
-    EXPECT_TRUE(Gives(call.Run(), -101));
-    EXPECT_EQ(call.length, 100);
-    EXPECT_TRUE(call.plain.Untouched());
+    ExpectTheCodeOfAMissingBackend(kDecryption);
 }
 
 TEST(AsymDec, LetsAnExceptionOfTheKeyOut) {
@@ -301,32 +255,11 @@ TEST(AsymDec, LetsAnExceptionOfTheKeyOut) {
 }
 
 TEST(AsymDec, StringLibraryOutOfMemoryLeavesAsItsException) {
-    LeaveEarlierCode();
-    for (int request = 1;; ++request) {
-        ScarceStrings strings(request);
-        Decryption call;
-        call.szCipher = "ab\r\ncd";
-        const size_t calls = Calls().size();
-        const int32_t raised = RaisedCode([&] { call.Run(); });
-        EXPECT_EQ(strings.LiveBlocks(), 0);
-        if (!strings.Failed()) {
-            EXPECT_GT(request, 2) << "neither the serial number nor the ciphertext was copied";
-            break;
-        }
-        EXPECT_EQ(raised, QRV::kOutOfMemory);
-        EXPECT_EQ(Calls().size(), calls);
-        EXPECT_EQ(call.length, 100);
-        EXPECT_TRUE(call.plain.Untouched());
-    }
+    ExpectOutOfMemoryOfBothCopies(kDecryption, "ab\r\ncd");
 }
 
 TEST(AsymDec, NoTemporaryBufferLeavesAsTheStandardError) {
-    LeaveEarlierCode();
-    Decryption call;
-    const ScarceArrays arrays(1);
-    EXPECT_THROW(call.Run(), std::bad_alloc);
-    EXPECT_EQ(G_LastError, 0);
-    EXPECT_THAT(Calls(), IsEmpty());
+    ExpectStandardErrorWithoutABuffer(kDecryption);
 }
 
 // Both work in a buffer of the same estimate; only the decryption looks at the caller's capacity.

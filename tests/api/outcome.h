@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -13,6 +14,12 @@ namespace scripted {
 
 // No code of the library's own, and none that a test scripts.
 constexpr int32_t kEarlierCode = 0x0A000123;
+
+// A code as a key gives it.
+constexpr int32_t kKeyRefuses = 0x0A000042;
+
+constexpr int32_t kLowest = INT32_MIN;
+constexpr int32_t kHighest = INT32_MAX;
 
 // The state after an initialised library's call failed: whoever resets G_LastError shows it.
 inline void LeaveEarlierCode() {

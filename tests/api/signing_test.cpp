@@ -3,20 +3,13 @@
 
 #include "api_test.h"
 #include "common/commonfunction.h"
-#include "huge_text.h"
+#include "estimate.h"
 #include "outcome.h"
-#include "scarce_memory.h"
 
 namespace {
 
 using namespace scripted;       // NOLINT(google-build-using-namespace)
 using namespace std::literals;  // NOLINT(google-build-using-namespace)
-using testing::ElementsAre;
-using testing::IsEmpty;
-
-constexpr int32_t kLowest = INT32_MIN;
-constexpr int32_t kHighest = INT32_MAX;
-constexpr int32_t kKeyRefuses = 0x0A000042;
 
 // The arguments of Sign that a test does not care about.
 struct SignCall {
@@ -36,6 +29,8 @@ struct SignCall {
     }
     int32_t AskLength() { return Run(false); }
 };
+
+constexpr TextCall<SignCall> kSign{&SignCall::szData, &SignCall::signature};
 
 TEST(Sign, BindsTheBackendBeforeItLooksAtArguments) {
     EXPECT_TRUE(Gives(Sign(nullptr, 0, 0, nullptr, nullptr, nullptr, nullptr), -401));
@@ -73,34 +68,15 @@ TEST(Sign, RefusesNullArgumentsInALengthQueryToo) {
 }
 
 TEST(Sign, LengthQueryAnswersTheEstimateWithoutTheKey) {
-    LeaveEarlierCode();
-    const std::tuple<std::string, int32_t> cases[] = {
-        {"", 8192}, {"abc", 8198}, {std::string(1000, 'd'), 10192}};
-    for (const auto& [data, expected] : cases) {
-        SignCall call;
-        call.szData = data.c_str();
-        call.length = -1;
-        G_LastError = kEarlierCode;
-        EXPECT_TRUE(Gives(call.AskLength(), 0));
-        EXPECT_EQ(call.length, expected);
-    }
-    EXPECT_THAT(Calls(), IsEmpty());
-    EXPECT_EQ(LogText(), "");
+    ExpectEstimates(kSign, {{"", 8192}, {"abc", 8198}, {std::string(1000, 'd'), 10192}});
 }
 
 TEST(Sign, LengthQueryNeedsNoBackend) {
-    RemoveBackend();
-    SignCall call;
-    EXPECT_TRUE(Gives(call.AskLength(), 0));
-    EXPECT_EQ(call.length, 8198);
+    ExpectEstimateWithoutABackend<SignCall>(8198);
 }
 
 TEST(Sign, EstimateOfAHugeTextWrapsAroundIn32Bits) {
-    const HugeText data(kOneGibibyte);
-    SignCall call;
-    call.szData = data.Text();
-    EXPECT_TRUE(Gives(call.AskLength(), 0));
-    EXPECT_EQ(call.length, kLowest + 8192);
+    ExpectEstimateToWrapAround(kSign);
 }
 
 TEST(Sign, ShowsTheWarningThenSigns) {
@@ -195,11 +171,7 @@ TEST(Sign, LeavesTheLastErrorAloneUntilTheKeyHasAnswered) {
 }
 
 TEST(Sign, MissingBackendGivesItsCode) {
-    RemoveBackend();
-    SignCall call;
-    EXPECT_TRUE(Gives(call.Run(), -101));
-    EXPECT_EQ(call.length, 100);
-    EXPECT_TRUE(call.signature.Untouched());
+    ExpectTheCodeOfAMissingBackend(kSign);
 }
 
 TEST(Sign, EmptySlotGivesItsCode) {
@@ -237,69 +209,31 @@ struct SignHashCall {
     int32_t AskLength() { return Run(false); }
 };
 
+constexpr TextCall<SignHashCall> kSignHash{&SignHashCall::szData, &SignHashCall::signature};
+
 TEST(SignHash, BindsTheBackendBeforeItLooksAtArguments) {
     EXPECT_TRUE(Gives(SignHash(nullptr, 0, 0, nullptr, 0, nullptr, nullptr), -401));
     EXPECT_EQ(g_initFlag, 1);
 }
 
 TEST(SignHash, RefusesNullDataAndLength) {
-    LeaveEarlierCode();
-    for (const bool with_buffer : {true, false}) {
-        SignHashCall without_data;
-        without_data.szData = nullptr;
-        G_LastError = kEarlierCode;
-        EXPECT_TRUE(Gives(without_data.Run(with_buffer), -401));
-        EXPECT_EQ(without_data.length, 100);
-        EXPECT_TRUE(without_data.signature.Untouched());
-
-        SignHashCall without_length;
-        without_length.with_length = false;
-        G_LastError = kEarlierCode;
-        EXPECT_TRUE(Gives(without_length.Run(with_buffer), -401));
-        EXPECT_TRUE(without_length.signature.Untouched());
-    }
-    EXPECT_THAT(Calls(), IsEmpty());
-    EXPECT_EQ(LogText(), "");
+    ExpectNullTextAndLengthAreRefused(kSignHash);
 }
 
 TEST(SignHash, LengthQueryAnswersTheEstimateWithoutTheKey) {
-    LeaveEarlierCode();
-    const std::tuple<std::string, int32_t> cases[] = {
-        {"", 8192}, {"abc", 8198}, {std::string(1000, 'd'), 10192}};
-    for (const auto& [data, expected] : cases) {
-        SignHashCall call;
-        call.szData = data.c_str();
-        call.length = 1;
-        G_LastError = kEarlierCode;
-        EXPECT_TRUE(Gives(call.AskLength(), 0));
-        EXPECT_EQ(call.length, expected);
-    }
-    EXPECT_THAT(Calls(), IsEmpty());
-    EXPECT_EQ(LogText(), "");
+    ExpectEstimates(kSignHash, {{"", 8192}, {"abc", 8198}, {std::string(1000, 'd'), 10192}});
 }
 
 TEST(SignHash, LengthQueryNeedsNoBackend) {
-    RemoveBackend();
-    SignHashCall call;
-    EXPECT_TRUE(Gives(call.AskLength(), 0));
-    EXPECT_EQ(call.length, 8198);
+    ExpectEstimateWithoutABackend<SignHashCall>(8198);
 }
 
 TEST(SignHash, EstimateOfAHugeTextWrapsAroundIn32Bits) {
-    const HugeText data(kOneGibibyte);
-    SignHashCall call;
-    call.szData = data.Text();
-    EXPECT_TRUE(Gives(call.AskLength(), 0));
-    EXPECT_EQ(call.length, kLowest + 8192);
+    ExpectEstimateToWrapAround(kSignHash);
 }
 
 TEST(SignHash, NoBufferOfANegativeEstimateCanBeHad) {
-    const HugeText data(kOneGibibyte);
-    SignHashCall call;
-    call.szData = data.Text();
-    EXPECT_THROW(call.Run(), std::bad_alloc);
-    EXPECT_THAT(Calls(), IsEmpty());
-    EXPECT_EQ(call.length, 100);
+    ExpectNoBufferOfANegativeEstimate(kSignHash);
 }
 
 TEST(SignHash, SignsIntoAClearedBufferOfTheEstimatesSize) {
@@ -404,11 +338,7 @@ TEST(SignHash, ResetsTheLastErrorBeforeTheKeyWorks) {
 }
 
 TEST(SignHash, MissingBackendGivesItsCode) {
-    RemoveBackend();
-    SignHashCall call;
-    EXPECT_TRUE(Gives(call.Run(), -101));
-    EXPECT_EQ(call.length, 100);
-    EXPECT_TRUE(call.signature.Untouched());
+    ExpectTheCodeOfAMissingBackend(kSignHash);
 }
 
 TEST(SignHash, LetsAnExceptionOfTheKeyOut) {
@@ -421,30 +351,11 @@ TEST(SignHash, LetsAnExceptionOfTheKeyOut) {
 }
 
 TEST(SignHash, StringLibraryOutOfMemoryLeavesAsItsException) {
-    LeaveEarlierCode();
-    for (int request = 1;; ++request) {
-        ScarceStrings strings(request);
-        SignHashCall call;
-        const size_t calls = Calls().size();
-        const int32_t raised = RaisedCode([&] { call.Run(); });
-        EXPECT_EQ(strings.LiveBlocks(), 0);
-        if (!strings.Failed()) {
-            EXPECT_GT(request, 2) << "neither the serial number nor the data was copied";
-            break;
-        }
-        EXPECT_EQ(raised, QRV::kOutOfMemory);
-        EXPECT_EQ(Calls().size(), calls);
-        EXPECT_TRUE(call.signature.Untouched());
-    }
+    ExpectOutOfMemoryOfBothCopies(kSignHash, "abc");
 }
 
 TEST(SignHash, NoTemporaryBufferLeavesAsTheStandardError) {
-    LeaveEarlierCode();
-    SignHashCall call;
-    const ScarceArrays arrays(1);
-    EXPECT_THROW(call.Run(), std::bad_alloc);
-    EXPECT_EQ(G_LastError, 0);
-    EXPECT_THAT(Calls(), IsEmpty());
+    ExpectStandardErrorWithoutABuffer(kSignHash);
 }
 
 // Sign hands over the caller's buffer, SignHash one of its own.
@@ -477,6 +388,8 @@ struct BatchSignCall {
     }
     int32_t AskLength() { return Run(false); }
 };
+
+constexpr TextCall<BatchSignCall> kBatchSign{&BatchSignCall::szText, &BatchSignCall::output};
 
 TEST(Batch_Sign, BindsTheBackendBeforeItLooksAtArguments) {
     EXPECT_TRUE(
@@ -520,10 +433,7 @@ TEST(Batch_Sign, LengthQueryCountsSeparatorsAndNotItems) {
 }
 
 TEST(Batch_Sign, LengthQueryNeedsNoBackend) {
-    RemoveBackend();
-    BatchSignCall call;
-    EXPECT_TRUE(Gives(call.AskLength(), 0));
-    EXPECT_EQ(call.length, 12322);
+    ExpectEstimateWithoutABackend<BatchSignCall>(12322);
 }
 
 TEST(Batch_Sign, EstimateWrapsAroundIn32Bits) {
@@ -638,11 +548,7 @@ TEST(Batch_Sign, LeavesTheLastErrorAloneUntilTheKeyHasAnswered) {
 }
 
 TEST(Batch_Sign, MissingBackendGivesItsCode) {
-    RemoveBackend();
-    BatchSignCall call;
-    EXPECT_TRUE(Gives(call.Run(), -101));
-    EXPECT_EQ(call.length, 100);
-    EXPECT_TRUE(call.output.Untouched());
+    ExpectTheCodeOfAMissingBackend(kBatchSign);
 }
 
 TEST(Batch_Sign, LetsAnExceptionOfTheKeyOut) {
