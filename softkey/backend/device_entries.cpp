@@ -18,6 +18,9 @@ namespace {
 
 constexpr size_t kSerialBufferSize = 1024;
 
+// What X_ErrorConvert_UOS gave last; the caller may read it until the thread asks again.
+thread_local std::string text_given;
+
 // For a wrong PIN the text also tells the tries that are left.
 std::string TextOfCode(int64_t code) {
     const softkey::Language language = softkey::CurrentLanguage();
@@ -61,9 +64,8 @@ int32_t GetMediaID(void) {
 }
 
 const char* X_ErrorConvert_UOS(int64_t code) {
-    thread_local std::string text;
-    const int32_t failure = Answer("X_ErrorConvert_UOS", [&] { text = TextOfCode(code); });
-    return failure == 0 ? text.c_str() : nullptr;
+    const int32_t failure = Answer("X_ErrorConvert_UOS", [&] { text_given = TextOfCode(code); });
+    return failure == 0 ? text_given.c_str() : nullptr;
 }
 
 int32_t UOS_SetCharset(const char* second, const char* first) {

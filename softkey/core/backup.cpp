@@ -49,7 +49,7 @@ void BackUpKey(std::string_view serial, const std::string& file) {
 std::string RestoreKey(const std::string& file) {
     Require(Exists(file), Code::kStoreUnreachable, "there is no such file");
     Database source(file, Database::Mode::kExisting);
-    const std::string serial = SerialIn(source);
+    std::string serial = SerialIn(source);
     EnsureHome();
     DraftFile draft(KeyPath(serial));
     CopyDatabase(source, draft.Path());

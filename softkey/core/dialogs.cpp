@@ -113,7 +113,7 @@ SecretBytes AskNewPin(const DialogSubject& subject, const char* instruction) {
             pinentry.Set("SETERROR", problem);
         }
         pinentry.Set("SETPROMPT", Texts().new_pin_prompt);
-        const SecretBytes first = pinentry.GetPin();
+        SecretBytes first = pinentry.GetPin();
         try {
             CheckPinForm(first);
         } catch (const Error& error) {

@@ -23,7 +23,7 @@ std::string NonEmptyVariable(const char* name) {
 }
 
 std::string UserFolder() {
-    const std::string home = NonEmptyVariable("HOME");
+    std::string home = NonEmptyVariable("HOME");
     if (!home.empty()) {
         return home;
     }
@@ -50,7 +50,7 @@ bool IsSerialNumber(std::string_view text) {
 }
 
 std::string HomePath() {
-    const std::string chosen = NonEmptyVariable("ORVAL_SOFTKEY_HOME");
+    std::string chosen = NonEmptyVariable("ORVAL_SOFTKEY_HOME");
     if (!chosen.empty()) {
         return chosen;
     }

@@ -14,8 +14,6 @@
 #include "core/encoding.h"
 #include "core/error.h"
 
-extern char** environ;
-
 namespace softkey {
 namespace {
 
@@ -40,7 +38,7 @@ std::string FindProgram() {
     const auto folders = Split(path == nullptr ? "/usr/bin:/bin" : path, ":");
     for (const char* const program : kPrograms) {
         for (const std::string& folder : folders) {
-            const std::string candidate = folder + "/" + program;
+            std::string candidate = folder + "/" + program;
             if (!folder.empty() && access(candidate.c_str(), X_OK) == 0) {
                 return candidate;
             }

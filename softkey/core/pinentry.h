@@ -23,7 +23,7 @@ class Pinentry {
     // Sets one text of the next dialog, e.g. SETDESC.
     void Set(std::string_view command, std::string_view text);
 
-    // Asks for a PIN; with `repeat`, twice until both agree. Throws kCancelled.
+    // Asks for a PIN, once. Throws kCancelled.
     SecretBytes GetPin();
 
     // Throws kNotConfirmed when the user refuses.

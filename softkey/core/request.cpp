@@ -34,11 +34,11 @@ void AddUsage(X509_REQ* request, RequestKind kind) {
 
 }  // namespace
 
-ssl::Name MakeName(const std::vector<std::pair<const char*, std::string>>& parts) {
+ssl::Name MakeName(const std::vector<std::pair<std::string, std::string>>& parts) {
     ssl::Name name(X509_NAME_new());
     Check(name != nullptr, "name");
     for (const auto& [field, value] : parts) {
-        Check(X509_NAME_add_entry_by_txt(name.get(), field, MBSTRING_UTF8, AsBytes(value),
+        Check(X509_NAME_add_entry_by_txt(name.get(), field.c_str(), MBSTRING_UTF8, AsBytes(value),
                                          static_cast<int>(value.size()), -1, 0) == 1,
               "name");
     }

@@ -18,7 +18,7 @@ constexpr char kEncryptionUsage[] = "critical,keyEncipherment,dataEncipherment,k
 constexpr char kDualUsage[] =
     "critical,digitalSignature,nonRepudiation,keyEncipherment,dataEncipherment,keyAgreement";
 
-ssl::Name MakeName(const std::vector<std::pair<const char*, std::string>>& parts);
+ssl::Name MakeName(const std::vector<std::pair<std::string, std::string>>& parts);
 
 // A PKCS#10 request in DER, signed with `pair`. The subject is C=CN, O=Software Key,
 // CN=`common_name`.

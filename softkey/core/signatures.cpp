@@ -42,7 +42,7 @@ Bytes PlainSignature(const Bytes& signature) {
     const unsigned char* cursor = signature.data();
     const EcSignature parsed(d2i_ECDSA_SIG(nullptr, &cursor, static_cast<long>(signature.size())));
     ssl::Check(parsed != nullptr, "signature");
-    Bytes plain(2 * kHalfLength);
+    Bytes plain(2 * size_t{kHalfLength});
     BN_bn2binpad(ECDSA_SIG_get0_r(parsed.get()), plain.data(), kHalfLength);
     BN_bn2binpad(ECDSA_SIG_get0_s(parsed.get()), plain.data() + kHalfLength, kHalfLength);
     return plain;
@@ -77,6 +77,7 @@ std::vector<SignedContent> ReadItems(int64_t kind, std::string_view batch) {
         items.pop_back();
     }
     std::vector<SignedContent> contents;
+    contents.reserve(items.size());
     for (const std::string& item : items) {
         Require(!item.empty(), Code::kData, "the batch has an empty item");
         contents.push_back(ReadSignedContent(kind, item));

@@ -67,7 +67,7 @@ Bytes ToDer(T* object, Encode encode, const char* step) {
     unsigned char* der = nullptr;
     const int length = encode(object, &der);
     Check(length > 0, step);
-    const Bytes bytes(der, der + length);
+    Bytes bytes(der, der + length);
     OPENSSL_clear_free(der, static_cast<size_t>(length));
     return bytes;
 }

@@ -7,18 +7,7 @@
 #include "core/event_stream.h"
 #include "token/token_access.h"
 
-extern "C" {
-#define ENTRY __attribute__((visibility("default")))
-ENTRY uint32_t VexaT_ContextInit(uint32_t* context);
-ENTRY uint32_t VexaT_ContextFinal(void);
-ENTRY uint32_t VexaT_WaitForEvent(uint32_t kind, uint32_t flags, VEXA_EVENT_INFO* event,
-                                  uint32_t* context);
-ENTRY uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count);
-ENTRY uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t flags, _S_DEV_CONFIG* config);
-}
-
 using softkey::Code;
-using softkey::Error;
 using softkey::EventStream;
 using softkey::Require;
 using softkey::SlotEvent;
@@ -41,7 +30,12 @@ uint32_t AnswerUnsigned(const char* entry, Work work) noexcept {
 
 }  // namespace
 
-uint32_t VexaT_ContextInit(uint32_t* context) {
+#define ENTRY __attribute__((visibility("default")))
+
+// One that differs from its declaration is refused here: C functions have no overloads.
+extern "C" {
+
+ENTRY uint32_t VexaT_ContextInit(uint32_t* context) {
     return AnswerUnsigned("VexaT_ContextInit", [&] {
         Require(context != nullptr, Code::kInvalidParameter);
         EventStream::OfThisProcess().OpenContext();
@@ -49,13 +43,13 @@ uint32_t VexaT_ContextInit(uint32_t* context) {
     });
 }
 
-uint32_t VexaT_ContextFinal(void) {
+ENTRY uint32_t VexaT_ContextFinal(void) {
     return AnswerUnsigned("VexaT_ContextFinal",
                           [] { EventStream::OfThisProcess().CloseContext(); });
 }
 
-uint32_t VexaT_WaitForEvent(uint32_t kind, uint32_t flags, VEXA_EVENT_INFO* event,
-                            uint32_t* context) {
+ENTRY uint32_t VexaT_WaitForEvent(uint32_t kind, uint32_t flags, VEXA_EVENT_INFO* event,
+                                  uint32_t* context) {
     return AnswerUnsigned("VexaT_WaitForEvent", [&] {
         Require(event != nullptr && context != nullptr, Code::kInvalidParameter);
         Require(kind == kSlotEvents && flags == 0, Code::kSelector);
@@ -68,7 +62,7 @@ uint32_t VexaT_WaitForEvent(uint32_t kind, uint32_t flags, VEXA_EVENT_INFO* even
     });
 }
 
-uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {
+ENTRY uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {
     return AnswerUnsigned("VexaT_GetSlotList", [&] {
         Require(count != nullptr, Code::kInvalidParameter);
         Require(present == kPresentSlots, Code::kSelector);
@@ -83,7 +77,7 @@ uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {
     });
 }
 
-uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t flags, _S_DEV_CONFIG* config) {
+ENTRY uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t flags, _S_DEV_CONFIG* config) {
     return AnswerUnsigned("VexaT_GetDeviceInfo", [&] {
         Require(config != nullptr, Code::kInvalidParameter);
         Require(flags == kInfoOfListed || flags == kInfoOfArrived, Code::kSelector);
@@ -94,3 +88,5 @@ uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t flags, _S_DEV_CONFIG* confi
                     std::min(serial->size(), sizeof config->mediaId));
     });
 }
+
+}  // extern "C"

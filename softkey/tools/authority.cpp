@@ -97,18 +97,15 @@ ssl::Certificate MakeRoot(const KeyPair& pair, const std::string& name) {
 
 // "CN=...,O=...,C=CN", most specific part first; the name is built the other way round.
 ssl::Name ReadSubject(const std::string& text) {
-    std::vector<std::pair<const char*, std::string>> parts;
     std::vector<std::string> fields = Split(text, ",");
     std::reverse(fields.begin(), fields.end());
-    std::vector<std::pair<std::string, std::string>> owned;
+    std::vector<std::pair<std::string, std::string>> parts;
+    parts.reserve(fields.size());
     for (const std::string& field : fields) {
         const size_t equals = field.find('=');
         Require(equals != std::string::npos && equals > 0, Code::kInvalidParameter,
                 "a subject looks like CN=Alice,O=Example,C=CN");
-        owned.emplace_back(field.substr(0, equals), field.substr(equals + 1));
-    }
-    for (const auto& [field, value] : owned) {
-        parts.emplace_back(field.c_str(), value);
+        parts.emplace_back(field.substr(0, equals), field.substr(equals + 1));
     }
     return MakeName(parts);
 }
@@ -281,6 +278,7 @@ std::string Authority::Answer(const std::string& requests, const Terms& terms) c
         return Package(answers, terms);
     }
     std::vector<Bytes> certificates;
+    certificates.reserve(answers.size());
     for (const Issued& issued : answers) {
         certificates.push_back(issued.certificate);
     }
