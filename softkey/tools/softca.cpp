@@ -1,11 +1,11 @@
 // softca: a small issuing authority that answers certificate requests of software keys.
-#include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
 
 #include "tools/authority.h"
 #include "tools/console.h"
+#include "tools/program.h"
 
 namespace softkey::tools {
 namespace {
@@ -76,29 +76,23 @@ void AddIssue(CLI::App& program, const std::shared_ptr<Options>& options, int& s
         [options, &status] { status = RunCommand("softca issue", [&] { Issue(*options); }); });
 }
 
-}  // namespace
-}  // namespace softkey::tools
-
-int main(int argc, char** argv) {
-    using namespace softkey::tools;  // NOLINT(google-build-using-namespace): the commands
-    CLI::App program(
+void AddAll(CLI::App& program, int& status) {
+    program.description(
         "A small issuing authority for tests and demonstrations. Its private keys lie open in its\n"
         "folder: never let it issue anything that matters.\n\n"
         "  softca init                                 make the authority\n"
         "  softca issue --in request --out answer      answer certificate requests\n");
-    program.require_subcommand(1);
-    program.footer(kExitStatusHelp);
+    program.fallthrough();
     const auto options = std::make_shared<Options>();
     program.add_option("--dir", options->folder, "The authority's folder ($ORVAL_SOFTCA_HOME)")
         ->capture_default_str();
-    program.fallthrough();
-    int status = kExitSuccess;
     AddInit(program, options, status);
     AddIssue(program, options, status);
-    try {
-        program.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return program.exit(error) == 0 ? kExitSuccess : kExitUsage;
-    }
-    return status;
+}
+
+}  // namespace
+}  // namespace softkey::tools
+
+int main(int argc, char** argv) {
+    return softkey::tools::RunProgram("softca", softkey::tools::AddAll, argc, argv);
 }

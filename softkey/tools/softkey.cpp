@@ -1,11 +1,12 @@
 // softkey: makes, plugs, unplugs and disturbs software keys.
-#include "core/home.h"
-#include "tools/console.h"
 #include "tools/key_commands.h"
+#include "tools/program.h"
 
-int main(int argc, char** argv) {
-    using namespace softkey::tools;  // NOLINT(google-build-using-namespace): the commands
-    CLI::App program(
+namespace softkey::tools {
+namespace {
+
+void AddAll(CLI::App& program, int& status) {
+    program.description(
         "Software keys: USB keys without the hardware.\n\n"
         "  softkey new --label Alice      make a key (asks for a PIN); prints its serial number\n"
         "  softkey plug SERIAL            plug it in; clients now see it\n"
@@ -18,9 +19,6 @@ int main(int argc, char** argv) {
         "Each command has a --help of its own.\n"
         "Keys live in $ORVAL_SOFTKEY_HOME, else $XDG_DATA_HOME/orval-softkey, else\n"
         "~/.local/share/orval-softkey.");
-    program.require_subcommand(1);
-    program.footer(kExitStatusHelp);
-    int status = kExitSuccess;
     AddNew(program, status);
     AddList(program, status);
     AddPlug(program, status);
@@ -32,10 +30,11 @@ int main(int argc, char** argv) {
     AddDelete(program, status);
     AddBackup(program, status);
     AddRestore(program, status);
-    try {
-        program.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return program.exit(error) == 0 ? kExitSuccess : kExitUsage;
-    }
-    return status;
+}
+
+}  // namespace
+}  // namespace softkey::tools
+
+int main(int argc, char** argv) {
+    return softkey::tools::RunProgram("softkey", softkey::tools::AddAll, argc, argv);
 }

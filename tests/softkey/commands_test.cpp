@@ -3,11 +3,13 @@
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "core/encoding.h"
 #include "core/key_store.h"
 #include "core/slots.h"
 #include "softkey_test.h"
+#include "tools/program.h"
 
 namespace softkey::testing {
 namespace {
@@ -45,6 +47,19 @@ class CommandsTest : public SoftKeyTest {
 
     std::string pin_file_;
 };
+
+void FailToBegin(CLI::App& /*program*/, int& /*status*/) {
+    throw std::runtime_error("no room");
+}
+
+TEST(RunProgramTest, WhatFailsOutsideACommandIsReportedLikeAFailedCommand) {
+    char name[] = "softkey";
+    char* arguments[] = {name, nullptr};
+    ::testing::internal::CaptureStderr();
+    const int status = tools::RunProgram("softkey", FailToBegin, 1, arguments);
+    EXPECT_EQ("softkey: no room\n", ::testing::internal::GetCapturedStderr());
+    EXPECT_EQ(1, status);
+}
 
 TEST_F(CommandsTest, NewPrintsTheSerialNumberOfAKeyWithThatPin) {
     const std::string serial = NewKey("--label Alice");
