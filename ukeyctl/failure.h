@@ -5,8 +5,7 @@
 #include <exception>
 #include <optional>
 #include <string>
-
-#include "ukey.hpp"
+#include <utility>
 
 // What the command ends with. Scripts rely on the numbers; docs/ukeyctl.md lists them.
 enum class ExitStatus : int {
@@ -18,6 +17,10 @@ enum class ExitStatus : int {
     kNoEvent = 5,
     kInternal = 70
 };
+
+// A fault of the command itself: what is told of it wherever it shows.
+inline constexpr const char* kOwnFault = "the command itself failed";
+inline constexpr const char* kNextForOwnFault = "report this with the command line that led to it";
 
 // Why a verb did not do its work, told in the three sentences that a support engineer needs.
 struct Failure {
@@ -39,13 +42,7 @@ class CommandFailure : public std::exception {
     Failure failure_;
 };
 
-Failure FailureOf(const ukey::Error& error);
-Failure FailureOf(const ukey::LoadError& error);
-
 // A usage mistake that the command line's grammar cannot express.
 [[noreturn]] void ThrowUsage(const std::string& why, const std::string& next);
-
-// The failure as people read it on standard error.
-std::string Describe(const std::string& verb, const Failure& failure);
 
 #endif

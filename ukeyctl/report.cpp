@@ -5,6 +5,7 @@
 
 #include "codes.h"
 #include "encoding.h"
+#include "ukey.hpp"
 
 namespace {
 
@@ -105,4 +106,10 @@ std::string Report::ForScripts(const std::string& verb, const Failure* failure) 
         object["error"] = EncodeFailure(*failure);
     }
     return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+std::string Describe(const std::string& verb, const Failure& failure) {
+    const std::string name = verb.empty() ? "ukeyctl" : "ukeyctl " + verb;
+    return name + ": " + Printable(failure.what) + "\n  why:  " + Printable(failure.why) +
+           "\n  next: " + failure.next + "\n";
 }

@@ -44,4 +44,7 @@ class Report {
     std::vector<Field> fields_;
 };
 
+// The failure as people read it on standard error.
+std::string Describe(const std::string& verb, const Failure& failure);
+
 #endif

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include "codes.h"
+
 namespace {
 
 constexpr const char* kLibraryVariable = "ORVAL_LIBRARY";
@@ -26,6 +28,29 @@ std::string ChooseLibrary(const std::string& given) {
     return variable != nullptr && *variable != '\0' ? variable : DefaultLibrary();
 }
 
+Failure FailureOf(const ukey::Error& error) {
+    const KnownCode* known = FindKnownCode(error.Code());
+    Failure failure;
+    failure.status = ExitStatus::kCodeReported;
+    failure.what = std::string(error.Function()) + " failed";
+    failure.why = FormatCode(error.Code()) + ": " + error.code().message();
+    failure.next = known != nullptr ? known->next : kNextForForeignCode;
+    failure.function = error.Function();
+    failure.code = error.Code();
+    return failure;
+}
+
+Failure FailureOf(const ukey::LoadError& error) {
+    Failure failure;
+    failure.status = ExitStatus::kLibraryNotLoaded;
+    failure.what = "the key library is not usable";
+    failure.why = error.what();
+    failure.next =
+        "name the library with --library PATH or the environment variable ORVAL_LIBRARY; if it is "
+        "the maker's library that is missing, install the key's software";
+    return failure;
+}
+
 Failure OutputFailure() {
     Failure failure;
     failure.status = ExitStatus::kFile;
@@ -37,9 +62,9 @@ Failure OutputFailure() {
 
 Failure InternalFailure(const char* why) {
     Failure failure;
-    failure.what = "the command itself failed";
+    failure.what = kOwnFault;
     failure.why = why;
-    failure.next = "report this with the command line that led to it";
+    failure.next = kNextForOwnFault;
     return failure;
 }
 
