@@ -27,17 +27,24 @@ void AddNumber(CLI::App& verb, const std::string& name, int32_t& value) {
         ->capture_default_str();
 }
 
+void RunSign(Session& session, const SignOptions& options) {
+    const auto [param1, param2] = options.selectors;
+    Deliver(session, "signature",
+            session.Key().Sign(param1, param2, options.data.Read(), options.warning), options.out);
+}
+
+void RunSignHash(Session& session, const SignOptions& options) {
+    const auto [param1, param2] = options.selectors;
+    Deliver(session, "signature",
+            session.Key().SignHash(param1, param2, options.data.Read(), options.param3),
+            options.out);
+}
+
 void AddSign(CLI::App& app, Session& session) {
     const auto options = std::make_shared<SignOptions>();
     CLI::App* verb =
         AddVerb(app, "sign", "Sign a text after the key's holder has confirmed a warning", session,
-                [options](Session& running) {
-                    const Selectors& selectors = options->selectors;
-                    Deliver(running, "signature",
-                            running.Key().Sign(selectors.param1, selectors.param2,
-                                               options->data.Read(), options->warning),
-                            options->out);
-                });
+                [options](Session& running) { RunSign(running, *options); });
     AddKeyOption(*verb, session);
     AddText(*verb, "data", "The text to sign", options->data);
     verb->add_option("--warning", options->warning, "What the holder is asked to confirm")
@@ -54,13 +61,7 @@ void AddSignHash(CLI::App& app, Session& session) {
     const auto options = std::make_shared<SignOptions>();
     CLI::App* verb =
         AddVerb(app, "signhash", "Sign a text or a digest without a confirmation", session,
-                [options](Session& running) {
-                    const Selectors& selectors = options->selectors;
-                    Deliver(running, "signature",
-                            running.Key().SignHash(selectors.param1, selectors.param2,
-                                                   options->data.Read(), options->param3),
-                            options->out);
-                });
+                [options](Session& running) { RunSignHash(running, *options); });
     AddKeyOption(*verb, session);
     AddText(*verb, "data", "The text or digest to sign", options->data);
     AddSelectors(*verb, options->selectors);
