@@ -142,7 +142,7 @@ struct WipingAllocator {
     using value_type = T;
     WipingAllocator() = default;
     template <typename U>
-    WipingAllocator(const WipingAllocator<U>& /*other*/) noexcept {}
+    explicit WipingAllocator(const WipingAllocator<U>& /*other*/) noexcept {}
     T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
     void deallocate(T* memory, std::size_t count) noexcept {
         explicit_bzero(memory, count * sizeof(T));
@@ -168,11 +168,11 @@ struct Entry {
 };
 
 struct Api {
-#define UKEY_MEMBER(name) Entry<decltype(&::name)> name{#name, nullptr};
+    std::shared_ptr<void> handle;
+    const uint8_t* init_flag;
+#define UKEY_MEMBER(name) Entry<decltype(&::name)> name;
     UKEY_FUNCTIONS(UKEY_MEMBER)
 #undef UKEY_MEMBER
-    const uint8_t* init_flag = nullptr;
-    std::shared_ptr<void> handle;
 };
 
 inline std::string LoaderReason() {
@@ -191,27 +191,22 @@ Pointer Resolve(void* handle, const std::string& path, const char* name) {
 }
 
 inline std::shared_ptr<const Api> LoadApi(const std::string& path) {
-    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) {
+    void* opened = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (opened == nullptr) {
         throw LoadError(path, LoaderReason());
     }
-    auto api = std::make_shared<Api>();
-    api->handle = std::shared_ptr<void>(handle, [](void* open) { dlclose(open); });
-#define UKEY_RESOLVE(name) api->name.function = Resolve<decltype(&::name)>(handle, path, #name);
-    UKEY_FUNCTIONS(UKEY_RESOLVE)
+    const std::shared_ptr<void> handle(opened, [](void* open) { dlclose(open); });
+#define UKEY_RESOLVE(name) {#name, Resolve<decltype(&::name)>(opened, path, #name)},
+    return std::make_shared<const Api>(Api{
+        handle, Resolve<const uint8_t*>(opened, path, "g_initFlag"), UKEY_FUNCTIONS(UKEY_RESOLVE)});
 #undef UKEY_RESOLVE
-    api->init_flag = Resolve<const uint8_t*>(handle, path, "g_initFlag");
-    return api;
 }
 
 #ifdef UKEY_LINKED
 inline std::shared_ptr<const Api> DefaultApi() {
-    auto api = std::make_shared<Api>();
-#define UKEY_ADDRESS(name) api->name.function = &::name;
-    UKEY_FUNCTIONS(UKEY_ADDRESS)
+#define UKEY_ADDRESS(name) {#name, &::name},
+    return std::make_shared<const Api>(Api{nullptr, &g_initFlag, UKEY_FUNCTIONS(UKEY_ADDRESS)});
 #undef UKEY_ADDRESS
-    api->init_flag = &g_initFlag;
-    return api;
 }
 #else
 inline std::shared_ptr<const Api> DefaultApi() {
