@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <cstring>
 
 #include "verbs.h"
@@ -66,9 +67,7 @@ bool AsksForJson(int count, char** arguments) {
                        [](const char* argument) { return std::strcmp(argument, "--json") == 0; });
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
     Session session;
     CLI::App app;
     BuildCommandLine(app, session);
@@ -82,4 +81,17 @@ int main(int argc, char** argv) {
         return FailToParse(error, session);
     }
     return session.Run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return Run(argc, argv);
+    } catch (const std::exception& error) {
+        // Without any allocation: the lack of memory may be what brought it here.
+        std::fprintf(stderr, "ukeyctl: %s\n  why:  %s\n  next: %s\n", kOwnFault, error.what(),
+                     kNextForOwnFault);
+        return static_cast<int>(ExitStatus::kInternal);
+    }
 }
