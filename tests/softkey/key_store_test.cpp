@@ -14,16 +14,6 @@ namespace {
 
 using KeyStoreTest = SoftKeyTest;
 
-template <typename Work>
-Code CodeOfFailure(Work work) {
-    try {
-        work();
-    } catch (const Error& error) {
-        return error.code();
-    }
-    return Code::kOk;
-}
-
 unsigned Mode(const std::string& path) {
     struct stat status {};
     EXPECT_EQ(0, stat(path.c_str(), &status)) << path;

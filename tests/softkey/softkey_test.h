@@ -40,6 +40,17 @@ struct TokenLibrary {
     decltype(&VexaT_GetDeviceInfo) GetDeviceInfo;
 };
 
+// The code with which the work fails; kOk when it does not.
+template <typename Work>
+Code CodeOfFailure(Work work) {
+    try {
+        work();
+    } catch (const Error& error) {
+        return error.code();
+    }
+    return Code::kOk;
+}
+
 // A test with a home for keys of its own.
 class SoftKeyTest : public ::testing::Test {
  protected:

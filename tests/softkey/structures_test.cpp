@@ -7,21 +7,13 @@
 #include "core/error.h"
 #include "core/pkcs7.h"
 #include "core/sealing.h"
+#include "softkey_test.h"
 
 namespace softkey {
 namespace {
 
 using der::Cursor;
-
-template <typename Work>
-Code CodeOfFailure(Work work) {
-    try {
-        work();
-    } catch (const Error& error) {
-        return error.code();
-    }
-    return Code::kOk;
-}
+using testing::CodeOfFailure;
 
 TEST(DerCursor, TakesElementsOfEveryLengthForm) {
     for (const size_t length : {0U, 1U, 127U, 128U, 255U, 256U, 70000U}) {

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "api_test.h"
+#include "code_of.h"
 #include "command.h"
 #include "ukey.hpp"
 
@@ -16,16 +17,6 @@ using testing::HasSubstr;
 constexpr const char* kSerialNumber = "SN0123456789";
 constexpr int32_t kKeyCode = 0x0A000001;
 constexpr const char* kTokenPath = "/opt/apps/com.kpx.uosorval/files/bin/libR7Token_ORVAL.so";
-
-template <typename Call>
-int32_t CodeOf(Call call) {
-    try {
-        call();
-    } catch (const ukey::Error& error) {
-        return error.Code();
-    }
-    return 0;
-}
 
 class UkeyOnProduct : public testing::Test {
  protected:

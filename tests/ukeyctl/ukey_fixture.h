@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "code_of.h"
 #include "fake_product.h"
 #include "ukey.hpp"
 
@@ -49,16 +50,5 @@ class Ukey : public testing::Test {
     FakeProduct& fake_ = Fake(library_);
     ukey::Key key_ = library_.KeyOf(kSerialNumber);
 };
-
-// The function's code as a client meets it; 0 when nothing is thrown.
-template <typename Call>
-int32_t CodeOf(Call call) {
-    try {
-        call();
-    } catch (const ukey::Error& error) {
-        return error.Code();
-    }
-    return 0;
-}
 
 #endif
