@@ -167,12 +167,15 @@ struct Entry {
     Function function;
 };
 
-struct Api {
-    std::shared_ptr<void> handle;
-    const uint8_t* init_flag;
+struct Functions {
 #define UKEY_MEMBER(name) Entry<decltype(&::name)> name;
     UKEY_FUNCTIONS(UKEY_MEMBER)
 #undef UKEY_MEMBER
+};
+
+struct Api : Functions {
+    const uint8_t* init_flag;
+    std::shared_ptr<void> handle;
 };
 
 inline std::string LoaderReason() {
@@ -197,15 +200,16 @@ inline std::shared_ptr<const Api> LoadApi(const std::string& path) {
     }
     const std::shared_ptr<void> handle(opened, [](void* open) { dlclose(open); });
 #define UKEY_RESOLVE(name) {#name, Resolve<decltype(&::name)>(opened, path, #name)},
-    return std::make_shared<const Api>(Api{
-        handle, Resolve<const uint8_t*>(opened, path, "g_initFlag"), UKEY_FUNCTIONS(UKEY_RESOLVE)});
+    return std::make_shared<const Api>(Api{{UKEY_FUNCTIONS(UKEY_RESOLVE)},
+                                           Resolve<const uint8_t*>(opened, path, "g_initFlag"),
+                                           handle});
 #undef UKEY_RESOLVE
 }
 
 #ifdef UKEY_LINKED
 inline std::shared_ptr<const Api> DefaultApi() {
 #define UKEY_ADDRESS(name) {#name, &::name},
-    return std::make_shared<const Api>(Api{nullptr, &g_initFlag, UKEY_FUNCTIONS(UKEY_ADDRESS)});
+    return std::make_shared<const Api>(Api{{UKEY_FUNCTIONS(UKEY_ADDRESS)}, &g_initFlag, nullptr});
 #undef UKEY_ADDRESS
 }
 #else
