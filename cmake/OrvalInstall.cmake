@@ -123,6 +123,9 @@ if(TARGET softkey_backend)
     INPUT ${CMAKE_SOURCE_DIR}/packaging/softkey/system_install.cmake.in)
   install(SCRIPT ${generated}/system_install.cmake COMPONENT softkey-system EXCLUDE_FROM_ALL)
   orval_install_manual(softkey softkey.1 softca.1 with-softkey.1)
+  # Where the selectors are told, also for those who have no development package.
+  install(FILES ${CMAKE_SOURCE_DIR}/docs/software-key.md
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/orval-softkey COMPONENT softkey)
   orval_install_completion(softkey softkey softca with-softkey)
 endif()
 
