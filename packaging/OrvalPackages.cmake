@@ -54,7 +54,8 @@ set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "orval-softkey, pkg-config")
 set(CPACK_COMPONENT_DEV_DESCRIPTION
 "development files for clients of a USB cryptographic key
 The C header, its C++17 wrapper ukey.hpp, a pkg-config file, a CMake package,
-the manual page, the guides with examples, and the reference of liborval_unified_kpxukey.")
+the manual page, the guides with examples, and the reference of
+liborval_unified_kpxukey.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library} ${same_version}")
