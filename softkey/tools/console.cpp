@@ -15,6 +15,7 @@
 #include "core/home.h"
 #include "core/key_store.h"
 #include "core/pin_source.h"
+#include "tools/refusal.h"
 
 namespace softkey::tools {
 namespace {
@@ -31,8 +32,18 @@ const char* AdviceFor(Code code) {
             return "Make the file yours alone with: chmod 600 FILE";
         case Code::kPinLocked:
             return "Erase the key and set a new PIN with: softkey reset SERIAL";
-        case Code::kNoDialog:
-            return "Run the command on a terminal, or without one with --pin-file FILE and --yes";
+        case Code::kPinLength:
+        case Code::kPinInvalid:
+            return "Choose 6 to 16 letters, digits or signs of ASCII";
+        case Code::kPinIncorrect:
+            return "Try again; softkey show SERIAL tells how many tries are left";
+        case Code::kPinSourceUnreadable:
+            return "The first line of the file is the PIN; make it with: "
+                   "(umask 077; echo PIN > FILE)";
+        case Code::kNameLength:
+            return "Choose a label of at most 255 bytes";
+        case Code::kStoreDamaged:
+            return "Bring the key back from a copy with: softkey restore FILE";
         case Code::kStoreReadOnly:
         case Code::kStoreUnreachable:
             return "Check the owner and the permissions of the software key's folder; "
@@ -40,7 +51,10 @@ const char* AdviceFor(Code code) {
         case Code::kStoreFull:
             return "Free some space on the disk; nothing was changed";
         case Code::kSerialTaken:
-            return "Choose another serial number, or leave it out to have one made";
+            return "Choose another serial number or leave it out; a key that a copy is to replace "
+                   "goes with: softkey delete SERIAL";
+        case Code::kInvalidParameter:
+            return "The command's --help tells what it takes";
         default:
             return nullptr;
     }
@@ -69,8 +83,12 @@ class Terminal {
  public:
     enum class Echo { kOff, kOn };
     explicit Terminal(Echo echo) : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
-        Require(descriptor_ >= 0 && tcgetattr(descriptor_, &before_) == 0, Code::kNoDialog,
-                "there is no terminal to ask on");
+        if (descriptor_ < 0 || tcgetattr(descriptor_, &before_) != 0) {
+            throw Refusal("there is no terminal to ask on",
+                          echo == Echo::kOff
+                              ? "Run it on a terminal, or name the PIN's file with --pin-file FILE"
+                              : "Run it on a terminal, or give --yes");
+        }
         if (echo == Echo::kOn) {
             return;
         }
@@ -111,6 +129,9 @@ int RunCommand(const std::string& name, const std::function<void()>& command) {
         return kExitSuccess;
     } catch (const Error& error) {
         Report(name, error);
+    } catch (const Refusal& refusal) {
+        std::cerr << name << ": " << refusal.what() << "\n  next: " << refusal.next() << '\n';
+        return refusal.status();
     } catch (const std::exception& error) {
         std::cerr << name << ": " << error.what() << '\n';
     }
@@ -162,8 +183,9 @@ void ConfirmOnTerminal(bool yes, const std::string& question) {
     const Terminal terminal(Terminal::Echo::kOn);
     terminal.Show(question + " [y/N] ");
     const SecretBytes answer = terminal.ReadLine();
-    Require(!answer.empty() && (answer[0] == 'y' || answer[0] == 'Y'), Code::kCancelled,
-            "nothing was changed");
+    if (answer.empty() || (answer[0] != 'y' && answer[0] != 'Y')) {
+        throw Refusal("nothing was changed", "Answer y, or give --yes, to go on");
+    }
 }
 
 std::string ReadInput(const std::string& path) {

@@ -26,13 +26,13 @@ int RunCommand(const std::string& name, const std::function<void()>& command);
 void PrintTable(const std::vector<std::string>& heading,
                 const std::vector<std::vector<std::string>>& rows);
 
-// Asks on the terminal without showing what is typed. Throws kNoDialog without a terminal.
+// Asks on the terminal without showing what is typed. Throws Refusal without a terminal.
 SecretBytes AskSecretOnTerminal(const std::string& prompt);
 
 // The PIN from `file` unless it is empty, else from the terminal, there asked for twice.
 SecretBytes ObtainNewPin(const std::string& file);
 
-// Returns when `yes` or the user says so. Throws kCancelled, or kNoDialog without a terminal.
+// Returns when `yes` or the user says so. Throws Refusal when not, or without a terminal.
 void ConfirmOnTerminal(bool yes, const std::string& question);
 
 std::string ReadInput(const std::string& path);  // "-" is standard input

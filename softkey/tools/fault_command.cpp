@@ -8,6 +8,7 @@
 #include "core/faults.h"
 #include "tools/console.h"
 #include "tools/key_commands.h"
+#include "tools/refusal.h"
 
 namespace softkey::tools {
 namespace {
@@ -17,6 +18,49 @@ constexpr const char* kEntries[] = {ORVAL_BACKEND_ENTRIES(SOFTKEY_ENTRY_NAME) "V
                                     "VexaT_ContextFinal", "VexaT_WaitForEvent", "VexaT_GetSlotList",
                                     "VexaT_GetDeviceInfo"};
 #undef SOFTKEY_ENTRY_NAME
+
+// The client's functions whose entries have other names. An entry is named first: GetCertInfo is
+// the one behind GetCert, and the client's GetCertInfo has GetCertInfo_UOS behind it.
+struct EntriesBehind {
+    const char* function;
+    const char* entries;
+};
+
+constexpr EntriesBehind kFunctions[] = {
+    {"AsymDec", "GMUSBKeyAsymDec2"},
+    {"Batch_ImportX509Cert", "GMWritePKCS7, GMImportPriKey"},
+    {"Batch_InitAndGenerateCertRequest", "CustInitCard, VerifyPIN, GMCreatePKCS10Ex"},
+    {"GenerateCertRequest", "VerifyPIN, GMCreatePKCS10"},
+    {"GetCert", "GetCertInfo"},
+    {"GetCertDN", "GM_GetCertDN"},
+    {"GetCertInfo", "GetCertInfo_UOS"},
+    {"GetErrorMsg", "X_ErrorConvert_UOS"},
+    {"GetPrintNumber", "CheckDeviceEx"},
+    {"ImportEncX509Cert", "GMImportPriKey, GMWritePKCS7"},
+    {"ImportX509Cert", "GMWritePKCS7"},
+    {"InitUKey, TestInitUKey", "CustInitCard"},
+    {"RemovePinCache", "GM_RemoveUserPin"},
+    {"SetCharset", "UOS_SetCharset"},
+    {"SetLanguage", "UOS_SetLanguage"},
+    {"Sign", "SetWarningMsg, GMUsbKeyCriticalSign"},
+    {"SignHash", "GMUsbKeyCommonSign"},
+    {"TestVerifyAndCachePin", "VerifyAndCachePin"},
+    {"WaitForKeyEvent",
+     "VexaT_GetSlotList, VexaT_GetDeviceInfo, VexaT_ContextInit,\n"
+     "                                    VexaT_WaitForEvent, VexaT_ContextFinal"},
+};
+
+std::string FunctionsAndEntries() {
+    std::string text =
+        "Entries behind a client's functions; the others bear the function's name:\n";
+    for (const EntriesBehind& one : kFunctions) {
+        std::string line = "  ";
+        line += one.function;
+        line.resize(36, ' ');
+        text += line + one.entries + '\n';
+    }
+    return text;
+}
 
 constexpr int64_t kUntilCleared = -1;
 constexpr int64_t kLongestDelay = 600000;
@@ -38,11 +82,8 @@ void CheckEntry(const std::string& entry) {
     if (known) {
         return;
     }
-    std::string names;
-    for (const char* const name : kEntries) {
-        names += std::string("\n    ") + name;
-    }
-    throw Error(Code::kInvalidParameter, entry + " is no entry; the entries are:" + names);
+    throw Refusal(entry + " is no entry",
+                  "softkey fault --help names the entries behind a client's functions", kExitUsage);
 }
 
 // Decimal or hexadecimal, up to 32 bits: codes are written both as -401 and as 0xFFFFFE6F.
@@ -88,10 +129,13 @@ void OrderOrClear(const Options& options) {
         CheckEntry(options.entry);
     }
     if (options.clear) {
-        return ClearFaults(options.entry);
+        ClearFaults(options.entry);
+        return ListFaults();
     }
-    Require(!options.entry.empty() && !options.code.empty(), Code::kInvalidParameter,
-            "give an entry and a code, or --list or --clear");
+    if (options.entry.empty() || options.code.empty()) {
+        throw Refusal("an entry and a code are needed, or --list or --clear",
+                      "For example: softkey fault VerifyPIN 0x0A000024", kExitUsage);
+    }
     OrderFault({options.entry, ReadCode(options.code),
                 options.always ? kUntilCleared : options.times, options.after, options.delay});
     ListFaults();
@@ -105,6 +149,7 @@ void AddFault(CLI::App& program, int& status) {
         "fault",
         "Make an entry of the key's libraries fail on purpose, for every key and process.\n"
         "Example: softkey fault VerifyPIN 0x0A000024 --times 2 --after 1");
+    command->footer(FunctionsAndEntries() + "\n" + kExitStatusHelp);
     command->add_option("entry", options->entry,
                         "The entry, e.g. VerifyPIN, GMCreatePKCS10 or VexaT_WaitForEvent");
     command->add_option("code", options->code,

@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <iostream>
 #include <memory>
 
@@ -7,6 +8,7 @@
 #include "core/pin_source.h"
 #include "tools/console.h"
 #include "tools/key_commands.h"
+#include "tools/refusal.h"
 
 namespace softkey::tools {
 namespace {
@@ -52,6 +54,25 @@ void Delete(const Options& options) {
     ConfirmOnTerminal(options.yes, "Delete " + options.serial + " for good?");
     DeleteKey(options.serial);
     std::cout << "The key was deleted.\n";
+}
+
+void BackUp(const Options& options) {
+    if (Exists(options.file)) {
+        throw Refusal(options.file + " exists already", "Name a file that is not there yet");
+    }
+    const std::filesystem::path folder = std::filesystem::absolute(options.file).parent_path();
+    if (!Exists(folder.string())) {
+        throw Refusal("there is no folder " + folder.string(), "Make it, or name another one");
+    }
+    BackUpKey(options.serial, options.file);
+    std::cout << "The copy is in " << options.file << ".\n";
+}
+
+void Restore(const Options& options) {
+    if (!Exists(options.file)) {
+        throw Refusal("there is no file " + options.file, "Name what `softkey backup` has made");
+    }
+    std::cout << RestoreKey(options.file) << '\n';
 }
 
 using Action = void (*)(const Options&);
@@ -104,13 +125,9 @@ void AddDelete(CLI::App& program, int& status) {
 
 void AddBackup(CLI::App& program, int& status) {
     const auto options = std::make_shared<Options>();
-    CLI::App* const command =
-        AddSerialAction(program, status, options, "backup",
-                        "Copy a key to a new file. Its private keys stay encrypted under its PIN.",
-                        [](const Options& chosen) {
-                            BackUpKey(chosen.serial, chosen.file);
-                            std::cout << "The copy is in " << chosen.file << ".\n";
-                        });
+    CLI::App* const command = AddSerialAction(
+        program, status, options, "backup",
+        "Copy a key to a new file. Its private keys stay encrypted under its PIN.", BackUp);
     command->add_option("file", options->file, "The file to make")->required();
 }
 
@@ -118,8 +135,7 @@ void AddRestore(CLI::App& program, int& status) {
     const auto options = std::make_shared<Options>();
     CLI::App* const command =
         AddAction(program, status, options, "restore",
-                  "Bring a key back from its copy; prints its serial number",
-                  [](const Options& chosen) { std::cout << RestoreKey(chosen.file) << '\n'; });
+                  "Bring a key back from its copy; prints its serial number", Restore);
     command->add_option("file", options->file, "The copy that `softkey backup` made")->required();
 }
 

@@ -1,11 +1,30 @@
 #include "tools/program.h"
 
+#include <iostream>
+
 #include "tools/console.h"
 
 namespace softkey::tools {
 namespace {
 
-int ParseAndRun(AddCommands add_commands, int argc, char** argv) {
+// The command that was being read when the words made no sense.
+std::string CommandRead(const CLI::App& program, const std::string& name) {
+    const std::vector<const CLI::App*> commands =
+        program.get_subcommands([](const CLI::App* command) { return command->parsed(); });
+    return commands.empty() ? name : name + " " + commands.front()->get_name();
+}
+
+void ReportUsage(const CLI::App& program, const std::string& name, const CLI::ParseError& error) {
+    const std::string command = CommandRead(program, name);
+    // Without a command, a word that stands in its place is what the user should hear of.
+    const std::vector<std::string> unknown = program.remaining();
+    const std::string what = command == name && !unknown.empty()
+                                 ? "there is no command " + unknown.front()
+                                 : error.what();
+    std::cerr << command << ": " << what << "\n  next: " << command << " --help tells how\n";
+}
+
+int ParseAndRun(const char* name, AddCommands add_commands, int argc, char** argv) {
     CLI::App program;
     int status = kExitSuccess;
     // Before the commands are added, which take them over.
@@ -15,7 +34,11 @@ int ParseAndRun(AddCommands add_commands, int argc, char** argv) {
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return program.exit(error) == 0 ? kExitSuccess : kExitUsage;
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            return program.exit(error);  // --help
+        }
+        ReportUsage(program, name, error);
+        return kExitUsage;
     }
     return status;
 }
@@ -24,7 +47,8 @@ int ParseAndRun(AddCommands add_commands, int argc, char** argv) {
 
 int RunProgram(const char* name, AddCommands add_commands, int argc, char** argv) {
     int status = kExitSuccess;
-    const int failure = RunCommand(name, [&] { status = ParseAndRun(add_commands, argc, argv); });
+    const int failure =
+        RunCommand(name, [&] { status = ParseAndRun(name, add_commands, argc, argv); });
     return failure == kExitSuccess ? status : failure;
 }
 

@@ -3,9 +3,11 @@
 #include <iostream>
 #include <memory>
 
+#include "core/home.h"
 #include "tools/authority.h"
 #include "tools/console.h"
 #include "tools/program.h"
+#include "tools/refusal.h"
 
 namespace softkey::tools {
 namespace {
@@ -33,7 +35,16 @@ struct Options {
     std::string envelope = "hex";
 };
 
+constexpr KeyType kRoots[] = {KeyType::kSm2, KeyType::kRsa2048};
+
 void Init(const Options& options) {
+    for (const KeyType type : kRoots) {
+        const std::string root = Authority::CertificatePath(options.folder, type);
+        if (Exists(root)) {
+            throw Refusal("there is an authority already: " + root,
+                          "Use it with softca issue, or name another folder with --dir");
+        }
+    }
     Authority::Create(options.folder, options.name);
     std::cout << "SM2 root  " << Authority::CertificatePath(options.folder, KeyType::kSm2) << '\n'
               << "RSA root  " << Authority::CertificatePath(options.folder, KeyType::kRsa2048)
@@ -42,6 +53,13 @@ void Init(const Options& options) {
 
 void Issue(Options& options) {
     options.terms.envelope_as_base64 = options.envelope == "base64";
+    for (const KeyType type : kRoots) {
+        const std::string root = Authority::CertificatePath(options.folder, type);
+        if (!Exists(root)) {
+            throw Refusal("there is no authority: " + root + " is missing",
+                          "Make one with softca init, or name its folder with --dir");
+        }
+    }
     const Authority authority(options.folder);
     WriteOutput(options.output, authority.Answer(ReadInput(options.input), options.terms) + "\n");
 }

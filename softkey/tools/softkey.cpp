@@ -9,13 +9,16 @@ void AddAll(CLI::App& program, int& status) {
     program.description(
         "Software keys: USB keys without the hardware.\n\n"
         "  softkey new --label Alice      make a key (asks for a PIN); prints its serial number\n"
-        "  softkey plug SERIAL            plug it in; clients now see it\n"
+        "  softkey plug SERIAL            plug it in\n"
+        "  with-softkey ukeyctl info      what a client sees of it; with-softkey runs any client\n"
+        "                                 as if the key and its libraries were installed\n"
         "  softkey show SERIAL            what it holds\n"
         "  softkey unplug SERIAL          and out again\n\n"
         "Where nobody is there to type a PIN, e.g. in tests:\n\n"
-        "  printf '12345678\\n' > pin; chmod 600 pin\n"
+        "  (umask 077; echo 12345678 > pin)\n"
         "  softkey new --pin-file pin\n"
         "  softkey plug SERIAL --pin-file pin\n\n"
+        "softca issues certificates for the requests that clients make.\n"
         "Each command has a --help of its own.\n"
         "Keys live in $ORVAL_SOFTKEY_HOME, else $XDG_DATA_HOME/orval-softkey, else\n"
         "~/.local/share/orval-softkey.");

@@ -32,11 +32,17 @@ class CommandsTest : public SoftKeyTest {
         return result.output;
     }
 
-    // Runs a command that must fail with status 1 and these words.
+    // Runs a command that must fail with status 1 and these words, and say what to do next.
     static void ExpectFailure(const std::string& arguments, const std::string& words) {
-        const CommandResult result = SoftKey(arguments);
-        EXPECT_EQ(1, result.status) << arguments << '\n' << result.output;
+        ExpectEnd(1, SoftKey(arguments), words);
+    }
+    static void ExpectUsageError(const std::string& arguments, const std::string& words) {
+        ExpectEnd(2, SoftKey(arguments), words);
+    }
+    static void ExpectEnd(int status, const CommandResult& result, const std::string& words) {
+        EXPECT_EQ(status, result.status) << result.output;
         EXPECT_NE(std::string::npos, result.output.find(words)) << result.output;
+        EXPECT_NE(std::string::npos, result.output.find("\n  next: ")) << result.output;
     }
 
     std::string NewKey(const std::string& options = "") {
@@ -154,6 +160,34 @@ TEST_F(CommandsTest, DeleteBackupAndRestoreGoRoundInACircle) {
     ExpectFailure("restore " + pin_file_, "not a key's store");
 }
 
+TEST_F(CommandsTest, FaultsHelpNamesTheEntriesBehindFunctions) {
+    EXPECT_NE(std::string::npos,
+              Good("fault --help").find("SignHash                          GMUsbKeyCommonSign"));
+}
+
+TEST_F(CommandsTest, WordsThatMakeNoSenseAreNamed) {
+    ExpectUsageError("frobnicate", "softkey: there is no command frobnicate");
+    ExpectUsageError("plug", "softkey plug: serial is required");
+    ExpectUsageError("list --colour", "softkey list: The following argument was not expected");
+}
+
+TEST_F(CommandsTest, FilesThatAreInTheWayOrMissingAreNamed) {
+    const std::string serial = NewKey();
+    ExpectFailure("backup " + serial + " " + pin_file_, pin_file_ + " exists already");
+    ExpectFailure("backup " + serial + " nowhere/copy", "there is no folder ");
+    ExpectFailure("restore nowhere", "there is no file nowhere");
+}
+
+TEST_F(CommandsTest, AuthorityThatIsThereOrMissingIsNamed) {
+    const std::string folder = pin_file_ + ".authority";
+    const auto authority = [&](const std::string& arguments) {
+        return RunShell(Program("softca") + " --dir " + folder + " " + arguments + " </dev/null");
+    };
+    ExpectEnd(1, authority("issue"), "softca issue: there is no authority");
+    EXPECT_EQ(0, authority("init").status);
+    ExpectEnd(1, authority("init"), "softca init: there is an authority already");
+}
+
 TEST_F(CommandsTest, FaultOrdersListAndClear) {
     const std::string text = Good("fault VerifyPIN 0x0A000024 --times 2 --after 1 --delay 5");
     EXPECT_NE(std::string::npos, text.find("The PIN is not correct."));
@@ -165,7 +199,8 @@ TEST_F(CommandsTest, FaultOrdersListAndClear) {
     EXPECT_EQ(std::string::npos, Good("fault --list").find("VerifyPIN"));
     Good("fault --clear");
     EXPECT_EQ("No faults are ordered.\n", Good("fault --list"));
-    ExpectFailure("fault Verify 1", "CheckDeviceEx");
+    ExpectUsageError("fault SignHash 1", "softkey fault --help");
+    ExpectUsageError("fault VerifyPIN", "an entry and a code are needed");
     ExpectFailure("fault VerifyPIN x", "0x0A000024");
     ExpectFailure("fault VerifyPIN 0x100000000", "0x0A000024");
 }
