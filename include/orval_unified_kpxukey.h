@@ -20,10 +20,10 @@
  * 4. Lengths. A length argument points to a signed 32-bit count of bytes: the capacity of the
  *    buffer on entry, a length on return. A null buffer asks for the length. The families of
  *    functions count differently and each function states its own rule; docs/length-rules.md sets
- *    the rules side by side. One habit is right everywhere: ask with a null buffer, allocate one
- *    byte more than the answer, clear the buffer, pass the answer as the capacity. Where the
- *    answer is a bound, GetErrorMsg()'s texts may still be longer: fetch again with the length
- *    that the failed fetch gave.
+ *    the rules side by side. One habit serves nearly all: ask with a null buffer, allocate one byte
+ *    more than the answer, clear the buffer, pass the answer as the capacity. Two answers are
+ *    bounds that may be too small: GetErrorMsg()'s (fetch again with the length that the failed
+ *    fetch gave) and Batch_Sign()'s (it leaves out the last item).
  * 5. Null pointers. An argument that is checked gives #ORVAL_INVALID_ARGUMENT. One that is not
  *    checked says so; passing null there is the caller's error.
  * 6. Threads. The library starts none and takes no lock. Use it from one thread at a time;
@@ -63,7 +63,8 @@ enum {
     ORVAL_UNSUPPORTED = -300,
     /** A required pointer is null, or a text's length or format is not acceptable. */
     ORVAL_INVALID_ARGUMENT = -401,
-    /** The caller's buffer is too small; the length argument tells the length needed. */
+    /** The caller's buffer is too small; the length argument tells the length needed, in some
+     *  families without the terminator: allocate one byte more. */
     ORVAL_BUFFER_TOO_SMALL = -404
 };
 
@@ -477,7 +478,8 @@ ORVAL_API int32_t SignHash(const char* szSN, int32_t nParam1, int32_t nParam2, c
  * Length rule: a null buffer gives twice the sum of (length of szText + 2048), when szText is not
  * null, and (length of szBatch + 2048) times the number of separators "||" in szBatch, when szBatch
  * is not null; in 32 bits, without asking the key. It goes by separators and not by items: a batch
- * of one item adds nothing. With a buffer the key gets buffer and length argument and decides.
+ * of one item adds nothing. Give (length of szBatch + 2048) * 2 for each item instead. With a
+ * buffer the key gets buffer and length argument and decides.
  *
  * All arguments go to the key unchanged and in this order.
  *

@@ -49,8 +49,8 @@ constexpr DialogTexts kEnglish = {
 };
 
 constexpr DialogTexts kChinese = {
-    "软件密钥",
-    "密钥：",
+    "软件钥匙",
+    "钥匙：",
     "PIN 码：",
     "新 PIN 码：",
     "再次输入：",
@@ -58,7 +58,7 @@ constexpr DialogTexts kChinese = {
     "请输入 PIN 码。",
     "请输入当前 PIN 码。",
     "请设置新 PIN 码（6 至 16 位）。",
-    "密钥内容将被清除。请设置新 PIN 码（6 至 16 位）。",
+    "钥匙内容将被清除。请设置新 PIN 码（6 至 16 位）。",
     "剩余次数：",
     "是否签名？",
     "摘要：",
