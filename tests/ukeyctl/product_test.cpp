@@ -212,6 +212,10 @@ TEST(UkeyctlOnProduct, MalformedDescriptionIsReported) {
 TEST(UkeyctlOnProduct, CheckLooksAtTheInstallation) {
     EXPECT_EQ(Ukeyctl({"check"}).Run().status, 0);
     EXPECT_EQ(Ukeyctl({"check", "--mode", "2"}).Run().status, 1);
+    scripted::RemoveBackend();
+    const Outcome outcome = Ukeyctl({"check"}).Run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("key maker's library cannot be loaded"));
 }
 
 }  // namespace

@@ -341,7 +341,7 @@ const VerbCase kVerbCases[] = {
      {"check"},
      "",
      "CheckDriverIntegrity(1)",
-     "The installation folder is there and can be read.\n"},
+     "The installation folder can be read, and the key maker's library in it is complete.\n"},
     {"CallInitialize", {"call", "Initialize"}, "", "Initialize()", "Initialize gave 0.\n"},
     {"CallFinalize", {"call", "Finalize"}, "", "Finalize()", "Finalize gave 0.\n"},
     {"CallGetLastErrCode",
