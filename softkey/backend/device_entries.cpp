@@ -18,8 +18,10 @@ namespace {
 
 constexpr size_t kSerialBufferSize = 1024;
 
-// What X_ErrorConvert_UOS gave last; the caller may read it until the thread asks again.
-thread_local std::string text_given;
+// What X_ErrorConvert_UOS gave last; the caller may read it until the thread asks again, also while
+// the thread ends: nothing destroys an array.
+constexpr size_t kTextRoom = 512;
+thread_local char text_given[kTextRoom];
 
 // For a wrong PIN the text also tells the tries that are left.
 std::string TextOfCode(int64_t code) {
@@ -64,8 +66,10 @@ int32_t GetMediaID(void) {
 }
 
 const char* X_ErrorConvert_UOS(int64_t code) {
-    const int32_t failure = Answer("X_ErrorConvert_UOS", [&] { text_given = TextOfCode(code); });
-    return failure == 0 ? text_given.c_str() : nullptr;
+    const int32_t failure = Answer("X_ErrorConvert_UOS", [&] {
+        softkey::CopyToFixed(TextOfCode(code), text_given, sizeof text_given);
+    });
+    return failure == 0 ? text_given : nullptr;
 }
 
 int32_t UOS_SetCharset(const char* second, const char* first) {

@@ -42,7 +42,8 @@ void BackUpKey(std::string_view serial, const std::string& file) {
     Require(Exists(KeyPath(serial)), Code::kNoSuchKey, "there is no key with this serial number");
     KeyStore store(serial);
     DraftFile draft(file);
-    CopyDatabase(store.Handle(), draft.Path());
+    Database source = store.Connect();
+    CopyDatabase(source, draft.Path());
     draft.Publish();
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/process_lock.h"
 #include "core/secret.h"
 
 namespace softkey {
@@ -47,7 +48,8 @@ class Statement {
 
 // A connection to one file. What is committed has reached the disk: a write that was acknowledged
 // survives the death of the process and of the machine. Several processes may use one file; each
-// waits a bounded time for the others.
+// waits a bounded time for the others. An object holds its process's lock, so it lives for one
+// operation only.
 class Database {
  public:
     enum class Mode { kExisting, kCreate };
@@ -65,6 +67,7 @@ class Database {
     struct Closer {
         void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
     };
+    ProcessLock lock_;  // outlives the connection
     std::unique_ptr<sqlite3, Closer> connection_;
 };
 

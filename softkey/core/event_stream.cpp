@@ -8,6 +8,7 @@
 
 #include "core/error.h"
 #include "core/home.h"
+#include "core/process_lock.h"
 
 namespace softkey {
 namespace {
@@ -63,12 +64,13 @@ EventStream::View ViewOf(const Slots::Snapshot& snapshot) {
 }  // namespace
 
 EventStream& EventStream::OfThisProcess() {
-    static EventStream stream;
-    return stream;
+    // Never destroyed: clients call as late as from exit handlers.
+    static auto* const stream = new EventStream;
+    return *stream;
 }
 
 void EventStream::OpenContext() {
-    const std::lock_guard lock(mutex_);
+    const ProcessLock lock;
     if (!place_) {
         TakePlaceAtPresent();
     }
@@ -77,13 +79,13 @@ void EventStream::OpenContext() {
 }
 
 void EventStream::CloseContext() {
-    const std::lock_guard lock(mutex_);
+    const ProcessLock lock;
     Require(open_contexts_ > 0, Code::kNoContext, "no context is open");
     --open_contexts_;
 }
 
 EventStream::View EventStream::List() {
-    const std::lock_guard lock(mutex_);
+    const ProcessLock lock;
     // A list taken before the first context is where that context will begin.
     if (!following_) {
         TakePlaceAtPresent();
@@ -92,7 +94,7 @@ EventStream::View EventStream::List() {
 }
 
 std::optional<std::string> EventStream::SerialIn(uint32_t slot) {
-    const std::lock_guard lock(mutex_);
+    const ProcessLock lock;
     if (!following_ && view_.count(slot) == 0) {
         TakePlaceAtPresent();
     }
@@ -138,7 +140,7 @@ void EventStream::FillGap(const Slots::Snapshot& present) {
 }
 
 std::optional<SlotEvent> EventStream::TakeNext() {
-    const std::lock_guard lock(mutex_);
+    const ProcessLock lock;
     Require(open_contexts_ > 0, Code::kNoContext, "no context is open");
     std::optional<SlotEvent> event;
     if (gap_.empty()) {

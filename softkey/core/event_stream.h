@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <deque>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -41,7 +40,6 @@ class EventStream {
     void TakePlaceAtPresent();
     void FillGap(const Slots::Snapshot& present);
 
-    std::mutex mutex_;
     int open_contexts_ = 0;
     bool following_ = false;
     std::optional<int64_t> place_;

@@ -34,6 +34,8 @@ FileLock::FileLock(const std::string& path)
 }
 
 FileLock::~FileLock() {
+    // Said, not left to close: a child forked meanwhile has the file open too.
+    flock(file_, LOCK_UN);
     close(file_);
 }
 

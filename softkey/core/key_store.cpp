@@ -46,6 +46,56 @@ StoredPair ReadPair(const Statement& row) {
             row.Blob(6)};
 }
 
+struct SealedMaster {
+    PinDerivation derivation;
+    Bytes bytes;
+};
+
+// Takes the connection: it is closed before the PIN is tried, which takes long.
+SealedMaster ReadSealedMaster(Database database) {
+    Statement row(database, "SELECT salt, cost, block_size, parallel, sealed_master FROM pin");
+    Require(row.Step(), Code::kStoreDamaged, "the store has no PIN");
+    return {{row.Blob(0), row.Integer(1), row.Integer(2), row.Integer(3)}, row.Blob(4)};
+}
+
+SealedMaster SealMaster(const SecretBytes& pin, const SecretBytes& master, const Bytes& context) {
+    const PinDerivation derivation = PinDerivation::Fresh();
+    return {derivation, Seal(DeriveFromPin(pin, derivation), master, context)};
+}
+
+void WritePin(Database& database, const SealedMaster& sealed) {
+    Statement(database, "INSERT OR REPLACE INTO pin VALUES(1, ?, ?, ?, ?, ?, ?, ?, ?)")
+        .Bind(static_cast<int64_t>(kMaximumTries))
+        .Bind(static_cast<int64_t>(kMaximumTries))
+        .Bind(FreshGeneration())
+        .Bind(sealed.derivation.salt)
+        .Bind(sealed.derivation.cost)
+        .Bind(sealed.derivation.block_size)
+        .Bind(sealed.derivation.parallel)
+        .Bind(sealed.bytes)
+        .Run();
+}
+
+PinState ReadPin(Database& database) {
+    Statement pin(database, "SELECT tries_left, tries_max, generation FROM pin");
+    Require(pin.Step(), Code::kStoreDamaged, "the store has no PIN");
+    return {static_cast<int32_t>(pin.Integer(0)), static_cast<int32_t>(pin.Integer(1)),
+            pin.Integer(2)};
+}
+
+void InstallCertificate(Database& database, const KeyStore::PairCertificate& item) {
+    Statement(database,
+              "DELETE FROM pairs WHERE certificate IS NOT NULL AND id <> ?1 AND (usage, type) = "
+              "(SELECT usage, type FROM pairs WHERE id = ?1)")
+        .Bind(item.pair_id)
+        .Run();
+    Statement(database, "UPDATE pairs SET certificate = ? WHERE id = ?")
+        .Bind(item.certificate)
+        .Bind(item.pair_id)
+        .Run();
+    Require(database.Changes() == 1, Code::kKeyNotFound, "the key pair was deleted");
+}
+
 void CheckLabel(std::string_view label) {
     Require(label.size() <= kMaximumLabelLength, Code::kNameLength,
             "a label has at most 255 bytes");
@@ -86,31 +136,34 @@ void KeyStore::Create(std::string_view serial, std::string_view label, const Sec
 KeyStore::KeyStore(std::string_view serial) : KeyStore(KeyPath(serial), serial) {}
 
 KeyStore::KeyStore(const std::string& path, std::string_view expected_serial)
-    : serial_(expected_serial), database_(path, Database::Mode::kExisting) {
-    Statement key(database_, "SELECT format, serial FROM key");
+    : path_(path), serial_(expected_serial) {
+    Connect();
+}
+
+Database KeyStore::Connect() const {
+    Database database(path_, Database::Mode::kExisting);
+    Statement key(database, "SELECT format, serial FROM key");
     Require(key.Step() && key.Integer(0) == kFormatVersion && key.Text(1) == serial_,
             Code::kStoreDamaged, "the file is not the store of this key");
+    return database;
 }
 
 PinState KeyStore::Pin() {
-    Statement pin(database_, "SELECT tries_left, tries_max, generation FROM pin");
-    Require(pin.Step(), Code::kStoreDamaged, "the store has no PIN");
-    return {static_cast<int32_t>(pin.Integer(0)), static_cast<int32_t>(pin.Integer(1)),
-            pin.Integer(2)};
+    Database database = Connect();
+    return ReadPin(database);
 }
 
-void KeyStore::SpendTry() {
-    Transaction transaction(database_);
-    Statement(database_, "UPDATE pin SET tries_left = tries_left - 1 WHERE tries_left > 0").Run();
-    Require(database_.Changes() == 1, Code::kPinLocked, "no tries are left");
+void KeyStore::SpendTry() const {
+    Database database = Connect();
+    Transaction transaction(database);
+    Statement(database, "UPDATE pin SET tries_left = tries_left - 1 WHERE tries_left > 0").Run();
+    Require(database.Changes() == 1, Code::kPinLocked, "no tries are left");
     transaction.Commit();
 }
 
-std::optional<SecretBytes> KeyStore::TryPin(const SecretBytes& pin) {
-    Statement row(database_, "SELECT salt, cost, block_size, parallel, sealed_master FROM pin");
-    Require(row.Step(), Code::kStoreDamaged, "the store has no PIN");
-    const PinDerivation derivation{row.Blob(0), row.Integer(1), row.Integer(2), row.Integer(3)};
-    return Unseal(DeriveFromPin(pin, derivation), row.Blob(4), PinContext());
+std::optional<SecretBytes> KeyStore::TryPin(const SecretBytes& pin) const {
+    const SealedMaster sealed = ReadSealedMaster(Connect());
+    return Unseal(DeriveFromPin(pin, sealed.derivation), sealed.bytes, PinContext());
 }
 
 Unlocked KeyStore::Unlock(const SecretBytes& pin) {
@@ -125,61 +178,54 @@ Unlocked KeyStore::Unlock(const SecretBytes& pin) {
         throw Error(left > 0 ? Code::kPinIncorrect : Code::kPinLocked,
                     "tries left: " + std::to_string(left));
     }
-    Statement(database_, "UPDATE pin SET tries_left = tries_max").Run();
-    return {std::move(*master), Pin().generation};
+    Database database = Connect();
+    Statement(database, "UPDATE pin SET tries_left = tries_max").Run();
+    return {std::move(*master), ReadPin(database).generation};
 }
 
 void KeyStore::ChangePin(const SecretBytes& old_pin, const SecretBytes& new_pin) {
     CheckPinForm(new_pin);
     const Unlocked unlocked = Unlock(old_pin);
-    Transaction transaction(database_);
-    Require(Pin().generation == unlocked.generation, Code::kPinIncorrect,
+    const SealedMaster sealed = SealMaster(new_pin, unlocked.master, PinContext());
+    Database database = Connect();
+    Transaction transaction(database);
+    Require(ReadPin(database).generation == unlocked.generation, Code::kPinIncorrect,
             "the PIN was changed by another program");
-    WritePin(new_pin, unlocked.master);
+    WritePin(database, sealed);
     transaction.Commit();
-}
-
-void KeyStore::WritePin(const SecretBytes& pin, const SecretBytes& master) {
-    const PinDerivation derivation = PinDerivation::Fresh();
-    const Bytes sealed = Seal(DeriveFromPin(pin, derivation), master, PinContext());
-    Statement(database_, "INSERT OR REPLACE INTO pin VALUES(1, ?, ?, ?, ?, ?, ?, ?, ?)")
-        .Bind(static_cast<int64_t>(kMaximumTries))
-        .Bind(static_cast<int64_t>(kMaximumTries))
-        .Bind(FreshGeneration())
-        .Bind(derivation.salt)
-        .Bind(derivation.cost)
-        .Bind(derivation.block_size)
-        .Bind(derivation.parallel)
-        .Bind(sealed)
-        .Run();
 }
 
 Unlocked KeyStore::Initialize(std::string_view label, const SecretBytes& new_pin) {
     CheckPinForm(new_pin);
     CheckLabel(label);
     SecretBytes master = RandomSecret(kSealKeyLength);
-    Transaction transaction(database_);
-    database_.Execute("DELETE FROM pairs; DELETE FROM data;");
-    Statement(database_, "UPDATE key SET label = ?").Bind(label).Run();
-    WritePin(new_pin, master);
+    const SealedMaster sealed = SealMaster(new_pin, master, PinContext());
+    Database database = Connect();
+    Transaction transaction(database);
+    database.Execute("DELETE FROM pairs; DELETE FROM data;");
+    Statement(database, "UPDATE key SET label = ?").Bind(label).Run();
+    WritePin(database, sealed);
     transaction.Commit();
-    return {std::move(master), Pin().generation};
+    return {std::move(master), ReadPin(database).generation};
 }
 
 std::string KeyStore::Label() {
-    Statement row(database_, "SELECT label FROM key");
+    Database database = Connect();
+    Statement row(database, "SELECT label FROM key");
     Require(row.Step(), Code::kStoreDamaged);
     return row.Text(0);
 }
 
 void KeyStore::SetLabel(std::string_view label) {
     CheckLabel(label);
-    Statement(database_, "UPDATE key SET label = ?").Bind(label).Run();
+    Database database = Connect();
+    Statement(database, "UPDATE key SET label = ?").Bind(label).Run();
 }
 
 std::optional<std::string> KeyStore::Data(int32_t index) {
     Require(index >= 0 && index < kDataItems, Code::kSelector, "data items are 0 to 63");
-    Statement row(database_, "SELECT text FROM data WHERE item = ?");
+    Database database = Connect();
+    Statement row(database, "SELECT text FROM data WHERE item = ?");
     if (!row.Bind(static_cast<int64_t>(index)).Step()) {
         return std::nullopt;
     }
@@ -190,7 +236,8 @@ void KeyStore::SetData(int32_t index, std::string_view text) {
     Require(index >= 0 && index < kDataItems, Code::kSelector, "data items are 0 to 63");
     Require(text.size() <= kMaximumDataLength, Code::kDataLength,
             "a data item has at most 259 bytes");
-    Statement(database_, "INSERT OR REPLACE INTO data VALUES(?, ?)")
+    Database database = Connect();
+    Statement(database, "INSERT OR REPLACE INTO data VALUES(?, ?)")
         .Bind(static_cast<int64_t>(index))
         .Bind(text)
         .Run();
@@ -198,7 +245,8 @@ void KeyStore::SetData(int32_t index, std::string_view text) {
 
 std::vector<StoredPair> KeyStore::Pairs() {
     std::vector<StoredPair> pairs;
-    Statement row(database_,
+    Database database = Connect();
+    Statement row(database,
                   "SELECT id, usage, type, dual, public_key, sealed_private, certificate "
                   "FROM pairs ORDER BY id");
     while (row.Step()) {
@@ -210,17 +258,18 @@ std::vector<StoredPair> KeyStore::Pairs() {
 void KeyStore::AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair) {
     const Bytes public_key = pair.Public();
     const Bytes sealed = Seal(unlocked.master, pair.Private(), public_key);
-    Transaction transaction(database_);
-    Require(Pin().generation == unlocked.generation, Code::kNotInitialized,
+    Database database = Connect();
+    Transaction transaction(database);
+    Require(ReadPin(database).generation == unlocked.generation, Code::kNotInitialized,
             "the PIN was changed since it was verified");
-    Statement known(database_, "SELECT 1 FROM pairs WHERE public_key = ?");
+    Statement known(database, "SELECT 1 FROM pairs WHERE public_key = ?");
     if (known.Bind(public_key).Step()) {
         return;
     }
-    Statement count(database_, "SELECT count(*) FROM pairs WHERE certificate IS NULL");
+    Statement count(database, "SELECT count(*) FROM pairs WHERE certificate IS NULL");
     Require(count.Step() && count.Integer(0) < kMaximumTemporaryPairs, Code::kTooManyKeyPairs,
             "the key holds 64 key pairs without a certificate");
-    Statement(database_,
+    Statement(database,
               "INSERT INTO pairs(usage, type, dual, public_key, sealed_private) "
               "VALUES(?, ?, ?, ?, ?)")
         .Bind(static_cast<int64_t>(usage))
@@ -240,30 +289,19 @@ KeyPair KeyStore::Open(const Unlocked& unlocked, const StoredPair& pair) {
 }
 
 void KeyStore::SetCertificates(const std::vector<PairCertificate>& certificates) {
-    Transaction transaction(database_);
+    Database database = Connect();
+    Transaction transaction(database);
     for (const PairCertificate& item : certificates) {
-        InstallCertificate(item);
+        InstallCertificate(database, item);
     }
     transaction.Commit();
 }
 
-void KeyStore::InstallCertificate(const PairCertificate& item) {
-    Statement(database_,
-              "DELETE FROM pairs WHERE certificate IS NOT NULL AND id <> ?1 AND (usage, type) = "
-              "(SELECT usage, type FROM pairs WHERE id = ?1)")
-        .Bind(item.pair_id)
-        .Run();
-    Statement(database_, "UPDATE pairs SET certificate = ? WHERE id = ?")
-        .Bind(item.certificate)
-        .Bind(item.pair_id)
-        .Run();
-    Require(database_.Changes() == 1, Code::kKeyNotFound, "the key pair was deleted");
-}
-
 void KeyStore::DeletePairs(const std::vector<int64_t>& ids) {
-    Transaction transaction(database_);
+    Database database = Connect();
+    Transaction transaction(database);
     for (const int64_t id : ids) {
-        Statement(database_, "DELETE FROM pairs WHERE id = ?").Bind(id).Run();
+        Statement(database, "DELETE FROM pairs WHERE id = ?").Bind(id).Run();
     }
     transaction.Commit();
 }

@@ -53,7 +53,8 @@ struct StoredPair {
 };
 
 // One software key's durable state: an SQLite file. Each member is one transaction, so that
-// another process or a sudden death sees all of it or nothing.
+// another process or a sudden death sees all of it or nothing, and opens the file anew: nothing
+// stays open meanwhile.
 class KeyStore {
  public:
     // Makes the file under its final name in one step; a key is never seen half made.
@@ -63,7 +64,9 @@ class KeyStore {
     explicit KeyStore(const std::string& path, std::string_view expected_serial);
 
     const std::string& Serial() const { return serial_; }
-    Database& Handle() { return database_; }
+
+    // A connection to the file, once it is seen to be this key's.
+    Database Connect() const;
 
     PinState Pin();
 
@@ -98,14 +101,12 @@ class KeyStore {
     void DeletePairs(const std::vector<int64_t>& ids);
 
  private:
+    std::string path_;
     std::string serial_;
-    Database database_;
 
-    void WritePin(const SecretBytes& pin, const SecretBytes& master);
     Bytes PinContext() const { return ToBytes(serial_); }
-    std::optional<SecretBytes> TryPin(const SecretBytes& pin);
-    void SpendTry();
-    void InstallCertificate(const PairCertificate& item);
+    std::optional<SecretBytes> TryPin(const SecretBytes& pin) const;
+    void SpendTry() const;
 };
 
 }  // namespace softkey

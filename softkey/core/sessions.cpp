@@ -3,18 +3,19 @@
 namespace softkey {
 
 Sessions& Sessions::OfThisProcess() {
-    static Sessions sessions;
-    return sessions;
+    // Never destroyed: clients call as late as from exit handlers.
+    static auto* const sessions = new Sessions;
+    return *sessions;
 }
 
 void Sessions::Keep(const PluggedKey& key, const Unlocked& unlocked, bool cached,
                     std::optional<Clock::time_point> until) {
-    const std::lock_guard lock(mutex_);
+    const ProcessLock lock;
     sessions_[key.serial] = Session{unlocked, key.plug_id, cached, until};
 }
 
 std::optional<Unlocked> Sessions::Find(const PluggedKey& key, const PinState& state, Need need) {
-    const std::lock_guard lock(mutex_);
+    const ProcessLock lock;
     const auto found = sessions_.find(key.serial);
     if (found == sessions_.end()) {
         return std::nullopt;
@@ -34,7 +35,7 @@ std::optional<Unlocked> Sessions::Find(const PluggedKey& key, const PinState& st
 }
 
 void Sessions::UseUp(const std::string& serial) {
-    const std::lock_guard lock(mutex_);
+    const ProcessLock lock;
     const auto found = sessions_.find(serial);
     if (found != sessions_.end() && !found->second.cached) {
         sessions_.erase(found);
@@ -42,22 +43,22 @@ void Sessions::UseUp(const std::string& serial) {
 }
 
 void Sessions::Forget(const std::string& serial) {
-    const std::lock_guard lock(mutex_);
+    const ProcessLock lock;
     sessions_.erase(serial);
 }
 
 void Sessions::ForgetAll() {
-    const std::lock_guard lock(mutex_);
+    const ProcessLock lock;
     sessions_.clear();
 }
 
 bool Sessions::CacheFlag(const std::string& serial) {
-    const std::lock_guard lock(mutex_);
+    const ProcessLock lock;
     return cache_flags_[serial];
 }
 
 void Sessions::SetCacheFlag(const std::string& serial, bool on) {
-    const std::lock_guard lock(mutex_);
+    const ProcessLock lock;
     cache_flags_[serial] = on;
     if (!on) {
         sessions_.erase(serial);

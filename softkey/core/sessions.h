@@ -3,11 +3,11 @@
 
 #include <chrono>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "core/key_store.h"
+#include "core/process_lock.h"
 #include "core/slots.h"
 
 namespace softkey {
@@ -45,7 +45,6 @@ class Sessions {
         std::optional<Clock::time_point> until;
     };
 
-    std::mutex mutex_;
     std::map<std::string, Session> sessions_;
     std::map<std::string, bool> cache_flags_;
 };

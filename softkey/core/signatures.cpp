@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <map>
-#include <mutex>
 
 #include "core/certificates.h"
 #include "core/encoding.h"
 #include "core/error.h"
 #include "core/pkcs7.h"
+#include "core/process_lock.h"
 
 namespace softkey {
 namespace {
@@ -85,14 +85,12 @@ std::vector<SignedContent> ReadItems(int64_t kind, std::string_view batch) {
     return contents;
 }
 
-struct Warnings {
-    std::mutex mutex;
-    std::map<std::string, std::string> texts;
-};
+using Warnings = std::map<std::string, std::string>;
 
 Warnings& WarningsOfThisProcess() {
-    static Warnings warnings;
-    return warnings;
+    // Never destroyed: clients call as late as from exit handlers.
+    static auto* const warnings = new Warnings;
+    return *warnings;
 }
 
 std::string EncodePlain(const SecretBytes& plain, PlainEncoding encoding) {
@@ -141,15 +139,13 @@ std::string SignBatch(Device& device, const SignatureOrder& order, std::string_v
 }
 
 void KeepWarning(const std::string& serial, const std::string& warning) {
-    Warnings& warnings = WarningsOfThisProcess();
-    const std::lock_guard lock(warnings.mutex);
-    warnings.texts[serial] = warning;
+    const ProcessLock lock;
+    WarningsOfThisProcess()[serial] = warning;
 }
 
 std::string TakeWarning(const std::string& serial) {
-    Warnings& warnings = WarningsOfThisProcess();
-    const std::lock_guard lock(warnings.mutex);
-    const auto node = warnings.texts.extract(serial);
+    const ProcessLock lock;
+    const auto node = WarningsOfThisProcess().extract(serial);
     return node.empty() ? std::string() : node.mapped();
 }
 

@@ -13,6 +13,7 @@
 #include <memory>
 
 #include "core/error.h"
+#include "core/process_lock.h"
 #include "core/secret.h"
 
 // Owners for OpenSSL's objects, and the one way its failures become ours.
@@ -47,7 +48,11 @@ using Pkcs7 = Owner<PKCS7, PKCS7_free>;
 // Keeps the process's own error queue as it was: the client may use OpenSSL too.
 class ErrorMark {
  public:
-    ErrorMark() { ERR_set_mark(); }
+    ErrorMark() {
+        // A thread's first mark enters the thread into a list of OpenSSL's, under a lock.
+        const ProcessLock lock;
+        ERR_set_mark();
+    }
     ~ErrorMark() { ERR_pop_to_mark(); }
     ErrorMark(const ErrorMark&) = delete;
     ErrorMark& operator=(const ErrorMark&) = delete;
