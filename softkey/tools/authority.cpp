@@ -116,6 +116,7 @@ ssl::Request ReadRequest(const std::string& text) {
     const unsigned char* cursor = der->data();
     ssl::Request request(d2i_X509_REQ(nullptr, &cursor, static_cast<long>(der->size())));
     Check(request != nullptr, "a request is no PKCS#10", Code::kData);
+    Require(cursor == der->data() + der->size(), Code::kData, "something follows a request");
     return request;
 }
 
@@ -153,12 +154,48 @@ RequestKind KindOf(const X509_REQ* request) {
     return encrypts ? RequestKind::kEncryption : RequestKind::kSigning;
 }
 
-std::string Trimmed(const std::string& text) {
-    const size_t begin = text.find_first_not_of(" \t\r\n");
-    if (begin == std::string::npos) {
-        return std::string();
+std::string_view Trimmed(std::string_view text) {
+    constexpr char kBlanks[] = " \t\r\n";
+    const size_t begin = text.find_first_not_of(kBlanks);
+    if (begin == std::string_view::npos) {
+        return {};
     }
-    return text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
+    return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
+// Cuts the first PEM block off `rest`. Whatever else stands there is refused: an answer that leaves
+// something out silently would look whole.
+std::string TakeBlock(std::string_view& rest) {
+    constexpr std::string_view kBegin = "-----BEGIN ";
+    constexpr std::string_view kEnd = "-----END ";
+    constexpr std::string_view kDashes = "-----";
+    Require(rest.substr(0, kBegin.size()) == kBegin, Code::kData,
+            "something that is no PEM block stands between or behind the requests");
+    const size_t end = rest.find(kEnd);
+    const size_t dashes =
+        end == std::string_view::npos ? end : rest.find(kDashes, end + kEnd.size());
+    Require(dashes != std::string_view::npos, Code::kData, "a PEM block has no end");
+    const size_t length = dashes + kDashes.size();
+    std::string block(rest.substr(0, length));
+    rest = Trimmed(rest.substr(length));
+    return block;
+}
+
+// Requests are joined by "||", or follow one another as PEM blocks.
+std::vector<std::string> RequestsIn(const std::string& text) {
+    std::vector<std::string> requests;
+    for (const std::string& part : Split(text, "||")) {
+        std::string_view rest = Trimmed(part);
+        // An unused first entry of a batch leaves only its separator.
+        if (rest.find("-----") == std::string_view::npos && !rest.empty()) {
+            requests.emplace_back(rest);
+            continue;
+        }
+        while (!rest.empty()) {
+            requests.push_back(TakeBlock(rest));
+        }
+    }
+    return requests;
 }
 
 }  // namespace
@@ -214,9 +251,12 @@ Bytes Authority::Issue(const KeyPair& subject_key, const X509_NAME* subject, con
     return ssl::ToDer(certificate.get(), i2d_X509, "certificate");
 }
 
-std::string Authority::Wrap(const std::vector<Bytes>& certificates, KeyType issuer) const {
+std::string Authority::Wrap(const std::vector<Bytes>& certificates,
+                            const std::set<KeyType>& issuers) const {
     std::vector<Bytes> chain = certificates;
-    chain.push_back(ssl::ToDer(RootFor(issuer).certificate.get(), i2d_X509, "root"));
+    for (const KeyType issuer : issuers) {
+        chain.push_back(ssl::ToDer(RootFor(issuer).certificate.get(), i2d_X509, "root"));
+    }
     return ToBase64(CertificatesOnly(chain));
 }
 
@@ -250,25 +290,21 @@ std::string Authority::Package(const std::vector<Issued>& answers, const Terms& 
         package += (package.empty() ? "" : "|") + std::string(name) + "(" + data + ")";
     };
     for (const Issued& issued : answers) {
-        add(issued.item_name, Wrap({issued.certificate}, issued.type));
+        add(issued.item_name, Wrap({issued.certificate}, {issued.type}));
         if (issued.envelope.empty()) {
             continue;
         }
         add("EncPriKey",
             terms.envelope_as_base64 ? ToBase64(issued.envelope) : ToHex(issued.envelope));
-        add("EncCert", Wrap({issued.encryption_certificate}, issued.type));
+        add("EncCert", Wrap({issued.encryption_certificate}, {issued.type}));
     }
     return package;
 }
 
 std::string Authority::Answer(const std::string& requests, const Terms& terms) const {
     std::vector<Issued> answers;
-    for (const std::string& part : Split(requests, "||")) {
-        const std::string text = Trimmed(part);
-        // An unused first entry of a batch leaves only its separator.
-        if (!text.empty()) {
-            answers.push_back(IssueFor(text, terms));
-        }
+    for (const std::string& text : RequestsIn(requests)) {
+        answers.push_back(IssueFor(text, terms));
     }
     Require(!answers.empty(), Code::kData, "there is no request in the input");
     const bool any_envelope = std::any_of(answers.begin(), answers.end(), [](const Issued& issued) {
@@ -278,11 +314,13 @@ std::string Authority::Answer(const std::string& requests, const Terms& terms) c
         return Package(answers, terms);
     }
     std::vector<Bytes> certificates;
+    std::set<KeyType> issuers;
     certificates.reserve(answers.size());
     for (const Issued& issued : answers) {
         certificates.push_back(issued.certificate);
+        issuers.insert(issued.type);
     }
-    return Wrap(certificates, answers.front().type);
+    return Wrap(certificates, issuers);
 }
 
 }  // namespace softkey::tools

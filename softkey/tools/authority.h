@@ -1,6 +1,7 @@
 #ifndef SOFTKEY_TOOLS_AUTHORITY_H
 #define SOFTKEY_TOOLS_AUTHORITY_H
 
+#include <set>
 #include <string>
 
 #include "core/key_pair.h"
@@ -23,8 +24,8 @@ class Authority {
         bool envelope_as_base64 = false;
     };
 
-    // Answers requests joined by "||" with one text that the key imports: a PKCS#7 with all
-    // certificates or, when a request asks for both kinds, a package
+    // Answers requests, joined by "||" or PEM blocks in a row, with one text that the key imports:
+    // a PKCS#7 with all certificates or, when a request asks for both kinds, a package
     // SignCert(...)|EncPriKey(...)|EncCert(...).
     std::string Answer(const std::string& requests, const Terms& terms) const;
 
@@ -51,7 +52,8 @@ class Authority {
 
     Bytes Issue(const KeyPair& subject_key, const X509_NAME* subject, const char* usage,
                 int days) const;
-    std::string Wrap(const std::vector<Bytes>& certificates, KeyType issuer) const;
+    std::string Wrap(const std::vector<Bytes>& certificates,
+                     const std::set<KeyType>& issuers) const;
 
     Root sm2_;
     Root rsa_;

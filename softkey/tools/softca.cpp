@@ -75,8 +75,9 @@ void AddInit(CLI::App& program, const std::shared_ptr<Options>& options, int& st
 void AddIssue(CLI::App& program, const std::shared_ptr<Options>& options, int& status) {
     CLI::App* const command = program.add_subcommand(
         "issue",
-        "Answer requests, joined by \"||\", with one text to import: a PKCS#7 with the "
-        "certificates or, for a request that asks for both kinds, a package "
+        "Answer requests, joined by \"||\" or PEM blocks in a row, with one text to import: a "
+        "PKCS#7 "
+        "with the certificates or, for a request that asks for both kinds, a package "
         "SignCert(...)|EncPriKey(...)|EncCert(...).");
     command->add_option("--in", options->input, "The requests; - is standard input")
         ->capture_default_str();

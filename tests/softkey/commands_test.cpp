@@ -254,6 +254,38 @@ TEST_F(AuthorityTest, TheCommandLineIssuesForEverySeparatedRequest) {
               RunShell(Program("softkey") + " show " + kSerial).output.find("CN=Alice"));
 }
 
+TEST_F(AuthorityTest, PemBlocksInARowAreAllAnswered) {
+    const auto pem = [](const std::string& request) {
+        return ToPem(FromBase64Text(request), "CERTIFICATE REQUEST");
+    };
+    ASSERT_EQ(kSuccess, Import(Answer(pem(Request(1, 2)) + pem(Request(2, 1)))));
+    for (const int32_t selector : {0x21, 0x12}) {
+        EXPECT_NE("", CertificatePem(selector));
+    }
+}
+
+TEST_F(AuthorityTest, WhatIsNoRequestIsRefusedAndNotLeftOut) {
+    const std::string request = Request(1, 2);
+    const Bytes der = FromBase64Text(request);
+    const std::string pem = ToPem(der, "CERTIFICATE REQUEST");
+    Bytes longer = der;
+    longer.push_back(0);
+    for (const std::string& text :
+         {pem + "trailing", "leading\n" + pem, pem + request, pem + "-----BEGIN X-----\n",
+          ToBase64(longer), request + "||x"}) {
+        EXPECT_EQ(Code::kData, CodeOfFailure([&] { Answer(text); })) << text;
+    }
+}
+
+TEST_F(AuthorityTest, RequestsOfBothTypesGetBothRoots) {
+    const std::string answer = Answer(Request(1, 2) + "||" + Request(1, 1));
+    WriteFile(Folder() + "/answer", answer);
+    const CommandResult shown =
+        RunShell("base64 -d " + Folder() +
+                 "/answer | openssl pkcs7 -inform DER -print_certs -noout | grep -c subject");
+    EXPECT_EQ("4\n", shown.output);
+}
+
 TEST_F(AuthorityTest, ARequestWithAWrongSignatureIsRefused) {
     Bytes request = FromBase64Text(Request(1, 2));
     // The last byte of the first public-key coordinate's neighbourhood: anything signed will do.
