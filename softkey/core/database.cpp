@@ -1,5 +1,6 @@
 #include "core/database.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -32,6 +33,24 @@ Code CodeOf(sqlite3* connection) {
             return Code::kMemory;
         default:
             return CodeOfFileError(sqlite3_system_errno(connection));
+    }
+}
+
+// The folder may be reached by symbolic links; a file that is one itself is refused, which SQLite
+// can only do for all of a path.
+std::string WithRealFolder(const std::string& path) {
+    const std::filesystem::path given(path);
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::canonical(
+        given.has_parent_path() ? given.parent_path() : std::filesystem::path("."), error);
+    return error ? path : (folder / given.filename()).string();
+}
+
+// SQLite would give a new file the rights that the umask leaves.
+void MakePrivateFile(const std::string& path) {
+    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (file >= 0) {
+        close(file);
     }
 }
 
@@ -124,7 +143,11 @@ Bytes Statement::Blob(int column) const {
     return {bytes, bytes + sqlite3_column_bytes(statement_.get(), column)};
 }
 
-Database::Database(const std::string& path, Mode mode) {
+Database::Database(const std::string& given_path, Mode mode) {
+    const std::string path = WithRealFolder(given_path);
+    if (mode == Mode::kCreate) {
+        MakePrivateFile(path);
+    }
     const int create = mode == Mode::kCreate ? SQLITE_OPEN_CREATE : 0;
     sqlite3* connection = nullptr;
     const int result = sqlite3_open_v2(

@@ -53,7 +53,7 @@ class Statement {
 class Database {
  public:
     enum class Mode { kExisting, kCreate };
-    Database(const std::string& path, Mode mode);
+    Database(const std::string& given_path, Mode mode);
 
     void Execute(const char* sql);
     int64_t Changes() const { return sqlite3_changes64(connection_.get()); }

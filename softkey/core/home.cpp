@@ -32,13 +32,35 @@ std::string UserFolder() {
     return user->pw_dir;
 }
 
+// What was made by other means, or for others, becomes the owner's alone.
+void TightenFolder(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        FailWithFile(errno, path);
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        FailWithFile(ENOTDIR, path);
+    }
+    const bool shared = (status.st_mode & S_ISVTX) != 0;
+    if (status.st_uid != geteuid() || shared) {
+        throw Error(Code::kStoreUnreachable,
+                    path + (shared ? " is shared by several users" : " belongs to another user"));
+    }
+    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0 && chmod(path.c_str(), S_IRWXU) != 0) {
+        FailWithFile(errno, path);
+    }
+}
+
 void MakePrivateFolder(const std::string& path) {
     std::error_code ignored;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
-    if (mkdir(path.c_str(), 0700) == 0 || errno == EEXIST) {
+    if (mkdir(path.c_str(), S_IRWXU) == 0) {
         return;
     }
-    FailWithFile(errno, path);
+    if (errno != EEXIST) {
+        FailWithFile(errno, path);
+    }
+    TightenFolder(path);
 }
 
 }  // namespace

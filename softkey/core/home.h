@@ -16,7 +16,8 @@ bool IsSerialNumber(std::string_view text);
 // ~/.local/share/orval-softkey.
 std::string HomePath();
 
-// Makes the folder and its parts, readable by their owner only.
+// Makes the folder and its parts, or takes the rights of others from them. Throws kStoreUnreachable
+// for a folder that is another user's or shared.
 void EnsureHome();
 
 std::string KeysPath();

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "core/backup.h"
+#include "core/faults.h"
 #include "core/home.h"
 #include "core/sessions.h"
 #include "softkey_test.h"
@@ -17,7 +18,7 @@ using KeyStoreTest = SoftKeyTest;
 unsigned Mode(const std::string& path) {
     struct stat status {};
     EXPECT_EQ(0, stat(path.c_str(), &status)) << path;
-    return status.st_mode & 0777U;
+    return status.st_mode & 07777U;
 }
 
 TEST_F(KeyStoreTest, TheHomeAndTheKeyAreTheOwnersAlone) {
@@ -25,6 +26,40 @@ TEST_F(KeyStoreTest, TheHomeAndTheKeyAreTheOwnersAlone) {
     EXPECT_EQ(0700U, Mode(HomePath()));
     EXPECT_EQ(0700U, Mode(KeysPath()));
     EXPECT_EQ(0600U, Mode(KeyPath(kSerial)));
+}
+
+TEST_F(KeyStoreTest, AHomeThatOthersCanReadIsTightenedAndItsDatabasesArePrivate) {
+    std::filesystem::create_directories(Folder() + "/home/keys");
+    chmod((Folder() + "/home").c_str(), 0755);
+    chmod((Folder() + "/home/keys").c_str(), 0777);
+    CreateKey();
+    PlugWithPinFile();
+    OrderFault({"GetData", 1, 1, 0, 0});
+    for (const char* const part : {"", "/keys", "/plugged"}) {
+        EXPECT_EQ(0700U, Mode(Folder() + "/home" + part)) << part;
+    }
+    for (const char* const part : {"/slots.db", "/faults.db"}) {
+        EXPECT_EQ(0600U, Mode(Folder() + "/home" + part)) << part;
+    }
+}
+
+TEST_F(KeyStoreTest, ASharedFolderIsNoHome) {
+    std::filesystem::create_directories(Folder() + "/home");
+    chmod((Folder() + "/home").c_str(), 01777);
+    EXPECT_EQ(Code::kStoreUnreachable, CodeOfFailure([] { CreateKey(); }));
+    EXPECT_EQ(01777U, Mode(Folder() + "/home"));
+}
+
+TEST_F(KeyStoreTest, TheHomeMayBeReachedByALinkButNoFileMayBeOne) {
+    std::filesystem::create_directories(Folder() + "/real");
+    std::filesystem::create_symlink(Folder() + "/real", Folder() + "/link");
+    setenv("ORVAL_SOFTKEY_HOME", (Folder() + "/link/home").c_str(), 1);
+    CreateKey();
+    PlugWithPinFile();
+    EXPECT_NO_THROW(KeyStore(kSerial).Unlock(ToSecret(kPin)));
+    std::filesystem::rename(KeyPath(kSerial), Folder() + "/elsewhere");
+    std::filesystem::create_symlink(Folder() + "/elsewhere", KeyPath(kSerial));
+    EXPECT_NE(Code::kOk, CodeOfFailure([] { KeyStore store(kSerial); }));
 }
 
 TEST_F(KeyStoreTest, ASerialNumberIsUsedOnce) {
