@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/draft_file.h"
+#include "core/encoding.h"
 #include "core/file_lock.h"
 #include "core/home.h"
 #include "core/sealing.h"
@@ -99,6 +100,7 @@ void InstallCertificate(Database& database, const KeyStore::PairCertificate& ite
 void CheckLabel(std::string_view label) {
     Require(label.size() <= kMaximumLabelLength, Code::kNameLength,
             "a label has at most 255 bytes");
+    Require(IsPrintable(label), Code::kData, "a label is UTF-8 text without control characters");
 }
 
 }  // namespace

@@ -46,6 +46,11 @@ KeySummary Summarize(const std::string& serial) {
     return summary;
 }
 
+// What an older store, or a path, holds that is no UTF-8 must not keep the rest from being shown.
+std::string Dump(const Json& json) {
+    return json.dump(2, ' ', false, Json::error_handler_t::replace);
+}
+
 std::string PinSourceText(const PinSource& source) {
     if (source.file) {
         return "file " + *source.file;
@@ -95,7 +100,7 @@ std::string CertificateLine(const StoredPair& pair) {
 
 void ShowAsText(const KeySummary& summary, KeyStore& store) {
     std::cout << "Serial number  " << summary.serial << '\n'
-              << "Label          " << summary.label << '\n'
+              << "Label          " << Printable(summary.label) << '\n'
               << "Plugged        "
               << (summary.slot ? "yes, slot " + std::to_string(*summary.slot) : "no") << '\n'
               << "PIN            " << PinText(summary.pin) << '\n';
@@ -131,7 +136,7 @@ void ShowAsJson(const KeySummary& summary, KeyStore& store) {
         }
         json["keyPairs"].push_back(entry);
     }
-    std::cout << json.dump(2) << '\n';
+    std::cout << Dump(json) << '\n';
 }
 
 void New(const std::string& chosen_serial, const std::string& label, const std::string& pin_file,
@@ -140,7 +145,7 @@ void New(const std::string& chosen_serial, const std::string& label, const std::
     static_cast<void>(KeyPath(serial));  // Refuses a malformed one before a PIN is asked for.
     KeyStore::Create(serial, label, ObtainNewPin(pin_file));
     if (as_json) {
-        std::cout << SummaryJson(Summarize(serial)).dump(2) << '\n';
+        std::cout << Dump(SummaryJson(Summarize(serial))) << '\n';
     } else {
         std::cout << serial << '\n';
     }
@@ -153,10 +158,10 @@ void List(bool as_json) {
         const KeySummary summary = Summarize(serial);
         json.push_back(SummaryJson(summary));
         rows.push_back({serial, summary.slot ? std::to_string(*summary.slot) : "-",
-                        PinText(summary.pin), summary.label});
+                        PinText(summary.pin), Printable(summary.label)});
     }
     if (as_json) {
-        std::cout << json.dump(2) << '\n';
+        std::cout << Dump(json) << '\n';
     } else if (rows.empty()) {
         std::cout << "No software keys. Make one with: softkey new --label NAME\n";
     } else {
@@ -217,7 +222,7 @@ void AddNew(CLI::App& program, int& status) {
     const auto options = std::make_shared<Options>();
     CLI::App* const command = program.add_subcommand(
         "new", "Make a key. Prints its serial number; the PIN is asked for on the terminal.");
-    command->add_option("--label", options->label, "A name for people, at most 255 bytes");
+    command->add_option("--label", options->label, "A name for people: UTF-8, at most 255 bytes");
     command->add_option("--serial", options->serial,
                         "Serial number: 16 capital letters and digits (default: a fresh one)");
     command->add_option("--pin-file", options->pin_file,

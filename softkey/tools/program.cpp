@@ -1,7 +1,11 @@
 #include "tools/program.h"
 
+#include <cerrno>
+#include <cstring>
 #include <iostream>
+#include <string>
 
+#include "core/error.h"
 #include "tools/console.h"
 
 namespace softkey::tools {
@@ -43,12 +47,25 @@ int ParseAndRun(const char* name, AddCommands add_commands, int argc, char** arg
     return status;
 }
 
+// What was printed may be all that tells of a change, such as a new key's number.
+void RequireThatOutputWasWritten() {
+    std::cout.flush();
+    if (!std::cout) {
+        throw Error(Code::kFail,
+                    std::string("standard output cannot be written: ") + std::strerror(errno));
+    }
+}
+
 }  // namespace
 
 int RunProgram(const char* name, AddCommands add_commands, int argc, char** argv) {
     int status = kExitSuccess;
-    const int failure =
-        RunCommand(name, [&] { status = ParseAndRun(name, add_commands, argc, argv); });
+    const int failure = RunCommand(name, [&] {
+        status = ParseAndRun(name, add_commands, argc, argv);
+        if (status == kExitSuccess) {
+            RequireThatOutputWasWritten();
+        }
+    });
     return failure == kExitSuccess ? status : failure;
 }
 

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "core/encoding.h"
+#include "core/home.h"
 #include "core/key_store.h"
 #include "core/slots.h"
 #include "softkey_test.h"
@@ -105,6 +106,33 @@ TEST_F(CommandsTest, ListHasAlignedColumns) {
     ASSERT_EQ(4U, lines.size());
     EXPECT_EQ(lines[0].find("PIN"), lines[1].find("6 of 6"));
     EXPECT_EQ(lines[0].find("PIN"), lines[2].find("6 of 6"));
+}
+
+TEST_F(CommandsTest, ALabelThatIsNoTextIsRefusedAndAnOldOneTearsNothing) {
+    for (const char* const label :
+         {"$(printf '\\377')", "$(printf 'a\\033b')", "$(printf 'a\\tb')"}) {
+        ExpectFailure("new --pin-file " + pin_file_ + " --label \"" + label + "\"",
+                      "without control characters");
+    }
+    const std::string serial = NewKey("--label Alice");
+    // As a store from before that rule has it.
+    Database(KeyPath(serial), Database::Mode::kExisting)
+        .Execute("UPDATE key SET label = CAST(x'41FF0A42' AS TEXT)");
+    EXPECT_EQ("A\uFFFD\nB", Json::parse(Good("list --json"))[0]["label"]);
+    EXPECT_EQ("A\uFFFD\nB", Json::parse(Good("show --json " + serial))["label"]);
+    EXPECT_NE(std::string::npos, Good("list").find("A\\xFF\\x0AB\n"));
+    EXPECT_NE(std::string::npos, Good("show " + serial).find("A\\xFF\\x0AB\n"));
+}
+
+TEST_F(CommandsTest, OutputThatCannotBeWrittenIsAFailure) {
+    for (const std::string& arguments :
+         {std::string("list"), "new --pin-file " + pin_file_, std::string("--help")}) {
+        const CommandResult result =
+            RunShell(Program("softkey") + " " + arguments + " 2>&1 >/dev/full");
+        EXPECT_EQ(1, result.status) << arguments;
+        EXPECT_NE(std::string::npos, result.output.find("standard output cannot be written"))
+            << result.output;
+    }
 }
 
 TEST_F(CommandsTest, APinFileThatOthersCanReadIsRefusedAtPlugTime) {
@@ -229,6 +257,30 @@ TEST_F(CommandsTest, TheAuthorityAnswersARequestThatACommandShows) {
     EXPECT_EQ(1, RunShell(Program("softca") + " issue --in " + bad).status);
     EXPECT_EQ(1, RunShell(Program("softca") + " issue --in /nonexistent").status);
     EXPECT_EQ(2, RunShell(Program("softca") + " issue --days 0").status);
+}
+
+TEST_F(CommandsTest, WithSoftkeyMakesPrivateFoldersAndKeepsWhatLiesUnderTmp) {
+    std::filesystem::create_directories(Folder() + "/user");
+    for (const auto& [name, folder] : {std::pair("HOME", "/user"),
+                                       {"XDG_DATA_HOME", "/user"},
+                                       {"ORVAL_SOFTKEY_HOME", "/keys"},
+                                       {"ORVAL_SOFTCA_HOME", "/authority"}}) {
+        setenv(name, (Folder() + folder).c_str(), 1);
+    }
+    const CommandResult result = RunShell(
+        "umask 022; cd / && " SOFTKEY_RUNNER " --tmp " + Folder() + "/seen sh -c 'echo 1 > " +
+        "/tmp/log; for place in $HOME $ORVAL_SOFTKEY_HOME $ORVAL_SOFTCA_HOME; do " +
+        "echo 2 > $place/file || exit 1; done'");
+    ASSERT_EQ(0, result.status) << result.output;
+    EXPECT_EQ("1\n", ReadFile(Folder() + "/seen/log"));
+    for (const char* const folder : {"/keys", "/authority", "/seen"}) {
+        struct stat status {};
+        ASSERT_EQ(0, stat((Folder() + folder).c_str(), &status)) << folder;
+        EXPECT_EQ(0700U, status.st_mode & 0777U) << folder;
+    }
+    for (const char* const folder : {"/keys", "/authority", "/user"}) {
+        EXPECT_EQ("2\n", ReadFile(Folder() + folder + "/file")) << folder;
+    }
 }
 
 class AuthorityTest : public EntriesTest {};

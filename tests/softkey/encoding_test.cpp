@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string_view>
+#include <utility>
+
 namespace softkey {
 namespace {
 
@@ -51,6 +54,28 @@ TEST(Pem, ArmourWithoutItsEndIsRefused) {
 TEST(Split, KeepsEmptyParts) {
     EXPECT_EQ((std::vector<std::string>{""}), Split("", "||"));
     EXPECT_EQ((std::vector<std::string>{"a", "", "b", ""}), Split("a||||b||", "||"));
+}
+
+TEST(Printable, Utf8WithoutControlCharactersStaysAndTheRestIsEscaped) {
+    for (const std::string_view text : {"", "Alice ~", "\xC2\xA0", "测试", "\xF0\x9F\x94\x91"}) {
+        EXPECT_TRUE(IsPrintable(text)) << text;
+        EXPECT_EQ(text, Printable(text));
+    }
+    const std::pair<std::string_view, std::string_view> escaped[] = {
+        {"a\nb", "a\\x0Ab"},
+        {"\x7F", "\\x7F"},
+        {"\xC2\x85", "\\xC2\\x85"},                    // next line, a control character
+        {"\xC0\xAF", "\\xC0\\xAF"},                    // too long a form
+        {"\xE0\x80\xAF", "\\xE0\\x80\\xAF"},           // the same
+        {"\xED\xA0\x80", "\\xED\\xA0\\x80"},           // a surrogate
+        {"\xF4\x90\x80\x80", "\\xF4\\x90\\x80\\x80"},  // past the last character
+        {"\xE6\xB5", "\\xE6\\xB5"},                    // cut off
+        {"\xE6x", "\\xE6x"},
+    };
+    for (const auto& [text, expected] : escaped) {
+        EXPECT_FALSE(IsPrintable(text)) << expected;
+        EXPECT_EQ(expected, Printable(text));
+    }
 }
 
 }  // namespace
