@@ -1,10 +1,10 @@
-/* What a client may export under the library's names, unknowing. None of it may ever be called. */
-#include <stdlib.h>
-
-#define CLIENT_FUNCTION(name)                               \
-    __attribute__((visibility("default"))) int name(void) { \
-        abort();                                            \
-    }                                                       \
+/* What a client may export under the library's names, unknowing: each counts its calls. */
+#define CLIENT_FUNCTION(name)                                 \
+    __attribute__((visibility("default"))) int client_##name; \
+    __attribute__((visibility("default"))) int name(void) {   \
+        ++client_##name;                                      \
+        return 4711;                                          \
+    }                                                         \
     int name(void)
 
 CLIENT_FUNCTION(Initialize);

@@ -1,10 +1,11 @@
 // Eleven exported functions have the names of back-end entries. Whatever the process exports and
 // however the product was loaded, each call reaches the back-end's entry, once. The program is
 // built in variants: the product linked or not, the client exporting functions of those names or
-// not; it runs on a back-end built with and without -Bsymbolic.
+// not; it runs on a back-end built with and without -Bsymbolic-functions.
 #include <dlfcn.h>
 
 #include <string>
+#include <vector>
 
 #include "loaded_product.h"
 #include "plain_key.h"
@@ -79,6 +80,7 @@ class LoadedBackend final {
     LoadedBackend() : handle_(dlopen(kBackendPath, RTLD_LAZY | RTLD_NOLOAD)) {}
 
     const int* Calls() const { return static_cast<const int*>(dlsym(handle_, "plain_calls")); }
+    PlainInner& Inner() const { return *static_cast<PlainInner*>(dlsym(handle_, "plain_inner")); }
 
     // The library that the back-end's own call of VerifyPIN reaches.
     std::string InnerCallee() const {
@@ -91,6 +93,12 @@ class LoadedBackend final {
  private:
     void* handle_;
 };
+
+// Calls of the client's own function of that name; 0 where it exports none.
+int ClientCalls(const std::string& name) {
+    const void* calls = dlsym(RTLD_DEFAULT, ("client_" + name).c_str());
+    return calls == nullptr ? 0 : *static_cast<const int*>(calls);
+}
 
 class Names : public testing::TestWithParam<int> {};
 
@@ -109,24 +117,129 @@ TEST_P(Names, EveryCallReachesTheBackEndsEntryOnce) {
             EXPECT_EQ(reached, expected) << shared.name << ", slot " << slot;
             EXPECT_LE(backend.Calls()[slot], 1) << shared.name << ", slot " << slot;
         }
+        EXPECT_EQ(ClientCalls(shared.name), 0) << shared.name;
     }
 }
 
-// The back-end's own calls are the maker's affair: built with -Bsymbolic they stay inside; without
-// it they reach whatever the process has under the name, the product among it, and nothing that
-// the product does can prevent that.
+// The back-end's own calls are the maker's affair: built with -Bsymbolic-functions they stay
+// inside; without it they reach whatever the process has under the name, the product among it, and
+// nothing that the product does can prevent that.
+enum class Callee { kBackEnd, kProduct, kClient };
+
+Callee CalleeOfInnerCalls(int flags) {
+#if defined(ORVAL_BACKEND_IS_SYMBOLIC)
+    (void)flags;
+    return Callee::kBackEnd;
+#elif defined(ORVAL_CLIENT_EXPORTS_NAMES)
+    (void)flags;
+    return Callee::kClient;
+#elif defined(ORVAL_CLIENT_LINKS)
+    (void)flags;
+    return Callee::kProduct;
+#else
+    return (flags & RTLD_GLOBAL) != 0 ? Callee::kProduct : Callee::kBackEnd;
+#endif
+}
+
 TEST_P(Names, BackEndsOwnCallsStayInsideWhenItIsBuiltForThat) {
     const LoadedProduct product(GetParam());
     ASSERT_EQ(FUNCTION(product, Initialize)(), 0);
     const std::string callee = LoadedBackend().InnerCallee();
-#if defined(ORVAL_BACKEND_IS_SYMBOLIC)
-    const bool stays_inside = true;
-#elif defined(ORVAL_CLIENT_EXPORTS_NAMES) || defined(ORVAL_CLIENT_LINKS)
-    const bool stays_inside = false;
-#else
-    const bool stays_inside = (GetParam() & RTLD_GLOBAL) == 0;
-#endif
-    EXPECT_EQ(callee.find("libOrvalKPX.so") != std::string::npos, stays_inside) << callee;
+    EXPECT_EQ(callee.find("libOrvalKPX.so") != std::string::npos,
+              CalleeOfInnerCalls(GetParam()) == Callee::kBackEnd)
+        << callee;
+}
+
+// A call of one entry by another: the entry's slot, and what a detour through the exported function
+// of the name does to it. Three of them take another number of arguments than the entry.
+struct InnerName {
+    const char* name;
+    int slot;
+    int32_t result_of_detour;
+    bool detour_arrives;
+    int32_t certificate_after_detour;
+};
+
+constexpr int32_t kCertInfoBound = 1280;
+
+constexpr InnerName kInnerNames[] = {
+    {"GetLabel", 1, ORVAL_INVALID_ARGUMENT, false, 0},
+    {"SetLabel", 2, 0, true, 0},
+    {"ChangePin", 3, 0, true, 0},
+    {"VerifyPIN", 21, 0, true, 0},
+    {"GetPinInfo", 23, 0, true, 0},
+    {"GetCertInfo", 7, 0, false, kCertInfoBound},  // success, and a length instead of a certificate
+    {"GetData", 26, ORVAL_INVALID_ARGUMENT, false, 0},
+    {"SetData", 25, 0, true, 0},
+    {"Batch_Sign", 27, 0, true, 0},
+    {"DelCertAndTempKey", 20, 0, true, 0},
+    {"SetCachePinFlag", 28, 0, true, 0},
+};
+
+// What one call of the product did, in which the back-end's entry `caller` called another.
+struct InnerCall {
+    std::vector<int> calls;  // of each slot
+    int client_calls = 0;
+    int32_t result = 0;       // of the inner call
+    int32_t certificate = 0;  // in its output
+};
+
+template <typename CallOfProduct>
+InnerCall CallInside(const LoadedBackend& backend, const char* name, CallOfProduct call) {
+    const std::vector<int> before(backend.Calls(), backend.Calls() + kPlainEntries);
+    const int client_calls = ClientCalls(name);
+    backend.Inner() = {name, -1, 0};
+    EXPECT_EQ(call(), 0) << name;
+    InnerCall done;
+    for (size_t slot = 0; slot < before.size(); ++slot) {
+        done.calls.push_back(backend.Calls()[slot] - before[slot]);
+    }
+    done.client_calls = ClientCalls(name) - client_calls;
+    done.result = backend.Inner().result;
+    done.certificate = backend.Inner().certificate;
+    return done;
+}
+
+InnerCall Expected(const InnerName& inner, Callee callee, const std::vector<int>& callers) {
+    InnerCall expected;
+    expected.calls.resize(kPlainEntries);
+    for (const int caller : callers) {
+        ++expected.calls[static_cast<size_t>(caller)];
+    }
+    const bool arrives =
+        callee == Callee::kBackEnd || (callee == Callee::kProduct && inner.detour_arrives);
+    expected.calls[static_cast<size_t>(inner.slot)] += arrives ? 1 : 0;
+    if (callee == Callee::kClient) {
+        expected.client_calls = 1;
+        expected.result = 4711;
+    } else if (callee == Callee::kProduct) {
+        expected.result = inner.result_of_detour;
+        expected.certificate = inner.certificate_after_detour;
+    }
+    return expected;
+}
+
+void ExpectSame(const InnerCall& done, const InnerCall& expected, const char* name) {
+    EXPECT_EQ(done.calls, expected.calls) << name;
+    EXPECT_EQ(done.client_calls, expected.client_calls) << name;
+    EXPECT_EQ(done.result, expected.result) << name;
+    EXPECT_EQ(done.certificate, expected.certificate) << name;
+}
+
+TEST_P(Names, EntriesThatCallOneAnotherEndWhereTheBuildsSay) {
+    const LoadedProduct product(GetParam());
+    ASSERT_EQ(FUNCTION(product, Initialize)(), 0);
+    const LoadedBackend backend;
+    const Callee callee = CalleeOfInnerCalls(GetParam());
+    for (const InnerName& inner : kInnerNames) {
+        // An entry with a name of its own, and one with a shared name, which may be the same.
+        ExpectSame(
+            CallInside(backend, inner.name, [&] { return FUNCTION(product, RemovePinCache)(); }),
+            Expected(inner, callee, {14}), inner.name);
+        ExpectSame(CallInside(backend, inner.name,
+                              [&] { return FUNCTION(product, ChangePin)(kSerialNumber); }),
+                   Expected(inner, callee, {3}), inner.name);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Loaded, Names,

@@ -7,20 +7,27 @@ extern "C" {
 __attribute__((visibility("default"))) PlainCalls plain_calls;
 }
 
+void CallChosenEntry();
+
 namespace {
+
+void Reach(int slot) {
+    ++plain_calls[slot];
+    CallChosenEntry();
+}
 
 template <typename Result>
 Result Answer(int slot);
 
 template <>
 int32_t Answer<int32_t>(int slot) {
-    ++plain_calls[slot];
+    Reach(slot);
     return 0;
 }
 
 template <>
 const char* Answer<const char*>(int slot) {
-    ++plain_calls[slot];
+    Reach(slot);
     return "plain text";
 }
 
