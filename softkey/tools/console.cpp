@@ -53,10 +53,8 @@ const char* AdviceFor(Code code) {
         case Code::kSerialTaken:
             return "Choose another serial number or leave it out; a key that a copy is to replace "
                    "goes with: softkey delete SERIAL";
-        case Code::kInvalidParameter:
-            return "The command's --help tells what it takes";
         default:
-            return nullptr;
+            return "The command's --help tells what it takes";
     }
 }
 
@@ -66,10 +64,7 @@ void Report(const std::string& name, const Error& error) {
     if (*error.what() != '\0') {
         std::cerr << "  why: " << error.what() << '\n';
     }
-    const char* const advice = AdviceFor(error.code());
-    if (advice != nullptr) {
-        std::cerr << "  next: " << advice << '\n';
-    }
+    std::cerr << "  next: " << AdviceFor(error.code()) << '\n';
 }
 
 // Characters and not bytes: continuation bytes of UTF-8 take no room.
