@@ -2,12 +2,12 @@
 
 #include <unistd.h>
 
-#include <cstdlib>
 #include <random>
 
 #include "api_test.h"
 #include "code_of.h"
 #include "command.h"
+#include "stop_rounds.h"
 #include "ukey.hpp"
 
 namespace {
@@ -156,8 +156,7 @@ TEST_F(UkeyOnProduct, ContextThatCannotBeOpenedEndsTheSource) {
 // UKEY_STOP_ROUNDS sets the number of rounds.
 TEST_F(UkeyOnProduct, StopAtRandomMoments) {
     Token().WaitForEvent.Returns(1);
-    const char* wanted = std::getenv("UKEY_STOP_ROUNDS");
-    const int rounds = wanted == nullptr ? 100 : std::atoi(wanted);
+    const int rounds = StopRounds(100);
     const unsigned seed = std::random_device()();
     std::mt19937 random(seed);
     for (int round = 0; round < rounds; ++round) {

@@ -1,6 +1,6 @@
-#include <cstdlib>
 #include <random>
 
+#include "stop_rounds.h"
 #include "ukey_fixture.h"
 
 namespace {
@@ -117,8 +117,7 @@ TEST_F(Events, StopFromAnotherThreadEndsNext) {
 // A source stopped or destroyed at any moment of its wait comes to its end. UKEY_STOP_ROUNDS
 // sets the number of rounds.
 TEST_F(Events, StopAtRandomMoments) {
-    const char* wanted = std::getenv("UKEY_STOP_ROUNDS");
-    const int rounds = wanted == nullptr ? STOP_ROUNDS : std::atoi(wanted);
+    const int rounds = StopRounds(STOP_ROUNDS);
     const unsigned seed = std::random_device()();
     std::mt19937 random(seed);
     for (int round = 0; round < rounds; ++round) {
