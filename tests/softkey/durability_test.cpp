@@ -2,15 +2,20 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <iostream>
+#include <iterator>
 #include <random>
 #include <thread>
 
 #include "core/key_store.h"
+#include "core/slots.h"
 #include "softkey_test.h"
+#include "tools/authority.h"
 
 namespace softkey::testing {
 namespace {
@@ -53,15 +58,20 @@ class DurabilityTest : public EntriesTest {
 
     enum class From { kItsStart, kItsFirstWrite };
 
-    // Starts a writer, kills it `delay` after its start or after its PIN was verified, and returns
-    // the last acknowledgement.
-    Acknowledged KillAWriter(From from, std::chrono::microseconds delay, int32_t counter) {
+    // Starts a writer, kills it `delay` after its start or after its first acknowledgement, and
+    // returns the last one.
+    static Acknowledged KillAWriter(From from, std::chrono::microseconds delay,
+                                    const Acknowledged& start,
+                                    const std::function<void(int pipe)>& write_for_ever) {
         int ends[2];
         EXPECT_EQ(0, pipe(ends));
         const pid_t writer = fork();
-        if (writer == 0) WriteForEver(ends[1], counter);
+        if (writer == 0) {
+            write_for_ever(ends[1]);
+            _exit(5);
+        }
         close(ends[1]);
-        Acknowledged last{counter, 0};
+        Acknowledged last = start;
         if (from == From::kItsFirstWrite) {
             EXPECT_EQ(static_cast<ssize_t>(sizeof last), read(ends[0], &last, sizeof last));
         }
@@ -103,7 +113,8 @@ TEST_F(DurabilityTest, WritersKilledAtRandomMomentsLoseNothingThatWasAcknowledge
         // Every fourth is to be hit while it verifies the PIN, the others while they write.
         const From from = i % 4 == 3 ? From::kItsStart : From::kItsFirstWrite;
         const Acknowledged last =
-            KillAWriter(from, std::chrono::microseconds(delay(random)), before);
+            KillAWriter(from, std::chrono::microseconds(delay(random)), {before, 0},
+                        [&](int pipe) { WriteForEver(pipe, before); });
         ASSERT_GE(StoredCounter(), last.counter);
         ASSERT_GE(TemporaryPairs(), last.requests);
         ASSERT_EQ(kSuccess, key_.VerifyPIN(kSerial));
@@ -117,6 +128,154 @@ TEST_F(DurabilityTest, WritersKilledAtRandomMomentsLoseNothingThatWasAcknowledge
     std::cout << KillCount() << " writers killed; acknowledged and not lost: " << writes
               << " data writes, " << requests << " key pairs\n";
     EXPECT_GT(writes, 0) << "no writer came as far as a write; seed " << seed;
+}
+
+// A change that is made again and again: step n leads from state n - 1 to state n. After a kill the
+// key is in the last acknowledged state or in the next one, and in nothing between.
+struct Change {
+    const char* name;
+    std::function<bool(int32_t n)> step;
+    std::function<bool(int32_t n)> is_in_state;
+    int32_t state = 0;
+};
+
+class ChangesTest : public DurabilityTest {
+ protected:
+    ChangesTest() { Answer(Request(1, 2)); }  // makes the authority
+
+    void SayPin(const std::string& lines) const {
+        WriteSecretFile(std::string("pin-") + kSerial, lines);
+    }
+
+    static std::string PinNumber(int32_t n) { return "pin-" + std::to_string(100000 + n); }
+
+    bool HasPin(int32_t n) const {
+        const Code code = CodeOfFailure([&] { KeyStore(kSerial).Unlock(ToSecret(PinNumber(n))); });
+        if (code == Code::kOk) SayPin(PinNumber(n));
+        return code == Code::kOk;
+    }
+
+    bool ChangesPin(int32_t n) const {
+        SayPin(PinNumber(n - 1) + "\n" + PinNumber(n) + "\n");
+        return key_.ChangePin(kSerial) == kSuccess;
+    }
+
+    // Erases, so that label and data item belong together.
+    bool Erases(int32_t n) const {
+        std::string text = std::to_string(n);
+        return key_.CustInitCard(kSerial, 0, text.data(), 0) == kSuccess &&
+               key_.SetData(kSerial, 1, text.c_str()) == kSuccess;
+    }
+    static bool IsErased(int32_t n) {
+        KeyStore store(kSerial);
+        const std::string text = store.Data(1).value_or(store.Label());
+        return store.Label() == std::to_string(n) && store.Pairs().empty() && text == store.Label();
+    }
+
+    std::string NameOf(int32_t selector) const {
+        char name[1024] = {};
+        return key_.GM_GetCertDN(kSerial, selector, 0, name) == kSuccess ? name : "none";
+    }
+    bool Imports(int32_t n) {
+        tools::Authority::Terms terms;
+        terms.subject = "CN=" + std::to_string(n);
+        return Import(tools::Authority(AuthorityFolder()).Answer(DualRequest(), terms)) == kSuccess;
+    }
+    // Three writes: the encryption certificate comes last and may still be the one before.
+    bool HasImported(int32_t n) {
+        const std::string wanted = "CN=" + std::to_string(n);
+        const std::string signing = NameOf(0x21);
+        const std::string encryption = NameOf(0x22);
+        const bool old_enough = encryption == wanted || encryption == "CN=" + std::to_string(n - 1);
+        if (signing != wanted || !old_enough) return false;
+        // Key pairs of requests that were on their way.
+        key_.DelCertAndTempKey(kSerial, 1, 1);
+        key_.DelCertAndTempKey(kSerial, 2, 1);
+        return TemporaryPairs() == 0 && !SignatureOf("x").empty();
+    }
+
+    // In turn: three key pairs come one by one, and all three go at once.
+    static constexpr int32_t kPairs = 3;
+    bool AddsOrDeletesPairs(int32_t n) {
+        if (n % (kPairs + 1) == 0) return key_.DelCertAndTempKey(kSerial, 2, 1) == kSuccess;
+        char* request = nullptr;
+        const bool good = key_.GMCreatePKCS10(kSerial, 2, 2, 3, &request, nullptr, 0) == kSuccess;
+        delete[] request;
+        return good;
+    }
+    bool HasPairs(int32_t n) { return TemporaryPairs() == n % (kPairs + 1); }
+
+    bool PlugsOrUnplugs(int32_t n) const {
+        n % 2 == 1 ? Unplug() : Plug();
+        return true;
+    }
+    bool IsPlugged(int32_t n) const {
+        std::optional<Slots> slots = Slots::OpenExisting();
+        return slots->LastSequence() == first_sequence_ + n &&
+               slots->Find(kSerial).has_value() == (n % 2 == 0);
+    }
+    void Plug() const {
+        PinSource source;
+        source.file = Folder() + "/pin-" + kSerial;
+        source.confirmation = Confirmation::kAlways;
+        Slots::OpenOrCreate().Plug(kSerial, source);
+    }
+
+    // Returns how many steps were acknowledged.
+    int32_t KillOnce(Change& change, std::chrono::microseconds delay) {
+        const Acknowledged last =
+            KillAWriter(From::kItsFirstWrite, delay, {change.state, 0}, [&](int pipe) {
+                Acknowledged done{change.state, 0};
+                for (;;) {
+                    if (write(pipe, &done, sizeof done) != sizeof done) _exit(4);
+                    if (!change.step(done.counter + 1)) _exit(2);
+                    ++done.counter;
+                }
+            });
+        const int32_t steps = last.counter - change.state;
+        const bool next = !change.is_in_state(last.counter);
+        change.state = last.counter + (next ? 1 : 0);
+        EXPECT_TRUE(!next || change.is_in_state(change.state))
+            << change.name << ": neither state " << last.counter << " nor the next";
+        return steps;
+    }
+
+    int64_t first_sequence_ = Slots::OpenOrCreate().LastSequence();
+};
+
+TEST_F(ChangesTest, KilledAtRandomMomentsAreDoneOrNotDone) {
+    KeyStore(kSerial).ChangePin(ToSecret(kPin), ToSecret(PinNumber(0)));
+    SayPin(PinNumber(0));
+    Change changes[] = {
+        {"erasure", [&](int32_t n) { return Erases(n); }, IsErased},
+        {"PIN change", [&](int32_t n) { return ChangesPin(n); },
+         [&](int32_t n) { return HasPin(n); }},
+        {"import", [&](int32_t n) { return Imports(n); },
+         [&](int32_t n) { return HasImported(n); }},
+        {"deletion", [&](int32_t n) { return AddsOrDeletesPairs(n); },
+         [&](int32_t n) { return HasPairs(n); }},
+        {"plug", [&](int32_t n) { return PlugsOrUnplugs(n); },
+         [&](int32_t n) { return IsPlugged(n); }},
+    };
+    std::random_device device;
+    const unsigned seed = device();
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<int> delay(0, 300000);
+    const int kills = std::max(1, KillCount() / static_cast<int>(std::size(changes)));
+    for (Change& change : changes) {
+        ASSERT_EQ(kSuccess, key_.VerifyAndCachePin(kSerial, 0));
+        // The first step is undisturbed: it makes a state that can be recognised.
+        ASSERT_TRUE(change.step(1)) << change.name;
+        change.state = 1;
+        int32_t steps = 0;
+        for (int i = 0; i < kills; ++i) {
+            SCOPED_TRACE(change.name + (", seed " + std::to_string(seed)));
+            steps += KillOnce(change, std::chrono::microseconds(delay(random)));
+            ASSERT_FALSE(HasFailure());
+        }
+        std::cout << change.name << ": " << kills << " killed, " << steps
+                  << " acknowledged and not lost\n";
+    }
 }
 
 TEST_F(DurabilityTest, SeveralProcessesUseOneKeyAtOnce) {
