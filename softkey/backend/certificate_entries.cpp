@@ -26,6 +26,21 @@ softkey::ssl::Certificate Find(const char* serial_number, int64_t selector) {
         softkey::FindCertified(device, softkey::ReadCertificateSelector(selector)).certificate);
 }
 
+// A text in the client's character set that goes into a buffer: its names are shortened until it
+// does. Only the conversion tells how long it becomes.
+template <typename TextOfLimit>
+std::string Fitting(size_t buffer_size, TextOfLimit text_of_limit) {
+    constexpr size_t kShortestName = 32;
+    size_t limit = buffer_size - 1;
+    for (;;) {
+        std::string text = softkey::ToClient(text_of_limit(limit));
+        if (text.size() < buffer_size || limit < kShortestName) {
+            return text;
+        }
+        limit -= limit / 16;
+    }
+}
+
 }  // namespace
 
 int32_t GMCreatePKCS10(const char* serial_number, int32_t cert_type, int32_t key_type,
@@ -87,14 +102,19 @@ int32_t GM_GetCertDN(const char* serial_number, int32_t param1, int32_t param2, 
         const std::string name = which == softkey::NameOf::kSubject
                                      ? softkey::SubjectText(certificate.get())
                                      : softkey::IssuerText(certificate.get());
-        softkey::CopyToFixed(softkey::ToClient(name), name_1024, kNameBufferSize);
+        softkey::CopyToFixed(
+            Fitting(kNameBufferSize, [&](size_t limit) { return softkey::Shortened(name, limit); }),
+            name_1024, kNameBufferSize);
     });
 }
 
 int32_t GetCertInfo_UOS(const char* serial_number, intptr_t selector, void* info, int32_t* length) {
     return Answer("GetCertInfo_UOS", [&] {
         const softkey::ssl::Certificate certificate = Find(serial_number, selector);
-        softkey::Deliver(softkey::ToClient(softkey::CertificateInfoText(certificate.get())),
+        softkey::Deliver(Fitting(kInformationSize,
+                                 [&](size_t limit) {
+                                     return softkey::CertificateInfoText(certificate.get(), limit);
+                                 }),
                          static_cast<char*>(info), length, kInformationSize);
     });
 }

@@ -2,7 +2,9 @@
 
 #include <openssl/x509v3.h>
 
+#include <algorithm>
 #include <ctime>
+#include <string_view>
 
 #include "core/encoding.h"
 #include "core/key_pair.h"
@@ -83,8 +85,24 @@ std::string IssuerText(const X509* certificate) {
     return NameText(X509_get_issuer_name(certificate));
 }
 
-std::string CertificateInfoText(X509* certificate) {
-    return "Subject: " + SubjectText(certificate) + "\nIssuer: " + IssuerText(certificate) +
+std::string Shortened(const std::string& text, size_t limit) {
+    constexpr std::string_view kMark = "…";
+    if (text.size() <= limit) {
+        return text;
+    }
+    size_t end = limit - std::min(limit, kMark.size());
+    const auto continues = [&](size_t i) {
+        return (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80;
+    };
+    while (end > 0 && continues(end)) {
+        --end;
+    }
+    return text.substr(0, end) + std::string(kMark);
+}
+
+std::string CertificateInfoText(X509* certificate, size_t name_limit) {
+    return "Subject: " + Shortened(SubjectText(certificate), name_limit) +
+           "\nIssuer: " + Shortened(IssuerText(certificate), name_limit) +
            "\nSerialNumber: " + SerialText(certificate) +
            "\nNotBefore: " + TimeText(X509_get0_notBefore(certificate)) +
            "\nNotAfter: " + TimeText(X509_get0_notAfter(certificate)) +

@@ -15,7 +15,11 @@ std::string SubjectText(const X509* certificate);
 std::string IssuerText(const X509* certificate);
 
 // Lines "Name: value" with subject, issuer, serial number, validity (UTC) and usage.
-std::string CertificateInfoText(X509* certificate);
+// A name is shortened to `name_limit` bytes.
+std::string CertificateInfoText(X509* certificate, size_t name_limit);
+
+// At most `limit` bytes of UTF-8: a longer text is cut between two characters and ends with "…".
+std::string Shortened(const std::string& text, size_t limit);
 
 }  // namespace softkey
 

@@ -3,7 +3,9 @@
 
 #include "core/encoding.h"
 #include "core/key_store.h"
+#include "core/settings.h"
 #include "softkey_test.h"
+#include "tools/authority.h"
 
 namespace softkey::testing {
 namespace {
@@ -22,6 +24,11 @@ class CertificateEntries : public EntriesTest {
         return text;
     }
 };
+
+std::string FromCharset(const char* charset, const char* text) {
+    SelectCharset(charset);
+    return FromClient(text);
+}
 
 constexpr int32_t kMissing = static_cast<int32_t>(Code::kCertificateNotFound);
 
@@ -150,6 +157,36 @@ TEST_F(CertificateEntries, InformationFitsItsBoundAndTellsTheUsage) {
     length = 10;
     EXPECT_EQ(Number(Code::kBufferTooSmall),
               key_.GetCertInfo_UOS(kSerial, 2, info.data(), &length));
+}
+
+TEST_F(CertificateEntries, LongNamesAreShortenedBetweenCharactersAndNoFieldIsMissing) {
+    std::string subject = "CN=Alice";
+    for (int i = 0; i < 20; ++i) {
+        subject +=
+            ",OU=测试测试测试测试测试测试测试测试测试测试测试测试测试测试测é" + std::to_string(i);
+    }
+    Answer(Request(1, 2));  // makes the authority
+    tools::Authority::Terms terms;
+    terms.subject = subject;
+    ASSERT_EQ(kSuccess, Import(tools::Authority(AuthorityFolder()).Answer(DualRequest(), terms)));
+    for (const char* const charset : {"UTF-8", "GB18030"}) {
+        ASSERT_EQ(kSuccess, key_.UOS_SetCharset(charset, ""));
+        char info[1280];
+        int32_t length = sizeof info;
+        ASSERT_EQ(kSuccess, key_.GetCertInfo_UOS(kSerial, 1, info, &length));
+        const std::string text = FromCharset(charset, info);
+        EXPECT_GT(length, 1000) << "shortened more than is needed";
+        for (const char* const field : {"Subject: CN=Alice,OU=", "…\nIssuer: CN=Test Root,",
+                                        "\nSerialNumber: ", "\nNotAfter: 20", "\nUsage: "}) {
+            EXPECT_NE(std::string::npos, text.find(field)) << field << " in " << text;
+        }
+        char name[1024];
+        ASSERT_EQ(kSuccess, key_.GM_GetCertDN(kSerial, 1, 0, name));
+        const std::string whole = FromCharset(charset, name);
+        EXPECT_EQ(0U, whole.find("CN=Alice,OU="));
+        EXPECT_EQ(whole.size() - 3, whole.rfind("…"));
+        EXPECT_TRUE(IsPrintable(whole));
+    }
 }
 
 TEST_F(CertificateEntries, DeletingTakesTheCertificateItsPairAndUnansweredOnes) {
