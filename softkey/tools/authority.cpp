@@ -19,6 +19,7 @@
 #include "core/request.h"
 #include "core/sealing.h"
 #include "tools/console.h"
+#include "tools/refusal.h"
 
 namespace softkey::tools {
 namespace {
@@ -95,6 +96,20 @@ ssl::Certificate MakeRoot(const KeyPair& pair, const std::string& name) {
     return root;
 }
 
+void CheckField(const std::string& name) {
+    constexpr const char* kFields[] = {"CN", "OU",           "O",           "L", "ST",
+                                       "C",  "serialNumber", "emailAddress"};
+    std::string all;
+    for (const char* const field : kFields) {
+        if (name == field) {
+            return;
+        }
+        all += (all.empty() ? "" : ", ") + std::string(field);
+    }
+    throw Error(Code::kInvalidParameter,
+                "a subject has no field " + name + "; the fields are " + all);
+}
+
 // "CN=...,O=...,C=CN", most specific part first; the name is built the other way round.
 ssl::Name ReadSubject(const std::string& text) {
     std::vector<std::string> fields = Split(text, ",");
@@ -104,7 +119,8 @@ ssl::Name ReadSubject(const std::string& text) {
     for (const std::string& field : fields) {
         const size_t equals = field.find('=');
         Require(equals != std::string::npos && equals > 0, Code::kInvalidParameter,
-                "a subject looks like CN=Alice,O=Example,C=CN");
+                "a subject looks like CN=Alice,O=Example,C=CN; no value can contain a comma");
+        CheckField(field.substr(0, equals));
         parts.emplace_back(field.substr(0, equals), field.substr(equals + 1));
     }
     return MakeName(parts);
@@ -205,8 +221,14 @@ std::string Authority::CertificatePath(const std::string& folder, KeyType type) 
 }
 
 void Authority::Create(const std::string& folder, const std::string& name) {
-    std::filesystem::create_directories(folder);
-    std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+    if (Exists(KeyPathIn(folder, KeyType::kSm2))) {
+        throw Refusal("there is an authority already: its keys are in " + folder,
+                      "Use it with softca issue, or name another folder with --dir");
+    }
+    // A folder that is there keeps its mode; the files in it are the owner's alone in any case.
+    if (std::filesystem::create_directories(folder)) {
+        std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+    }
     for (const KeyType type : kTypes) {
         const KeyPair pair = KeyPair::Generate(type);
         const SecretBytes secret = pair.Private();
@@ -220,10 +242,9 @@ void Authority::Create(const std::string& folder, const std::string& name) {
 
 Authority::Root Authority::LoadRoot(const std::string& folder, KeyType type) {
     if (!Exists(KeyPathIn(folder, type))) {
-        throw Error(Code::kStoreUnreachable, folder +
-                                                 " holds no authority; make one with: "
-                                                 "softca init --dir " +
-                                                 folder);
+        throw Refusal(
+            "there is no authority: its keys are not all in " + folder,
+            "Make one with softca init --dir FOLDER, in a folder that has no part of one");
     }
     const std::optional<Bytes> key = FromBase64OrPem(ReadInput(KeyPathIn(folder, type)));
     const std::optional<Bytes> der = FromBase64OrPem(ReadInput(CertificatePath(folder, type)));

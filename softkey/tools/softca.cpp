@@ -3,11 +3,9 @@
 #include <iostream>
 #include <memory>
 
-#include "core/home.h"
 #include "tools/authority.h"
 #include "tools/console.h"
 #include "tools/program.h"
-#include "tools/refusal.h"
 
 namespace softkey::tools {
 namespace {
@@ -35,16 +33,7 @@ struct Options {
     std::string envelope = "hex";
 };
 
-constexpr KeyType kRoots[] = {KeyType::kSm2, KeyType::kRsa2048};
-
 void Init(const Options& options) {
-    for (const KeyType type : kRoots) {
-        const std::string root = Authority::CertificatePath(options.folder, type);
-        if (Exists(root)) {
-            throw Refusal("there is an authority already: " + root,
-                          "Use it with softca issue, or name another folder with --dir");
-        }
-    }
     Authority::Create(options.folder, options.name);
     std::cout << "SM2 root  " << Authority::CertificatePath(options.folder, KeyType::kSm2) << '\n'
               << "RSA root  " << Authority::CertificatePath(options.folder, KeyType::kRsa2048)
@@ -53,13 +42,6 @@ void Init(const Options& options) {
 
 void Issue(Options& options) {
     options.terms.envelope_as_base64 = options.envelope == "base64";
-    for (const KeyType type : kRoots) {
-        const std::string root = Authority::CertificatePath(options.folder, type);
-        if (!Exists(root)) {
-            throw Refusal("there is no authority: " + root + " is missing",
-                          "Make one with softca init, or name its folder with --dir");
-        }
-    }
     const Authority authority(options.folder);
     WriteOutput(options.output, authority.Answer(ReadInput(options.input), options.terms) + "\n");
 }
@@ -84,7 +66,8 @@ void AddIssue(CLI::App& program, const std::shared_ptr<Options>& options, int& s
     command->add_option("--out", options->output, "The answer; - is standard output")
         ->capture_default_str();
     command->add_option("--subject", options->terms.subject,
-                        "Subject, e.g. CN=Alice,O=Example,C=CN (default: the request's)");
+                        "Subject, e.g. CN=Alice,O=Example,C=CN, without commas in a value "
+                        "(default: the request's)");
     command->add_option("--days", options->terms.days, "Days of validity")
         ->check(CLI::Range(1, 36500))
         ->capture_default_str();
