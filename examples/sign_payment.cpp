@@ -1,6 +1,7 @@
 // Signs a payment on the key that is plugged, in C++17; waits for a key when there is none.
 //
-//     c++ -std=c++17 sign_payment.cpp $(pkg-config --cflags orval_unified_kpxukey) -ldl -o sign
+//     c++ -std=c++17 sign_payment.cpp $(pkg-config --cflags orval_unified_kpxukey) -ldl -pthread -o
+//     sign
 //     ./sign 'pay 100 to 4711'
 //
 // ukey.hpp loads the library by its name; nothing is linked.
@@ -16,21 +17,34 @@ namespace {
 constexpr int32_t kSigningCertificate = 1;  // the key's selectors: see the key's documents
 constexpr int32_t kSignatureAsBase64 = 0;
 constexpr std::chrono::seconds kPatience(30);
+constexpr std::chrono::seconds kBetweenLooks(1);
 
-// The key that is plugged now, or the next one that is plugged.
-ukey::Key WaitForKey(const ukey::Library& library) {
+// Waits until a key comes or goes, or it is time to look again. The source is gone when this
+// returns: nothing else may be asked of the library while it waits.
+void AwaitChange(const ukey::Library& library) {
     ukey::EventSource events(library);
-    try {
-        return library.PluggedKey();
-    } catch (const ukey::Error&) {
-        std::cerr << "Please plug in your key.\n";
-    }
-    while (const auto event = events.NextFor(kPatience)) {
-        if (event->kind == ukey::KeyEvent::Kind::kInserted) {
-            return library.KeyOf(event->serial_number);
+    events.NextFor(kBetweenLooks);
+}
+
+// The key that is plugged now, or the next one that is plugged. A key that comes just before a wait
+// begins is found by the look after it.
+ukey::Key WaitForKey(const ukey::Library& library) {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    bool asked = false;
+    for (;;) {
+        try {
+            return library.PluggedKey();
+        } catch (const ukey::Error&) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                throw;
+            }
         }
+        if (!asked) {
+            std::cerr << "Please plug in your key.\n";
+            asked = true;
+        }
+        AwaitChange(library);
     }
-    throw std::runtime_error("no key was plugged in");
 }
 
 }  // namespace

@@ -16,10 +16,12 @@
 // 4. Secrets. Every buffer that the product fills is wiped before it is released, and a decrypted
 //    text comes back as a ukey::Secret, which does the same.
 // 5. Events. ukey::EventSource waits for keys on a thread of its own and can be stopped and
-//    destroyed at any moment.
+//    destroyed at any moment of its wait.
 //
-// Threads: the product is used from one thread at a time, and so are these objects. The exceptions
-// are the members of EventSource, which any thread may call.
+// Threads: the product is used from one thread at a time, and so are these objects. A waiting
+// EventSource is such a thread: make no other call of the product while a source waits, not even
+// one that only asks for a text; stop the source first. Its own members may be called meanwhile,
+// from any thread.
 #ifndef ORVAL_UKEY_HPP
 #define ORVAL_UKEY_HPP
 
@@ -104,8 +106,8 @@ enum class Errc : int32_t {
     kTextMalformed = static_cast<int32_t>(0x80070057),
 };
 
-// OwnText: the meaning of a code that the product itself gives, which the key need not know; null
-// for any other code.
+// OwnText: the meaning of a code that the product itself gives, for when the key's library has no
+// text for it or cannot be asked; null for any other code.
 inline const char* OwnText(int32_t code) noexcept {
     switch (static_cast<Errc>(code)) {
         case Errc::kBackendUnavailable:
@@ -175,6 +177,7 @@ struct Functions {
 
 struct Api : Functions {
     const uint8_t* init_flag;
+    int32_t* last_error;
     std::shared_ptr<void> handle;
 };
 
@@ -202,6 +205,7 @@ inline std::shared_ptr<const Api> LoadApi(const std::string& path) {
 #define UKEY_RESOLVE(name) {#name, Resolve<decltype(&::name)>(opened, path, #name)},
     return std::make_shared<const Api>(Api{{UKEY_FUNCTIONS(UKEY_RESOLVE)},
                                            Resolve<const uint8_t*>(opened, path, "g_initFlag"),
+                                           Resolve<int32_t*>(opened, path, "G_LastError"),
                                            handle});
 #undef UKEY_RESOLVE
 }
@@ -209,7 +213,8 @@ inline std::shared_ptr<const Api> LoadApi(const std::string& path) {
 #ifdef UKEY_LINKED
 inline std::shared_ptr<const Api> DefaultApi() {
 #define UKEY_ADDRESS(name) {#name, &::name},
-    return std::make_shared<const Api>(Api{{UKEY_FUNCTIONS(UKEY_ADDRESS)}, &g_initFlag, nullptr});
+    return std::make_shared<const Api>(
+        Api{{UKEY_FUNCTIONS(UKEY_ADDRESS)}, &g_initFlag, &G_LastError, nullptr});
 #undef UKEY_ADDRESS
 }
 #else
@@ -227,10 +232,19 @@ inline const char* Pass(const std::string& text) {
     return text.c_str();
 }
 
+// A text that may be left out is a null pointer then.
+inline const char* Pass(const std::optional<std::string>& text) {
+    return text ? text->c_str() : nullptr;
+}
+
 // A text with a zero byte inside would reach the key cut short: what is signed would not be what
 // was given.
 inline bool IsPassable(const std::string& text) {
     return text.find('\0') == std::string::npos;
+}
+
+inline bool IsPassable(const std::optional<std::string>& text) {
+    return !text || IsPassable(*text);
 }
 
 template <typename T>
@@ -331,12 +345,20 @@ class TextSource {
     std::weak_ptr<const Api> api_;
 };
 
-inline std::string BackendText(const Api& api, int32_t code) {
-    Fetched fetched;
-    if (TryFetch(api.GetErrorMsg, 0, fetched, code) != ORVAL_OK) {
-        return {};
+// GetErrorMsg's text, or none. The last error stays that of the call that is being explained.
+inline std::string BackendText(const Api& api, int32_t code) noexcept {
+    const int32_t last_error = *api.last_error;
+    std::string text;
+    try {
+        Fetched fetched;
+        if (TryFetch(api.GetErrorMsg, 0, fetched, code) == ORVAL_OK) {
+            text = TextOf(fetched);
+        }
+    } catch (const std::exception&) {
+        // Out of memory: the caller has a text of its own.
     }
-    return std::string(TextOf(fetched));
+    *api.last_error = last_error;
+    return text;
 }
 
 class CodeCategory final : public std::error_category {
@@ -347,12 +369,13 @@ class CodeCategory final : public std::error_category {
         if (code == ORVAL_OK) {
             return "success";
         }
-        if (const char* own = OwnText(code)) {
-            return own;
-        }
         const std::shared_ptr<const Api> api = TextSource::Instance().Current();
         std::string text = api == nullptr ? std::string() : BackendText(*api, code);
-        return text.empty() ? "the key has no text for this code" : text;
+        if (!text.empty()) {
+            return text;
+        }
+        const char* own = OwnText(code);
+        return own == nullptr ? "the key has no text for this code" : own;
     }
 };
 
@@ -365,7 +388,8 @@ inline std::string Hexadecimal(int32_t code) {
 
 }  // namespace detail
 
-// Category: the codes of the product and of the key behind it, with the texts of GetErrorMsg.
+// Category: the codes of the product and of the key behind it, with the texts of GetErrorMsg; where
+// it gives none, with OwnText.
 inline const std::error_category& Category() noexcept {
     static const detail::CodeCategory category;
     return category;
@@ -479,7 +503,7 @@ struct BatchSignInput {
     int64_t param7 = 0;
     int32_t param8 = 0;
     int32_t param9 = 0;
-    std::string batch;  // the items, separated by "||"
+    std::optional<std::string> batch;  // the items, separated by "||"
     int32_t param11 = 0;
 };
 
@@ -490,13 +514,15 @@ namespace detail {
 inline int32_t BatchSignRoom(const BatchSignInput& input) {
     constexpr std::size_t kPerText = 2048;
     constexpr std::string_view kSeparator = "||";
-    std::size_t items = 1;
-    for (std::size_t at = input.batch.find(kSeparator); at != std::string::npos;
-         at = input.batch.find(kSeparator, at + kSeparator.size())) {
-        ++items;
+    std::size_t room = input.text ? 2 * (input.text->size() + kPerText) : 0;
+    if (input.batch) {
+        std::size_t items = 1;
+        for (std::size_t at = input.batch->find(kSeparator); at != std::string::npos;
+             at = input.batch->find(kSeparator, at + kSeparator.size())) {
+            ++items;
+        }
+        room += 2 * (input.batch->size() + kPerText) * items;
     }
-    const std::size_t room = 2 * ((input.text ? input.text->size() + kPerText : 0) +
-                                  (input.batch.size() + kPerText) * items);
     // Beyond this the product's estimate is all there is to go by.
     constexpr std::size_t kMost = std::size_t{1} << 28;
     return static_cast<int32_t>(std::min(room, kMost));
@@ -551,13 +577,9 @@ class Key {
         return detail::FetchText(api_->SignHash, serial_number_, param1, param2, data, param3);
     }
     std::string Batch_Sign(const BatchSignInput& input) const {
-        if (input.text && !detail::IsPassable(*input.text)) {
-            throw Error(api_->Batch_Sign.name, ORVAL_INVALID_ARGUMENT);
-        }
-        const char* text = input.text ? input.text->c_str() : nullptr;
         return std::string(detail::TextOf(
             detail::Fetch(api_->Batch_Sign, detail::BatchSignRoom(input), input.flags,
-                          serial_number_, input.param3, input.param4, text, input.param6,
+                          serial_number_, input.param3, input.param4, input.text, input.param6,
                           input.param7, input.param8, input.param9, input.batch, input.param11)));
     }
     Secret AsymDec(int32_t param1, uint32_t param2, const std::string& cipher) const {
@@ -815,9 +837,15 @@ class EventQueue {
 }  // namespace detail
 
 // Keys coming and going. A thread of its own waits from construction on and queues what happens,
-// so that nothing is missed between two calls of Next. Any thread may call any member, and may
-// stop or destroy the source while others are inside Next: they come back with no event. One
-// source can wait at a time; a second one fails with std::errc::device_or_resource_busy.
+// so that nothing is missed between two calls of Next. One source can wait at a time; a second one
+// fails with std::errc::device_or_resource_busy.
+//
+// WARNING: while it waits, this is the one thread that uses the product. Stop or destroy it before
+// anything else is asked of the product or of a key, and start another one afterwards.
+//
+// Any thread may call any member, and Stop brings those back that are inside Next, with no event.
+// Destroying is for the owner, at any moment of the wait, but as with any object only when no other
+// thread is inside a member: stop it and let them come back first.
 class EventSource {
  public:
     explicit EventSource(Library library)

@@ -58,14 +58,30 @@ std::string InputText::Read() const {
     return file.empty() ? text : ReadInput(file);
 }
 
-void AddText(CLI::App& verb, const std::string& name, const std::string& description,
-             InputText& input) {
+namespace {
+
+CLI::Option_group* AddTextGroup(CLI::App& verb, const std::string& name,
+                                const std::string& description, InputText& input) {
     CLI::Option_group* group = verb.add_option_group(name);
     group->add_option("--" + name, input.text, description)->type_name("TEXT");
     group
         ->add_option("--" + name + "-file", input.file, "The same from a file; - is standard input")
         ->type_name("FILE");
-    group->require_option(1);
+    return group;
+}
+
+}  // namespace
+
+void AddText(CLI::App& verb, const std::string& name, const std::string& description,
+             InputText& input) {
+    AddTextGroup(verb, name, description, input)->require_option(1);
+}
+
+CLI::Option_group* AddOptionalText(CLI::App& verb, const std::string& name,
+                                   const std::string& description, InputText& input) {
+    CLI::Option_group* group = AddTextGroup(verb, name, description, input);
+    group->require_option(0, 1);
+    return group;
 }
 
 void AddOutOption(CLI::App& verb, std::string& path) {

@@ -35,6 +35,10 @@ struct InputText {
 void AddText(CLI::App& verb, const std::string& name, const std::string& description,
              InputText& input);
 
+// The same, or neither of them: the group tells by its count whether one was given.
+CLI::Option_group* AddOptionalText(CLI::App& verb, const std::string& name,
+                                   const std::string& description, InputText& input);
+
 // --out FILE, for what people would otherwise get on standard output.
 void AddOutOption(CLI::App& verb, std::string& path);
 

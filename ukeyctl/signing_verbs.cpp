@@ -17,6 +17,7 @@ struct BatchSignOptions {
 
     ukey::BatchSignInput input;
     InputText batch;
+    const CLI::Option_group* batch_given = nullptr;
     std::string param6;
     std::string out;
 };
@@ -73,7 +74,13 @@ void AddSignHash(CLI::App& app, Session& session) {
 
 void RunBatchSign(Session& session, BatchSignOptions& options) {
     ukey::BatchSignInput& input = options.input;
-    input.batch = options.batch.Read();
+    const bool has_batch = options.batch_given->count_all() > 0;
+    if (!has_batch && !input.text) {
+        ThrowUsage("there is nothing to sign", "give --batch, --batch-file or --text");
+    }
+    if (has_batch) {
+        input.batch = options.batch.Read();
+    }
     input.param6 = options.param6.empty() ? nullptr : options.param6.c_str();
     Deliver(session, "signatures", session.Key().Batch_Sign(input), options.out);
 }
@@ -102,10 +109,13 @@ void AddBatchSign(CLI::App& app, Session& session) {
         AddVerb(app, "batch-sign", "Sign several items, separated by ||, in one step", session,
                 [options](Session& running) { RunBatchSign(running, *options); });
     AddKeyOption(*verb, session);
-    AddText(*verb, "batch", "The items, separated by ||", options->batch);
+    options->batch_given =
+        AddOptionalText(*verb, "batch", "The items, separated by ||", options->batch);
     AddBatchParameters(*verb, *options);
     AddOutOption(*verb, options->out);
-    AddExamples(*verb, {"ukeyctl batch-sign --batch 'order 1||order 2||order 3'"});
+    AddExamples(*verb,
+                {"ukeyctl batch-sign --batch 'order 1||order 2||order 3'",
+                 "ukeyctl batch-sign --flags 1 --text 'one critical text' --param6 warning"});
 }
 
 }  // namespace

@@ -205,6 +205,10 @@ void GetLastErrCode(int32_t* code) {
 
 int32_t GetErrorMsg(int32_t code, char* out, int32_t* length) {
     Record("GetErrorMsg", code);
+    if (const auto thrown = TheFakeProduct()->exceptions.find("GetErrorMsg");
+        thrown != TheFakeProduct()->exceptions.end()) {
+        throw QRV::CQrvException(thrown->second);
+    }
     if (out == nullptr) {
         *length = 200;
         return 0;

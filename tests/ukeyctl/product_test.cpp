@@ -117,6 +117,25 @@ TEST_F(UkeyOnProduct, DecryptedTextArrivesWhole) {
     EXPECT_EQ(key_.AsymDec(1, 2, "cipher").View(), std::string(3000, 'p'));
 }
 
+TEST_F(UkeyOnProduct, BatchSignCanGoWithoutItems) {
+    Key().Batch_Sign.Writes("signature");
+    ukey::BatchSignInput input;
+    input.flags = 1;
+    input.text = "critical text";
+    input.param6 = "six";
+    EXPECT_EQ(key_.Batch_Sign(input), "signature");
+}
+
+// Explaining a code asks the key's library; the last error stays that of the call explained.
+TEST_F(UkeyOnProduct, ExplainingACodeKeepsTheLastError) {
+    scripted::RemoveBackend();
+    EXPECT_EQ(CodeOf([&] { library_.CheckDriverIntegrity(7); }), ORVAL_UNSUPPORTED);
+    EXPECT_EQ(library_.GetLastErrCode(), ORVAL_UNSUPPORTED);
+    EXPECT_EQ(ukey::Category().message(ORVAL_INVALID_ARGUMENT),
+              ukey::OwnText(ORVAL_INVALID_ARGUMENT));
+    EXPECT_EQ(library_.GetLastErrCode(), ORVAL_UNSUPPORTED);
+}
+
 TEST_F(UkeyOnProduct, KeysCodeIsAnError) {
     Key().VerifyPIN.Returns(kKeyCode);
     EXPECT_EQ(CodeOf([&] { key_.VerifyPIN(); }), kKeyCode);
@@ -156,10 +175,11 @@ TEST_F(UkeyOnProduct, ContextThatCannotBeOpenedEndsTheSource) {
 // UKEY_STOP_ROUNDS sets the number of rounds.
 TEST_F(UkeyOnProduct, StopAtRandomMoments) {
     Token().WaitForEvent.Returns(1);
-    const int rounds = StopRounds(100);
+    const std::optional<int> rounds = StopRounds(100);
+    ASSERT_TRUE(rounds) << "UKEY_STOP_ROUNDS is not a positive number";
     const unsigned seed = std::random_device()();
     std::mt19937 random(seed);
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < *rounds; ++round) {
         ukey::EventSource events(library_);
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000));
         events.Stop();

@@ -1,19 +1,25 @@
 #ifndef ORVAL_TESTS_UKEYCTL_STOP_ROUNDS_H
 #define ORVAL_TESTS_UKEYCTL_STOP_ROUNDS_H
 
+#include <charconv>
 #include <cstdlib>
-#include <stdexcept>
-#include <string>
+#include <optional>
+#include <string_view>
+#include <system_error>
 
-// How often a test stops a wait: as usual, or UKEY_STOP_ROUNDS times. What is no number above 0
-// ends the test, which would otherwise pass without having done anything.
-inline int StopRounds(int usual) {
+// The rounds that the text asks for; nothing when it is not a positive number. A test without a
+// single round would prove nothing.
+inline std::optional<int> ParseStopRounds(std::string_view text) {
+    int rounds = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), rounds);
+    const bool whole = error == std::errc() && end == text.data() + text.size();
+    return whole && rounds > 0 ? std::optional<int>(rounds) : std::nullopt;
+}
+
+// What UKEY_STOP_ROUNDS asks for; without it, the usual number.
+inline std::optional<int> StopRounds(int usual) {
     const char* wanted = std::getenv("UKEY_STOP_ROUNDS");
-    const int rounds = wanted == nullptr ? usual : std::stoi(wanted);
-    if (rounds <= 0) {
-        throw std::invalid_argument(std::string("UKEY_STOP_ROUNDS is ") + wanted);
-    }
-    return rounds;
+    return wanted == nullptr ? usual : ParseStopRounds(wanted);
 }
 
 #endif

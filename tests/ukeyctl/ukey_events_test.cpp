@@ -114,13 +114,36 @@ TEST_F(Events, StopFromAnotherThreadEndsNext) {
     stopper.join();
 }
 
+TEST(StopRounds, ThatAreNoPositiveNumberAreNone) {
+    for (const char* text : {"", "many", "0", "-1", "5x", " 5", "99999999999"}) {
+        EXPECT_FALSE(ParseStopRounds(text)) << text;
+    }
+    EXPECT_EQ(ParseStopRounds("12"), 12);
+}
+
+// The end of the wait brings back every thread that is inside Next, before the source goes.
+TEST_F(Events, StopBringsEveryThreadBackFromNext) {
+    ukey::EventSource events(library_);
+    std::vector<std::thread> threads;
+    std::atomic<int> without_event{0};
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] { without_event += events.Next() ? 0 : 1; });
+    }
+    events.Stop();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(without_event, 4);
+}
+
 // A source stopped or destroyed at any moment of its wait comes to its end. UKEY_STOP_ROUNDS
 // sets the number of rounds.
 TEST_F(Events, StopAtRandomMoments) {
-    const int rounds = StopRounds(STOP_ROUNDS);
+    const std::optional<int> rounds = StopRounds(STOP_ROUNDS);
+    ASSERT_TRUE(rounds) << "UKEY_STOP_ROUNDS is not a positive number";
     const unsigned seed = std::random_device()();
     std::mt19937 random(seed);
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < *rounds; ++round) {
         auto events = std::make_unique<ukey::EventSource>(library_);
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 300));
         if (random() % 2 == 0) {

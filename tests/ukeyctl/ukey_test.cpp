@@ -1,5 +1,6 @@
 #include "ukey.hpp"
 
+#include <algorithm>
 #include <fstream>
 #include <set>
 
@@ -222,7 +223,8 @@ TEST_F(Ukey, TextThatGrowsEveryTimeIsGivenUp) {
         texts.emplace_back(length * length, 'x');
     }
     EXPECT_EQ(CodeOf([&] { key_.GetLabel(); }), ORVAL_BUFFER_TOO_SMALL);
-    EXPECT_THAT(fake_.calls, SizeIs(2 * ukey::detail::kFetchAttempts));
+    EXPECT_EQ(std::count(fake_.calls.begin(), fake_.calls.end(), R"(GetLabel("SN0123456789"))"),
+              2 * ukey::detail::kFetchAttempts);
 }
 
 TEST_F(Ukey, GrowthIsAskedForAgainAndNotGuessed) {
@@ -243,6 +245,16 @@ TEST_F(Ukey, BatchOfOneItemHasRoomAlthoughTheEstimateIsZero) {
     input.batch = "one item";
     EXPECT_EQ(key_.Batch_Sign(input), std::string(2000, 's'));
     EXPECT_THAT(fake_.calls, SizeIs(2));
+}
+
+TEST_F(Ukey, BatchSignTextsMayBeLeftOut) {
+    ukey::BatchSignInput input;
+    input.flags = 1;
+    input.text = "critical text";
+    input.param6 = "six";
+    key_.Batch_Sign(input);
+    EXPECT_THAT(fake_.calls, Each(R"(Batch_Sign(1, "SN0123456789", 0, 0, "critical text", "six", )"
+                                  R"(0, 0, 0, null, 0))"));
 }
 
 TEST_F(Ukey, SerialNumberLongerThanAskedForHasRoom) {
@@ -300,7 +312,7 @@ TEST_F(Ukey, LastErrorIsTheProducts) {
     EXPECT_EQ(library_.GetLastErrCode(), kKeyCode);
 }
 
-TEST(Category, ExplainsTheProductsOwnCodesItself) {
+TEST(Category, WithoutAProductExplainsTheOwnCodesItself) {
     for (const int32_t code : {-101, -109, -300, -401, -404}) {
         EXPECT_EQ(ukey::Category().message(code), ukey::OwnText(code)) << code;
     }
@@ -315,7 +327,15 @@ TEST(Category, ComparesWithItsEnumeration) {
     EXPECT_FALSE(code == ukey::Errc::kUnsupported);
 }
 
-TEST_F(Ukey, CategoryAsksTheProductForEveryOtherCode) {
+TEST_F(Ukey, CategoryFallsBackToItsOwnText) {
+    fake_.outputs["GetErrorMsg"] = {""};
+    EXPECT_EQ(ukey::Category().message(-401), ukey::OwnText(-401));
+    fake_.exceptions["GetErrorMsg"] = static_cast<int32_t>(ukey::Errc::kTextOutOfMemory);
+    EXPECT_EQ(ukey::Category().message(-404), ukey::OwnText(-404));
+}
+
+TEST_F(Ukey, CategoryAsksTheProductForEveryCode) {
+    EXPECT_EQ(ukey::Category().message(-401), "text of -401");
     EXPECT_EQ(ukey::Category().message(kKeyCode), "text of 167772161");
     EXPECT_EQ(ukey::Category().message(-7), "text of -7");
     fake_.outputs["GetErrorMsg"] = {std::string(500, 'e')};

@@ -152,6 +152,8 @@ const UsageMistake kUsageMistakes[] = {
     {"UnknownFormat", {"request", "--description", "KeyType(2)", "--format", "der"}},
     {"TextAndFile", {"signhash", "--data", "a", "--data-file", "b"}},
     {"NoText", {"signhash"}},
+    {"NothingToSign", {"batch-sign", "--flags", "1"}},
+    {"TwoBatches", {"batch-sign", "--batch", "a", "--batch-file", "b"}},
     {"IndexIsNoNumber", {"data", "get", "first"}},
     {"CodeIsNoNumber", {"error", "bad code"}},
     {"CodeTooLarge", {"error", "4294967296"}},
@@ -286,6 +288,16 @@ const VerbCase kVerbCases[] = {
      "Batch_Sign=x\n",
      R"(Batch_Sign(0, "SN0123456789", 0, 0, null, null, 0, 1, 0, "a", 0))",
      "x\n"},
+    {"BatchSignWithoutItems",
+     {"batch-sign", "--flags", "1", "--text", "t", "--param6", "six"},
+     "Batch_Sign=x\n",
+     R"(Batch_Sign(1, "SN0123456789", 0, 0, "t", "six", 0, 1, 0, null, 0))",
+     "x\n"},
+    {"BatchSignEmpty",
+     {"batch-sign", "--batch", ""},
+     "Batch_Sign=x\n",
+     R"(Batch_Sign(0, "SN0123456789", 0, 0, null, null, 0, 1, 0, "", 0))",
+     "x\n"},
     {"Decrypt",
      {"decrypt", "--param1", "1", "--param2", "2", "--cipher", "c"},
      "AsymDec=plain\n",
@@ -395,7 +407,7 @@ TEST_P(RefusedCallTest, IsReportedAsUnsupported) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.Json()["error"]["function"], GetParam());
     EXPECT_EQ(outcome.Json()["error"]["code"], -300);
-    EXPECT_EQ(Calls(), std::string(GetParam()) + "()\n");
+    EXPECT_THAT(Calls(), StartsWith(std::string(GetParam()) + "()\n"));
 }
 
 TEST_F(UkeyctlTest, RequestIsMadeInTwoCalls) {
