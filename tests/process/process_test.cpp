@@ -1,5 +1,6 @@
 // At the edges of a process's life: late callers, closing, forking, ways of loading, two copies.
 #include <dlfcn.h>
+#include <limits.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -216,8 +217,16 @@ int RunAsFreshProcess() {
                : 1;
 }
 
+// A program for another machine runs under its emulator again: the kernel here cannot start it.
 [[noreturn]] void ExecThisProgram() {
-    execl("/proc/self/exe", "process_test", kFreshProcess, static_cast<char*>(nullptr));
+    char self[PATH_MAX] = {};
+    static_cast<void>(!readlink("/proc/self/exe", self, sizeof(self) - 1));
+    const char* emulator = ORVAL_EMULATOR;
+    if (*emulator == '\0') {
+        execl(self, self, kFreshProcess, static_cast<char*>(nullptr));
+    } else {
+        execlp(emulator, emulator, self, kFreshProcess, static_cast<char*>(nullptr));
+    }
     _exit(2);
 }
 
