@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -442,16 +443,19 @@ TEST(WaitLoop, SignalsToTheWaitingThreadDoNotShortenThePauses) {
     struct sigaction action = {};
     action.sa_handler = [](int) {};
     sigaction(SIGUSR1, &action, nullptr);
-    Token().WaitForEvent.Returns(kNothingYet);
+    std::atomic<bool> signalled{false};
+    Token().WaitForEvent.Does([&signalled](auto... arguments) {
+        return signalled ? Event(kRemoval, 1)(arguments...) : kNothingYet;
+    });
     Wait wait;
     std::thread waiting([&wait] { wait.Run(); });
     for (int i = 0; i < 100; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
         pthread_kill(waiting.native_handle(), SIGUSR1);
     }
-    StopDetectUKey();
+    signalled = true;
     waiting.join();
-    EXPECT_EQ(wait.event, 3U);
+    EXPECT_EQ(wait.event, kRemoval);
     const auto calls = Calls();
     const auto attempts = std::count(calls.begin(), calls.end(), kWaitCall);
     EXPECT_GE(attempts, 2);

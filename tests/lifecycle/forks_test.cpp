@@ -11,6 +11,11 @@ namespace {
 using Forks = SoftwareKeyTest;
 
 TEST_F(Forks, LeaveChildrenThatWorkWhileTheParentWaits) {
+#ifdef ORVAL_FORKS_HANG
+    GTEST_SKIP()
+        << "qemu and the sanitizers' allocator do not take their locks over a fork, so that "
+           "any child of busy threads may hang there";
+#endif
     constexpr int kForks = 40;
     constexpr unsigned kPatienceSeconds = 60;
     const std::string key = NewPluggedKey();

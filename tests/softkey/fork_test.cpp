@@ -26,6 +26,11 @@ class ForkTest : public EntriesTest {
 };
 
 TEST_F(ForkTest, TheChildWorksWhateverTheOtherThreadsWereDoing) {
+#ifdef ORVAL_FORKS_HANG
+    GTEST_SKIP()
+        << "qemu and the sanitizers' allocator do not take their locks over a fork, so that "
+           "any child of busy threads may hang there";
+#endif
     constexpr int kForks = 48;
     constexpr unsigned kPatienceSeconds = 60;
     char serial[] = "OR00000000000001";
