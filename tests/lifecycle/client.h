@@ -41,6 +41,8 @@ enum class Code : int32_t {
     kCertificateNotOurs = 0x0A100009,
     kEnvelopeMalformed = 0x0A10000A,
     kEnvelopeNotOurs = 0x0A10000B,
+    kStoreReadOnly = 0x0A10000C,
+    kStoreFull = 0x0A10000D,
     kNewPinMissing = 0x0A100012,
 };
 void PrintTo(Code code, std::ostream* output);
