@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <string>
 
-// A code of the library itself: every other one is the key's, and only the key has a text for it.
+// A code of which something is known without asking the key: the library's own, or one of GM/T
+// 0016.
 struct KnownCode {
     int32_t code;
     const char* name;
@@ -12,7 +13,7 @@ struct KnownCode {
     const char* next;
 };
 
-// Null for a code that is the key's own.
+// Null for a code of which only the key knows more.
 const KnownCode* FindKnownCode(int32_t code);
 
 extern const char* const kNextForForeignCode;

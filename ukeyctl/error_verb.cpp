@@ -3,7 +3,7 @@
 
 namespace {
 
-// The key's own text. The library's codes are explained even where no library can be loaded.
+// The key's own text. Known codes are explained even where no library can be loaded.
 Report::Value TextOf(Session& session, int32_t code) {
     try {
         return session.Library().GetErrorMsg(code);

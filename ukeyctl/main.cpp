@@ -25,9 +25,13 @@ void AddCommonOptions(CLI::App& app, Session& session) {
                    "The key library; else ORVAL_LIBRARY, else the one in ../lib of this command, "
                    "else where the loader finds it")
         ->type_name("PATH");
-    app.add_option("--charset", session.charset, "The character set of the key's texts")
+    app.add_option("--charset", session.charset,
+                   "The character set of the key's texts, as the key names it: UTF-8, GB18030, ...")
         ->type_name("NAME");
-    app.add_option("--language", session.language, "The language of the key's texts and dialogs")
+    app.add_option(
+           "--language", session.language,
+           "The language of the key's texts and dialogs, as the key names it: zh_CN, en_US, "
+           "...")
         ->type_name("NAME");
     app.add_flag("--json", session.json, "One JSON object on standard output, for scripts");
     app.set_version_flag("--version", "ukeyctl " UKEYCTL_VERSION);
@@ -52,11 +56,24 @@ void BuildCommandLine(CLI::App& app, Session& session) {
     AddCallVerb(app, session);
 }
 
-int FailToParse(const CLI::ParseError& error, Session& session) {
+// "pin dance" where a verb was expected behind "pin"; empty where nothing else stood there.
+std::string UnknownVerb(const CLI::App& app) {
+    const CLI::App* reached = &app;
+    std::string words;
+    while (!reached->get_subcommands().empty()) {
+        reached = reached->get_subcommands().front();
+        words += reached->get_name() + " ";
+    }
+    const std::vector<std::string> rest = app.remaining(true);
+    return reached->get_require_subcommand_min() == 0 || rest.empty() ? "" : words + rest.front();
+}
+
+int FailToParse(const CLI::App& app, const CLI::ParseError& error, Session& session) {
+    const std::string unknown = UnknownVerb(app);
     Failure failure;
     failure.status = ExitStatus::kUsage;
     failure.what = "the command cannot be understood as given";
-    failure.why = error.what();
+    failure.why = unknown.empty() ? error.what() : "there is no verb \"" + unknown + "\"";
     failure.next = "see 'ukeyctl --help', or 'ukeyctl VERB --help'";
     return session.Fail(failure);
 }
@@ -78,7 +95,7 @@ int Run(int argc, char** argv) {
             return app.exit(error);
         }
         session.json = AsksForJson(argc, argv);
-        return FailToParse(error, session);
+        return FailToParse(app, error, session);
     }
     return session.Run();
 }

@@ -166,6 +166,14 @@ const UsageMistake kUsageMistakes[] = {
     {"NegativeTimeout", {"wait", "--timeout", "-1"}},
 };
 
+TEST_F(UkeyctlTest, UnknownVerbIsNamed) {
+    EXPECT_THAT(Ukeyctl({"doctor", "--help-me"}).Run().err,
+                HasSubstr("  why:  there is no verb \"doctor\"\n"));
+    EXPECT_THAT(Ukeyctl({"pin", "dance"}).Run().err,
+                HasSubstr("  why:  there is no verb \"pin dance\"\n"));
+    EXPECT_THAT(Ukeyctl({"request", "dance"}).Run().err, Not(HasSubstr("no verb")));
+}
+
 INSTANTIATE_TEST_SUITE_P(Ukeyctl, UsageMistakeTest, testing::ValuesIn(kUsageMistakes),
                          [](const auto& mistake) { return std::string(mistake.param.name); });
 
@@ -572,7 +580,30 @@ TEST_F(UkeyctlTest, OwnCodesAreExplainedWithoutALibrary) {
     }
 }
 
-TEST_F(UkeyctlTest, KeysCodesNeedALibrary) {
+// A support engineer's machine need not have the customer's library.
+TEST_F(UkeyctlTest, StandardCodesAreExplainedWithoutALibrary) {
+    for (int32_t code = 0x0A000001; code <= 0x0A000032; ++code) {
+        const Outcome outcome =
+            Ukeyctl({"error", std::to_string(code), "--json", "--library", "/nowhere/library.so"})
+                .Run();
+        EXPECT_EQ(outcome.status, 0) << code;
+        EXPECT_THAT(outcome.Json()["name"].get<std::string>(), StartsWith("SAR_")) << code;
+        EXPECT_EQ(outcome.Json()["code"], code);
+    }
+}
+
+TEST_F(UkeyctlTest, StandardCodesComeWithAdviceOfTheirOwn) {
+    const Outcome outcome =
+        Ukeyctl({"pin", "verify"}).With("FAKE_CODES", "VerifyPIN=167772197").Run();
+    EXPECT_EQ(
+        outcome.err,
+        "ukeyctl pin verify: VerifyPIN failed\n"
+        "  why:  0x0A000025 (167772197): text of 167772197\n"
+        "  next: only who issued the key can unlock it, or erase it for new use; more tries do "
+        "not help\n");
+}
+
+TEST_F(UkeyctlTest, OtherCodesNeedALibrary) {
     EXPECT_EQ(Ukeyctl({"error", "5", "--library", "/nowhere/library.so"}).Run().status, 3);
 }
 
