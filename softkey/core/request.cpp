@@ -40,7 +40,8 @@ ssl::Name MakeName(const std::vector<std::pair<std::string, std::string>>& parts
     for (const auto& [field, value] : parts) {
         Check(X509_NAME_add_entry_by_txt(name.get(), field.c_str(), MBSTRING_UTF8, AsBytes(value),
                                          static_cast<int>(value.size()), -1, 0) == 1,
-              "name");
+              ("the value \"" + value + "\" of the name's field " + field).c_str(),
+              Code::kInvalidParameter);
     }
     return name;
 }

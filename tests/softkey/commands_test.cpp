@@ -338,6 +338,18 @@ TEST_F(AuthorityTest, RequestsOfBothTypesGetBothRoots) {
     EXPECT_EQ("4\n", shown.output);
 }
 
+TEST_F(AuthorityTest, ASubjectsValueThatIsNotAcceptedIsNamedWithItsField) {
+    setenv("ORVAL_SOFTCA_HOME", (Folder() + "/authority").c_str(), 1);
+    ASSERT_EQ(0, RunShell(Program("softca") + " init").status);
+    WriteFile(Folder() + "/request", DualRequest());
+    const CommandResult result =
+        RunShell(Program("softca") + " issue --subject 'CN=Alice,C=China' --in " + Folder() +
+                 "/request 2>&1");
+    EXPECT_EQ(1, result.status);
+    EXPECT_NE(std::string::npos, result.output.find("the value \"China\" of the name's field C: "))
+        << result.output;
+}
+
 TEST_F(AuthorityTest, ARequestWithAWrongSignatureIsRefused) {
     Bytes request = FromBase64Text(Request(1, 2));
     // The last byte of the first public-key coordinate's neighbourhood: anything signed will do.
