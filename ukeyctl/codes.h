@@ -16,6 +16,9 @@ struct KnownCode {
 // Null for a code of which only the key knows more.
 const KnownCode* FindKnownCode(int32_t code);
 
+// Whose code it is, for people.
+const char* DefinedBy(int32_t code);
+
 extern const char* const kNextForForeignCode;
 
 // "0x8007000E (-2147024882)"

@@ -22,7 +22,9 @@ void ShowError(Session& session, const std::string& given) {
     report.Add("code", "Code", int64_t{code});
     report.Add("hex", "Hexadecimal", ukey::detail::Hexadecimal(code));
     report.Add("name", "Name", known != nullptr ? Report::Value(known->name) : std::monostate());
-    report.Add("meaning", "Meaning", known != nullptr ? known->meaning : "a code of the key's own");
+    report.Add("defined_by", "Defined by", DefinedBy(code));
+    report.Add("meaning", "Meaning",
+               known != nullptr ? Report::Value(known->meaning) : std::monostate());
     report.Add("text", "The key's text", TextOf(session, code));
     report.Add("next", "What to do", known != nullptr ? known->next : kNextForForeignCode);
 }

@@ -144,9 +144,24 @@ const KnownCode* Find(const KnownCode* first, const KnownCode* last, int32_t cod
     return found == last ? nullptr : found;
 }
 
+const KnownCode* FindOwn(int32_t code) {
+    return Find(std::begin(kOwnCodes), std::end(kOwnCodes), code);
+}
+
+const KnownCode* FindStandard(int32_t code) {
+    return Find(std::begin(kStandardCodes), std::end(kStandardCodes), code);
+}
+
 }  // namespace
 
 const KnownCode* FindKnownCode(int32_t code) {
-    const KnownCode* own = Find(std::begin(kOwnCodes), std::end(kOwnCodes), code);
-    return own != nullptr ? own : Find(std::begin(kStandardCodes), std::end(kStandardCodes), code);
+    const KnownCode* own = FindOwn(code);
+    return own != nullptr ? own : FindStandard(code);
+}
+
+const char* DefinedBy(int32_t code) {
+    if (FindOwn(code) != nullptr) {
+        return "the library";
+    }
+    return FindStandard(code) != nullptr ? "GM/T 0016" : "the key's maker";
 }

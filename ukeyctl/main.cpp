@@ -7,7 +7,7 @@ namespace {
 
 constexpr const char* kDescription =
     "Look after a customer's USB cryptographic key.\n\n"
-    "The PIN never passes through this command: the key, or its own dialog, asks for it.";
+    "The PIN never passes through this command: the key, or its own dialog, asks for it.\n";
 
 constexpr const char* kFooter =
     "Examples:\n"

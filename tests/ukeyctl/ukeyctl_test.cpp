@@ -588,6 +588,7 @@ TEST_F(UkeyctlTest, StandardCodesAreExplainedWithoutALibrary) {
                 .Run();
         EXPECT_EQ(outcome.status, 0) << code;
         EXPECT_THAT(outcome.Json()["name"].get<std::string>(), StartsWith("SAR_")) << code;
+        EXPECT_EQ(outcome.Json()["defined_by"], "GM/T 0016") << code;
         EXPECT_EQ(outcome.Json()["code"], code);
     }
 }
@@ -601,6 +602,13 @@ TEST_F(UkeyctlTest, StandardCodesComeWithAdviceOfTheirOwn) {
         "  why:  0x0A000025 (167772197): text of 167772197\n"
         "  next: only who issued the key can unlock it, or erase it for new use; more tries do "
         "not help\n");
+}
+
+TEST_F(UkeyctlTest, WhoDefinesACodeIsTold) {
+    EXPECT_EQ(Ukeyctl({"error", "-401", "--json"}).Run().Json()["defined_by"], "the library");
+    const nlohmann::json foreign = Ukeyctl({"error", "5", "--json"}).Run().Json();
+    EXPECT_EQ(foreign["defined_by"], "the key's maker");
+    EXPECT_TRUE(foreign["meaning"].is_null());
 }
 
 TEST_F(UkeyctlTest, OtherCodesNeedALibrary) {
