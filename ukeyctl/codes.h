@@ -19,7 +19,8 @@ const KnownCode* FindKnownCode(int32_t code);
 // Whose code it is, for people.
 const char* DefinedBy(int32_t code);
 
-extern const char* const kNextForForeignCode;
+// What to do about a code, known or not.
+const char* NextFor(int32_t code);
 
 // "0x8007000E (-2147024882)"
 std::string FormatCode(int32_t code);

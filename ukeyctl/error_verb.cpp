@@ -26,7 +26,7 @@ void ShowError(Session& session, const std::string& given) {
     report.Add("meaning", "Meaning",
                known != nullptr ? Report::Value(known->meaning) : std::monostate());
     report.Add("text", "The key's text", TextOf(session, code));
-    report.Add("next", "What to do", known != nullptr ? known->next : kNextForForeignCode);
+    report.Add("next", "What to do", NextFor(code));
 }
 
 }  // namespace

@@ -3,11 +3,6 @@
 #include "codes.h"
 #include "ukey.hpp"
 
-// For a key's own code about which nothing better can be said.
-const char* const kNextForForeignCode =
-    "the code is the key's own: check that the key is plugged in, and see what the key maker's "
-    "documents say about it";
-
 namespace {
 
 constexpr KnownCode kOwnCodes[] = {
@@ -38,6 +33,10 @@ constexpr KnownCode kOwnCodes[] = {
      "look at the text given: in a request description every field needs its \"(\" and a digit"},
 };
 
+// For a key's own code about which nothing better can be said.
+constexpr const char* kAskTheMaker =
+    "the code is the key's own: check that the key is plugged in, and see what the key maker's "
+    "documents say about it";
 constexpr const char* kLookAtArguments =
     "look at what was given; 'ukeyctl VERB --help' states the form";
 constexpr const char* kLookAtSelectors =
@@ -73,20 +72,20 @@ constexpr const char* kWriteItemFirst =
 // so that its own text is shown as well.
 constexpr KnownCode kStandardCodes[] = {
     {0x0A000001, "SAR_FAIL", "the operation failed, for no reason that the key tells",
-     kNextForForeignCode},
-    {0x0A000002, "SAR_UNKNOWNERR", "an unknown error", kNextForForeignCode},
+     kAskTheMaker},
+    {0x0A000002, "SAR_UNKNOWNERR", "an unknown error", kAskTheMaker},
     {0x0A000003, "SAR_NOTSUPPORTYETERR", "the key does not support this operation",
      kLookAtSelectors},
-    {0x0A000004, "SAR_FILEERR", "a file on the key cannot be worked on", kNextForForeignCode},
+    {0x0A000004, "SAR_FILEERR", "a file on the key cannot be worked on", kAskTheMaker},
     {0x0A000005, "SAR_INVALIDHANDLEERR", "a handle is not valid", kPlugAgain},
     {0x0A000006, "SAR_INVALIDPARAMERR", "an argument is missing or not valid", kLookAtArguments},
-    {0x0A000007, "SAR_READFILEERR", "a file on the key cannot be read", kNextForForeignCode},
-    {0x0A000008, "SAR_WRITEFILEERR", "a file on the key cannot be written", kNextForForeignCode},
+    {0x0A000007, "SAR_READFILEERR", "a file on the key cannot be read", kAskTheMaker},
+    {0x0A000008, "SAR_WRITEFILEERR", "a file on the key cannot be written", kAskTheMaker},
     {0x0A000009, "SAR_NAMELENERR", "a name or a label is too long", "give a shorter one"},
     {0x0A00000A, "SAR_KEYUSAGEERR", "the key pair may not be used for this", kLookAtCertificates},
-    {0x0A00000B, "SAR_MODULUSLENERR", "the modulus has a wrong length", kNextForForeignCode},
+    {0x0A00000B, "SAR_MODULUSLENERR", "the modulus has a wrong length", kAskTheMaker},
     {0x0A00000C, "SAR_NOTINITIALIZEERR", "the key has not been initialised", kInitialiseFirst},
-    {0x0A00000D, "SAR_OBJERR", "an object is not what it should be", kNextForForeignCode},
+    {0x0A00000D, "SAR_OBJERR", "an object is not what it should be", kAskTheMaker},
     {0x0A00000E, "SAR_MEMORYERR", "there is not enough memory", kFreeMemory},
     {0x0A00000F, "SAR_TIMEOUTERR", "the key, or who should confirm on it, took too long",
      "try again; confirm on the key when it asks"},
@@ -99,17 +98,17 @@ constexpr KnownCode kStandardCodes[] = {
     {0x0A000015, "SAR_GENRSAKEYERR", "no RSA key pair can be made", kTryAnotherPort},
     {0x0A000016, "SAR_RSAMODULUSLENERR", "the RSA modulus has a wrong length", kLookAtArguments},
     {0x0A000017, "SAR_CSPIMPRTPUBKEYERR", "a public key cannot be imported", kLookAtArguments},
-    {0x0A000018, "SAR_RSAENCERR", "the RSA encryption failed", kNextForForeignCode},
+    {0x0A000018, "SAR_RSAENCERR", "the RSA encryption failed", kAskTheMaker},
     {0x0A000019, "SAR_RSADECERR", "the RSA decryption failed", kLookAtCiphertext},
-    {0x0A00001A, "SAR_HASHNOTEQUALERR", "two digests differ", kNextForForeignCode},
+    {0x0A00001A, "SAR_HASHNOTEQUALERR", "two digests differ", kAskTheMaker},
     {0x0A00001B, "SAR_KEYNOTFOUNTERR", "the key holds no such key pair", kLookAtCertificates},
     {0x0A00001C, "SAR_CERTNOTFOUNTERR", "the key holds no such certificate", kLookAtCertificates},
-    {0x0A00001D, "SAR_NOTEXPORTERR", "this may not leave the key", kNextForForeignCode},
+    {0x0A00001D, "SAR_NOTEXPORTERR", "this may not leave the key", kAskTheMaker},
     {0x0A00001E, "SAR_DECRYPTPADERR", "the ciphertext cannot be decrypted with this key",
      kLookAtCiphertext},
     {0x0A00001F, "SAR_MACLENERR", "the message authentication code has a wrong length",
      kLookAtArguments},
-    {0x0A000020, "SAR_BUFFER_TOO_SMALL", "the buffer is too small", kNextForForeignCode},
+    {0x0A000020, "SAR_BUFFER_TOO_SMALL", "the buffer is too small", kAskTheMaker},
     {0x0A000021, "SAR_KEYINFOTYPEERR", "the type of key is not known", kLookAtArguments},
     {0x0A000022, "SAR_NOT_EVENTERR", "no key came or went",
      "plug or unplug a key while the command waits"},
@@ -121,16 +120,15 @@ constexpr KnownCode kStandardCodes[] = {
     {0x0A000027, "SAR_PIN_LEN_RANGE", "the PIN is too short or too long", kChooseAnotherPin},
     {0x0A000028, "SAR_USER_ALREADY_LOGGED_IN", "the PIN has been verified already", kPlugAgain},
     {0x0A000029, "SAR_USER_PIN_NOT_INITIALIZED", "the key has no user PIN yet", kInitialiseFirst},
-    {0x0A00002A, "SAR_USER_TYPE_INVALID", "the type of user is not known", kNextForForeignCode},
+    {0x0A00002A, "SAR_USER_TYPE_INVALID", "the type of user is not known", kAskTheMaker},
     {0x0A00002B, "SAR_APPLICATION_NAME_INVALID", "the application's name on the key is not valid",
-     kNextForForeignCode},
+     kAskTheMaker},
     {0x0A00002C, "SAR_APPLICATION_EXISTS", "the application on the key exists already",
-     kNextForForeignCode},
+     kAskTheMaker},
     {0x0A00002D, "SAR_USER_NOT_LOGGED_IN", "the PIN has not been verified", kVerifyFirst},
     {0x0A00002E, "SAR_APPLICATION_NOT_EXISTS", "the application on the key does not exist",
      kInitialiseFirst},
-    {0x0A00002F, "SAR_FILE_ALREADY_EXIST", "the file on the key exists already",
-     kNextForForeignCode},
+    {0x0A00002F, "SAR_FILE_ALREADY_EXIST", "the file on the key exists already", kAskTheMaker},
     {0x0A000030, "SAR_NO_ROOM", "the key is full", kMakeRoom},
     {0x0A000031, "SAR_FILE_NOT_EXIST", "the file or data item does not exist on the key",
      kWriteItemFirst},
@@ -157,6 +155,11 @@ const KnownCode* FindStandard(int32_t code) {
 const KnownCode* FindKnownCode(int32_t code) {
     const KnownCode* own = FindOwn(code);
     return own != nullptr ? own : FindStandard(code);
+}
+
+const char* NextFor(int32_t code) {
+    const KnownCode* known = FindKnownCode(code);
+    return known != nullptr ? known->next : kAskTheMaker;
 }
 
 const char* DefinedBy(int32_t code) {

@@ -29,12 +29,11 @@ std::string ChooseLibrary(const std::string& given) {
 }
 
 Failure FailureOf(const ukey::Error& error) {
-    const KnownCode* known = FindKnownCode(error.Code());
     Failure failure;
     failure.status = ExitStatus::kCodeReported;
     failure.what = std::string(error.Function()) + " failed";
     failure.why = FormatCode(error.Code()) + ": " + error.code().message();
-    failure.next = known != nullptr ? known->next : kNextForForeignCode;
+    failure.next = NextFor(error.Code());
     failure.function = error.Function();
     failure.code = error.Code();
     return failure;

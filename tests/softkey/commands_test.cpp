@@ -346,7 +346,7 @@ TEST_F(AuthorityTest, ASubjectsValueThatIsNotAcceptedIsNamedWithItsField) {
         RunShell(Program("softca") + " issue --subject 'CN=Alice,C=China' --in " + Folder() +
                  "/request 2>&1");
     EXPECT_EQ(1, result.status);
-    EXPECT_NE(std::string::npos, result.output.find("the value \"China\" of the name's field C: "))
+    EXPECT_NE(std::string::npos, result.output.find("\"China\" as the name's field C: "))
         << result.output;
 }
 
