@@ -5,46 +5,17 @@
 
 namespace {
 
-constexpr KnownCode kOwnCodes[] = {
-    {ORVAL_OK, "ORVAL_OK", "success", "nothing needs to be done"},
-    {ORVAL_BACKEND_UNAVAILABLE, "ORVAL_BACKEND_UNAVAILABLE",
-     "the key maker's library libOrvalKPX.so cannot be loaded or lacks an entry point",
-     "install or reinstall the key's software; the library belongs in "
-     "/opt/apps/com.kpx.uosorval/files/bin"},
-    {ORVAL_NOT_INITIALIZED, "ORVAL_NOT_INITIALIZED",
-     "the call does not initialise the library on its own and nothing else has",
-     "make any other call first, or call Initialize"},
-    {ORVAL_UNSUPPORTED, "ORVAL_UNSUPPORTED",
-     "the function or the selector is not supported, or the installation folder cannot be read",
-     "some functions refuse every call; otherwise look at the selector given, and let 'ukeyctl "
-     "check' tell whether the key's software is installed"},
-    {ORVAL_INVALID_ARGUMENT, "ORVAL_INVALID_ARGUMENT",
-     "an argument is missing, malformed, or its length is out of bounds",
-     "look at the arguments given; 'ukeyctl VERB --help' states their form and bounds"},
-    {ORVAL_BUFFER_TOO_SMALL, "ORVAL_BUFFER_TOO_SMALL",
-     "the caller's buffer is shorter than the output",
-     "a client has to ask for the length first; from this command it means that the output grew "
-     "each time it was fetched: try again"},
-    {static_cast<int32_t>(ukey::Errc::kTextOutOfMemory), "out of memory",
-     "the library's text handling ran out of memory (an exception, to a client in C++)",
-     "close other programs, or give a shorter input"},
-    {static_cast<int32_t>(ukey::Errc::kTextMalformed), "malformed text",
-     "the library's text handling met a malformed text (an exception, to a client in C++)",
-     "look at the text given: in a request description every field needs its \"(\" and a digit"},
-};
-
 // For a key's own code about which nothing better can be said.
 constexpr const char* kAskTheMaker =
     "the code is the key's own: check that the key is plugged in, and see what the key maker's "
     "documents say about it";
 constexpr const char* kLookAtArguments =
-    "look at what was given; 'ukeyctl VERB --help' states the form";
+    "look at the arguments given; 'ukeyctl VERB --help' states their form and bounds";
 constexpr const char* kLookAtSelectors =
     "look at the numbers given with --param1 and the like; the key maker's documents list them";
 constexpr const char* kLookAtCertificates =
-    "see with 'ukeyctl cert dn --param1 N' which certificates the key holds; 'ukeyctl request' "
-    "asks "
-    "for a new one";
+    "'ukeyctl cert dn --param1 N' shows which certificates the key holds; 'ukeyctl request' makes "
+    "the request for another";
 constexpr const char* kPlugAgain = "unplug the key, plug it in again, and try once more";
 constexpr const char* kInitialiseFirst =
     "the key has to be initialised first, which erases it: ask who issued it, or see 'ukeyctl init "
@@ -67,6 +38,34 @@ constexpr const char* kMakeRoom =
     "delete what is not needed any more, see 'ukeyctl cert delete --help'";
 constexpr const char* kWriteItemFirst =
     "check the number of the item; 'ukeyctl data set' writes one";
+
+// The codes that the library itself gives.
+constexpr KnownCode kOwnCodes[] = {
+    {ORVAL_OK, "ORVAL_OK", "success", "nothing needs to be done"},
+    {ORVAL_BACKEND_UNAVAILABLE, "ORVAL_BACKEND_UNAVAILABLE",
+     "the key maker's library libOrvalKPX.so cannot be loaded or lacks an entry point",
+     "install or reinstall the key's software; the library belongs in "
+     "/opt/apps/com.kpx.uosorval/files/bin"},
+    {ORVAL_NOT_INITIALIZED, "ORVAL_NOT_INITIALIZED",
+     "the call does not initialise the library on its own and nothing else has",
+     "make any other call first, or call Initialize"},
+    {ORVAL_UNSUPPORTED, "ORVAL_UNSUPPORTED",
+     "the function or the selector is not supported, or the installation folder cannot be read",
+     "some functions refuse every call; otherwise look at the selector given, and let 'ukeyctl "
+     "check' tell whether the key's software is installed"},
+    {ORVAL_INVALID_ARGUMENT, "ORVAL_INVALID_ARGUMENT",
+     "an argument is missing, malformed, or its length is out of bounds", kLookAtArguments},
+    {ORVAL_BUFFER_TOO_SMALL, "ORVAL_BUFFER_TOO_SMALL",
+     "the caller's buffer is shorter than the output",
+     "a client has to ask for the length first; from this command it means that the output grew "
+     "each time it was fetched: try again"},
+    {static_cast<int32_t>(ukey::Errc::kTextOutOfMemory), "out of memory",
+     "the library's text handling ran out of memory (an exception, to a client in C++)",
+     kFreeMemory},
+    {static_cast<int32_t>(ukey::Errc::kTextMalformed), "malformed text",
+     "the library's text handling met a malformed text (an exception, to a client in C++)",
+     "look at the text given: in a request description every field needs its \"(\" and a digit"},
+};
 
 // The codes of GM/T 0016 under its own names, two misspelt ones included. A key need not follow it,
 // so that its own text is shown as well.

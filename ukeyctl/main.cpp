@@ -28,10 +28,8 @@ void AddCommonOptions(CLI::App& app, Session& session) {
     app.add_option("--charset", session.charset,
                    "The character set of the key's texts, as the key names it: UTF-8, GB18030, ...")
         ->type_name("NAME");
-    app.add_option(
-           "--language", session.language,
-           "The language of the key's texts and dialogs, as the key names it: zh_CN, en_US, "
-           "...")
+    app.add_option("--language", session.language,
+                   "The language of the key's texts and dialogs, as the key names it: zh_CN, ...")
         ->type_name("NAME");
     app.add_flag("--json", session.json, "One JSON object on standard output, for scripts");
     app.set_version_flag("--version", "ukeyctl " UKEYCTL_VERSION);
@@ -65,7 +63,10 @@ std::string UnknownVerb(const CLI::App& app) {
         words += reached->get_name() + " ";
     }
     const std::vector<std::string> rest = app.remaining(true);
-    return reached->get_require_subcommand_min() == 0 || rest.empty() ? "" : words + rest.front();
+    const auto word = std::find_if(rest.begin(), rest.end(), [](const std::string& given) {
+        return given.rfind('-', 0) != 0;
+    });
+    return reached->get_require_subcommand_min() == 0 || word == rest.end() ? "" : words + *word;
 }
 
 int FailToParse(const CLI::App& app, const CLI::ParseError& error, Session& session) {

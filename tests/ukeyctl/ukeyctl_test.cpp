@@ -171,6 +171,8 @@ TEST_F(UkeyctlTest, UnknownVerbIsNamed) {
                 HasSubstr("  why:  there is no verb \"doctor\"\n"));
     EXPECT_THAT(Ukeyctl({"pin", "dance"}).Run().err,
                 HasSubstr("  why:  there is no verb \"pin dance\"\n"));
+    EXPECT_THAT(Ukeyctl({"--dance"}).Run().err, Not(HasSubstr("no verb")));
+    EXPECT_THAT(Ukeyctl({""}).Run().err, HasSubstr("  why:  "));
     EXPECT_THAT(Ukeyctl({"request", "dance"}).Run().err, Not(HasSubstr("no verb")));
 }
 
