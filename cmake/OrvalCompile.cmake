@@ -3,8 +3,11 @@
 add_library(orval_compile INTERFACE)
 
 target_compile_options(orval_compile INTERFACE
-  -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wpedantic -Werror
+  -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wpedantic
   -fstack-protector-strong)
+if(ORVAL_WERROR)
+  target_compile_options(orval_compile INTERFACE -Werror)
+endif()
 
 target_link_options(orval_compile INTERFACE LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
 
@@ -18,9 +21,10 @@ if(ORVAL_SANITIZE)
   target_compile_options(orval_compile INTERFACE
     -fsanitize=${ORVAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
   target_link_options(orval_compile INTERFACE -fsanitize=${ORVAL_SANITIZE})
-elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+else()
   # Fortified sources need optimisation, and sanitizers bring their own checks.
-  target_compile_options(orval_compile INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  target_compile_options(orval_compile INTERFACE
+    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 endif()
 
 if(ORVAL_COVERAGE)

@@ -11,6 +11,7 @@
 #   softkey-system  the software key in the maker's own directory (refuses to replace the maker's)
 #   desktop         the store application, see packaging/desktop
 
+include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 # Distributions keep shared libraries unexecutable; CMake knows this of a native Debian only.
@@ -18,11 +19,13 @@ set(CMAKE_INSTALL_SO_NO_EXE ON)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/orval_unified_kpxukey)
 set(softkey_folder ${CMAKE_INSTALL_LIBDIR}/orval-softkey)
-set(generated ${CMAKE_BINARY_DIR}/install)
+set(generated ${PROJECT_BINARY_DIR}/install)
 
 # What distributions want to be compressed, without a time stamp.
 function(orval_compress source output)
+  get_filename_component(folder ${output} DIRECTORY)
   add_custom_command(OUTPUT ${output}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}
     COMMAND gzip -9 --no-name --stdout ${source} > ${output}
     DEPENDS ${source} VERBATIM)
   set_property(DIRECTORY APPEND PROPERTY ORVAL_COMPRESSED ${output})
@@ -34,7 +37,7 @@ function(orval_install_manual component)
     string(REGEX REPLACE ".*\\." "man" section ${page})
     foreach(language IN ITEMS "" zh_CN/)
       set(compressed ${generated}/man/${language}${page}.gz)
-      orval_compress(${CMAKE_SOURCE_DIR}/man/${language}${page} ${compressed})
+      orval_compress(${PROJECT_SOURCE_DIR}/man/${language}${page} ${compressed})
       install(FILES ${compressed}
         DESTINATION ${CMAKE_INSTALL_MANDIR}/${language}${section} COMPONENT ${component})
     endforeach()
@@ -44,7 +47,7 @@ endfunction()
 # One script completes all commands; each is looked for under its own name.
 function(orval_install_completion component)
   foreach(command IN LISTS ARGN)
-    install(FILES ${CMAKE_SOURCE_DIR}/completions/orval-commands.bash RENAME ${command}
+    install(FILES ${PROJECT_SOURCE_DIR}/completions/orval-commands.bash RENAME ${command}
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT ${component})
   endforeach()
 endfunction()
@@ -57,11 +60,11 @@ install(TARGETS orval_unified_kpxukey
 # -------------------------------------------------------------------- dev
 
 install(FILES
-  ${CMAKE_SOURCE_DIR}/include/orval_unified_kpxukey.h ${CMAKE_SOURCE_DIR}/include/ukey.hpp
+  ${PROJECT_SOURCE_DIR}/include/orval_unified_kpxukey.h ${PROJECT_SOURCE_DIR}/include/ukey.hpp
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
 
 configure_package_config_file(
-  ${CMAKE_SOURCE_DIR}/cmake/orval_unified_kpxukeyConfig.cmake.in
+  ${PROJECT_SOURCE_DIR}/cmake/orval_unified_kpxukeyConfig.cmake.in
   ${generated}/orval_unified_kpxukeyConfig.cmake
   INSTALL_DESTINATION ${package_folder}
   PATH_VARS CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
@@ -79,7 +82,7 @@ if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   file(RELATIVE_PATH to_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
   string(REGEX REPLACE "/$" "" pc_prefix "\${pcfiledir}/${to_prefix}")
 endif()
-configure_file(${CMAKE_SOURCE_DIR}/cmake/orval_unified_kpxukey.pc.in
+configure_file(${PROJECT_SOURCE_DIR}/cmake/orval_unified_kpxukey.pc.in
   ${generated}/orval_unified_kpxukey.pc @ONLY)
 install(FILES ${generated}/orval_unified_kpxukey.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
@@ -87,12 +90,12 @@ install(FILES ${generated}/orval_unified_kpxukey.pc
 orval_install_manual(dev orval_unified_kpxukey.3)
 
 # In the folders that they have here, so that their links to one another hold.
-install(DIRECTORY ${CMAKE_SOURCE_DIR}/docs ${CMAKE_SOURCE_DIR}/examples
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev)
 install(FILES
-  ${CMAKE_SOURCE_DIR}/README.md ${CMAKE_SOURCE_DIR}/README.zh_CN.md
-  ${CMAKE_SOURCE_DIR}/CHANGELOG.md ${CMAKE_SOURCE_DIR}/CONTRIBUTING.md
-  ${CMAKE_SOURCE_DIR}/SECURITY.md
+  ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/README.zh_CN.md
+  ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/CONTRIBUTING.md
+  ${PROJECT_SOURCE_DIR}/SECURITY.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev)
 
 # ------------------------------------------------------------------ tools
@@ -116,15 +119,15 @@ if(TARGET softkey_backend)
     LIBRARY DESTINATION ${softkey_folder} COMPONENT softkey)
   install(TARGETS softkey softca
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
-  install(PROGRAMS ${CMAKE_SOURCE_DIR}/scripts/with-softkey
+  install(PROGRAMS ${PROJECT_SOURCE_DIR}/scripts/with-softkey
     DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
   # In the key maker's own directory only when asked for by name, and never over the maker's files.
   file(GENERATE OUTPUT ${generated}/system_install.cmake
-    INPUT ${CMAKE_SOURCE_DIR}/packaging/softkey/system_install.cmake.in)
+    INPUT ${PROJECT_SOURCE_DIR}/packaging/softkey/system_install.cmake.in)
   install(SCRIPT ${generated}/system_install.cmake COMPONENT softkey-system EXCLUDE_FROM_ALL)
   orval_install_manual(softkey softkey.1 softca.1 with-softkey.1)
   # Where the selectors are told, also for those who have no development package.
-  install(FILES ${CMAKE_SOURCE_DIR}/docs/software-key.md
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/software-key.md
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/orval-softkey COMPONENT softkey)
   orval_install_completion(softkey softkey softca with-softkey)
 endif()
@@ -132,4 +135,4 @@ endif()
 get_directory_property(compressed ORVAL_COMPRESSED)
 add_custom_target(manual ALL DEPENDS ${compressed})
 
-add_subdirectory(${CMAKE_SOURCE_DIR}/packaging ${CMAKE_BINARY_DIR}/packaging)
+add_subdirectory(${PROJECT_SOURCE_DIR}/packaging ${PROJECT_BINARY_DIR}/packaging)

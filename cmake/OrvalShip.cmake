@@ -7,10 +7,10 @@ option(ORVAL_SHIP "Strip what packages carry, and keep its debug information apa
 # in their usual places: a compiler meets several prefixes that fit then, clang and GCC prefer
 # different ones, and each must lead to the same text.
 set(orval_source_name /usr/src/orval_unified_kpxukey)
-get_filename_component(orval_build_folder ${CMAKE_BINARY_DIR} NAME)
+get_filename_component(orval_build_folder ${PROJECT_BINARY_DIR} NAME)
 set(orval_prefix_maps
-  -ffile-prefix-map=${CMAKE_SOURCE_DIR}=${orval_source_name}
-  -ffile-prefix-map=${CMAKE_BINARY_DIR}=${orval_source_name}/build/${orval_build_folder})
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}=${orval_source_name}
+  -ffile-prefix-map=${PROJECT_BINARY_DIR}=${orval_source_name}/build/${orval_build_folder})
 if(CMAKE_SYSROOT)
   list(APPEND orval_prefix_maps
     -ffile-prefix-map=${CMAKE_SYSROOT}=${orval_source_name}/build/sysroot/root)

@@ -81,7 +81,7 @@ Nothing is installed in the key maker's own directory.")
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS OFF)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The token library has no package: the product is built against a stand-in with its name.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR}/link_stub)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/link_stub)
 set(CPACK_STRIP_FILES ON)
 
 # --------------------------------------------------------- the store application
@@ -103,8 +103,8 @@ if(TARGET ukeyctl)
   install(PROGRAMS desktop/${application}
     DESTINATION ${application_folder}/files/bin ${carried})
   install(FILES deb/copyright ${changelog}
-    ${CMAKE_SOURCE_DIR}/docs/ukeyctl.md ${CMAKE_SOURCE_DIR}/docs/error-codes.md
-    ${CMAKE_SOURCE_DIR}/docs/log-format.md
+    ${PROJECT_SOURCE_DIR}/docs/ukeyctl.md ${PROJECT_SOURCE_DIR}/docs/error-codes.md
+    ${PROJECT_SOURCE_DIR}/docs/log-format.md
     DESTINATION ${application_folder}/files/doc ${carried})
 endif()
 

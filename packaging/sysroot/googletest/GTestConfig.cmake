@@ -11,9 +11,13 @@ if(NOT EXISTS ${googletest_sources}/CMakeLists.txt)
   return()
 endif()
 
-set(INSTALL_GTEST OFF)
-set(CMAKE_CXX_VISIBILITY_PRESET default)
-set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)
-add_subdirectory(${googletest_sources} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+# In a scope of its own: what its sources need is not for those who look for it.
+function(add_googletest)
+  set(INSTALL_GTEST OFF)
+  set(CMAKE_CXX_VISIBILITY_PRESET default)
+  set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)
+  add_subdirectory(${googletest_sources} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+endfunction()
+add_googletest()
 set_target_properties(gtest gtest_main gmock gmock_main PROPERTIES
-  ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/archive)
+  ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/archive)
