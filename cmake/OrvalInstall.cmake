@@ -67,7 +67,7 @@ configure_package_config_file(
   ${PROJECT_SOURCE_DIR}/cmake/orval_unified_kpxukeyConfig.cmake.in
   ${generated}/orval_unified_kpxukeyConfig.cmake
   INSTALL_DESTINATION ${package_folder}
-  PATH_VARS CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
+  PATH_VARS CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR softkey_folder)
 write_basic_package_version_file(
   ${generated}/orval_unified_kpxukeyConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES

@@ -50,7 +50,9 @@ there is no key.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${library} ${same_version}")
-set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "orval-softkey, pkg-config")
+# The linker takes the software key's token library where the key maker's is not installed.
+set(CPACK_DEBIAN_DEV_PACKAGE_RECOMMENDS "orval-softkey ${same_version}")
+set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "pkg-config")
 set(CPACK_COMPONENT_DEV_DESCRIPTION
 "development files for clients of a USB cryptographic key
 The C header, its C++17 wrapper ukey.hpp, a pkg-config file, a CMake package,
