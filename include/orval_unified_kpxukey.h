@@ -34,6 +34,10 @@
  *    Batch_InitAndGenerateCertRequest() also raise it for one kind of malformed description.
  * 8. The log. The functions that say "logged" append records to /tmp/VexaPinpad_ORVAL.log
  *    (docs/log-format.md). A log that cannot be written changes nothing.
+ * 9. Unloading. The last dlclose() unmaps the library, and loading it again begins anew:
+ *    uninitialised, with nothing remembered. Its strings and exceptions must be gone by then. A
+ *    client that has called WaitForKeyEvent() with a buffer keeps the library mapped, with its
+ *    state, until the process ends. The key maker's library stays loaded in either case.
  *
  * In what follows, "the key" stands for the key maker's back-end library and the device behind it.
  */
@@ -230,7 +234,8 @@ ORVAL_API int32_t GetVendorInfo(int32_t nType, char* pszVendorInfo, int32_t* pnV
  * the capacity.
  *
  * Exceptions of the token library's wait are caught and logged, and the wait goes on. Two
- * concurrent waits in one process are not supported.
+ * concurrent waits in one process are not supported. The library may be closed while a wait runs:
+ * from a wait's first step on it stays mapped.
  *
  * @param[out] pulEvent Receives #ORVAL_KEY_INSERTED, #ORVAL_KEY_REMOVED or #ORVAL_WAIT_STOPPED;
  *             unchanged for an event of another kind, and where the wait could not begin. Not

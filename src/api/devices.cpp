@@ -9,6 +9,7 @@
 #include "api/frame.h"
 #include "api/media_id.h"
 #include "api/process_objects.h"
+#include "common/loaded_objects.h"
 #include "log/vexa_log.h"
 #include "token/token_access.h"
 
@@ -152,6 +153,8 @@ int32_t WaitForKeyEvent(uint32_t* pulEvent, char* szSN, uint32_t* pulSNLen) {
         G_LastError = ORVAL_OK;
         return EndWait(kSizeQueryLine);
     }
+    // From here on the call may be long: the token library answers when it likes.
+    StayLoaded();
     RememberCurrentSlots();
     isRun = true;
     uint32_t context = 0;

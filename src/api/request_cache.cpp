@@ -9,7 +9,7 @@
 namespace {
 
 // Texts from array new, all null while the cache is empty. Plain pointers, so that no destructor
-// takes them from a client that still calls while the process ends.
+// takes them from a client whose exit handler fetches what was made earlier.
 char* g_szLastP10 = nullptr;
 char* g_szLastReq = nullptr;
 char* g_szLastSN = nullptr;
@@ -46,6 +46,12 @@ void Fill(const QRV::CString& requests, const char* szSN, const char* szRequestI
     g_szLastP10 = p10.release();
     g_szLastReq = req.release();
     g_szLastSN = sn.release();
+}
+
+// What nobody fetched goes with the library. Runs behind the exit handlers when the process ends,
+// where a static object's destructor would run before those registered earlier.
+__attribute__((destructor)) void ReleaseAtUnload() {
+    ReleaseP10Buffer();
 }
 
 }  // namespace

@@ -7,7 +7,8 @@ namespace QRV {
 
 // Keeps a process-wide object usable when it has been destroyed: clients call from exit handlers
 // that run after this library's destructors. Declared in front of the object, so that it is
-// destroyed after it and constructs it anew, in the same place.
+// destroyed after it and constructs it anew, in the same place. What it constructs owns nothing:
+// when the library is unloaded, nobody destroys it again.
 template <typename T>
 class Revival final {
  public:

@@ -13,6 +13,10 @@ using PlainCalls = int[kPlainEntries];  // plain_calls: calls of each slot
 using PlainInnerCallee = void* (*)();   // plain_inner_callee: whom the back-end's own call of
                                         // VerifyPIN reaches
 
+// plain_token_called: exported by the plain token library, null at first. Runs at the beginning of
+// each of its functions and is told the name.
+using PlainTokenCall = void (*)(const char* function);
+
 // plain_inner: one call that an entry makes of another by its name, as code of the key maker's
 // would. The next entry that is reached makes it, once.
 struct PlainInner {

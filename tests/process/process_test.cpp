@@ -1,91 +1,22 @@
-// At the edges of a process's life: late callers, closing, forking, ways of loading, two copies.
+// At the edges of a process's life: late callers, forking, ways of loading, two copies.
+// Closing and unloading are in unloading_test.cpp.
 #include <dlfcn.h>
 #include <limits.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 #include <thread>
 
-#include "loaded_product.h"
+#include "client.h"
 
 namespace {
 
-constexpr int kFine = 42;
-
-// Runs `body` in a child that leaves through exit, and returns the child's status; a crash is -1.
-template <typename Body>
-int StatusOfChild(Body body) {
-    const pid_t child = fork();
-    if (child == 0) {
-        body();
-        std::exit(0);
-    }
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 LoadedProduct* g_product = nullptr;
-
-bool CallsOfEveryKindWork(const LoadedProduct& product) {
-    int32_t length = 64;
-    char text[64] = {};
-    uint32_t number_length = 0;
-    return FUNCTION(product, VerifyPIN)("SN") == 0 &&
-           FUNCTION(product, GetErrorMsg)(5, text, &length) == 0 &&
-           std::string(text) == "plain text" &&
-           FUNCTION(product, ImportX509Cert)("SN", "A,B,C") == 0 &&
-           FUNCTION(product, GetDllVersion)(nullptr, &length) == 0 &&
-           FUNCTION(product, GenerateCertRequest)("SN", "CertType(1)", nullptr, &length) == 0 &&
-           FUNCTION(product, WaitForKeyEvent)(nullptr, nullptr, &number_length) == 0 &&
-           FUNCTION(product, Batch_ImportX509Cert)("SN", "SignCert(A)|EncCert(B)") == 0;
-}
 
 void CallLate() {
     _exit(CallsOfEveryKindWork(*g_product) ? kFine : 1);
-}
-
-class WaitingThread final {
- public:
-    explicit WaitingThread(const LoadedProduct& product)
-        : stop_(FUNCTION(product, StopDetectUKey)),
-          thread_([this, wait = FUNCTION(product, WaitForKeyEvent)] {
-              uint32_t length = 0;
-              char number[17] = {};
-              result_ = wait(&event_, number, &length);
-              returned_ = true;
-          }) {}
-
-    // The stop is forgotten until the wait has begun, so it is repeated.
-    void StopAndJoin() {
-        while (!returned_) {
-            stop_();
-            std::this_thread::yield();
-        }
-        thread_.join();
-    }
-
-    uint32_t Event() const { return event_; }
-    int32_t Result() const { return result_; }
-
- private:
-    decltype(&StopDetectUKey) stop_;
-    uint32_t event_ = 0;
-    int32_t result_ = -1;
-    std::atomic<bool> returned_{false};
-    std::thread thread_;
-};
-
-std::string CopyOfTheProduct() {
-    const std::string path = "/tmp/second_copy.so";
-    std::ifstream from(ORVAL_PRODUCT_PATH, std::ios::binary);
-    std::ofstream to(path, std::ios::binary);
-    to << from.rdbuf();
-    return path;
 }
 
 // An exit handler that was registered before the library was loaded runs after the library's own
@@ -125,6 +56,33 @@ TEST(LateCall, MayBeTheFirst) {
               kFine);
 }
 
+int RequestsMade() {
+    constexpr int kCreatePkcs10Slot = 5;
+    void* back_end =
+        dlopen("/opt/apps/com.kpx.uosorval/files/bin/libOrvalKPX.so", RTLD_LAZY | RTLD_NOLOAD);
+    return static_cast<const int*>(dlsym(back_end, "plain_calls"))[kCreatePkcs10Slot];
+}
+
+void FetchLate() {
+    char request[64] = {};
+    int32_t length = sizeof(request);
+    const int32_t code =
+        FUNCTION(*g_product, GenerateCertRequest)("SN", "CertType(1)", request, &length);
+    _exit(code == 0 && RequestsMade() == 1 ? kFine : 1);
+}
+
+// The key is not asked for a second request.
+TEST(LateCall, FetchesWhatTheSizeQueryMadeEarly) {
+    EXPECT_EQ(StatusOfChild([] {
+                  std::atexit(FetchLate);
+                  static LoadedProduct product(RTLD_LAZY);
+                  g_product = &product;
+                  int32_t length = 0;
+                  FUNCTION(product, GenerateCertRequest)("SN", "CertType(1)", nullptr, &length);
+              }),
+              kFine);
+}
+
 void WaitLate() {
     WaitingThread waiting(*g_product);
     waiting.StopAndJoin();
@@ -138,15 +96,6 @@ TEST(LateCall, MayEvenWaitForAKey) {
                   g_product = &product;
               }),
               kFine);
-}
-
-TEST(Closing, WhileAWaitRunsLeavesTheWaitRunning) {
-    LoadedProduct product(RTLD_LAZY);
-    WaitingThread waiting(product);
-    product.Close();
-    waiting.StopAndJoin();
-    EXPECT_EQ(waiting.Event(), uint32_t{ORVAL_WAIT_STOPPED});
-    EXPECT_EQ(waiting.Result(), 0);
 }
 
 // A wait and its stop may be the first two calls of a client, and each of them binds. Under the
@@ -170,15 +119,6 @@ TEST(Binding, OnTwoThreadsAtOnceWorks) {
         ASSERT_EQ(results[1], 0);
     }
     EXPECT_TRUE(CallsOfEveryKindWork(product));
-}
-
-TEST(Closing, AndLoadingAgainFindsTheSameLibrary) {
-    LoadedProduct product(RTLD_LAZY);
-    FUNCTION(product, Initialize)();
-    product.Close();
-    LoadedProduct again(RTLD_LAZY);
-    EXPECT_EQ(*again.Find<uint8_t>("g_initFlag"), 1);
-    EXPECT_TRUE(CallsOfEveryKindWork(again));
 }
 
 TEST(Fork, ChildGoesOnWithTheLibrary) {
@@ -256,7 +196,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, Loading, testing::ValuesIn(kModes));
 
 TEST(TwoCopies, LoadedLocallyAreIndependent) {
     LoadedProduct first(RTLD_NOW | RTLD_LOCAL);
-    LoadedProduct second(RTLD_NOW | RTLD_LOCAL, CopyOfTheProduct());
+    LoadedProduct second(RTLD_NOW | RTLD_LOCAL, CopyOfTheProduct("/tmp/second_copy.so"));
     FUNCTION(first, GetLastErrCode)(nullptr);
     EXPECT_EQ(first.LastError(), ORVAL_INVALID_ARGUMENT);
     EXPECT_EQ(second.LastError(), 0);
@@ -269,7 +209,7 @@ TEST(TwoCopies, LoadedLocallyAreIndependent) {
 TEST(TwoCopies, BehindAGlobalOneShareItsState) {
     LoadedProduct first(RTLD_NOW | RTLD_GLOBAL);
     EXPECT_TRUE(CallsOfEveryKindWork(first));
-    LoadedProduct second(RTLD_NOW | RTLD_GLOBAL, CopyOfTheProduct());
+    LoadedProduct second(RTLD_NOW | RTLD_GLOBAL, CopyOfTheProduct("/tmp/second_copy.so"));
     EXPECT_TRUE(CallsOfEveryKindWork(second));
     FUNCTION(second, GetLastErrCode)(nullptr);
     EXPECT_EQ(first.LastError(), ORVAL_INVALID_ARGUMENT);
@@ -280,7 +220,8 @@ TEST(TwoCopies, EndTogetherWithoutACrash) {
     EXPECT_EQ(StatusOfChild([] {
                   std::atexit(CallLate);
                   static LoadedProduct product(RTLD_NOW | RTLD_GLOBAL);
-                  static LoadedProduct second(RTLD_NOW | RTLD_GLOBAL, CopyOfTheProduct());
+                  static LoadedProduct second(RTLD_NOW | RTLD_GLOBAL,
+                                              CopyOfTheProduct("/tmp/second_copy.so"));
                   g_product = &product;
                   if (!CallsOfEveryKindWork(second)) {
                       _exit(2);
