@@ -6,6 +6,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "common/loaded_objects.h"
+
 namespace {
 
 constexpr const char* kBackendPath = "/opt/apps/com.kpx.uosorval/files/bin/libOrvalKPX.so";
@@ -56,9 +58,8 @@ static_assert(BindsEverySlotOnce());
 
 }  // namespace
 
-bool IsLoaded(const void* address) {
-    Dl_info info = {};
-    return dladdr(address, &info) != 0;
+bool LiesInBackend(const void* address) {
+    return LiesInObjectFrom(kBackendPath, address);
 }
 
 CommonFunction::CommonFunction() : handle(nullptr) {}

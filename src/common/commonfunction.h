@@ -98,16 +98,17 @@ void StoreShared(Pointer& slot, Pointer value) {
     __atomic_store_n(&slot, value, __ATOMIC_RELAXED);
 }
 
-// Whether an address lies in a library that is loaded.
-bool IsLoaded(const void* address);
+// Whether an address lies in the back-end library, loaded as it is now.
+bool LiesInBackend(const void* address);
 
 // Whether a slot can be called. Without a handle, what a slot holds may be gone: a bind that failed
-// halfway leaves addresses of the library that it closed, while one that failed to open leaves
-// those of a library that is still loaded, and clients go on with it.
+// halfway leaves addresses of the library that it closed, where the loader may have put another
+// one since. A bind that failed to open leaves those of a library that is still loaded, and clients
+// go on with it.
 template <typename Function>
 bool IsCallable(Function* entry) {
     return entry != nullptr && (LoadShared(ORVAL_ComFunc.handle) != nullptr ||
-                                IsLoaded(reinterpret_cast<const void*>(entry)));
+                                LiesInBackend(reinterpret_cast<const void*>(entry)));
 }
 
 // Calls an entry, or nothing and -101 in G_LastError when its slot is empty: after a failed bind,

@@ -1,8 +1,29 @@
 #include "common/loaded_objects.h"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
 #include <atomic>
+#include <cstring>
+
+namespace {
+
+bool IsSameFile(const char* one, const char* other) {
+    struct stat first = {};
+    struct stat second = {};
+    return stat(one, &first) == 0 && stat(other, &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
+}
+
+}  // namespace
+
+bool LiesInObjectFrom(const char* path, const void* address) {
+    // The loader keeps the name under which an object was opened first, links unresolved. The file
+    // itself is looked at last: it may have been replaced since, under a loaded object.
+    Dl_info object = {};
+    return dladdr(address, &object) != 0 &&
+           (std::strcmp(object.dli_fname, path) == 0 || IsSameFile(object.dli_fname, path));
+}
 
 void StayLoaded() {
     // Once is enough, and asking the loader again could stop a wait that nothing else stops: while

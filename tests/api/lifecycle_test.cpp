@@ -1,4 +1,5 @@
 #include <dlfcn.h>
+#include <limits.h>
 #include <sys/stat.h>
 
 #include <array>
@@ -425,6 +426,41 @@ TEST(FreeFunc, LaterCallsAnswerUnavailable) {
     EXPECT_EQ(ORVAL_ComFunc.FreeFunc(), 0);
     EXPECT_EQ(VerifyPIN(kSerialNumber), -101);
     EXPECT_EQ(G_LastError, -101);
+}
+
+int32_t ReachedAtTheOldAddress(const char* /*szSN*/) {
+    ADD_FAILURE() << "the back-end is gone, and what lies in its place was called";
+    return 0;
+}
+
+TEST(FreeFunc, LaterCallsDoNotReachWhatLiesWhereTheLibraryWas) {
+    ASSERT_EQ(Initialize(), 0);
+    EXPECT_EQ(ORVAL_ComFunc.FreeFunc(), 0);
+    ORVAL_ComFunc.VerifyPIN = ReachedAtTheOldAddress;
+    EXPECT_EQ(VerifyPIN(kSerialNumber), -101);
+    EXPECT_EQ(G_LastError, -101);
+}
+
+TEST(FreeFunc, LaterCallsReachALibraryThatTheClientHoldsToo) {
+    void* held = dlopen(scripted::kBackendPath, RTLD_LAZY);
+    ASSERT_EQ(Initialize(), 0);
+    EXPECT_EQ(ORVAL_ComFunc.FreeFunc(), 0);
+    Key().VerifyPIN.Returns(5);
+    EXPECT_EQ(VerifyPIN(kSerialNumber), 5);
+    dlclose(held);
+    EXPECT_EQ(VerifyPIN(kSerialNumber), -101);
+}
+
+// The loader knows the library by the name under which it was opened first.
+TEST(FreeFunc, LaterCallsReachALibraryThatTheClientOpenedByAnotherName) {
+    char file[PATH_MAX] = {};
+    ASSERT_NE(realpath(scripted::kBackendPath, file), nullptr);
+    ASSERT_STRNE(file, scripted::kBackendPath);
+    ASSERT_NE(dlopen(file, RTLD_LAZY), nullptr);
+    ASSERT_EQ(Initialize(), 0);
+    EXPECT_EQ(ORVAL_ComFunc.FreeFunc(), 0);
+    Key().VerifyPIN.Returns(5);
+    EXPECT_EQ(VerifyPIN(kSerialNumber), 5);
 }
 
 // A client that was bound goes on with what is bound: the library is still loaded.

@@ -44,9 +44,9 @@ inline bool CallsOfEveryKindWork(const LoadedProduct& product) {
            FUNCTION(product, Batch_ImportX509Cert)("SN", "SignCert(A)|EncCert(B)") == 0;
 }
 
-// A copy of the product's file at `path`.
-inline std::string CopyOfTheProduct(const std::string& path) {
-    std::ifstream from(ORVAL_PRODUCT_PATH, std::ios::binary);
+// Copies a file and returns the copy's path.
+inline std::string CopyOf(const std::string& file, const std::string& path) {
+    std::ifstream from(file, std::ios::binary);
     std::ofstream to(path, std::ios::binary);
     to << from.rdbuf();
     return path;

@@ -2,6 +2,7 @@
 // Closing and unloading are in unloading_test.cpp.
 #include <dlfcn.h>
 #include <limits.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -12,6 +13,8 @@
 #include "client.h"
 
 namespace {
+
+constexpr const char* kBackendPath = "/opt/apps/com.kpx.uosorval/files/bin/libOrvalKPX.so";
 
 LoadedProduct* g_product = nullptr;
 
@@ -58,8 +61,7 @@ TEST(LateCall, MayBeTheFirst) {
 
 int RequestsMade() {
     constexpr int kCreatePkcs10Slot = 5;
-    void* back_end =
-        dlopen("/opt/apps/com.kpx.uosorval/files/bin/libOrvalKPX.so", RTLD_LAZY | RTLD_NOLOAD);
+    void* back_end = dlopen(kBackendPath, RTLD_LAZY | RTLD_NOLOAD);
     return static_cast<const int*>(dlsym(back_end, "plain_calls"))[kCreatePkcs10Slot];
 }
 
@@ -119,6 +121,40 @@ TEST(Binding, OnTwoThreadsAtOnceWorks) {
         ASSERT_EQ(results[1], 0);
     }
     EXPECT_TRUE(CallsOfEveryKindWork(product));
+}
+
+// Loads copies of the back-end, which fit wherever it fits, until one lies at an address that it
+// had. Returns that one's handle, or null.
+void* LoadCopyAt(const void* address) {
+    constexpr int kCopies = 64;
+    for (int number = 0; number < kCopies; ++number) {
+        const std::string folder = "/tmp/copy" + std::to_string(number);
+        EXPECT_EQ(mkdir(folder.c_str(), 0700), 0);
+        const std::string path = CopyOf(kBackendPath, folder + "/libOrvalKPX.so");
+        void* copy = dlopen(path.c_str(), RTLD_NOW);
+        EXPECT_NE(copy, nullptr) << dlerror();
+        Dl_info info = {};
+        if (dladdr(address, &info) != 0 && info.dli_fname == path) {
+            return copy;
+        }
+    }
+    return nullptr;
+}
+
+TEST(Binding, ThatIsGoneReachesNoLibraryAtTheSameAddress) {
+    constexpr int kVerifyPinSlot = 21;
+    LoadedProduct product(RTLD_LAZY);
+    ASSERT_EQ(FUNCTION(product, VerifyPIN)("SN"), 0);
+    auto* slots = product.Find<void*>("ORVAL_ComFunc");
+    product.Find<int32_t(void*)>("_ZN14CommonFunction8FreeFuncEv")(slots);
+    void* copy = LoadCopyAt(slots[kVerifyPinSlot]);
+    if (copy == nullptr && *ORVAL_EMULATOR != '\0') {
+        GTEST_SKIP() << "the emulator does not give an address out again";
+    }
+    ASSERT_NE(copy, nullptr);
+    ASSERT_EQ(dlsym(copy, "VerifyPIN"), slots[kVerifyPinSlot]);
+    EXPECT_EQ(FUNCTION(product, VerifyPIN)("SN"), ORVAL_BACKEND_UNAVAILABLE);
+    EXPECT_EQ(static_cast<const int*>(dlsym(copy, "plain_calls"))[kVerifyPinSlot], 0);
 }
 
 TEST(Fork, ChildGoesOnWithTheLibrary) {
@@ -196,7 +232,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, Loading, testing::ValuesIn(kModes));
 
 TEST(TwoCopies, LoadedLocallyAreIndependent) {
     LoadedProduct first(RTLD_NOW | RTLD_LOCAL);
-    LoadedProduct second(RTLD_NOW | RTLD_LOCAL, CopyOfTheProduct("/tmp/second_copy.so"));
+    LoadedProduct second(RTLD_NOW | RTLD_LOCAL, CopyOf(ORVAL_PRODUCT_PATH, "/tmp/second_copy.so"));
     FUNCTION(first, GetLastErrCode)(nullptr);
     EXPECT_EQ(first.LastError(), ORVAL_INVALID_ARGUMENT);
     EXPECT_EQ(second.LastError(), 0);
@@ -209,7 +245,7 @@ TEST(TwoCopies, LoadedLocallyAreIndependent) {
 TEST(TwoCopies, BehindAGlobalOneShareItsState) {
     LoadedProduct first(RTLD_NOW | RTLD_GLOBAL);
     EXPECT_TRUE(CallsOfEveryKindWork(first));
-    LoadedProduct second(RTLD_NOW | RTLD_GLOBAL, CopyOfTheProduct("/tmp/second_copy.so"));
+    LoadedProduct second(RTLD_NOW | RTLD_GLOBAL, CopyOf(ORVAL_PRODUCT_PATH, "/tmp/second_copy.so"));
     EXPECT_TRUE(CallsOfEveryKindWork(second));
     FUNCTION(second, GetLastErrCode)(nullptr);
     EXPECT_EQ(first.LastError(), ORVAL_INVALID_ARGUMENT);
@@ -221,7 +257,7 @@ TEST(TwoCopies, EndTogetherWithoutACrash) {
                   std::atexit(CallLate);
                   static LoadedProduct product(RTLD_NOW | RTLD_GLOBAL);
                   static LoadedProduct second(RTLD_NOW | RTLD_GLOBAL,
-                                              CopyOfTheProduct("/tmp/second_copy.so"));
+                                              CopyOf(ORVAL_PRODUCT_PATH, "/tmp/second_copy.so"));
                   g_product = &product;
                   if (!CallsOfEveryKindWork(second)) {
                       _exit(2);

@@ -183,7 +183,7 @@ TEST(Unloading, WhileTheProcessEndsWorks) {
 
 TEST(Unloading, OfTwoCopiesTakesOne) {
     LoadedProduct first(RTLD_NOW | RTLD_LOCAL);
-    LoadedProduct second(RTLD_NOW | RTLD_LOCAL, CopyOfTheProduct("/tmp/second_copy.so"));
+    LoadedProduct second(RTLD_NOW | RTLD_LOCAL, CopyOf(ORVAL_PRODUCT_PATH, "/tmp/second_copy.so"));
     UseWithoutWaiting(first);
     UseWithoutWaiting(second);
     first.Close();
@@ -197,7 +197,7 @@ TEST(Unloading, OfTwoCopiesTakesOne) {
 TEST(Unloading, OfAGlobalCopyWaitsForTheOneThatSharesItsState) {
     LoadedProduct first(RTLD_NOW | RTLD_GLOBAL);
     UseWithoutWaiting(first);
-    LoadedProduct second(RTLD_NOW | RTLD_GLOBAL, CopyOfTheProduct("/tmp/second_copy.so"));
+    LoadedProduct second(RTLD_NOW | RTLD_GLOBAL, CopyOf(ORVAL_PRODUCT_PATH, "/tmp/second_copy.so"));
     UseWithoutWaiting(second);
     first.Close();
     UseWithoutWaiting(second);
@@ -344,8 +344,8 @@ class Pinning : public testing::TestWithParam<std::tuple<Opening, bool>> {
     void SetUp() override {
         ASSERT_EQ(mkdir("/tmp/one", 0700), 0);
         ASSERT_EQ(mkdir("/tmp/two", 0700), 0);
-        CopyOfTheProduct(kWaiting);
-        CopyOfTheProduct(kOther);
+        CopyOf(ORVAL_PRODUCT_PATH, kWaiting);
+        CopyOf(ORVAL_PRODUCT_PATH, kOther);
         PointLinkTo(kWaiting);
         ASSERT_EQ(chdir("/tmp"), 0);
     }
