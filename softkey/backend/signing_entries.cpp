@@ -21,7 +21,6 @@ namespace {
 
 constexpr size_t kNoLimit = std::numeric_limits<int32_t>::max();
 constexpr int32_t kWithCriticalText = 1;
-constexpr size_t kLongestWarning = 4096;
 
 // A certificate and the structures around it.
 constexpr size_t kSignatureOverhead = 4096;
@@ -54,11 +53,9 @@ bool AnswersSizeQuery(const char* buffer, int32_t* length,
     return true;
 }
 
+// Of any length: the dialog says when it cannot show it all.
 std::string ReadWarning(const char* text) {
-    std::string warning = softkey::FromClient(RequireText(text));
-    Require(warning.size() <= kLongestWarning, Code::kDataLength,
-            "a warning has at most 4096 bytes");
-    return warning;
+    return softkey::FromClient(RequireText(text));
 }
 
 }  // namespace

@@ -22,6 +22,7 @@ struct DialogTexts {
     const char* tries;
     const char* confirm;
     const char* digest;
+    const char* warning_was_cut;
     const char* ok;
     const char* cancel;
     const char* sign;
@@ -42,6 +43,7 @@ constexpr DialogTexts kEnglish = {
     "Tries left: ",
     "Sign this?",
     "Digest: ",
+    "The text is too long to be shown whole. It begins:",
     "OK",
     "Cancel",
     "Sign",
@@ -62,6 +64,7 @@ constexpr DialogTexts kChinese = {
     "剩余次数：",
     "是否签名？",
     "摘要：",
+    "文字过长，无法全部显示。开头为：",
     "确定",
     "取消",
     "签名",
@@ -77,10 +80,12 @@ std::string KeyLine(const DialogSubject& subject) {
     return Texts().key + label + "(" + subject.key.serial + ")";
 }
 
+constexpr char kDescribe[] = "SETDESC";
+
 void Describe(Pinentry& pinentry, const std::string& description, const char* ok,
               const char* cancel) {
     pinentry.Set("SETTITLE", Texts().title);
-    pinentry.Set("SETDESC", description);
+    pinentry.Set(kDescribe, description);
     pinentry.Set("SETOK", ok);
     pinentry.Set("SETCANCEL", cancel);
 }
@@ -91,6 +96,24 @@ std::string TriesLine(const PinState& state) {
         return std::string();
     }
     return "\n" + std::string(Texts().tries) + std::to_string(state.tries_left);
+}
+
+// What is signed stands first, so that no warning, however long, can push it out of the line or off
+// the screen.
+std::string ConfirmationText(const DialogSubject& subject, const std::string& warning,
+                             const std::string& digest) {
+    const std::string head =
+        Texts().digest + digest + "\n" + KeyLine(subject) + "\n" + Texts().confirm;
+    if (warning.empty()) {
+        return head;
+    }
+    const std::string whole = head + "\n\n";
+    if (Pinentry::FittingPart(kDescribe, whole, warning) == warning) {
+        return whole + warning;
+    }
+    const std::string cut = whole + Texts().warning_was_cut + "\n";
+    const std::string mark = "…";
+    return cut + std::string(Pinentry::FittingPart(kDescribe, cut + mark, warning)) + mark;
 }
 
 SecretBytes AskPresentPin(const DialogSubject& subject, const PinState& state,
@@ -165,10 +188,7 @@ void AskForConfirmation(const DialogSubject& subject, const std::string& warning
             break;
     }
     Pinentry pinentry;
-    Describe(pinentry,
-             warning + "\n\n" + Texts().digest + digest + "\n" + KeyLine(subject) + "\n" +
-                 Texts().confirm,
-             Texts().sign, Texts().refuse);
+    Describe(pinentry, ConfirmationText(subject, warning, digest), Texts().sign, Texts().refuse);
     pinentry.Confirm();
 }
 

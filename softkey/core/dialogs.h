@@ -16,7 +16,7 @@ struct DialogSubject {
 };
 
 // Each asks the key's unattended source when it has one, else the user. They throw kCancelled,
-// kNoDialog or what the source is refused for.
+// kNoDialog, kDialogFailed or what the source is refused for.
 SecretBytes AskForPin(const DialogSubject& subject, const PinState& state);
 
 struct PinChange {
@@ -28,7 +28,8 @@ PinChange AskForPinChange(const DialogSubject& subject, const PinState& state);
 // The new PIN of a key that is about to be erased; the dialog says so.
 SecretBytes AskForInitialPin(const DialogSubject& subject);
 
-// Shows the warning and the digest of what is signed. Throws kNotConfirmed.
+// Shows the digest of what is signed and the warning, cut where the dialog has no room for it all.
+// Throws kNotConfirmed.
 void AskForConfirmation(const DialogSubject& subject, const std::string& warning,
                         const std::string& digest);
 

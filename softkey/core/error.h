@@ -55,6 +55,7 @@ enum class Code : int32_t {
     kAlreadyPlugged = 0x0A100013,
     kSerialTaken = 0x0A100014,
     kNoSuchKey = 0x0A100015,
+    kDialogFailed = 0x0A100016,
 };
 
 // A failure on its way to the boundary, where it becomes its code. `what()` is for people: what

@@ -77,6 +77,9 @@ constexpr ErrorText kTexts[] = {
     {Number(Code::kSerialTaken), "A key with this serial number exists already.",
      "该序列号的钥匙已存在。"},
     {Number(Code::kNoSuchKey), "There is no key with this serial number.", "没有该序列号的钥匙。"},
+    {Number(Code::kDialogFailed),
+     "The dialog failed: pinentry hung up or refused what it was to show.",
+     "对话框失败：pinentry 中断或拒绝显示内容。"},
 
     // The codes that the client library makes itself come to the same function for their texts.
     {-404, "The caller's buffer is too small.", "调用方缓冲区不足。"},

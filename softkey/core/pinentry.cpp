@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "core/encoding.h"
@@ -27,6 +28,8 @@ constexpr unsigned kErrorCanceled = 99;
 constexpr unsigned kErrorNotConfirmed = 114;
 constexpr unsigned kErrorTimeout = 62;
 constexpr unsigned kErrorFullyCanceled = 198;
+// With this bit, the rest is an errno: that of the terminal or screen which cannot be had.
+constexpr unsigned kErrorOfSystem = 0x8000;
 constexpr size_t kLongestAnswer = 4096;
 
 std::string FindProgram() {
@@ -72,20 +75,25 @@ SecretBytes Unescaped(const SecretBytes& text, size_t begin) {
         }
         const char digits[] = {static_cast<char>(text[i + 1]), static_cast<char>(text[i + 2])};
         const auto byte = FromHex({digits, 2});
-        Require(byte.has_value(), Code::kNoDialog, "pinentry answered with a broken escape");
+        Require(byte.has_value(), Code::kDialogFailed, "pinentry answered with a broken escape");
         result.push_back(byte->front());
         i += 2;
     }
     return result;
 }
 
+// UTF-8 goes on with such a byte.
+bool Continues(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
 bool StartsWith(const SecretBytes& line, std::string_view prefix) {
     return line.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), line.begin());
 }
 
-[[noreturn]] void Refused(const SecretBytes& line) {
-    const std::string text(line.begin(), line.end());
-    const unsigned long number = std::strtoul(text.c_str() + sizeof "ERR", nullptr, 10);
+// What it means that a dialog ended with the line `text`.
+[[noreturn]] void NotAnswered(const std::string& text) {
+    const unsigned long number = std::strtoul(text.c_str() + sizeof "ERR" - 1, nullptr, 10);
     switch (number & kErrorCodeMask) {
         case kErrorCanceled:
         case kErrorFullyCanceled:
@@ -94,7 +102,8 @@ bool StartsWith(const SecretBytes& line, std::string_view prefix) {
         case kErrorNotConfirmed:
             throw Error(Code::kNotConfirmed, "the dialog was not confirmed");
         default:
-            throw Error(Code::kNoDialog, "pinentry: " + text);
+            throw Error((number & kErrorOfSystem) != 0 ? Code::kNoDialog : Code::kDialogFailed,
+                        "pinentry: " + text);
     }
 }
 
@@ -103,7 +112,8 @@ bool StartsWith(const SecretBytes& line, std::string_view prefix) {
 Pinentry::Pinentry() {
     Start(FindProgram());
     try {
-        Ask("");  // The greeting has the form of an answer.
+        // The greeting has the form of an answer.
+        Require(!Receive().refusal, Code::kDialogFailed, "pinentry refused to begin");
         TellTerminal();
     } catch (const Error&) {
         close(channel_);
@@ -145,19 +155,21 @@ void Pinentry::TellTerminal() {
     char terminal[256];
     if (ttyname_r(STDIN_FILENO, terminal, sizeof terminal) == 0 ||
         ttyname_r(STDERR_FILENO, terminal, sizeof terminal) == 0) {
-        AskOptional("OPTION ttyname=" + std::string(terminal));
+        Tell("OPTION ttyname=" + std::string(terminal));
     } else if (access("/dev/tty", R_OK | W_OK) == 0) {
-        AskOptional("OPTION ttyname=/dev/tty");
+        Tell("OPTION ttyname=/dev/tty");
     }
     const char* const type = std::getenv("TERM");
     if (type != nullptr && *type != '\0') {
-        AskOptional("OPTION ttytype=" + std::string(type));
+        Tell("OPTION ttytype=" + std::string(type));
     }
-    AskOptional("OPTION lc-ctype=C.UTF-8");
+    Tell("OPTION lc-ctype=C.UTF-8");
 }
 
 void Pinentry::Send(std::string_view line) {
     const std::string text = std::string(line) + "\n";
+    Require(text.size() <= kLongestLine && line.find('\n') == std::string_view::npos,
+            Code::kDialogFailed, "a text does not fit into a line for pinentry");
     size_t sent = 0;
     while (sent < text.size()) {
         // A pinentry that died must not kill the client with a signal.
@@ -165,7 +177,7 @@ void Pinentry::Send(std::string_view line) {
         if (count < 0 && errno == EINTR) {
             continue;
         }
-        Require(count > 0, Code::kNoDialog, "pinentry has ended");
+        Require(count > 0, Code::kDialogFailed, "pinentry has ended");
         sent += static_cast<size_t>(count);
     }
 }
@@ -183,23 +195,20 @@ SecretBytes Pinentry::ReceiveLine() {
         if (count < 0 && errno == EINTR) {
             continue;
         }
-        Require(count > 0, Code::kNoDialog, "pinentry has ended");
+        Require(count > 0, Code::kDialogFailed, "pinentry has ended");
         received_.insert(received_.end(), chunk.begin(), chunk.begin() + count);
     }
 }
 
-SecretBytes Pinentry::Ask(std::string_view line) {
-    if (!line.empty()) {
-        Send(line);
-    }
+Pinentry::Reply Pinentry::Receive() {
     SecretBytes data;
     for (;;) {
         const SecretBytes answer = ReceiveLine();
         if (StartsWith(answer, "OK")) {
-            return data;
+            return {std::move(data), std::nullopt};
         }
         if (StartsWith(answer, "ERR")) {
-            Refused(answer);
+            return {SecretBytes(), std::string(answer.begin(), answer.end())};
         }
         if (StartsWith(answer, "D ")) {
             data = Unescaped(answer, 2);
@@ -207,17 +216,48 @@ SecretBytes Pinentry::Ask(std::string_view line) {
     }
 }
 
-void Pinentry::AskOptional(std::string_view line) {
+void Pinentry::Tell(std::string_view line) {
     Send(line);
-    for (SecretBytes answer = ReceiveLine(); !StartsWith(answer, "OK"); answer = ReceiveLine()) {
-        if (StartsWith(answer, "ERR")) {
-            return;
-        }
+    const Reply reply = Receive();
+    if (reply.refusal) {
+        const std::string_view command = line.substr(0, line.find(' '));
+        throw Error(Code::kDialogFailed,
+                    "pinentry refused " + std::string(command) + ": " + *reply.refusal);
     }
 }
 
+SecretBytes Pinentry::Ask(std::string_view line) {
+    Send(line);
+    Reply reply = Receive();
+    if (reply.refusal) {
+        NotAnswered(*reply.refusal);
+    }
+    return std::move(reply.data);
+}
+
 void Pinentry::Set(std::string_view command, std::string_view text) {
-    AskOptional(std::string(command) + " " + Escaped(text));
+    Tell(std::string(command) + " " + Escaped(text));
+}
+
+std::string_view Pinentry::FittingPart(std::string_view command, std::string_view others,
+                                       std::string_view text) {
+    constexpr size_t kBlankAndLineEnd = 2;
+    const size_t taken = command.size() + kBlankAndLineEnd + Escaped(others).size();
+    size_t room = kLongestLine - std::min(kLongestLine, taken);
+    size_t end = 0;
+    while (end < text.size()) {
+        size_t next = end + 1;
+        while (next < text.size() && Continues(text[next])) {
+            ++next;
+        }
+        const size_t needed = Escaped(text.substr(end, next - end)).size();
+        if (needed > room) {
+            break;
+        }
+        room -= needed;
+        end = next;
+    }
+    return text.substr(0, end);
 }
 
 SecretBytes Pinentry::GetPin() {

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -12,9 +13,14 @@ namespace softkey {
 
 // A running pinentry program and the conversation with it (the Assuan protocol on its standard
 // input and output). Takes $ORVAL_SOFTKEY_PINENTRY, else the first of the usual programs that the
-// search path has. Throws kNoDialog when there is none, or none that finds a screen or terminal.
+// search path has. Throws kNoDialog when there is none, or none that finds a screen or terminal;
+// kDialogFailed when it hangs up or refuses a text or an option: whatever it refuses, the user may
+// not have seen what is asked.
 class Pinentry {
  public:
+    // The room of a line of the protocol, with the command and the line's end.
+    static constexpr size_t kLongestLine = 1000;
+
     Pinentry();
     ~Pinentry();
     Pinentry(const Pinentry&) = delete;
@@ -22,6 +28,11 @@ class Pinentry {
 
     // Sets one text of the next dialog, e.g. SETDESC.
     void Set(std::string_view command, std::string_view text);
+
+    // The beginning of `text`, in whole characters, that one line still holds behind `command` and
+    // `others`. Both are UTF-8.
+    static std::string_view FittingPart(std::string_view command, std::string_view others,
+                                        std::string_view text);
 
     // Asks for a PIN, once. Throws kCancelled.
     SecretBytes GetPin();
@@ -39,9 +50,16 @@ class Pinentry {
     void Send(std::string_view line);
     SecretBytes ReceiveLine();
 
-    // The data of the answer to `line`. A refusal throws.
+    // An answer: its data, and the line that refused when it was not OK.
+    struct Reply {
+        SecretBytes data;
+        std::optional<std::string> refusal;
+    };
+    Reply Receive();
+
+    // What only prepares a dialog, and what shows it to the user. Both throw what a refusal means.
+    void Tell(std::string_view line);
     SecretBytes Ask(std::string_view line);
-    void AskOptional(std::string_view line);
 };
 
 }  // namespace softkey

@@ -176,8 +176,10 @@ TEST_F(SigningEntries, CriticalSignaturesShowWarningAndDigestBeforeTheySign) {
     EXPECT_TRUE(OpensslVerifies(1, "abc", FromBase64Text(signature_)));
     const std::string record = PinentryRecord();
     EXPECT_NE(std::string::npos,
-              record.find("SETDESC Pay 100 to Bob?%0A%0ADigest: "
-                          "66C7F0F462EEEDD9D1F2D46BDC10E4E24167C4875CF2F7A2297DA02B8F4BA8E0"))
+              record.find("SETDESC Digest: "
+                          "66C7F0F462EEEDD9D1F2D46BDC10E4E24167C4875CF2F7A2297DA02B8F4BA8E0%0A"
+                          "Key: (" +
+                          std::string(kSerial) + ")%0ASign this?%0A%0APay 100 to Bob?\n"))
         << record;
     EXPECT_LT(record.find("CONFIRM"), record.find("GETPIN"));
 }
@@ -198,7 +200,9 @@ TEST_F(SigningEntries, AWarningServesOneSignature) {
     ASSERT_EQ(kSuccess, SignCritically("abc"));
     ASSERT_EQ(kSuccess, SignCritically("abc"));
     const std::string record = PinentryRecord();
-    EXPECT_EQ(record.find("SETDESC once"), record.rfind("SETDESC once"));
+    const size_t shown = record.find("once\n");
+    ASSERT_NE(std::string::npos, shown);
+    EXPECT_EQ(shown, record.rfind("once\n"));
 }
 
 TEST_F(SigningEntries, AnUnattendedKeyCanRefuseConfirmations) {

@@ -100,14 +100,14 @@ void SoftKeyTest::Unplug(const std::string& serial) {
 }
 
 void SoftKeyTest::UseScriptedPinentry(const std::string& getpin_answer,
-                                      const std::string& confirm_answer) const {
+                                      const std::string& confirm_answer,
+                                      const std::string& habit) const {
     const std::string path = folder_ + "/pinentry";
     WriteFile(path,
-              "#!/bin/sh\necho OK ready\nwhile read -r line; do\n"
+              "#!/bin/sh\nLC_ALL=C\necho OK ready\nwhile read -r line; do\n"
               "printf '%s\\n' \"$line\" >> '" +
-                  folder_ +
-                  "/pinentry-record'\n"
-                  "case $line in\n"
+                  folder_ + "/pinentry-record'\n" + habit +
+                  "\ncase $line in\n"
                   "GETPIN) printf '" +
                   getpin_answer +
                   "\\n' ;;\n"

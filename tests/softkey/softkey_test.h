@@ -67,9 +67,11 @@ class SoftKeyTest : public ::testing::Test {
     static void PlugWithDialog(const std::string& serial = kSerial);
     static void Unplug(const std::string& serial = kSerial);
 
-    // Makes a script that answers as pinentry does and records what it is told.
+    // Makes a script that answers as pinentry does and records what it is told. `habit` is shell
+    // that it runs for each "$line" before it answers.
     void UseScriptedPinentry(const std::string& getpin_answer,
-                             const std::string& confirm_answer = "OK") const;
+                             const std::string& confirm_answer = "OK",
+                             const std::string& habit = ":") const;
     std::string PinentryRecord() const;
 
  private:
