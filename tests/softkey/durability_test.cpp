@@ -130,6 +130,25 @@ TEST_F(DurabilityTest, WritersKilledAtRandomMomentsLoseNothingThatWasAcknowledge
     EXPECT_GT(writes, 0) << "no writer came as far as a write; seed " << seed;
 }
 
+// The page says so. A try is taken before the PIN is looked at: a kill must not win one.
+TEST_F(DurabilityTest, SixKillsInTheMiddleOfRightPinsLockTheKey) {
+    constexpr int kEnoughAttempts = 200;
+    for (int attempt = 0; TriesLeft() > 0; ++attempt) {
+        ASSERT_LT(attempt, kEnoughAttempts) << "the verifications were always faster than the kill";
+        const int32_t before = TriesLeft();
+        const pid_t client = fork();
+        if (client == 0) _exit(key_.VerifyPIN(kSerial) == kSuccess ? 0 : 1);
+        while (TriesLeft() == before && waitpid(client, nullptr, WNOHANG) == 0) {
+        }
+        kill(client, SIGKILL);
+        waitpid(client, nullptr, 0);
+        // One that came to its end has given all tries back.
+        const int32_t left = TriesLeft();
+        ASSERT_TRUE(left == before - 1 || left == 6) << left << " of " << before;
+    }
+    EXPECT_EQ(Number(Code::kPinLocked), key_.VerifyPIN(kSerial));
+}
+
 // A change that is made again and again: step n leads from state n - 1 to state n. After a kill the
 // key is in the last acknowledged state or in the next one, and in nothing between.
 struct Change {

@@ -109,6 +109,21 @@ TEST_F(KeyStoreTest, ARightPinGivesAllTriesBack) {
     EXPECT_EQ(kMaximumTries, store.Pin().tries_left);
 }
 
+// The page says so: the counter does not bind who owns the file.
+TEST_F(KeyStoreTest, AnEarlierCopyOfTheFileBringsAllTriesBack) {
+    CreateKey();
+    const std::string copy = Folder() + "/copy";
+    std::filesystem::copy_file(KeyPath(kSerial), copy);
+    KeyStore store(kSerial);
+    while (store.Pin().tries_left > 0) {
+        EXPECT_NE(Code::kOk, CodeOfFailure([&] { store.Unlock(ToSecret(kOtherPin)); }));
+    }
+    std::filesystem::copy_file(copy, KeyPath(kSerial),
+                               std::filesystem::copy_options::overwrite_existing);
+    EXPECT_EQ(kMaximumTries, KeyStore(kSerial).Pin().tries_left);
+    EXPECT_NO_THROW(KeyStore(kSerial).Unlock(ToSecret(kPin)));
+}
+
 TEST_F(KeyStoreTest, ChangingThePinKeepsThePrivateKeys) {
     CreateKey();
     KeyStore store(kSerial);
