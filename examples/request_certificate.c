@@ -4,6 +4,7 @@
  *     cc request_certificate.c $(pkg-config --cflags --libs orval_unified_kpxukey) -o request
  *     ./request 'CertType(1)KeyType(2)HashType(3)'
  */
+#include <regex.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -26,14 +27,22 @@ static char* Room(int32_t length) {
     return calloc((size_t)length + 1, 1);
 }
 
-static char* ReadSerialNumber(int32_t* code) {
-    int32_t length = 0;
-    char* serial_number = NULL;
-    *code = GetPrintNumber(NULL, &length);
-    if (*code == ORVAL_OK && (serial_number = Room(length)) != NULL) {
-        *code = GetPrintNumber(serial_number, &length);
+/* What the library can read, as docs/request-description.md has it: fields, each with a value that
+ * goes up to the next ")" but for those directly behind the "("; the last one may lack it. */
+#define FIELD "[|(]*[[:space:]]*(CertType|KeyType|HashType)[[:space:]]*[(][)]*"
+#define DESCRIPTION "^(" FIELD "([^)|]+[)|]|[|]))*(" FIELD "[^)|]*)?[|(]*$"
+
+/* Whether the library can read the description. It would only refuse an unknown field name, but a
+ * known one that ends a record without its "(" raises a C++ exception, which ends a program in C.
+ */
+static int IsDescription(const char* text) {
+    regex_t rule;
+    int found = REG_NOMATCH;
+    if (regcomp(&rule, DESCRIPTION, REG_EXTENDED | REG_ICASE | REG_NOSUB) == 0) {
+        found = regexec(&rule, text, 0, NULL, 0);
+        regfree(&rule);
     }
-    return serial_number;
+    return found == 0;
 }
 
 /* The query has the key make the request and remembers it; the fetch is served from there. */
@@ -49,22 +58,25 @@ static char* MakeRequest(const char* serial_number, const char* description, int
 
 int main(int argc, char** argv) {
     const char* description = argc > 1 ? argv[1] : "CertType(1)KeyType(2)HashType(3)";
-    int32_t code = ORVAL_OK;
-    char* request = NULL;
-    char* serial_number = ReadSerialNumber(&code);
+    /* No length query: the fetch tests no capacity, and another key may be plugged in by then. */
+    char serial_number[ORVAL_SERIAL_NUMBER_ROOM] = {0};
+    int32_t length = sizeof(serial_number);
     int status = EXIT_SUCCESS;
 
-    if (serial_number == NULL || code != ORVAL_OK) {
-        status = Fail("GetPrintNumber", code);
+    if (!IsDescription(description)) {
+        fprintf(stderr, "not a request description: %s\n", description);
+        return EXIT_FAILURE;
+    }
+    int32_t code = GetPrintNumber(serial_number, &length);
+    if (code != ORVAL_OK) {
+        return Fail("GetPrintNumber", code);
+    }
+    char* request = MakeRequest(serial_number, description, &code);
+    if (request == NULL || code != ORVAL_OK) {
+        status = Fail("GenerateCertRequest", code);
     } else {
-        request = MakeRequest(serial_number, description, &code);
-        if (request == NULL || code != ORVAL_OK) {
-            status = Fail("GenerateCertRequest", code);
-        } else {
-            puts(request);
-        }
+        puts(request);
     }
     free(request);
-    free(serial_number);
     return status;
 }

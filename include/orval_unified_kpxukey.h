@@ -23,7 +23,8 @@
  *    the rules side by side. One habit serves nearly all: ask with a null buffer, allocate one byte
  *    more than the answer, clear the buffer, pass the answer as the capacity. Two answers are
  *    bounds that may be too small: GetErrorMsg()'s (fetch again with the length that the failed
- *    fetch gave) and Batch_Sign()'s (it leaves out the last item).
+ *    fetch gave) and Batch_Sign()'s (it leaves out the last item). GetPrintNumber()'s is the length
+ *    for the key that is plugged at that moment: give #ORVAL_SERIAL_NUMBER_ROOM bytes instead.
  * 5. Null pointers. An argument that is checked gives #ORVAL_INVALID_ARGUMENT. One that is not
  *    checked says so; passing null there is the caller's error.
  * 6. Threads. The library starts none and takes no lock. Use it from one thread at a time;
@@ -31,7 +32,9 @@
  * 7. Exceptions. Functions are C functions, but a C++ exception of the library's string class
  *    (QRV::CQrvException, a code at offset 0: 0x8007000E out of memory, 0x80070057 invalid
  *    argument) or std::bad_alloc may leave them where memory runs out; GenerateCertRequest() and
- *    Batch_InitAndGenerateCertRequest() also raise it for one kind of malformed description.
+ *    Batch_InitAndGenerateCertRequest() also raise it for one kind of malformed description. A
+ *    client in C or another language cannot catch it, and its process ends: check a description
+ *    that is not your own first, as examples/request_certificate.c does.
  * 8. The log. The functions that say "logged" append records to /tmp/VexaPinpad_ORVAL.log
  *    (docs/log-format.md). A log that cannot be written changes nothing.
  * 9. Unloading. The last dlclose() unmaps the library, and loading it again begins anew:
@@ -70,6 +73,16 @@ enum {
     /** The caller's buffer is too small; the length argument tells the length needed, in some
      *  families without the terminator: allocate one byte more. */
     ORVAL_BUFFER_TOO_SMALL = -404
+};
+
+/** Bytes to reserve for a serial number, its terminator among them. The functions that give one
+ *  test no capacity, and another key may be plugged in between a length query and the fetch: these
+ *  hold the longest that there can be. */
+enum {
+    /** For GetPrintNumber(). */
+    ORVAL_SERIAL_NUMBER_ROOM = 1025,
+    /** For WaitForKeyEvent(). */
+    ORVAL_EVENT_SERIAL_NUMBER_ROOM = 17
 };
 
 /** What WaitForKeyEvent() reports. */
@@ -190,11 +203,14 @@ ORVAL_API int32_t GetVidAndPid(char* pszVidPid, int32_t* pnVidPidLen);
  * GetPrintNumber: the serial number that is printed on the key, read from the key. Logged.
  *
  * Length rule: *pnSNLen receives the text's length without the terminator, in the length query as
- * well. The capacity is not tested, and the terminator is written behind the text: allocate one
- * byte more than the length query tells.
+ * well. The capacity is not tested, and the terminator is written behind the text.
  *
- * @param[out] pszSN Buffer for the text and its terminator, or null to ask for the length. Should
- *             hold a text on entry: when the key fails, the log shows what is in it.
+ * WARNING: another key may be plugged in between the length query and the fetch. Give
+ * #ORVAL_SERIAL_NUMBER_ROOM bytes, whatever the query tells.
+ *
+ * @param[out] pszSN Buffer of #ORVAL_SERIAL_NUMBER_ROOM bytes for the text and its terminator, or
+ *             null to ask for the length. Should hold a text on entry: when the key fails, the log
+ *             shows what is in it.
  * @param[in,out] pnSNLen Read for the log, then receives the length on success. Not checked for
  *             null.
  * @return 0, or the key's code.
@@ -240,7 +256,8 @@ ORVAL_API int32_t GetVendorInfo(int32_t nType, char* pszVendorInfo, int32_t* pnV
  * @param[out] pulEvent Receives #ORVAL_KEY_INSERTED, #ORVAL_KEY_REMOVED or #ORVAL_WAIT_STOPPED;
  *             unchanged for an event of another kind, and where the wait could not begin. Not
  *             checked for null.
- * @param[out] szSN Buffer of at least 17 bytes for the serial number, or null to ask for that size.
+ * @param[out] szSN Buffer of at least 17 bytes (#ORVAL_EVENT_SERIAL_NUMBER_ROOM) for the serial
+ *             number, or null to ask for that size.
  *             Unchanged when the wait was stopped.
  * @param[out] pulSNLen Receives a length in bytes; unchanged when the wait was stopped. Not checked
  *             for null.
@@ -697,7 +714,9 @@ ORVAL_API int32_t Batch_ImportX509Cert(const char* szSN, const char* szPackage);
  * WARNING: a capacity equal to L succeeds, and the terminator is written one byte behind it.
  *
  * WARNING: a description with a known field name at the very end of a record, without a "(", raises
- * QRV::CQrvException with code 0x80070057.
+ * QRV::CQrvException with code 0x80070057. That ends the process of a client that is not written in
+ * C++. Check a description that comes from elsewhere first: examples/request_certificate.c and
+ * request_certificate.py have a function for it.
  *
  * @param[in] szSN The key's serial number.
  * @param[in] szRequestInfo The description.
