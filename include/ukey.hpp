@@ -673,7 +673,7 @@ class Library {
     std::string GetPrintNumber() const {
         // The fetch tests no capacity, and the key may have been changed since the size query:
         // there is always room for the longest serial number that the key's library hands over.
-        constexpr int32_t kLongest = 1024;
+        constexpr int32_t kLongest = ORVAL_SERIAL_NUMBER_ROOM - 1;
         return std::string(detail::TextOf(detail::Fetch(api_->GetPrintNumber, kLongest)));
     }
     // GetVendorInfo: 0 or 1 gives the Chinese name, 2 the English one, in UTF-8.

@@ -102,8 +102,7 @@ std::string TriesLine(const PinState& state) {
 // the screen.
 std::string ConfirmationText(const DialogSubject& subject, const std::string& warning,
                              const std::string& digest) {
-    const std::string head =
-        Texts().digest + digest + "\n" + KeyLine(subject) + "\n" + Texts().confirm;
+    std::string head = Texts().digest + digest + "\n" + KeyLine(subject) + "\n" + Texts().confirm;
     if (warning.empty()) {
         return head;
     }
