@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -116,6 +118,21 @@ class Terminal {
     termios before_{};
 };
 
+// What cannot be read is no empty text.
+std::string ReadStandardInput() {
+    std::string text;
+    char chunk[4096];
+    for (size_t count = 0; (count = std::fread(chunk, 1, sizeof chunk, stdin)) > 0;) {
+        text.append(chunk, count);
+    }
+    if (std::ferror(stdin) != 0) {
+        const bool is_closed = errno == EBADF;
+        throw Error(Code::kFail, std::string("cannot read standard input: ") +
+                                     (is_closed ? "it is closed" : std::strerror(errno)));
+    }
+    return text;
+}
+
 }  // namespace
 
 int RunCommand(const std::string& name, const std::function<void()>& command) {
@@ -185,7 +202,7 @@ void ConfirmOnTerminal(bool yes, const std::string& question) {
 
 std::string ReadInput(const std::string& path) {
     if (path == "-") {
-        return {std::istreambuf_iterator<char>(std::cin), {}};
+        return ReadStandardInput();
     }
     std::ifstream file(path, std::ios::binary);
     if (!file) {

@@ -13,6 +13,7 @@
 #include "core/pin_source.h"
 #include "core/sealing.h"
 #include "core/slots.h"
+#include "terminal/arguments.h"
 #include "tools/console.h"
 
 namespace softkey::tools {
@@ -223,8 +224,10 @@ void AddNew(CLI::App& program, int& status) {
     CLI::App* const command = program.add_subcommand(
         "new", "Make a key. Prints its serial number; the PIN is asked for on the terminal.");
     command->add_option("--label", options->label, "A name for people: UTF-8, at most 255 bytes");
-    command->add_option("--serial", options->serial,
-                        "Serial number: 16 capital letters and digits (default: a fresh one)");
+    command
+        ->add_option("--serial", options->serial,
+                     "Serial number: 16 capital letters and digits (default: a fresh one)")
+        ->check(terminal::CheckSerialNumber);
     command->add_option("--pin-file", options->pin_file,
                         "Take the PIN from the first line of this file (mode 0600)");
     command->add_flag("--json", options->json, "Print JSON");
@@ -250,7 +253,9 @@ void AddPlug(CLI::App& program, int& status) {
         "plug",
         "Plug a key in: clients see it arrive. PINs are asked for in a dialog (pinentry) unless "
         "an unattended source is named here.");
-    command->add_option("serial", options->serial, "The key's serial number")->required();
+    command->add_option("serial", options->serial, "The key's serial number")
+        ->required()
+        ->check(terminal::CheckSerialNumber);
     CLI::Option* const file = command->add_option(
         "--pin-file", options->pin_file,
         "Unattended: line 1 of this file is the PIN, line 2 the new PIN for a PIN change. The "
@@ -273,7 +278,9 @@ void AddUnplug(CLI::App& program, int& status) {
     const auto serial = std::make_shared<std::string>();
     CLI::App* const command =
         program.add_subcommand("unplug", "Unplug a key: clients see it go, cached PINs are gone");
-    command->add_option("serial", *serial, "The key's serial number")->required();
+    command->add_option("serial", *serial, "The key's serial number")
+        ->required()
+        ->check(terminal::CheckSerialNumber);
     command->callback(
         [serial, &status] { status = RunCommand("softkey unplug", [&] { Unplug(*serial); }); });
 }
@@ -286,7 +293,9 @@ void AddShow(CLI::App& program, int& status) {
     const auto options = std::make_shared<Options>();
     CLI::App* const command =
         program.add_subcommand("show", "Show a key: its PIN's state, key pairs and certificates");
-    command->add_option("serial", options->serial, "The key's serial number")->required();
+    command->add_option("serial", options->serial, "The key's serial number")
+        ->required()
+        ->check(terminal::CheckSerialNumber);
     command->add_flag("--json", options->json, "Print JSON, with public keys and certificates");
     command->callback([options, &status] {
         status = RunCommand("softkey show", [&] {

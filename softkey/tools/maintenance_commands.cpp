@@ -6,6 +6,7 @@
 #include "core/home.h"
 #include "core/key_store.h"
 #include "core/pin_source.h"
+#include "terminal/arguments.h"
 #include "tools/console.h"
 #include "tools/key_commands.h"
 #include "tools/refusal.h"
@@ -89,7 +90,9 @@ CLI::App* AddAction(CLI::App& program, int& status, const std::shared_ptr<Option
 CLI::App* AddSerialAction(CLI::App& program, int& status, const std::shared_ptr<Options>& options,
                           const std::string& name, const std::string& description, Action action) {
     CLI::App* const command = AddAction(program, status, options, name, description, action);
-    command->add_option("serial", options->serial, "The key's serial number")->required();
+    command->add_option("serial", options->serial, "The key's serial number")
+        ->required()
+        ->check(terminal::CheckSerialNumber);
     return command;
 }
 

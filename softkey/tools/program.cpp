@@ -6,6 +6,8 @@
 #include <string>
 
 #include "core/error.h"
+#include "terminal/arguments.h"
+#include "terminal/standard_descriptors.h"
 #include "tools/console.h"
 
 namespace softkey::tools {
@@ -36,7 +38,8 @@ int ParseAndRun(const char* name, AddCommands add_commands, int argc, char** arg
     program.footer(kExitStatusHelp);
     add_commands(program, status);
     try {
-        program.parse(argc, argv);
+        const std::vector<char*> words = terminal::SeparateEmptyValues(argc, argv);
+        program.parse(static_cast<int>(words.size()), words.data());
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
             return program.exit(error);  // --help
@@ -59,6 +62,7 @@ void RequireThatOutputWasWritten() {
 }  // namespace
 
 int RunProgram(const char* name, AddCommands add_commands, int argc, char** argv) {
+    terminal::OpenStandardDescriptors();
     int status = kExitSuccess;
     const int failure = RunCommand(name, [&] {
         status = ParseAndRun(name, add_commands, argc, argv);

@@ -1,5 +1,8 @@
 // The commands as a person or a script uses them.
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -66,6 +69,26 @@ TEST(RunProgramTest, WhatFailsOutsideACommandIsReportedLikeAFailedCommand) {
     const int status = tools::RunProgram("softkey", FailToBegin, 1, arguments);
     EXPECT_EQ("softkey: no room\n", ::testing::internal::GetCapturedStderr());
     EXPECT_EQ(1, status);
+}
+
+// Else a key's store could be what is printed into.
+TEST(RunProgramTest, NoFileTakesThePlaceOfAClosedStream) {
+    const pid_t child = fork();
+    if (child == 0) {
+        close(STDIN_FILENO);
+        close(STDOUT_FILENO);
+        close(STDERR_FILENO);
+        char name[] = "softkey";
+        char* arguments[] = {name, nullptr};
+        tools::RunProgram(name, FailToBegin, 1, arguments);
+        char byte = 0;
+        const bool stay_useless =
+            read(STDIN_FILENO, &byte, 1) < 0 && write(STDOUT_FILENO, &byte, 1) < 0;
+        _exit(stay_useless && open("/dev/null", O_RDONLY) > STDERR_FILENO ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
 }
 
 TEST_F(CommandsTest, NewPrintsTheSerialNumberOfAKeyWithThatPin) {
@@ -197,6 +220,26 @@ TEST_F(CommandsTest, WordsThatMakeNoSenseAreNamed) {
     ExpectUsageError("frobnicate", "softkey: there is no command frobnicate");
     ExpectUsageError("plug", "softkey plug: serial is required");
     ExpectUsageError("list --colour", "softkey list: The following argument was not expected");
+}
+
+// What an unset shell variable leaves of "$SN".
+TEST_F(CommandsTest, AnEmptySerialNumberIsWrongUsage) {
+    const std::string words = "a shell variable may be unset";
+    for (const char* command :
+         {"plug ''", "unplug ''", "show ''", "pin ''", "reset --yes ''", "delete --yes ''",
+          "backup '' copy", "new --serial ''", "new --serial= --json", "new --serial --json"}) {
+        ExpectUsageError(command, words);
+    }
+    EXPECT_EQ("[]\n", Good("list --json"));
+}
+
+TEST_F(CommandsTest, AClosedStandardInputIsNoEmptyOne) {
+    const std::string authority = Program("softca") + " --dir " + Folder() + "/authority ";
+    ASSERT_EQ(0, RunShell(authority + "init").status);
+    const CommandResult result = RunShell(authority + "issue <&-");
+    EXPECT_EQ(1, result.status);
+    EXPECT_NE(std::string::npos, result.output.find("cannot read standard input: it is closed"))
+        << result.output;
 }
 
 TEST_F(CommandsTest, FilesThatAreInTheWayOrMissingAreNamed) {
