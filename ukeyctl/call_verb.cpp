@@ -1,27 +1,66 @@
+#include <cerrno>
+#include <cstdlib>
+
 #include "verbs.h"
 
 namespace {
 
-// The functions that have no verb of their own: they are of use to a client's developer only, or
-// refuse every call.
+// The functions that have no verb of their own: they are of use to a client's developer only, hold
+// for one process, or refuse every call.
 struct PlainCall {
     const char* name;
-    void (*call)(Session& session);
+    const char* argument;  // what it takes besides a key; null: nothing
+    void (*call)(Session& session, const std::string& argument);
 };
 
+intptr_t NumberIn(const std::string& text) {
+    char* end = nullptr;
+    errno = 0;
+    const long long number = std::strtoll(text.c_str(), &end, 0);
+    if (text.empty() || *end != '\0' || errno != 0) {
+        ThrowUsage("\"" + text + "\" is no number", "give it in decimal or with 0x");
+    }
+    return static_cast<intptr_t>(number);
+}
+
 constexpr PlainCall kPlainCalls[] = {
-    {"Initialize", [](Session& session) { session.Library().Initialize(); }},
-    {"Finalize", [](Session& session) { session.Library().Finalize(); }},
-    {"GetLastErrCode",
-     [](Session& session) {
+    {"Initialize", nullptr, [](Session& session, const auto&) { session.Library().Initialize(); }},
+    {"Finalize", nullptr, [](Session& session, const auto&) { session.Library().Finalize(); }},
+    {"GetLastErrCode", nullptr,
+     [](Session& session, const auto&) {
          session.Result().Add("last_error", "Last error",
                               int64_t{session.Library().GetLastErrCode()});
      }},
-    {"StopDetectUKey", [](Session& session) { session.Library().StopDetectUKey(); }},
-    {"TestInitUKey", [](Session& session) { session.Key().TestInitUKey(nullptr); }},
-    {"RegisterCert", [](Session& session) { session.Library().RegisterCert(); }},
-    {"UnregisterCert", [](Session& session) { session.Library().UnregisterCert(); }},
-    {"RepairDriver", [](Session& session) { session.Library().RepairDriver(); }},
+    {"StopDetectUKey", nullptr,
+     [](Session& session, const auto&) { session.Library().StopDetectUKey(); }},
+    {"TestInitUKey", nullptr,
+     [](Session& session, const auto&) { session.Key().TestInitUKey(nullptr); }},
+    {"TestVerifyAndCachePin", "N",
+     [](Session& session, const std::string& argument) {
+         const intptr_t param = NumberIn(argument);
+         session.Key().TestVerifyAndCachePin(param);
+     }},
+    {"SetCachePinFlag", "FLAG",
+     [](Session& session, const std::string& argument) {
+         const intptr_t flag = NumberIn(argument);
+         session.Key().SetCachePinFlag(flag);
+     }},
+    {"RemovePinCache", nullptr,
+     [](Session& session, const auto&) { session.Library().RemovePinCache(); }},
+    {"SetCharset", "NAME",
+     [](Session& session, const std::string& argument) {
+         session.Library().SetCharset(session.serial_number, argument);
+     }},
+    {"SetLanguage", "NAME",
+     [](Session& session, const std::string& argument) {
+         session.Library().SetLanguage(session.serial_number, argument);
+     }},
+    {"RegisterCert", nullptr,
+     [](Session& session, const auto&) { session.Library().RegisterCert(); }},
+    {"UnregisterCert", nullptr,
+     [](Session& session, const auto&) { session.Library().UnregisterCert(); }},
+    {"RepairDriver", nullptr,
+     [](Session& session, const auto&) { session.Library().RepairDriver(); }},
 };
 
 std::vector<std::string> Names() {
@@ -34,8 +73,21 @@ std::vector<std::string> Names() {
 
 struct CallOptions {
     std::string name;
+    std::string argument;
+    const CLI::Option* argument_given = nullptr;
     bool consent = false;
 };
+
+void CheckArgument(const PlainCall& plain, bool is_given) {
+    const std::string name = plain.name;
+    if (plain.argument != nullptr && !is_given) {
+        ThrowUsage(name + " takes an argument",
+                   "give it: ukeyctl call " + name + " " + plain.argument);
+    }
+    if (plain.argument == nullptr && is_given) {
+        ThrowUsage(name + " takes no argument", "leave it out: ukeyctl call " + name);
+    }
+}
 
 void RunCall(Session& session, const CallOptions& options) {
     if (options.name == "TestInitUKey") {
@@ -44,8 +96,9 @@ void RunCall(Session& session, const CallOptions& options) {
     const auto* plain =
         std::find_if(std::begin(kPlainCalls), std::end(kPlainCalls),
                      [&options](const PlainCall& known) { return options.name == known.name; });
+    CheckArgument(*plain, options.argument_given->count() > 0);
     session.Result().AddDetail("function", options.name);
-    plain->call(session);
+    plain->call(session, options.argument);
     session.Result().Say(options.name + " gave 0.");
 }
 
@@ -55,10 +108,15 @@ void AddCallVerb(CLI::App& app, Session& session) {
     const auto options = std::make_shared<CallOptions>();
     CLI::App* verb = AddVerb(app, "call", "Call one of the functions that have no verb", session,
                              [options](Session& running) { RunCall(running, *options); });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kChanging);
     verb->add_option("FUNCTION", options->name, "The exported function's name")
         ->required()
         ->check(CLI::IsMember(Names()));
+    options->argument_given =
+        verb->add_option("ARGUMENT", options->argument,
+                         "With SetCharset and SetLanguage a name, with SetCachePinFlag and "
+                         "TestVerifyAndCachePin a number, passed to the key as it is");
     verb->add_flag("--yes", options->consent, "With TestInitUKey: do erase the key");
-    AddExamples(*verb, {"ukeyctl call Initialize", "ukeyctl call RepairDriver"});
+    AddExamples(*verb, {"ukeyctl call Initialize", "ukeyctl call SetCharset GB18030",
+                        "ukeyctl call SetCachePinFlag 1"});
 }

@@ -1,5 +1,4 @@
 #include "encoding.h"
-#include "files.h"
 #include "verbs.h"
 
 namespace {
@@ -20,7 +19,7 @@ void AddGet(CLI::App& group, Session& session) {
             Deliver(running, "certificate",
                     options->format == "pem" ? ToPem("CERTIFICATE", text) : text, options->out);
         });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kReading);
     AddSelectors(*verb, options->selectors);
     AddFormat(*verb, options->format, {"pem", "text"});
     AddOutOption(*verb, options->out);
@@ -35,7 +34,7 @@ void AddName(CLI::App& group, Session& session) {
                     running.Result().AddOutput(
                         "dn", running.Key().GetCertDN(selectors->param1, selectors->param2));
                 });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kReading);
     AddSelectors(*verb, *selectors);
     AddExamples(*verb, {"ukeyctl cert dn", "ukeyctl cert dn --param1 2"});
 }
@@ -53,7 +52,7 @@ void AddInfo(CLI::App& group, Session& session) {
     CLI::App* verb =
         AddVerb(group, "info", "Show what the key tells about a certificate", session,
                 [selector](Session& running) { ShowCertificateInfo(running, *selector); });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kReading);
     verb->add_option("--selector", *selector,
                      "Which certificate: 1 signing, 2 encryption, or what else the key knows")
         ->type_name("N")
@@ -70,24 +69,25 @@ void AddDelete(CLI::App& group, Session& session) {
             running.Key().DelCertAndTempKey(options->selectors.param1, options->selectors.param2);
             running.Result().Say("The certificate has been deleted.");
         });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kChanging);
     AddSelectors(*verb, options->selectors);
     verb->add_flag("--yes", options->consent, "Do delete it");
     AddExamples(*verb, {"ukeyctl cert delete --param1 1 --yes"});
 }
 
 void AddFile(CLI::App& verb, const std::string& name, const std::string& what, std::string& path) {
-    verb.add_option(name, path, what + "; - is standard input")->required();
+    RequireValue(*verb.add_option(name, path, what + "; - is standard input")->required());
 }
 
 void AddImport(CLI::App& group, Session& session) {
     const auto file = std::make_shared<std::string>();
     CLI::App* verb = AddVerb(group, "import", "Write an issued certificate to the key", session,
                              [file](Session& running) {
-                                 running.Key().ImportX509Cert(CertificateText(ReadInput(*file)));
+                                 const std::string certificate = CertificateText(ReadGiven(*file));
+                                 running.Key().ImportX509Cert(certificate);
                                  running.Result().Say("The certificate has been written.");
                              });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kChanging);
     AddFile(*verb, "PKCS7", "The certificate as PKCS#7: PEM, DER or plain Base64", *file);
     AddExamples(*verb, {"ukeyctl cert import answer.p7b"});
 }
@@ -97,11 +97,12 @@ void AddImportEncrypted(CLI::App& group, Session& session) {
     CLI::App* verb =
         AddVerb(group, "import-enc", "Write an encryption certificate and its enveloped key",
                 session, [files](Session& running) {
-                    const std::string certificate = CertificateText(ReadInput(files->first));
-                    running.Key().ImportEncX509Cert(certificate, ReadInput(files->second));
+                    const std::string certificate = CertificateText(ReadGiven(files->first));
+                    const std::string key = ReadGiven(files->second);
+                    running.Key().ImportEncX509Cert(certificate, key);
                     running.Result().Say("The key and the certificate have been written.");
                 });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kChanging);
     AddFile(*verb, "PKCS7", "The certificate as PKCS#7: PEM, DER or plain Base64", files->first);
     AddFile(*verb, "KEY", "The enveloped private key, as the authority issued it", files->second);
     AddExamples(*verb, {"ukeyctl cert import-enc encryption.p7b enveloped-key.txt"});
@@ -113,10 +114,11 @@ void AddImportPackage(CLI::App& group, Session& session) {
         AddVerb(group, "import-package",
                 "Write all that the authority issued: SignCert(..)|EncPriKey(..)|EncCert(..)",
                 session, [file](Session& running) {
-                    running.Key().Batch_ImportX509Cert(ReadInput(*file));
+                    const std::string package = ReadGiven(*file);
+                    running.Key().Batch_ImportX509Cert(package);
                     running.Result().Say("The package has been written.");
                 });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kChanging);
     AddFile(*verb, "PACKAGE", "The package, or a single PKCS#7 text", *file);
     AddExamples(*verb, {"ukeyctl cert import-package answer.txt",
                         "softca issue request.txt | ukeyctl cert import-package -"});

@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include "files.h"
+#include "terminal/arguments.h"
 
 namespace {
 
@@ -38,10 +39,19 @@ void AddExamples(CLI::App& verb, std::initializer_list<const char*> examples) {
     verb.footer(footer + "\n");
 }
 
-void AddKeyOption(CLI::App& verb, Session& session) {
+void AddKeyOption(CLI::App& verb, Session& session, KeyUse use) {
     verb.add_option("--sn", session.serial_number,
-                    "The key's serial number; without it, the key that is plugged")
-        ->type_name("SN");
+                    use == KeyUse::kChanging
+                        ? "The key's serial number; needed when several keys are plugged"
+                        : "The key's serial number; without it the library's choice of those "
+                          "that are plugged, which is told")
+        ->type_name("SN")
+        ->check(terminal::CheckSerialNumber);
+    verb.parse_complete_callback([&session, use] { session.key_use = use; });
+}
+
+void RequireValue(CLI::Option& option) {
+    option.check(terminal::CheckValue);
 }
 
 void RequireConsent(CLI::App& verb, const std::shared_ptr<bool>& consent) {
@@ -54,8 +64,38 @@ void CheckConsent(bool consent, const std::string& consequence) {
     }
 }
 
-std::string InputText::Read() const {
-    return file.empty() ? text : ReadInput(file);
+void AddAllowEmpty(CLI::App& verb, EmptyText& empty) {
+    empty.is_offered = true;
+    verb.add_flag("--allow-empty", empty.is_allowed, "Take an empty text for what is meant");
+}
+
+void CheckNotEmpty(const std::string& text, const std::string& source, EmptyText empty) {
+    if (!text.empty() || empty.is_allowed) {
+        return;
+    }
+    ThrowUsage(source + " is empty: a shell variable may be unset, or a program may have failed",
+               std::string("give what is meant") +
+                   (empty.is_offered ? ", or --allow-empty if an empty text is" : ""));
+}
+
+namespace {
+
+std::string SourceName(const std::string& path) {
+    return path == "-" ? "standard input" : "the file " + path;
+}
+
+}  // namespace
+
+std::string InputText::Read(EmptyText empty) const {
+    const std::string given = file.empty() ? text : ReadInput(file);
+    CheckNotEmpty(given, file.empty() ? "the text of --" + name : SourceName(file), empty);
+    return given;
+}
+
+std::string ReadGiven(const std::string& path) {
+    const std::string contents = ReadInput(path);
+    CheckNotEmpty(contents, SourceName(path));
+    return contents;
 }
 
 namespace {
@@ -64,9 +104,11 @@ CLI::Option_group* AddTextGroup(CLI::App& verb, const std::string& name,
                                 const std::string& description, InputText& input) {
     CLI::Option_group* group = verb.add_option_group(name);
     group->add_option("--" + name, input.text, description)->type_name("TEXT");
-    group
-        ->add_option("--" + name + "-file", input.file, "The same from a file; - is standard input")
-        ->type_name("FILE");
+    RequireValue(*group
+                      ->add_option("--" + name + "-file", input.file,
+                                   "The same from a file; - is standard input")
+                      ->type_name("FILE"));
+    input.name = name;
     return group;
 }
 
@@ -85,8 +127,8 @@ CLI::Option_group* AddOptionalText(CLI::App& verb, const std::string& name,
 }
 
 void AddOutOption(CLI::App& verb, std::string& path) {
-    verb.add_option("--out", path, "Write it to this file instead of standard output")
-        ->type_name("FILE");
+    RequireValue(*verb.add_option("--out", path, "Write it to this file instead of standard output")
+                      ->type_name("FILE"));
 }
 
 void Deliver(Session& session, const std::string& key, const Report::Value& value,

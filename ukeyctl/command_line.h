@@ -17,19 +17,38 @@ CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string&
 
 void AddExamples(CLI::App& verb, std::initializer_list<const char*> examples);
 
-// --sn, for verbs that concern one key.
-void AddKeyOption(CLI::App& verb, Session& session);
+// --sn, for verbs that concern one key. What the verb does with it decides whether the key must be
+// named when several are plugged.
+void AddKeyOption(CLI::App& verb, Session& session, KeyUse use);
 
 // --yes, without which a verb that destroys something refuses to work.
 void RequireConsent(CLI::App& verb, const std::shared_ptr<bool>& consent);
 void CheckConsent(bool consent, const std::string& consequence);
 
+// Refuses an empty value: for options whose value cannot be meant to be empty.
+void RequireValue(CLI::Option& option);
+
+// Whether an empty text is taken for what is meant: with --allow-empty, where a verb offers that.
+struct EmptyText {
+    bool is_offered = false;
+    bool is_allowed = false;
+};
+void AddAllowEmpty(CLI::App& verb, EmptyText& empty);
+
+// Throws a usage failure that says where the empty text came from.
+void CheckNotEmpty(const std::string& text, const std::string& source, EmptyText empty = {});
+
 // A text given on the command line or in a file.
 struct InputText {
+    std::string name;
     std::string text;
     std::string file;
-    std::string Read() const;
+    // The text, looked at with CheckNotEmpty.
+    std::string Read(EmptyText empty = {}) const;
 };
+
+// The contents of a file that must not be empty; "-" is standard input.
+std::string ReadGiven(const std::string& path);
 
 // --NAME TEXT or --NAME-file FILE: exactly one of them.
 void AddText(CLI::App& verb, const std::string& name, const std::string& description,

@@ -10,8 +10,8 @@ struct DecryptOptions {
 };
 
 void RunDecrypt(Session& session, const DecryptOptions& options) {
-    const ukey::Secret plain =
-        session.Key().AsymDec(options.param1, options.param2, options.cipher.Read());
+    const std::string cipher = options.cipher.Read();
+    const ukey::Secret plain = session.Key().AsymDec(options.param1, options.param2, cipher);
     Deliver(session, "plain", plain.Text(), options.out);
 }
 
@@ -21,7 +21,7 @@ void AddDecryptionVerbs(CLI::App& app, Session& session) {
     const auto options = std::make_shared<DecryptOptions>();
     CLI::App* verb = AddVerb(app, "decrypt", "Decrypt a text with the key's private key", session,
                              [options](Session& running) { RunDecrypt(running, *options); });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kChanging);
     AddText(*verb, "cipher", "The ciphertext; line breaks do not matter", options->cipher);
     verb->add_option("--param1", options->param1,
                      "Which certificate: 2 encryption, or what else the key knows")

@@ -11,6 +11,7 @@
 
 namespace {
 
+constexpr const char* kStandardInput = "-";
 constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
 
 class File {
@@ -31,10 +32,12 @@ class File {
 
 [[noreturn]] void ThrowFile(const std::string& what, const std::string& path) {
     Failure failure;
+    const bool is_closed = path == kStandardInput && errno == EBADF;
     failure.status = ExitStatus::kFile;
-    failure.what = what + " " + path;
-    failure.why = std::strerror(errno);
-    failure.next = "check the path, the permissions and the free space";
+    failure.what = what + " " + (path == kStandardInput ? "standard input" : path);
+    failure.why = is_closed ? "it is closed" : std::strerror(errno);
+    failure.next = is_closed ? "let it come from a file or a pipe"
+                             : "check the path, the permissions and the free space";
     throw CommandFailure(failure);
 }
 
@@ -42,7 +45,8 @@ class File {
 
 std::string ReadInput(const std::string& path) {
     constexpr const char* kWhat = "cannot read";
-    const File file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const File file(path == kStandardInput ? STDIN_FILENO
+                                           : open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (file.Descriptor() < 0) {
         ThrowFile(kWhat, path);
     }

@@ -1,9 +1,63 @@
+#include "encoding.h"
 #include "verbs.h"
 
 namespace {
 
 constexpr int32_t kChineseName = 1;
 constexpr int32_t kEnglishName = 2;
+
+using Keys = std::vector<LabelledKey>;
+
+Table::Cell CellOf(const std::string& text) {
+    return text.empty() ? Table::Cell() : Table::Cell(text);
+}
+
+Table TableOf(const Keys& keys) {
+    Table table{
+        {{"slot", "SLOT"}, {"serial_number", "SERIAL NUMBER"}, {"label", "LABEL"}, {"problem", ""}},
+        {}};
+    for (const LabelledKey& one : keys) {
+        table.rows.push_back({int64_t{one.key.slot}, CellOf(one.key.serial_number),
+                              one.label ? Table::Cell(*one.label) : Table::Cell(),
+                              CellOf(one.key.problem)});
+    }
+    return table;
+}
+
+void SayWhatIsMissing(Report& report, const Keys& keys) {
+    if (keys.empty()) {
+        report.Say("No key is plugged in.");
+    }
+    for (const LabelledKey& one : keys) {
+        if (!one.key.problem.empty()) {
+            report.Say("Slot " + std::to_string(one.key.slot) + ": " + Printable(one.key.problem));
+        }
+    }
+}
+
+void ListKeys(Session& session) {
+    const Keys keys = ListLabelledKeys(session.Library());
+    session.Result().AddOutput("keys", TableOf(keys));
+    SayWhatIsMissing(session.Result(), keys);
+}
+
+// The list comes on top of what the library itself tells, so that its lack is no failure.
+void ShowKeys(Session& session) {
+    Report& report = session.Result();
+    try {
+        const Keys keys = ListLabelledKeys(session.Library());
+        for (const LabelledKey& one : keys) {
+            const std::string label = one.label && !one.label->empty() ? ", " + *one.label : "";
+            report.Add("", "Key in slot " + std::to_string(one.key.slot),
+                       (one.key.serial_number.empty() ? "-" : one.key.serial_number) + label);
+        }
+        report.AddDetail("keys", TableOf(keys));
+        SayWhatIsMissing(report, keys);
+    } catch (const std::exception& error) {
+        report.AddDetail("keys", std::monostate());
+        report.Say(Printable(std::string("The plugged keys cannot be listed: ") + error.what()));
+    }
+}
 
 // The library's own values first: they are there even when no key answers, and the failure then
 // says what is missing.
@@ -15,18 +69,26 @@ void ShowInfo(Session& session) {
     report.Add("usb_ids", "USB ids", library.GetVidAndPid());
     report.Add("vendor", "Vendor", library.GetVendorInfo(kEnglishName));
     report.Add("vendor_chinese", "Vendor (Chinese)", library.GetVendorInfo(kChineseName));
+    std::exception_ptr no_key;
     try {
         report.Add("serial_number", "Serial number", library.GetPrintNumber());
     } catch (const ukey::Error&) {
         report.Add("serial_number", "Serial number", std::monostate());
-        throw;
+        no_key = std::current_exception();
+    }
+    ShowKeys(session);
+    if (no_key) {
+        std::rethrow_exception(no_key);
     }
 }
 
 }  // namespace
 
-void AddInfoVerb(CLI::App& app, Session& session) {
-    CLI::App* verb = AddVerb(app, "info", "Show versions, ids, vendor and the key's serial number",
-                             session, ShowInfo);
-    AddExamples(*verb, {"ukeyctl info", "ukeyctl info --json | jq -r .serial_number"});
+void AddInfoVerbs(CLI::App& app, Session& session) {
+    CLI::App* info =
+        AddVerb(app, "info", "Show versions, ids, vendor and the plugged keys", session, ShowInfo);
+    AddExamples(*info, {"ukeyctl info", "ukeyctl info --json | jq -r .serial_number"});
+    CLI::App* list = AddVerb(app, "list", "List the plugged keys: slot, serial number and label",
+                             session, ListKeys);
+    AddExamples(*list, {"ukeyctl list", "ukeyctl list --json | jq -r .keys[].serial_number"});
 }

@@ -1,6 +1,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "terminal/arguments.h"
+#include "terminal/standard_descriptors.h"
 #include "verbs.h"
 
 namespace {
@@ -42,7 +44,7 @@ void BuildCommandLine(CLI::App& app, Session& session) {
     app.require_subcommand(1);
     app.fallthrough();
     AddCommonOptions(app, session);
-    AddInfoVerb(app, session);
+    AddInfoVerbs(app, session);
     AddErrorVerb(app, session);
     AddDeviceVerbs(app, session);
     AddPinVerbs(app, session);
@@ -52,6 +54,17 @@ void BuildCommandLine(CLI::App& app, Session& session) {
     AddSigningVerbs(app, session);
     AddDecryptionVerbs(app, session);
     AddCallVerb(app, session);
+    AddRetiredVerbs(app, session);
+}
+
+// "pin verify", as far as the words led to a verb.
+std::string VerbReached(const CLI::App& app) {
+    std::string words;
+    for (const CLI::App* reached = &app; !reached->get_subcommands().empty();) {
+        reached = reached->get_subcommands().front();
+        words += (words.empty() ? "" : " ") + reached->get_name();
+    }
+    return words;
 }
 
 // "pin dance" where a verb was expected behind "pin"; empty where nothing else stood there.
@@ -76,6 +89,7 @@ int FailToParse(const CLI::App& app, const CLI::ParseError& error, Session& sess
     failure.what = "the command cannot be understood as given";
     failure.why = unknown.empty() ? error.what() : "there is no verb \"" + unknown + "\"";
     failure.next = "see 'ukeyctl --help', or 'ukeyctl VERB --help'";
+    session.Choose(VerbReached(app), nullptr);
     return session.Fail(failure);
 }
 
@@ -90,7 +104,8 @@ int Run(int argc, char** argv) {
     CLI::App app;
     BuildCommandLine(app, session);
     try {
-        app.parse(argc, argv);
+        const std::vector<char*> words = terminal::SeparateEmptyValues(argc, argv);
+        app.parse(static_cast<int>(words.size()), words.data());
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
             return app.exit(error);
@@ -104,6 +119,7 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    terminal::OpenStandardDescriptors();
     try {
         return Run(argc, argv);
     } catch (const std::exception& error) {

@@ -22,15 +22,38 @@ struct ShowValue {
         }
         return joined;
     }
+    std::string operator()(const Table& table) const { return ShowTable(table); }
 };
 
 struct EncodeValue {
     Json operator()(std::monostate /*none*/) const { return nullptr; }
+    Json operator()(const Table& table) const;
     template <typename T>
     Json operator()(const T& value) const {
         return value;
     }
 };
+
+template <typename Value>
+void Encode(Json& object, const std::string& key, const Value& value) {
+    object[key] = std::visit(EncodeValue{}, value);
+    const auto* text = std::get_if<std::string>(&value);
+    if (text != nullptr && !IsUtf8(*text)) {
+        object[key + "_hex"] = Hex(*text);
+    }
+}
+
+Json EncodeValue::operator()(const Table& table) const {
+    Json rows = Json::array();
+    for (const std::vector<Table::Cell>& row : table.rows) {
+        Json object;
+        for (size_t i = 0; i < row.size(); ++i) {
+            Encode(object, table.columns[i].key, row[i]);
+        }
+        rows.push_back(object);
+    }
+    return rows;
+}
 
 std::string WithLineEnd(std::string text) {
     if (!text.empty() && text.back() != '\n') {
@@ -93,13 +116,8 @@ std::string Report::ForPeople() const {
 std::string Report::ForScripts(const std::string& verb, const Failure* failure) const {
     Json object = {{"ok", failure == nullptr}, {"verb", verb}};
     for (const Field& field : fields_) {
-        if (field.kind == Kind::kSentence) {
-            continue;
-        }
-        object[field.key] = std::visit(EncodeValue{}, field.value);
-        const auto* text = std::get_if<std::string>(&field.value);
-        if (text != nullptr && !IsUtf8(*text)) {
-            object[field.key + "_hex"] = Hex(*text);
+        if (!field.key.empty()) {
+            Encode(object, field.key, field.value);
         }
     }
     if (failure != nullptr) {

@@ -7,15 +7,17 @@
 #include <vector>
 
 #include "failure.h"
+#include "table.h"
 
 // What a verb has to tell, put together once and shown in one of two forms: aligned lines for
 // people, or one JSON object on one line for scripts.
 class Report {
  public:
     // Nothing, for a value that could not be had.
-    using Value = std::variant<std::monostate, std::string, int64_t, std::vector<std::string>>;
+    using Value =
+        std::variant<std::monostate, std::string, int64_t, std::vector<std::string>, Table>;
 
-    // One line "Label: value".
+    // One line "Label: value"; without a key, for people only.
     void Add(const std::string& key, const std::string& label, Value value);
 
     // What the verb was asked for. People get it alone, exactly as it is, so that it can be piped.

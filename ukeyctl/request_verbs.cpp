@@ -21,8 +21,29 @@ std::vector<std::string> PemRequests(const std::string& joined) {
     return requests;
 }
 
+// The library makes no request of such a description and gives 0; with --mode 1 the key is erased
+// nevertheless.
+void CheckDescription(const std::string& description) {
+    if (description.find_first_not_of('|') == std::string::npos) {
+        ThrowUsage("the description asks for nothing; a shell variable may be unset",
+                   "name at least one record, such as 'CertType(1)KeyType(2)HashType(3)'");
+    }
+}
+
+[[noreturn]] void ThrowNothingMade() {
+    Failure failure;
+    failure.status = ExitStatus::kCodeReported;
+    failure.what = "no request was made";
+    failure.why = "the key's answer is empty";
+    failure.next = "see with --help what a description has to name";
+    throw CommandFailure(failure);
+}
+
 void DeliverRequests(Session& session, const RequestOptions& options, const std::string& joined) {
     const auto count = static_cast<int64_t>(SplitJoined(joined).size());
+    if (count == 0) {
+        ThrowNothingMade();
+    }
     session.Result().AddDetail("count", count);
     if (options.format == "pem") {
         Deliver(session, "requests", PemRequests(joined), options.out);
@@ -32,7 +53,7 @@ void DeliverRequests(Session& session, const RequestOptions& options, const std:
 }
 
 void AddRequestOptions(CLI::App& verb, Session& session, RequestOptions& options) {
-    AddKeyOption(verb, session);
+    AddKeyOption(verb, session, KeyUse::kChanging);
     verb.add_option(
             "--description", options.description,
             "What to request: records separated by |, each CertType(D)KeyType(D)HashType(D) "
@@ -48,6 +69,7 @@ void AddRequest(CLI::App& app, Session& session) {
     CLI::App* verb =
         AddVerb(app, "request", "Have the key make certificate requests (PKCS#10)", session,
                 [options](Session& running) {
+                    CheckDescription(options->description);
                     DeliverRequests(running, *options,
                                     running.Key().GenerateCertRequest(options->description));
                 });
@@ -60,6 +82,7 @@ void AddRequest(CLI::App& app, Session& session) {
 }
 
 void RunInitRequest(Session& session, const RequestOptions& options) {
+    CheckDescription(options.description);
     if (options.mode != 0) {
         CheckConsent(options.consent, "erases everything on the key first");
     }

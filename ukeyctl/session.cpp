@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "codes.h"
+#include "encoding.h"
 
 namespace {
 
@@ -92,7 +93,17 @@ void Session::ApplySettings() {
 }
 
 ukey::Key Session::Key() {
-    return serial_number.empty() ? Library().PluggedKey() : Library().KeyOf(serial_number);
+    const std::string chosen = serial_number.empty() ? ChooseSerialNumber() : serial_number;
+    report_.AddDetail("serial_number", chosen);
+    return Library().KeyOf(chosen);
+}
+
+std::string Session::ChooseSerialNumber() {
+    const KeyChoice choice = ChooseKey(Library(), key_use);
+    if (!choice.notice.empty()) {
+        std::fputs(("ukeyctl " + verb_ + ": " + Printable(choice.notice) + "\n").c_str(), stderr);
+    }
+    return choice.serial_number;
 }
 
 void Session::Publish() {

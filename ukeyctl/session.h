@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "key_choice.h"
 #include "report.h"
 #include "ukey.hpp"
 
@@ -21,13 +22,17 @@ class Session {
     std::string language;
     bool json = false;
 
+    // Set by the verb that takes a key.
+    KeyUse key_use = KeyUse::kChanging;
+
     // The verb that was given; the last one counts.
     void Choose(const std::string& verb, Action action);
 
     // The product, loaded by the first verb that needs it.
     const ukey::Library& Library();
 
-    // The key named on the command line, or the one that is plugged.
+    // The key named on the command line, else the one that is plugged, as far as the verb may
+    // choose it.
     ukey::Key Key();
 
     Report& Result() { return report_; }
@@ -43,6 +48,7 @@ class Session {
 
  private:
     void ApplySettings();
+    std::string ChooseSerialNumber();
     void Write(const std::string& text);
 
     std::string verb_;

@@ -8,6 +8,7 @@ struct SignOptions {
     Selectors selectors;
     int32_t param3 = 0;
     InputText data;
+    EmptyText empty;
     std::string warning;
     std::string out;
 };
@@ -17,6 +18,7 @@ struct BatchSignOptions {
 
     ukey::BatchSignInput input;
     InputText batch;
+    EmptyText empty;
     const CLI::Option_group* batch_given = nullptr;
     std::string param6;
     std::string out;
@@ -30,14 +32,16 @@ void AddNumber(CLI::App& verb, const std::string& name, int32_t& value) {
 
 void RunSign(Session& session, const SignOptions& options) {
     const auto [param1, param2] = options.selectors;
-    Deliver(session, "signature",
-            session.Key().Sign(param1, param2, options.data.Read(), options.warning), options.out);
+    const std::string data = options.data.Read(options.empty);
+    CheckNotEmpty(options.warning, "the text of --warning", options.empty);
+    Deliver(session, "signature", session.Key().Sign(param1, param2, data, options.warning),
+            options.out);
 }
 
 void RunSignHash(Session& session, const SignOptions& options) {
     const auto [param1, param2] = options.selectors;
-    Deliver(session, "signature",
-            session.Key().SignHash(param1, param2, options.data.Read(), options.param3),
+    const std::string data = options.data.Read(options.empty);
+    Deliver(session, "signature", session.Key().SignHash(param1, param2, data, options.param3),
             options.out);
 }
 
@@ -46,8 +50,9 @@ void AddSign(CLI::App& app, Session& session) {
     CLI::App* verb =
         AddVerb(app, "sign", "Sign a text after the key's holder has confirmed a warning", session,
                 [options](Session& running) { RunSign(running, *options); });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kChanging);
     AddText(*verb, "data", "The text to sign", options->data);
+    AddAllowEmpty(*verb, options->empty);
     verb->add_option("--warning", options->warning, "What the holder is asked to confirm")
         ->type_name("TEXT")
         ->required();
@@ -63,8 +68,9 @@ void AddSignHash(CLI::App& app, Session& session) {
     CLI::App* verb =
         AddVerb(app, "signhash", "Sign a text or a digest without a confirmation", session,
                 [options](Session& running) { RunSignHash(running, *options); });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kChanging);
     AddText(*verb, "data", "The text or digest to sign", options->data);
+    AddAllowEmpty(*verb, options->empty);
     AddSelectors(*verb, options->selectors);
     AddNumber(*verb, "--param3", options->param3);
     AddOutOption(*verb, options->out);
@@ -79,7 +85,10 @@ void RunBatchSign(Session& session, BatchSignOptions& options) {
         ThrowUsage("there is nothing to sign", "give --batch, --batch-file or --text");
     }
     if (has_batch) {
-        input.batch = options.batch.Read();
+        input.batch = options.batch.Read(options.empty);
+    }
+    if (input.text) {
+        CheckNotEmpty(*input.text, "the text of --text", options.empty);
     }
     input.param6 = options.param6.empty() ? nullptr : options.param6.c_str();
     Deliver(session, "signatures", session.Key().Batch_Sign(input), options.out);
@@ -108,9 +117,10 @@ void AddBatchSign(CLI::App& app, Session& session) {
     CLI::App* verb =
         AddVerb(app, "batch-sign", "Sign several items, separated by ||, in one step", session,
                 [options](Session& running) { RunBatchSign(running, *options); });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kChanging);
     options->batch_given =
         AddOptionalText(*verb, "batch", "The items, separated by ||", options->batch);
+    AddAllowEmpty(*verb, options->empty);
     AddBatchParameters(*verb, *options);
     AddOutOption(*verb, options->out);
     AddExamples(*verb,

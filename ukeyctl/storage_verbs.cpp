@@ -12,7 +12,7 @@ void AddInit(CLI::App& app, Session& session) {
             key.InitUKey();
             running.Result().Say("The key " + key.SerialNumber() + " has been initialised.");
         });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kChanging);
     RequireConsent(*verb, consent);
     AddExamples(*verb, {"ukeyctl init --yes --sn 1234567890123456"});
 }
@@ -22,16 +22,22 @@ void AddLabel(CLI::App& app, Session& session) {
     CLI::App* get = AddVerb(*group, "get", "Show the label", session, [](Session& running) {
         running.Result().AddOutput("label", running.Key().GetLabel());
     });
-    AddKeyOption(*get, session);
+    AddKeyOption(*get, session, KeyUse::kReading);
     AddExamples(*get, {"ukeyctl label get"});
 
-    const auto label = std::make_shared<std::string>();
-    CLI::App* set = AddVerb(*group, "set", "Write the label", session, [label](Session& running) {
-        running.Key().SetLabel(*label);
+    struct Options {
+        std::string label;
+        EmptyText empty;
+    };
+    const auto options = std::make_shared<Options>();
+    CLI::App* set = AddVerb(*group, "set", "Write the label", session, [options](Session& running) {
+        CheckNotEmpty(options->label, "the label", options->empty);
+        running.Key().SetLabel(options->label);
         running.Result().Say("The label has been written.");
     });
-    AddKeyOption(*set, session);
-    set->add_option("LABEL", *label, "The new label")->required();
+    AddKeyOption(*set, session, KeyUse::kChanging);
+    set->add_option("LABEL", options->label, "The new label")->required();
+    AddAllowEmpty(*set, options->empty);
     AddExamples(*set, {"ukeyctl label set \"Accounts, second floor\""});
 }
 
@@ -44,40 +50,30 @@ void AddGetData(CLI::App& group, Session& session) {
     CLI::App* verb = AddVerb(group, "get", "Show a data item", session, [index](Session& running) {
         running.Result().AddOutput("data", running.Key().GetData(*index));
     });
-    AddKeyOption(*verb, session);
+    AddKeyOption(*verb, session, KeyUse::kReading);
     AddIndex(*verb, *index);
     AddExamples(*verb, {"ukeyctl data get 1"});
 }
 
 void AddSetData(CLI::App& group, Session& session) {
-    const auto index = std::make_shared<int32_t>(0);
-    const auto data = std::make_shared<InputText>();
+    struct Options {
+        int32_t index = 0;
+        InputText data;
+        EmptyText empty;
+    };
+    const auto options = std::make_shared<Options>();
     CLI::App* verb = AddVerb(group, "set", "Write a data item of at most 300 bytes", session,
-                             [index, data](Session& running) {
-                                 running.Key().SetData(*index, data->Read());
+                             [options](Session& running) {
+                                 const std::string data = options->data.Read(options->empty);
+                                 running.Key().SetData(options->index, data);
                                  running.Result().Say("The item has been written.");
                              });
-    AddKeyOption(*verb, session);
-    AddIndex(*verb, *index);
-    AddText(*verb, "data", "The item's text", *data);
+    AddKeyOption(*verb, session, KeyUse::kChanging);
+    AddIndex(*verb, options->index);
+    AddText(*verb, "data", "The item's text", options->data);
+    AddAllowEmpty(*verb, options->empty);
     AddExamples(*verb, {"ukeyctl data set 1 --data \"customer 4711\"",
                         "ukeyctl data set 1 --data-file item.txt"});
-}
-
-using Setting = void (ukey::Library::*)(const std::string&, const std::string&) const;
-
-void AddSetting(CLI::App& app, Session& session, const std::string& name,
-                const std::string& summary, Setting setting, const char* example) {
-    const auto texts = std::make_shared<std::pair<std::string, std::string>>();
-    CLI::App* verb = AddVerb(app, name, summary, session, [texts, setting, name](Session& running) {
-        (running.Library().*setting)(texts->first, texts->second);
-        running.Result().Say("The " + name + " has been set.");
-    });
-    verb->add_option("FIRST", texts->first, "The function's first text: a serial number, or ''")
-        ->required();
-    verb->add_option("SECOND", texts->second, "The function's second text: the " + name)
-        ->required();
-    AddExamples(*verb, {example});
 }
 
 }  // namespace
@@ -88,10 +84,4 @@ void AddStorageVerbs(CLI::App& app, Session& session) {
     CLI::App* data = AddGroup(app, "data", "Read and write the key's small data items");
     AddGetData(*data, session);
     AddSetData(*data, session);
-    AddSetting(app, session, "charset",
-               "Try a character set; it holds for one process, so see --charset as well",
-               &ukey::Library::SetCharset, "ukeyctl charset '' GB18030");
-    AddSetting(app, session, "language",
-               "Try a language; it holds for one process, so see --language as well",
-               &ukey::Library::SetLanguage, "ukeyctl language '' zh_CN");
 }

@@ -4,7 +4,7 @@
 #include "command_line.h"
 
 // The verb families, one file each.
-void AddInfoVerb(CLI::App& app, Session& session);
+void AddInfoVerbs(CLI::App& app, Session& session);
 void AddErrorVerb(CLI::App& app, Session& session);
 void AddDeviceVerbs(CLI::App& app, Session& session);
 void AddPinVerbs(CLI::App& app, Session& session);
@@ -14,5 +14,6 @@ void AddCertificateVerbs(CLI::App& app, Session& session);
 void AddSigningVerbs(CLI::App& app, Session& session);
 void AddDecryptionVerbs(CLI::App& app, Session& session);
 void AddCallVerb(CLI::App& app, Session& session);
+void AddRetiredVerbs(CLI::App& app, Session& session);  // after the others
 
 #endif

@@ -61,6 +61,11 @@ Command& Command::WritesTo(const std::string& path) {
     return *this;
 }
 
+Command& Command::Closes(int descriptor) {
+    closed_.push_back(descriptor);
+    return *this;
+}
+
 Outcome Command::Run() const {
     const std::string in = StreamFile("in");
     const std::string out = StreamFile("out");
@@ -77,6 +82,9 @@ Outcome Command::Run() const {
         Redirect(in, STDIN_FILENO, O_RDONLY);
         Redirect(output_.empty() ? out : output_, STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
         Redirect(err, STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+        for (const int descriptor : closed_) {
+            close(descriptor);
+        }
         Execute(words);
     }
     int status = 0;

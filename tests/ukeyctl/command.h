@@ -25,6 +25,8 @@ class Command {
     Command& Reads(const std::string& input);
     // Standard output goes there, and is not in the outcome.
     Command& WritesTo(const std::string& path);
+    // The command begins with this descriptor closed.
+    Command& Closes(int descriptor);
     Outcome Run() const;
 
  private:
@@ -32,6 +34,7 @@ class Command {
     std::map<std::string, std::string> environment_;
     std::string input_;
     std::string output_;
+    std::vector<int> closed_;
 };
 
 std::string FileContents(const std::string& path);

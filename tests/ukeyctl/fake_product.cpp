@@ -1,5 +1,7 @@
 #include "fake_product.h"
 
+#include <fcntl.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -183,6 +185,14 @@ FakeProduct* TheFakeProduct() {
     static FakeProduct fake;
     return &fake;
 }
+
+namespace {
+
+// A file that the library keeps open from its loading on.
+[[maybe_unused]] const int kOpened =
+    std::getenv("FAKE_OPENS") == nullptr ? -1 : open(std::getenv("FAKE_OPENS"), O_RDONLY);
+
+}  // namespace
 
 int32_t G_LastError = 0;
 uint8_t g_initFlag = 0;

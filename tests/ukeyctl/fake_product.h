@@ -15,6 +15,7 @@
 //     FAKE_CODES    "VerifyPIN=167772161 GetCert=-401"
 //     FAKE_OUTPUTS  a file with lines "GetLabel=text"
 //     FAKE_EVENTS   "1:SN0001 2:SN0001"
+//     FAKE_OPENS    a file that is opened when the product is loaded, and stays open
 //     FAKE_CALLS    a file to which every call is appended, as in `calls`
 struct FakeProduct {
     FakeProduct();

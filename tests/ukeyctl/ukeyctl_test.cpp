@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "command.h"
 
 namespace {
@@ -46,7 +48,7 @@ class UkeyctlTest : public testing::Test {
 };
 
 TEST_F(UkeyctlTest, InfoIsAligned) {
-    const Outcome outcome = Ukeyctl({"info"}).Run();
+    const Outcome outcome = Ukeyctl({"info"}, "GetLabel=my key\n").Run();
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out,
               "Driver version:   1.2.3\n"
@@ -54,13 +56,16 @@ TEST_F(UkeyctlTest, InfoIsAligned) {
               "USB ids:          1111&2222\n"
               "Vendor:           Maker\n"
               "Vendor (Chinese): \xE9\xA9\xAC\n"
-              "Serial number:    SN0123456789\n");
+              "Serial number:    SN0123456789\n"
+              "Key in slot 1:    SN0123456789, my key\n");
     EXPECT_EQ(outcome.err, "");
 }
 
 TEST_F(UkeyctlTest, InfoAsJson) {
-    const Outcome outcome = Ukeyctl({"info", "--json"}).Run();
+    const Outcome outcome = Ukeyctl({"info", "--json"}, "GetLabel=my key\n").Run();
     EXPECT_EQ(outcome.status, 0);
+    const nlohmann::json key = {
+        {"slot", 1}, {"serial_number", "SN0123456789"}, {"label", "my key"}, {"problem", nullptr}};
     const nlohmann::json expected = {{"ok", true},
                                      {"verb", "info"},
                                      {"driver_version", "1.2.3"},
@@ -68,7 +73,8 @@ TEST_F(UkeyctlTest, InfoAsJson) {
                                      {"usb_ids", "1111&2222"},
                                      {"vendor", "Maker"},
                                      {"vendor_chinese", "\xE9\xA9\xAC"},
-                                     {"serial_number", "SN0123456789"}};
+                                     {"serial_number", "SN0123456789"},
+                                     {"keys", {key}}};
     EXPECT_EQ(outcome.Json(), expected);
 }
 
@@ -121,6 +127,7 @@ TEST_F(UkeyctlTest, LibraryOptionWinsOverTheEnvironment) {
 
 TEST_F(UkeyctlTest, FileThatCannotBeRead) {
     const Outcome outcome = Ukeyctl({"cert", "import", "/nowhere/file"}).Run();
+    EXPECT_EQ(Calls(), "");
     EXPECT_EQ(outcome.status, 4);
     EXPECT_THAT(outcome.err, HasSubstr("cannot read /nowhere/file"));
 }
@@ -163,6 +170,31 @@ const UsageMistake kUsageMistakes[] = {
     {"TestInitWithoutConsent", {"call", "TestInitUKey"}},
     {"InitRequestWithoutConsent", {"init-request", "--mode", "1", "--description", "KeyType(2)"}},
     {"DeleteWithoutConsent", {"cert", "delete"}},
+    {"CallWithoutItsArgument", {"call", "SetCharset"}},
+    {"CallWithAnArgumentTooMany", {"call", "RemovePinCache", "1"}},
+    {"CallWithANumberThatIsNone", {"call", "SetCachePinFlag", "on"}},
+    {"EmptyNumberOfACall", {"call", "SetCachePinFlag", ""}},
+    {"EmptyDescription", {"request", "--description", ""}},
+    {"DescriptionOfNoRecord", {"request", "--description", "||"}},
+    {"EmptyDescriptionThatWouldErase",
+     {"init-request", "--mode", "1", "--yes", "--description", ""}},
+    {"EmptyTextToSign", {"signhash", "--data", ""}},
+    {"EmptyTextToConfirmAndSign", {"sign", "--data", "", "--warning", "w"}},
+    {"EmptyWarning", {"sign", "--data", "d", "--warning", ""}},
+    {"EmptyBatch", {"batch-sign", "--batch", ""}},
+    {"EmptyTextOfABatch", {"batch-sign", "--batch", "a", "--text", ""}},
+    {"EmptyStandardInputToSign", {"signhash", "--data-file", "-"}},
+    {"EmptyStandardInputToDecrypt", {"decrypt", "--cipher-file", "-"}},
+    {"EmptyFileName", {"signhash", "--data-file", ""}},
+    {"EmptyOutputName", {"signhash", "--data", "d", "--out", ""}},
+    {"EmptyCipher", {"decrypt", "--cipher", ""}},
+    {"EmptyLabel", {"label", "set", ""}},
+    {"EmptyItem", {"data", "set", "1", "--data", ""}},
+    {"EmptyCertificate", {"cert", "import", "-"}},
+    {"EmptyPackage", {"cert", "import-package", "-"}},
+    {"EmptyPackageName", {"cert", "import-package", ""}},
+    // The word behind "=" is no value of the option.
+    {"NothingBehindTheSign", {"signhash", "--data=", "--param1=1"}},
     {"NegativeTimeout", {"wait", "--timeout", "-1"}},
 };
 
@@ -223,27 +255,6 @@ const VerbCase kVerbCases[] = {
      "",
      R"(VerifyPIN("SN9"))",
      "The PIN is right.\n"},
-    {"PinCache",
-     {"pin", "cache", "--param", "7"},
-     "",
-     R"(TestVerifyAndCachePin("SN0123456789", 7))",
-     "The PIN is right and in the cache.\n"},
-    {"PinForget", {"pin", "forget"}, "", "RemovePinCache()", "The PIN cache is empty.\n"},
-    {"PinCachingOn",
-     {"pin", "caching", "on"},
-     "",
-     R"(SetCachePinFlag("SN0123456789", 1))",
-     "The PIN cache flag is 1.\n"},
-    {"PinCachingOff",
-     {"pin", "caching", "off"},
-     "",
-     R"(SetCachePinFlag("SN0123456789", 0))",
-     "The PIN cache flag is 0.\n"},
-    {"PinCachingNumber",
-     {"pin", "caching", "2"},
-     "",
-     R"(SetCachePinFlag("SN0123456789", 2))",
-     "The PIN cache flag is 2.\n"},
     {"PinInfo",
      {"pin", "info"},
      "GetPinInfo=AB\n",
@@ -266,16 +277,6 @@ const VerbCase kVerbCases[] = {
      "",
      R"(SetData("SN0123456789", 3, "item"))",
      "The item has been written.\n"},
-    {"Charset",
-     {"charset", "a", "b"},
-     "",
-     R"(SetCharset("a", "b"))",
-     "The charset has been set.\n"},
-    {"Language",
-     {"language", "a", "b"},
-     "",
-     R"(SetLanguage("a", "b"))",
-     "The language has been set.\n"},
     {"Sign",
      {"sign", "--param1", "1", "--param2", "0x10", "--data", "d", "--warning", "w"},
      "Sign=c2ln\n",
@@ -304,7 +305,7 @@ const VerbCase kVerbCases[] = {
      R"(Batch_Sign(1, "SN0123456789", 0, 0, "t", "six", 0, 1, 0, null, 0))",
      "x\n"},
     {"BatchSignEmpty",
-     {"batch-sign", "--batch", ""},
+     {"batch-sign", "--batch", "", "--allow-empty"},
      "Batch_Sign=x\n",
      R"(Batch_Sign(0, "SN0123456789", 0, 0, null, null, 0, 1, 0, "", 0))",
      "x\n"},
@@ -376,6 +377,31 @@ const VerbCase kVerbCases[] = {
      "",
      R"(TestInitUKey("SN0123456789", "null"))",
      "TestInitUKey gave 0.\n"},
+    {"CallTestVerifyAndCachePin",
+     {"call", "TestVerifyAndCachePin", "7"},
+     "",
+     R"(TestVerifyAndCachePin("SN0123456789", 7))",
+     "TestVerifyAndCachePin gave 0.\n"},
+    {"CallSetCachePinFlag",
+     {"call", "SetCachePinFlag", "0x10"},
+     "",
+     R"(SetCachePinFlag("SN0123456789", 16))",
+     "SetCachePinFlag gave 0.\n"},
+    {"CallRemovePinCache",
+     {"call", "RemovePinCache"},
+     "",
+     "RemovePinCache()",
+     "RemovePinCache gave 0.\n"},
+    {"CallSetCharset",
+     {"call", "SetCharset", "b"},
+     "",
+     R"(SetCharset("", "b"))",
+     "SetCharset gave 0.\n"},
+    {"CallSetLanguageOfNamedKey",
+     {"call", "SetLanguage", "--sn", "SN9", "b"},
+     "",
+     R"(SetLanguage("SN9", "b"))",
+     "SetLanguage gave 0.\n"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Ukeyctl, VerbTest, testing::ValuesIn(kVerbCases),
@@ -396,6 +422,312 @@ TEST_P(VerbTest, SucceedsInJsonToo) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.Json()["ok"], true);
     EXPECT_EQ(outcome.out.find('\n'), outcome.out.size() - 1) << "more than one line";
+}
+
+// The verbs that only look at a key, by the names of their cases; the others either take none or do
+// something with one.
+const std::vector<std::string> kReaders = {"PinInfo",    "LabelGet", "DataGet", "CertGetText",
+                                           "CertGetPem", "CertDn",   "CertInfo"};
+const std::vector<std::string> kKeyless = {
+    "Check",         "CallInitialize", "CallFinalize", "CallGetLastErrCode", "CallRemovePinCache",
+    "CallSetCharset"};
+
+// Cases in which a key is asked for something, and the command line names none.
+std::vector<VerbCase> CasesWithoutANamedKey(bool reading) {
+    const auto has = [](const auto& list, const std::string& name) {
+        return std::find(std::begin(list), std::end(list), name) != std::end(list);
+    };
+    std::vector<VerbCase> cases;
+    for (const VerbCase& verb : kVerbCases) {
+        if (has(kReaders, verb.name) == reading && !has(kKeyless, verb.name) &&
+            !has(verb.words, "--sn")) {
+            cases.push_back(verb);
+        }
+    }
+    return cases;
+}
+
+std::string NameOf(const testing::TestParamInfo<VerbCase>& verb) {
+    return verb.param.name;
+}
+
+class ReadingVerbTest : public VerbTest {};
+class ChangingVerbTest : public VerbTest {};
+
+INSTANTIATE_TEST_SUITE_P(Ukeyctl, ReadingVerbTest, testing::ValuesIn(CasesWithoutANamedKey(true)),
+                         NameOf);
+INSTANTIATE_TEST_SUITE_P(Ukeyctl, ChangingVerbTest, testing::ValuesIn(CasesWithoutANamedKey(false)),
+                         NameOf);
+
+constexpr const char* kTwoKeys = "1:SN0000000001 4:SN0123456789";
+
+TEST_P(ReadingVerbTest, NamesTheKeyThatItTookOfSeveral) {
+    std::vector<std::string> words = GetParam().words;
+    const Outcome outcome = Ukeyctl(words, GetParam().outputs).With("FAKE_SLOTS", kTwoKeys).Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, GetParam().out);
+    EXPECT_THAT(outcome.err,
+                HasSubstr("took the key SN0123456789 in slot 4, one of 2 that are plugged"));
+    words.emplace_back("--json");
+    EXPECT_EQ(Ukeyctl(words, GetParam().outputs).Run().Json()["serial_number"], "SN0123456789");
+}
+
+TEST_P(ReadingVerbTest, SaysThatTheKeysCannotBeCounted) {
+    const Outcome outcome =
+        Ukeyctl(GetParam().words, GetParam().outputs).With("FAKE_SLOTS", "?77").Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.err,
+                AllOf(HasSubstr("took the key SN0123456789; "), HasSubstr("VexaT_GetSlotList")));
+}
+
+TEST_P(ChangingVerbTest, RefusesToChooseAmongSeveralKeysAndListsThem) {
+    const Outcome outcome = Ukeyctl(GetParam().words, GetParam().outputs + "GetLabel=my key\n")
+                                .With("FAKE_SLOTS", kTwoKeys)
+                                .Run();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, AllOf(StartsWith("ukeyctl " + GetParam().words.front()),
+                                   HasSubstr("SN0000000001 (slot 1, \"my key\"), "
+                                             "SN0123456789 (slot 4, \"my key\")"),
+                                   HasSubstr("--sn SN")));
+    EXPECT_THAT(Calls(), Not(HasSubstr(GetParam().call)));
+}
+
+TEST_P(ChangingVerbTest, RefusesWhenTheKeysCannotBeCounted) {
+    for (const char* slots : {"?77", "throw"}) {
+        const Outcome outcome =
+            Ukeyctl(GetParam().words, GetParam().outputs).With("FAKE_SLOTS", slots).Run();
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_THAT(outcome.err, AllOf(HasSubstr("VexaT_GetSlotList"), HasSubstr("--sn SN")));
+        EXPECT_THAT(Calls(), Not(HasSubstr(GetParam().call)));
+    }
+}
+
+TEST_P(ChangingVerbTest, TakesTheOneOfSeveralThatIsNamed) {
+    std::vector<std::string> words = GetParam().words;
+    words.insert(words.end(), {"--sn", "SN0123456789"});
+    const Outcome outcome = Ukeyctl(words, GetParam().outputs).With("FAKE_SLOTS", kTwoKeys).Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT("\n" + Calls(), HasSubstr("\n" + GetParam().call + "\n"));
+}
+
+TEST_P(ChangingVerbTest, HelpSaysThatTheKeyMustBeNamed) {
+    std::vector<std::string> words = GetParam().words;
+    words.emplace_back("--help");
+    EXPECT_THAT(Ukeyctl(words).Run().out, HasSubstr("needed when several"));
+}
+
+// What an unset shell variable leaves of --sn "$SN", --sn=$SN and --sn $SN.
+TEST_P(ChangingVerbTest, ReachesNoKeyWithoutASerialNumberBehindSn) {
+    for (const std::vector<std::string>& rest :
+         {std::vector<std::string>{"--sn", ""}, {"--sn="}, {"--sn", "--json"}}) {
+        std::vector<std::string> words = GetParam().words;
+        words.insert(words.end(), rest.begin(), rest.end());
+        const Outcome outcome = Ukeyctl(words, GetParam().outputs).Run();
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_THAT(outcome.err, AllOf(StartsWith("ukeyctl " + GetParam().words.front()),
+                                       HasSubstr("a shell variable may be unset")));
+        EXPECT_EQ(Calls(), "");
+    }
+}
+
+TEST_P(ReadingVerbTest, ReachesNoKeyWithoutASerialNumberBehindSn) {
+    std::vector<std::string> words = GetParam().words;
+    words.insert(words.end(), {"--sn", ""});
+    const Outcome outcome = Ukeyctl(words, GetParam().outputs).Run();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, HasSubstr("a shell variable may be unset"));
+    EXPECT_EQ(Calls(), "");
+}
+
+TEST_F(UkeyctlTest, EmptySerialNumberBesideACharsetIsRefused) {
+    EXPECT_EQ(Ukeyctl({"call", "SetCharset", "x", "--sn", ""}).Run().status, 2);
+    EXPECT_EQ(Calls(), "");
+}
+
+TEST_F(UkeyctlTest, KeyThatTellsNoSerialNumberIsNotChanged) {
+    const Outcome outcome = Ukeyctl({"init", "--yes"}, "GetPrintNumber=\n").Run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("--sn SN"));
+    EXPECT_THAT(Calls(), Not(HasSubstr("InitUKey")));
+}
+
+TEST_F(UkeyctlTest, ListShowsEveryKeyAndWhatCannotBeTold) {
+    const Outcome outcome = Ukeyctl({"list"}, "GetLabel=my key\n")
+                                .With("FAKE_SLOTS", "1:SN0000000001 3:?77 12:0123456789ABCDEF")
+                                .Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out,
+              "SLOT  SERIAL NUMBER     LABEL\n"
+              "1     SN0000000001      my key\n"
+              "3     -                 -\n"
+              "12    0123456789ABCDEF  my key\n"
+              "Slot 3: VexaT_GetDeviceInfo gave 0x0000004D (77): text of 77\n");
+}
+
+TEST_F(UkeyctlTest, ListAsJson) {
+    const Outcome outcome = Ukeyctl({"list", "--json"}, "GetLabel=\xD6\xD0!\n")
+                                .With("FAKE_SLOTS", "1:SN0000000001 3:?77")
+                                .Run();
+    const nlohmann::json keys = outcome.Json()["keys"];
+    ASSERT_EQ(keys.size(), 2U);
+    EXPECT_EQ(keys[0]["slot"], 1);
+    EXPECT_EQ(keys[0]["serial_number"], "SN0000000001");
+    EXPECT_EQ(keys[0]["label_hex"], "D6D021");
+    EXPECT_TRUE(keys[0]["problem"].is_null());
+    EXPECT_EQ(keys[1]["slot"], 3);
+    EXPECT_TRUE(keys[1]["serial_number"].is_null());
+    EXPECT_TRUE(keys[1]["label"].is_null());
+    EXPECT_THAT(keys[1]["problem"].get<std::string>(), HasSubstr("VexaT_GetDeviceInfo"));
+}
+
+TEST_F(UkeyctlTest, ListSaysWhichLabelCannotBeRead) {
+    const Outcome outcome = Ukeyctl({"list"}).With("FAKE_CODES", "GetLabel=77").Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("1     SN0123456789   -\n"),
+                                   HasSubstr("Slot 1: GetLabel gave 0x0000004D")));
+}
+
+TEST_F(UkeyctlTest, ListWithoutAKeySaysSo) {
+    const Outcome outcome = Ukeyctl({"list"}).With("FAKE_SLOTS", "").Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "No key is plugged in.\n");
+    EXPECT_EQ(Ukeyctl({"list", "--json"}).With("FAKE_SLOTS", "").Run().Json()["keys"],
+              nlohmann::json::array());
+}
+
+TEST_F(UkeyctlTest, ListThatCannotBeHadIsAFailure) {
+    const Outcome outcome = Ukeyctl({"list", "--json"}).With("FAKE_SLOTS", "?77").Run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.Json()["error"]["function"], "VexaT_GetSlotList");
+    EXPECT_EQ(outcome.Json()["error"]["code"], 77);
+    EXPECT_EQ(Ukeyctl({"list"}).With("FAKE_SLOTS", "throw").Run().status, 1);
+}
+
+TEST_F(UkeyctlTest, InfoShowsEveryKey) {
+    const Outcome outcome =
+        Ukeyctl({"info"}, "GetLabel=my key\n").With("FAKE_SLOTS", kTwoKeys).Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, HasSubstr("Serial number:    SN0123456789\n"
+                                       "Key in slot 1:    SN0000000001, my key\n"
+                                       "Key in slot 4:    SN0123456789, my key\n"));
+}
+
+TEST_F(UkeyctlTest, InfoShowsTheKeysThatThereAreWhenTheLibraryNamesNone) {
+    const Outcome outcome = Ukeyctl({"info", "--json"})
+                                .With("FAKE_SLOTS", kTwoKeys)
+                                .With("FAKE_CODES", "GetPrintNumber=77")
+                                .Run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.Json()["keys"].size(), 2U);
+}
+
+TEST_F(UkeyctlTest, InfoWithoutAListOfKeysSaysSo) {
+    const Outcome outcome = Ukeyctl({"info"}).With("FAKE_SLOTS", "?77").Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, HasSubstr("The plugged keys cannot be listed: VexaT_GetSlotList"));
+    EXPECT_TRUE(
+        Ukeyctl({"info", "--json"}).With("FAKE_SLOTS", "?77").Run().Json()["keys"].is_null());
+}
+
+class EmptyTextTest : public UkeyctlTest,
+                      public testing::WithParamInterface<std::vector<std::string>> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Ukeyctl, EmptyTextTest,
+    testing::Values(std::vector<std::string>{"signhash", "--data", ""},
+                    std::vector<std::string>{"signhash", "--data-file", "-"},
+                    std::vector<std::string>{"sign", "--data", "", "--warning", ""},
+                    std::vector<std::string>{"batch-sign", "--flags", "1", "--text", ""},
+                    std::vector<std::string>{"batch-sign", "--batch-file", "-"},
+                    std::vector<std::string>{"label", "set", ""},
+                    std::vector<std::string>{"data", "set", "1", "--data", ""}));
+
+TEST_P(EmptyTextTest, IsTakenOnlyWhenItIsSaidToBeMeant) {
+    const Outcome refused = Ukeyctl(GetParam()).Run();
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_THAT(refused.err, AllOf(HasSubstr(" is empty"), HasSubstr("--allow-empty")));
+    EXPECT_EQ(Calls(), "");
+    std::vector<std::string> words = GetParam();
+    words.emplace_back("--allow-empty");
+    EXPECT_EQ(Ukeyctl(words).Run().status, 0);
+    EXPECT_THAT(Calls(), HasSubstr("\"\""));
+}
+
+TEST_F(UkeyctlTest, ClosedStandardInputIsNoEmptyText) {
+    for (const bool allowed : {false, true}) {
+        std::vector<std::string> words = {"signhash", "--data-file", "-"};
+        words.resize(allowed ? 4 : 3, "--allow-empty");
+        const Outcome outcome = Ukeyctl(words).Closes(STDIN_FILENO).Run();
+        EXPECT_EQ(outcome.status, 4);
+        EXPECT_THAT(outcome.err, HasSubstr("cannot read standard input\n  why:  it is closed"));
+        EXPECT_EQ(Calls(), "");
+    }
+}
+
+// The file would get what belongs on standard output, behind what it was asked to hold.
+TEST_F(UkeyctlTest, NoFileTakesThePlaceOfAClosedOutput) {
+    const Outcome outcome =
+        Ukeyctl({"decrypt", "--cipher", "c", "--out", Path("out")}, "AsymDec=plain\n")
+            .Closes(STDOUT_FILENO)
+            .Run();
+    EXPECT_EQ(outcome.status, 4);
+    EXPECT_EQ(FileContents(Path("out")), "plain");
+    EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output"));
+}
+
+// What a library keeps open must not be what is signed: the stand-in opens a file first of all.
+TEST_F(UkeyctlTest, NoFileTakesThePlaceOfAClosedInput) {
+    MakeFile(Path("in"), "not to be signed");
+    const Outcome outcome = Ukeyctl({"signhash", "--sn", "S", "--data-file", "-"})
+                                .With("FAKE_OPENS", Path("in"))
+                                .Closes(STDIN_FILENO)
+                                .Run();
+    EXPECT_EQ(outcome.status, 4);
+    EXPECT_EQ(Calls(), "");
+}
+
+TEST_F(UkeyctlTest, RequestThatIsNotMadeIsAFailure) {
+    const Outcome outcome = Ukeyctl({"request", "--description", "HashType(3)"}).Run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, HasSubstr("no request was made"));
+}
+
+struct RetiredVerb {
+    std::vector<std::string> words;
+    const char* call;
+};
+
+class RetiredVerbTest : public UkeyctlTest, public testing::WithParamInterface<RetiredVerb> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Ukeyctl, RetiredVerbTest,
+    testing::Values(RetiredVerb{{"pin", "cache", "--param", "600"},
+                                "ukeyctl call TestVerifyAndCachePin N"},
+                    RetiredVerb{{"pin", "caching", "on"}, "ukeyctl call SetCachePinFlag FLAG"},
+                    RetiredVerb{{"pin", "forget"}, "ukeyctl call RemovePinCache"},
+                    RetiredVerb{{"charset", "", "GB18030"}, "ukeyctl call SetCharset NAME"},
+                    RetiredVerb{{"language", "--help"}, "ukeyctl call SetLanguage NAME"}));
+
+TEST_P(RetiredVerbTest, SaysWhyItIsGoneAndWhatToDo) {
+    std::vector<std::string> words = GetParam().words;
+    const Outcome outcome = Ukeyctl(words).Run();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err,
+                AllOf(StartsWith("ukeyctl " + words.front()),
+                      HasSubstr("gone when the command ended"), HasSubstr(GetParam().call)));
+    EXPECT_EQ(Calls(), "");
+    words.emplace_back("--json");
+    EXPECT_EQ(Ukeyctl(words).Run().Json()["error"]["status"], 2);
+}
+
+TEST_P(RetiredVerbTest, IsNotOffered) {
+    const std::string& word = GetParam().words.front();
+    const bool in_group = word == "pin";
+    const Outcome help = in_group ? Ukeyctl({"pin", "--help"}).Run() : Ukeyctl({"--help"}).Run();
+    EXPECT_THAT(help.out, Not(HasSubstr("\n  " + (in_group ? GetParam().words[1] : word) + " ")));
 }
 
 TEST_P(VerbTest, HelpHasAnExample) {
