@@ -2,18 +2,22 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <limits>
 #include <type_traits>
 
+#include "huge_text.h"
 #include "qrv_support.h"
 
 namespace qrv_test {
 namespace {
 
 using QRV::CQrvBufferMgr;
+using scripted::FoldedMemory;
+using scripted::HugeText;
+using scripted::kOneGibibyte;
+using std::literals::string_literals::operator""s;
 
 #if defined(__SANITIZE_THREAD__)
 constexpr bool kThreadSanitizer = true;
@@ -96,48 +100,14 @@ TEST_F(String, FromCharactersFollowsTheBuffersBounds) {
     EXPECT_EQ(RaisedCode([] { CString("abc", -1); }), kInvalidArgument);
 }
 
-// More characters than a length can count, in the memory of a few: the same pages over and over,
-// and then one that is zero.
-class EndlessText final {
- public:
-    EndlessText() : text_(static_cast<char*>(Map(nullptr, kSize + kPiece, -1))) {
-        const int file = memfd_create("text", 0);
-        const std::string piece(kPiece, 'x');
-        EXPECT_EQ(write(file, piece.data(), kPiece), static_cast<ssize_t>(kPiece));
-        for (size_t at = 0; at < kSize; at += kPiece) {
-            Map(text_ + at, kPiece, file);
-        }
-        close(file);
-    }
-    ~EndlessText() { munmap(text_, kSize + kPiece); }
-    EndlessText(const EndlessText&) = delete;
-    EndlessText& operator=(const EndlessText&) = delete;
-
-    const char* Get() const { return text_; }
-
- private:
-    static constexpr size_t kPiece = size_t{16} << 20;
-    static constexpr size_t kSize = size_t{1} << 31;
-
-    static void* Map(char* place, size_t size, int file) {
-        const int how =
-            file < 0 ? MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE : MAP_SHARED | MAP_FIXED;
-        void* mapped = mmap(place, size, PROT_READ, how, file, 0);
-        EXPECT_NE(mapped, MAP_FAILED);
-        return mapped;
-    }
-
-    char* text_;
-};
-
 TEST_F(String, TextLongerThanAnyLengthIsRefused) {
     if (kThreadSanitizer) {
         GTEST_SKIP() << "the thread sanitizer would record every byte of the text";
     }
-    const EndlessText endless;
-    EXPECT_EQ(RaisedCode([&] { CString text(endless.Get()); }), kInvalidArgument);
+    const HugeText huge(2 * kOneGibibyte);
+    EXPECT_EQ(RaisedCode([&] { CString text(huge.Text()); }), kInvalidArgument);
     CString text("abc");
-    EXPECT_EQ(RaisedCode([&] { text += endless.Get(); }), kInvalidArgument);
+    EXPECT_EQ(RaisedCode([&] { text += huge.Text(); }), kInvalidArgument);
     EXPECT_EQ(TextOf(text), "abc");
 }
 
