@@ -33,7 +33,7 @@ CQrvBufferMgr::CQrvBufferMgr(IQrvMemMgr* memory) noexcept
 
 CQrvBufferMgr::~CQrvBufferMgr() = default;
 
-CBufferData* CQrvBufferMgr::Allocate(int32_t nLength, int32_t nCharSize) noexcept {
+CBufferData* CQrvBufferMgr::Allocate(int32_t nLength, int32_t nCharSize) {
     // A negative length gets a block without characters: whoever asked finds the length above the
     // capacity and refuses it as such, instead of running out of memory on gigabytes.
     const uint32_t characters = nLength < 0 ? 0 : CharacterCount(nLength);
@@ -45,12 +45,11 @@ CBufferData* CQrvBufferMgr::Allocate(int32_t nLength, int32_t nCharSize) noexcep
     return data;
 }
 
-void CQrvBufferMgr::Free(CBufferData* data) noexcept {
+void CQrvBufferMgr::Free(CBufferData* data) {
     memory_->Free(data);
 }
 
-CBufferData* CQrvBufferMgr::Reallocate(CBufferData* data, int32_t nLength,
-                                       int32_t nCharSize) noexcept {
+CBufferData* CQrvBufferMgr::Reallocate(CBufferData* data, int32_t nLength, int32_t nCharSize) {
     const uint32_t characters = CharacterCount(nLength);
     auto* resized =
         static_cast<CBufferData*>(memory_->Reallocate(data, BlockSize(characters, nCharSize)));

@@ -26,7 +26,8 @@ static_assert(sizeof(CBufferData) == 24 && offsetof(CBufferData, length) == 8 &&
                   offsetof(CBufferData, capacity) == 12 && offsetof(CBufferData, references) == 16,
               "the back-end library reads buffers of this layout");
 
-// Where buffers come from. As with IQrvMemMgr, the operations do not throw.
+// Where buffers come from. The operations do not throw, but are not declared so: a client's own
+// manager may come from a class that does not say it. See CallManager.
 class ORVAL_QRV_EXPORT IQrvBufferMgr {
  public:
     IQrvBufferMgr() = default;
@@ -35,16 +36,23 @@ class ORVAL_QRV_EXPORT IQrvBufferMgr {
     virtual ~IQrvBufferMgr();
 
     // A block for at least nLength characters of nCharSize bytes and a terminator, or null.
-    virtual CBufferData* Allocate(int32_t nLength, int32_t nCharSize) noexcept = 0;
-    virtual void Free(CBufferData* data) noexcept = 0;
+    virtual CBufferData* Allocate(int32_t nLength, int32_t nCharSize) = 0;
+    virtual void Free(CBufferData* data) = 0;
     // The block resized; null leaves the old block valid.
-    virtual CBufferData* Reallocate(CBufferData* data, int32_t nLength,
-                                    int32_t nCharSize) noexcept = 0;
+    virtual CBufferData* Reallocate(CBufferData* data, int32_t nLength, int32_t nCharSize) = 0;
     // The shared empty buffer, with one reference more.
-    virtual CBufferData* GetNilBuffer() noexcept = 0;
+    virtual CBufferData* GetNilBuffer() = 0;
     // The manager for a string made from one of this manager's strings.
-    virtual IQrvBufferMgr* Clone() noexcept = 0;
+    virtual IQrvBufferMgr* Clone() = 0;
 };
+
+// How the strings call a manager, and the only way: an exception that escapes from one ends the
+// process here, before it meets a string that is half changed.
+template <typename Result, typename... Parameters>
+Result CallManager(IQrvBufferMgr* manager, Result (IQrvBufferMgr::*operation)(Parameters...),
+                   Parameters... arguments) noexcept {
+    return (manager->*operation)(arguments...);
+}
 
 // Buffers rounded up to eight characters, from a memory manager.
 class ORVAL_QRV_EXPORT CQrvBufferMgr final : public IQrvBufferMgr {
@@ -52,10 +60,9 @@ class ORVAL_QRV_EXPORT CQrvBufferMgr final : public IQrvBufferMgr {
     explicit CQrvBufferMgr(IQrvMemMgr* memory) noexcept;
     ~CQrvBufferMgr() override;
 
-    CBufferData* Allocate(int32_t nLength, int32_t nCharSize) noexcept override;
-    void Free(CBufferData* data) noexcept override;
-    CBufferData* Reallocate(CBufferData* data, int32_t nLength,
-                            int32_t nCharSize) noexcept override;
+    CBufferData* Allocate(int32_t nLength, int32_t nCharSize) override;
+    void Free(CBufferData* data) override;
+    CBufferData* Reallocate(CBufferData* data, int32_t nLength, int32_t nCharSize) override;
     CBufferData* GetNilBuffer() noexcept override;
     IQrvBufferMgr* Clone() noexcept override;
 

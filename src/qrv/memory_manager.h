@@ -8,8 +8,7 @@
 
 namespace QRV {
 
-// Where raw memory comes from. The operations do not throw: the string operations rely on it, and
-// an exception that escapes one of them ends the process.
+// Where raw memory comes from. As with IQrvBufferMgr, the operations do not throw.
 class ORVAL_QRV_EXPORT IQrvMemMgr {
  public:
     IQrvMemMgr() = default;
@@ -17,10 +16,10 @@ class ORVAL_QRV_EXPORT IQrvMemMgr {
     IQrvMemMgr& operator=(const IQrvMemMgr&) = delete;
     virtual ~IQrvMemMgr();
 
-    virtual void* Allocate(size_t size) noexcept = 0;
-    virtual void Free(void* block) noexcept = 0;
-    virtual void* Reallocate(void* block, size_t size) noexcept = 0;
-    virtual size_t GetSize(void* block) noexcept = 0;
+    virtual void* Allocate(size_t size) = 0;
+    virtual void Free(void* block) = 0;
+    virtual void* Reallocate(void* block, size_t size) = 0;
+    virtual size_t GetSize(void* block) = 0;
 };
 
 // The process heap. Not synchronised: last_size_ is a plain field.

@@ -27,7 +27,9 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
 
  public:
     // An empty buffer, sharing the manager's nil buffer.
-    explicit CSimpleBufferT(IQrvBufferMgr* mgr) { Attach(mgr->GetNilBuffer()); }
+    explicit CSimpleBufferT(IQrvBufferMgr* mgr) {
+        Attach(Obtain(mgr, &IQrvBufferMgr::GetNilBuffer));
+    }
 
     // A copy of `n` characters, which may contain NUL. Raises kInvalidArgument for a null `p` with
     // n other than 0 and for a negative n, kOutOfMemory when the manager has no block.
@@ -69,9 +71,32 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
     // The header of the block: the one place that steps back from the characters.
     CBufferData* Data() const noexcept { return reinterpret_cast<CBufferData*>(characters_) - 1; }
 
+ protected:
+    // Whether `p` points into the text or to its terminator.
+    bool Holds(const T* p) const noexcept {
+        return p >= characters_ && p <= characters_ + GetLength();
+    }
+    // The manager for a buffer made from this one.
+    static IQrvBufferMgr* ClonedManager(const CBufferData* data) {
+        return Obtain(data->manager, &IQrvBufferMgr::Clone);
+    }
+
  private:
+    static constexpr int32_t kCharSize = sizeof(T);
     static constexpr int32_t kDoublingLimit = 1024;
     static constexpr int32_t kGrowthStep = 1024;
+
+    // What a manager hands out; raises kOutOfMemory when that is nothing.
+    template <typename Result, typename... Parameters>
+    static Result* Obtain(IQrvBufferMgr* manager,
+                          Result* (IQrvBufferMgr::*operation)(Parameters...),
+                          Parameters... arguments) {
+        Result* result = CallManager(manager, operation, arguments...);
+        if (result == nullptr) {
+            ThrowMemoryException();
+        }
+        return result;
+    }
 
     static T* CharactersOf(CBufferData* data) noexcept {
         return static_cast<T*>(data->Characters());
@@ -83,7 +108,7 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
     void Attach(CBufferData* data) noexcept { characters_ = CharactersOf(data); }
     void ReplaceBlock(CBufferData* data) noexcept;
     void MakeWritable(int32_t needed);
-    void Empty() noexcept;
+    void Empty();
 
     T* characters_;
 };
@@ -91,7 +116,7 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
 template <typename T>
 void CSimpleBufferT<T>::Release(CBufferData* data) noexcept {
     if (--data->references <= 0) {
-        data->manager->Free(data);
+        CallManager(data->manager, &IQrvBufferMgr::Free, data);
     }
 }
 
@@ -107,10 +132,7 @@ CBufferData* CSimpleBufferT<T>::CopyOf(const T* p, int32_t n, IQrvBufferMgr* mgr
     if (p == nullptr && n != 0) {
         QrvThrow(kInvalidArgument);
     }
-    CBufferData* data = mgr->Allocate(n, sizeof(T));
-    if (data == nullptr) {
-        ThrowMemoryException();
-    }
+    CBufferData* data = Obtain(mgr, &IQrvBufferMgr::Allocate, n, kCharSize);
     if (n < 0 || n > data->capacity) {
         Release(data);
         QrvThrow(kInvalidArgument);
@@ -125,7 +147,7 @@ CBufferData* CSimpleBufferT<T>::CopyOf(const T* p, int32_t n, IQrvBufferMgr* mgr
 
 template <typename T>
 CBufferData* CSimpleBufferT<T>::CloneData(CBufferData* src) {
-    IQrvBufferMgr* manager = src->manager->Clone();
+    IQrvBufferMgr* manager = ClonedManager(src);
     if (src->MayBeShared() && manager == src->manager) {
         ++src->references;
         return src;
@@ -153,10 +175,10 @@ CSimpleBufferT<T>& CSimpleBufferT<T>::operator=(const CSimpleBufferT& other) {
 }
 
 template <typename T>
-void CSimpleBufferT<T>::Empty() noexcept {
+void CSimpleBufferT<T>::Empty() {
     CBufferData* own = Data();
     if (own->MayBeShared()) {
-        ReplaceBlock(own->manager->GetNilBuffer());
+        ReplaceBlock(Obtain(own->manager, &IQrvBufferMgr::GetNilBuffer));
         return;
     }
     own->length = 0;
@@ -202,7 +224,7 @@ void CSimpleBufferT<T>::Append(const T* p, int32_t n) {
         return;
     }
     // The text may be this buffer's own, which moves when it grows.
-    const bool own = p >= characters_ && p <= characters_ + length;
+    const bool own = Holds(p);
     const ptrdiff_t offset = own ? p - characters_ : 0;
     T* target = GetBuffer(length + n);
     std::memmove(target + length, own ? target + offset : p, static_cast<size_t>(n));
@@ -212,12 +234,9 @@ void CSimpleBufferT<T>::Append(const T* p, int32_t n) {
 template <typename T>
 void CSimpleBufferT<T>::Fork(int32_t nLength) {
     CBufferData* old = Data();
-    CBufferData* forked = old->manager->Clone()->Allocate(nLength, sizeof(T));
-    if (forked == nullptr) {
-        ThrowMemoryException();
-    }
-    const int32_t copied = std::min(old->length, nLength) + 1;
-    std::memcpy(forked->Characters(), old->Characters(), static_cast<size_t>(copied));
+    CBufferData* forked = Obtain(ClonedManager(old), &IQrvBufferMgr::Allocate, nLength, kCharSize);
+    const size_t copied = static_cast<size_t>(std::min(old->length, nLength)) + 1;
+    std::memcpy(forked->Characters(), old->Characters(), copied);
     forked->length = old->length;
     ReplaceBlock(forked);
 }
@@ -243,12 +262,8 @@ void CSimpleBufferT<T>::MakeWritable(int32_t needed) {
     if (data->capacity >= needed) {
         return;
     }
-    CBufferData* grown =
-        data->manager->Reallocate(data, GrownCapacity(data->capacity, needed), sizeof(T));
-    if (grown == nullptr) {
-        ThrowMemoryException();
-    }
-    Attach(grown);
+    Attach(Obtain(data->manager, &IQrvBufferMgr::Reallocate, data,
+                  GrownCapacity(data->capacity, needed), kCharSize));
 }
 
 template <typename T>

@@ -99,7 +99,7 @@ CStringT<T, Traits> CStringT<T, Traits>::Mid(int32_t iFirst, int32_t nCount) con
     if (iFirst <= 0 && count == length) {
         return *this;
     }
-    return CStringT(this->GetString() + first, count, this->Data()->manager->Clone());
+    return CStringT(this->GetString() + first, count, Buffer::ClonedManager(this->Data()));
 }
 
 template <typename T, typename Traits>

@@ -13,6 +13,8 @@ namespace {
 
 ScarceArrays* scarce_arrays = nullptr;
 
+}  // namespace
+
 // Looked up, because the linker lets no program refer to the objects of one copy of the library.
 QRV::IQrvBufferMgr** DefaultManager() {
     void* pointer = dlsym(RTLD_DEFAULT, "_ZN3QRV17_qrvBufferManagerE");
@@ -21,8 +23,6 @@ QRV::IQrvBufferMgr** DefaultManager() {
     }
     return static_cast<QRV::IQrvBufferMgr**>(pointer);
 }
-
-}  // namespace
 
 ScarceArrays::ScarceArrays(size_t failing_request) : failing_request_(failing_request) {
     requests_.reserve(64);
@@ -35,7 +35,9 @@ ScarceArrays::~ScarceArrays() {
 
 bool ScarceArrays::Grants(size_t size) {
     requests_.push_back(size);
-    return requests_.size() != failing_request_;
+    const bool granted = requests_.size() != failing_request_;
+    live_blocks_ += granted ? 1 : 0;
+    return granted;
 }
 
 ScarceStrings::ScarceStrings(int failing_request)
@@ -86,9 +88,12 @@ void* operator new[](size_t size) {
 }
 
 void operator delete[](void* block) noexcept {
+    if (scripted::scarce_arrays != nullptr && block != nullptr) {
+        scripted::scarce_arrays->Release();
+    }
     std::free(block);
 }
 
 void operator delete[](void* block, size_t /*size*/) noexcept {
-    std::free(block);
+    operator delete[](block);
 }

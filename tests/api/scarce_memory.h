@@ -12,7 +12,10 @@
 // the string library's managers for texts. A program that includes this adds scarce_memory.cpp.
 namespace scripted {
 
-// While it lives, counts array new of the whole process and lets one request fail.
+// The product's pointer to the manager that its strings start from.
+QRV::IQrvBufferMgr** DefaultManager();
+
+// While it lives, counts array new and delete of the whole process and lets one request fail.
 class ScarceArrays {
  public:
     // The request that fails, counted from 1; 0: none.
@@ -24,11 +27,15 @@ class ScarceArrays {
     // The sizes requested so far.
     std::vector<size_t> Requests() const { return requests_; }
     bool Failed() const { return failing_request_ != 0 && requests_.size() >= failing_request_; }
+    // Blocks not given back yet, when none is given back that was there before.
+    int LiveBlocks() const { return live_blocks_; }
 
     bool Grants(size_t size);
+    void Release() { --live_blocks_; }
 
  private:
     size_t failing_request_;
+    int live_blocks_ = 0;
     std::vector<size_t> requests_;
 };
 

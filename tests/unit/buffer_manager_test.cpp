@@ -76,8 +76,8 @@ TEST(IQrvBufferMgr, IsAnInterfaceOfOnePointer) {
 }
 
 TEST(IQrvBufferMgr, LengthsAndCharacterSizesAreSigned32BitNumbers) {
-    using Allocate = CBufferData* (IQrvBufferMgr::*)(int32_t, int32_t) noexcept;
-    using Reallocate = CBufferData* (IQrvBufferMgr::*)(CBufferData*, int32_t, int32_t) noexcept;
+    using Allocate = CBufferData* (IQrvBufferMgr::*)(int32_t, int32_t);
+    using Reallocate = CBufferData* (IQrvBufferMgr::*)(CBufferData*, int32_t, int32_t);
     EXPECT_TRUE((std::is_same_v<decltype(&IQrvBufferMgr::Allocate), Allocate>));
     EXPECT_TRUE((std::is_same_v<decltype(&IQrvBufferMgr::Reallocate), Reallocate>));
 }

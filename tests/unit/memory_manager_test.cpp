@@ -58,9 +58,9 @@ TEST(IQrvMemMgr, IsAnInterfaceOfOnePointer) {
 }
 
 TEST(IQrvMemMgr, SizesAreUnsigned64BitNumbers) {
-    using Allocate = void* (IQrvMemMgr::*)(uint64_t) noexcept;
-    using Reallocate = void* (IQrvMemMgr::*)(void*, uint64_t) noexcept;
-    using GetSize = uint64_t (IQrvMemMgr::*)(void*) noexcept;
+    using Allocate = void* (IQrvMemMgr::*)(uint64_t);
+    using Reallocate = void* (IQrvMemMgr::*)(void*, uint64_t);
+    using GetSize = uint64_t (IQrvMemMgr::*)(void*);
     EXPECT_TRUE((std::is_same_v<decltype(&IQrvMemMgr::Allocate), Allocate>));
     EXPECT_TRUE((std::is_same_v<decltype(&IQrvMemMgr::Reallocate), Reallocate>));
     EXPECT_TRUE((std::is_same_v<decltype(&IQrvMemMgr::GetSize), GetSize>));

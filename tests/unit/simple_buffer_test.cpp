@@ -1,11 +1,9 @@
 #include "qrv/simple_buffer.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <limits>
 #include <new>
-#include <stdexcept>
 #include <type_traits>
 
 #include "qrv_support.h"
@@ -791,102 +789,6 @@ TEST_F(SimpleBuffer, AppendBeyondTheLargestLengthIsRefused) {
     EXPECT_EQ(RaisedCode([&] { buffer.Append("x", length); }), kInvalidArgument);
     EXPECT_EQ(TextOf(buffer), "abc");
     EXPECT_EQ(Capacity(buffer), 7);
-}
-
-// --- managers that throw ---
-
-TEST(IQrvBufferMgr, OperationsAreDeclaredNotToThrow) {
-    QRV::IQrvBufferMgr* manager = nullptr;
-    EXPECT_TRUE(noexcept(manager->Allocate(1, 1)));
-    EXPECT_TRUE(noexcept(manager->Free(nullptr)));
-    EXPECT_TRUE(noexcept(manager->Reallocate(nullptr, 1, 1)));
-    EXPECT_TRUE(noexcept(manager->GetNilBuffer()));
-    EXPECT_TRUE(noexcept(manager->Clone()));
-}
-
-// Throws out of one chosen operation.
-class ThrowingManager final : public QRV::IQrvBufferMgr {
- public:
-    enum Operation { kNone, kAllocate, kFree, kReallocate, kGetNilBuffer, kClone };
-    void ThrowFrom(Operation operation) { throwing_ = operation; }
-
-    CBufferData* Allocate(int32_t nLength, int32_t nCharSize) noexcept override {
-        Enter(kAllocate);
-        CBufferData* data = inner_.Allocate(nLength, nCharSize);
-        data->manager = this;
-        return data;
-    }
-    void Free(CBufferData* data) noexcept override {
-        Enter(kFree);
-        inner_.Free(data);
-    }
-    CBufferData* Reallocate(CBufferData* data, int32_t nLength,
-                            int32_t nCharSize) noexcept override {
-        Enter(kReallocate);
-        return inner_.Reallocate(data, nLength, nCharSize);
-    }
-    CBufferData* GetNilBuffer() noexcept override {
-        Enter(kGetNilBuffer);
-        return inner_.GetNilBuffer();
-    }
-    QRV::IQrvBufferMgr* Clone() noexcept override {
-        Enter(kClone);
-        return this;
-    }
-
- private:
-    void Enter(Operation operation) const {
-        if (operation == throwing_) {
-            throw std::runtime_error("out of a manager");
-        }
-    }
-
-    ExactManager inner_;
-    Operation throwing_ = kNone;
-};
-
-class ThrowingManagerDeathTest : public testing::Test {
- protected:
-    // Runs `action` with a manager that throws from `operation`, and no core file for it.
-    template <typename Action>
-    void Run(ThrowingManager::Operation operation, Action action) {
-        const rlimit no_core = {0, 0};
-        setrlimit(RLIMIT_CORE, &no_core);
-        ThrowingManager manager;
-        CharBuffer buffer("abc", 3, &manager);
-        CharBuffer* kept = new CharBuffer(buffer);
-        manager.ThrowFrom(operation);
-        try {
-            action(buffer, &manager);
-        } catch (...) {
-            std::fputs("the exception left the string", stderr);
-            std::_Exit(0);
-        }
-        static_cast<void>(kept);
-    }
-};
-
-TEST_F(ThrowingManagerDeathTest, AnExceptionOutOfAManagerEndsTheProcess) {
-    using M = ThrowingManager;
-    using QRV::IQrvBufferMgr;
-    EXPECT_DEATH(Run(M::kAllocate, [](CharBuffer&, IQrvBufferMgr* m) { CharBuffer("x", 1, m); }),
-                 "terminate called");
-    EXPECT_DEATH(Run(M::kFree,
-                     [](CharBuffer&, IQrvBufferMgr* m) {
-                         CharBuffer other("x", 1, m);
-                         other = CharBuffer("y", 1, m);
-                     }),
-                 "terminate called");
-    EXPECT_DEATH(Run(M::kReallocate,
-                     [](CharBuffer&, IQrvBufferMgr* m) {
-                         CharBuffer other("x", 1, m);
-                         other.GetBuffer(100);
-                     }),
-                 "terminate called");
-    EXPECT_DEATH(Run(M::kGetNilBuffer, [](CharBuffer&, IQrvBufferMgr* m) { CharBuffer empty(m); }),
-                 "terminate called");
-    EXPECT_DEATH(Run(M::kClone, [](CharBuffer& b, IQrvBufferMgr*) { b.Fork(3); }),
-                 "terminate called");
 }
 
 }  // namespace
