@@ -60,7 +60,7 @@ class ORVAL_QRV_EXPORT CStringT : public CSimpleBufferT<T> {
 
     // Replaces each occurrence of pszOld, left to right and never inside what was just put in.
     // Embedded NUL characters do not end the search. Returns the number of replacements. The
-    // texts must not lie in this string.
+    // texts may be this string's own.
     int32_t Replace(const T* pszOld, const T* pszNew);
 
     // The next token from `position`: delimiters there are skipped, the token ends before the next
@@ -133,6 +133,10 @@ int32_t CStringT<T, Traits>::Replace(const T* pszOld, const T* pszNew) {
     const int32_t count = Occurrences(AsView(), from);
     if (count == 0) {
         return 0;
+    }
+    if (this->Holds(pszOld) || this->Holds(pszNew)) {
+        // They would be overwritten before they have been read.
+        return Replace(CStringT(pszOld).GetString(), CStringT(pszNew).GetString());
     }
     const int32_t length = this->GetLength();
     const int32_t new_length = ReplacedLength(length, count, from, to);

@@ -292,6 +292,50 @@ INSTANTIATE_TEST_SUITE_P(HighBytes, StringReplace,
                          testing::Values(Replacement{"\xE4\xB8\xAD", "\xB8", "\xFF\x80", 1,
                                                      "\xE4\xFF\x80\xAD"}));
 
+// Every pair of places in the text, its end included, as what is looked for and what is put in.
+TEST_F(String, ReplaceTakesItsOwnTextLikeAnIndependentCopy) {
+    for (const std::string& original :
+         {""s, "a"s, "aaaa"s, "abcab"s, "ab,ab,abc"s, Literal("b\0ab\0ab"),
+          std::string(30, 'x') + "y" + std::string(30, 'x')}) {
+        for (size_t from = 0; from <= original.size(); ++from) {
+            for (size_t to = 0; to <= original.size(); ++to) {
+                CString expected = MakeString(original);
+                const int32_t count =
+                    expected.Replace(original.c_str() + from, original.c_str() + to);
+                CString text = MakeString(original);
+                EXPECT_EQ(text.Replace(text.GetString() + from, text.GetString() + to), count);
+                EXPECT_EQ(TextOf(text), TextOf(expected)) << original << " " << from << " " << to;
+            }
+        }
+    }
+}
+
+TEST_F(String, ReplaceTakesItsOwnTextForEitherArgument) {
+    CString text("ab,ab");
+    EXPECT_EQ(text.Replace(",", text.GetString()), 1);
+    EXPECT_EQ(TextOf(text), "abab,abab");
+    EXPECT_EQ(text.Replace(text.GetString() + 4, "-"), 1);
+    EXPECT_EQ(TextOf(text), "abab-");
+    EXPECT_EQ(text.Replace(text.GetString(), nullptr), 1);
+    EXPECT_EQ(TextOf(text), "");
+}
+
+// The text moves within its block to make room.
+TEST_F(String, ReplaceFindsItsOwnTextWhileTheTextMoves) {
+    CString text("ab,ab,ab");
+    text.GetBuffer(20);
+    EXPECT_EQ(text.Replace(text.GetString() + 6, "1234"), 3);
+    EXPECT_EQ(TextOf(text), "1234,1234,1234");
+}
+
+TEST_F(String, ReplaceTakesItsOwnTextOutOfASharedBuffer) {
+    CString text("ab,ab");
+    const CString sharer(text);
+    EXPECT_EQ(text.Replace(sharer.GetString() + 3, sharer.GetString() + 2), 2);
+    EXPECT_EQ(TextOf(text), ",ab,,ab");
+    EXPECT_EQ(TextOf(sharer), "ab,ab");
+}
+
 TEST_F(String, ReplaceInPlaceKeepsTheBlock) {
     CString text("a,b,c");
     const CBufferData* block = text.Data();
