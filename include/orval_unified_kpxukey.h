@@ -166,11 +166,12 @@ ORVAL_API int32_t GetErrorMsg(int32_t nErrCode, char* pszErrMsg, int32_t* pnErrM
  * Length rule: *pnVersionLen receives 13 in every case. The capacity is not tested.
  *
  * WARNING: no terminator is written: the length query does not count one, so the caller's buffer
- * may have no room for it. The log shows the buffer as a text, so pass one that is followed by a
- * zero byte: a cleared buffer of 14 bytes or more.
+ * may have no room for it. The log shows the buffer as a text, up to its first zero byte and never
+ * beyond the capacity stated or the 13 bytes written, whichever is more: state the buffer's true
+ * size, and clear it so that nothing else of it reaches the log.
  *
  * @param[out] pszVersion Buffer of at least 13 bytes, or null to ask for the length.
- * @param[out] pnVersionLen Receives the length in bytes. Not checked for null.
+ * @param[in,out] pnVersionLen Read for the log, then receives 13. Not checked for null.
  * @return 0.
  */
 ORVAL_API int32_t GetDriverVersion(char* pszVersion, int32_t* pnVersionLen);

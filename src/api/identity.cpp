@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -19,14 +20,17 @@ static_assert(kVendorChinese.size() == 33 && kVendorEnglish.size() == 20);
 constexpr size_t kSerialNumberRoom = 1024;
 
 // The part that the constant queries share. The record shows the caller's buffer as a text: what
-// follows the characters written here shows as well, up to the first NUL.
+// follows the characters written here shows as well, up to the first NUL or the capacity stated.
 int32_t AnswerConstant(const char* name, const char* format, std::string_view text, char* out,
                        int32_t* length) {
     OpenCall();
+    const int32_t capacity = *length;
     WriteConstantText(text, out, length);
     if (out != nullptr) {
+        // The capacity is not tested, so it may be less than what was written.
+        const int32_t shown = std::max(capacity, *length);
         // NOLINTNEXTLINE(clang-diagnostic-format-nonliteral): the callers' literals
-        LogEntry(name, format, out);
+        LogEntry(name, format, static_cast<int>(shown), out);
     }
     return LogEnd(name);
 }
@@ -41,17 +45,17 @@ int32_t ReadSerialNumber(TextBuffer<kSerialNumberRoom>& serial_number) {
 }  // namespace
 
 int32_t GetDriverVersion(char* pszVersion, int32_t* pnVersionLen) {
-    return AnswerConstant(__func__, "pszVersion: %s", kVersion, pszVersion, pnVersionLen);
+    return AnswerConstant(__func__, "pszVersion: %.*s", kVersion, pszVersion, pnVersionLen);
 }
 
 int32_t GetDllVersion(char* pszVersion, int32_t* pnVersionLen) {
     LogEntry(__func__, "Begin pnVersionLen = %08x", static_cast<unsigned>(*pnVersionLen));
-    return AnswerConstant(__func__, "pszVersion: %s", kVersion, pszVersion, pnVersionLen);
+    return AnswerConstant(__func__, "pszVersion: %.*s", kVersion, pszVersion, pnVersionLen);
 }
 
 int32_t GetVidAndPid(char* pszVidPid, int32_t* pnVidPidLen) {
     LogEntry(__func__, "Begin pnVidPidLen = %08x", static_cast<unsigned>(*pnVidPidLen));
-    return AnswerConstant(__func__, "pszVidPid: %s", kVidAndPid, pszVidPid, pnVidPidLen);
+    return AnswerConstant(__func__, "pszVidPid: %.*s", kVidAndPid, pszVidPid, pnVidPidLen);
 }
 
 int32_t GetPrintNumber(char* pszSN, int32_t* pnSNLen) {

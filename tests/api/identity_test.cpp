@@ -1,3 +1,9 @@
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <stdexcept>
+
 #include "api_test.h"
 
 namespace {
@@ -83,6 +89,71 @@ TEST_P(FixedTextQuery, CapacityIsNotChecked) {
     EXPECT_EQ(length, Length());
     EXPECT_EQ(out, GetParam().text + std::string(20 - strlen(GetParam().text), '\0'));
     EXPECT_EQ(LogText(), Begin("00000001") + Answer(GetParam().text) + End());
+}
+
+// A buffer with nothing behind it that may be read.
+class BufferAtTheEnd final {
+ public:
+    explicit BufferAtTheEnd(size_t size)
+        : page_(static_cast<size_t>(sysconf(_SC_PAGESIZE))), size_(size) {
+        void* pages =
+            mmap(nullptr, 2 * page_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (pages == MAP_FAILED) {
+            throw std::runtime_error("no memory could be mapped");
+        }
+        pages_ = static_cast<char*>(pages);
+        mprotect(pages_ + page_, page_, PROT_NONE);
+    }
+    BufferAtTheEnd(const BufferAtTheEnd&) = delete;
+    BufferAtTheEnd& operator=(const BufferAtTheEnd&) = delete;
+    ~BufferAtTheEnd() { munmap(pages_, 2 * page_); }
+
+    char* Start() const { return pages_ + page_ - size_; }
+
+ private:
+    size_t page_;
+    size_t size_;
+    char* pages_;
+};
+
+TEST_P(FixedTextQuery, ReadsNothingBehindABufferOfTheReportedLength) {
+    const BufferAtTheEnd out(static_cast<size_t>(Length()));
+    for (const int32_t capacity : {Length(), Length() - 1, 0, -1, INT32_MIN}) {
+        std::remove(scripted::kLogPath);
+        int32_t length = capacity;
+        EXPECT_EQ(GetParam().query(out.Start(), &length), 0);
+        EXPECT_EQ(length, Length());
+        EXPECT_EQ(std::string(out.Start(), static_cast<size_t>(length)), GetParam().text);
+        EXPECT_THAT(LogText(), testing::HasSubstr(Answer(GetParam().text))) << capacity;
+    }
+}
+
+TEST_P(FixedTextQuery, ReadsNothingBehindTheStatedCapacity) {
+    const BufferAtTheEnd out(20);
+    memset(out.Start(), 'x', 20);
+    int32_t length = 20;
+    EXPECT_EQ(GetParam().query(out.Start(), &length), 0);
+    EXPECT_EQ(LogText(), Begin("00000014") + Answer(std::string(out.Start(), 20)) + End());
+}
+
+TEST_P(FixedTextQuery, NeighboursOfTheBufferStayOutOfTheLog) {
+    for (const int32_t capacity : {15, Length(), 1, -1}) {
+        std::remove(scripted::kLogPath);
+        std::string memory(20, 's');
+        int32_t length = capacity;
+        EXPECT_EQ(GetParam().query(memory.data(), &length), 0);
+        const int32_t shown = std::max(capacity, Length());
+        EXPECT_THAT(LogText(),
+                    testing::HasSubstr(Answer(memory.substr(0, static_cast<size_t>(shown)))))
+            << capacity;
+    }
+}
+
+TEST_P(FixedTextQuery, LargestCapacityShowsTheBufferUpToItsEnd) {
+    std::string out(20, 'x');
+    int32_t length = INT32_MAX;
+    EXPECT_EQ(GetParam().query(out.data(), &length), 0);
+    EXPECT_EQ(LogText(), Begin("7fffffff") + Answer(out) + End());
 }
 
 TEST_P(FixedTextQuery, AnswersWithoutABackend) {

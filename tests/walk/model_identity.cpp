@@ -1,4 +1,6 @@
 // Errors and identity.
+#include <algorithm>
+
 #include "argument.h"
 #include "model.h"
 
@@ -46,7 +48,8 @@ void Model::ConstantText(const std::string& name, const std::string& label,
     out_.length = static_cast<int32_t>(text.size());
     if (In().buffer) {
         Write(text);
-        Log(name, label + ": " + AsCText(*out_.buffer));
+        const int32_t shown = std::max(*In().length, static_cast<int32_t>(text.size()));
+        Log(name, label + ": " + AsCText(*out_.buffer).substr(0, static_cast<size_t>(shown)));
     }
     LogEnd(name);
 }
