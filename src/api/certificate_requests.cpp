@@ -1,5 +1,3 @@
-#include <memory>
-
 #include "api/frame.h"
 #include "api/request_cache.h"
 #include "api/request_description.h"
@@ -13,8 +11,23 @@ constexpr const char* kRequestSeparator = "||";
 
 enum InitMode : uint32_t { kVerifyPin = 0, kInitializeKey = 1 };
 
-// Takes over a request text from the back-end. The separator goes by the position, not by what
-// is there already.
+// A request text of the back-end, from array new. It is owned before the back-end is called, which
+// may throw when it has handed one over.
+class RequestText final {
+ public:
+    RequestText() = default;
+    ~RequestText() { delete[] text_; }
+    RequestText(const RequestText&) = delete;
+    RequestText& operator=(const RequestText&) = delete;
+
+    char** Receiver() { return &text_; }
+    const char* Get() const { return text_; }
+
+ private:
+    char* text_ = nullptr;
+};
+
+// The separator goes by the position, not by what is there already.
 void AppendRequest(QRV::CString& requests, int32_t position, const char* request) {
     if (position > 0) {
         requests += kRequestSeparator;
@@ -25,12 +38,12 @@ void AppendRequest(QRV::CString& requests, int32_t position, const char* request
 // One request for the fields, appended. Stores and returns the outcome.
 int32_t MakeRequest(const char* szSN, const RequestFields& fields, int32_t position,
                     QRV::CString& requests) {
-    char* text = nullptr;
-    const int32_t code = Finish(Backend(&CommonFunction::GMCreatePKCS10, szSN, fields.cert_type,
-                                        fields.key_type, fields.hash_type, &text, nullptr, 0));
-    const std::unique_ptr<char[]> owned(text);
+    RequestText text;
+    const int32_t code =
+        Finish(Backend(&CommonFunction::GMCreatePKCS10, szSN, fields.cert_type, fields.key_type,
+                       fields.hash_type, text.Receiver(), nullptr, 0));
     if (code == ORVAL_OK) {
-        AppendRequest(requests, position, owned.get());
+        AppendRequest(requests, position, text.Get());
     }
     return code;
 }
@@ -77,12 +90,12 @@ int32_t PrepareKey(const char* szSN, uint32_t init_mode) {
 int32_t MakeEntryRequest(const char* szSN, RequestEntry& entry, int32_t position,
                          QRV::CString& requests) {
     const QRV::CString serial_number(szSN);
-    char* text = nullptr;
-    const int32_t code = Finish(Backend(&CommonFunction::GMCreatePKCS10Ex,
-                                        serial_number.GetString(), &entry, &text, 1, nullptr, 0));
-    const std::unique_ptr<char[]> owned(text);
+    RequestText text;
+    const int32_t code =
+        Finish(Backend(&CommonFunction::GMCreatePKCS10Ex, serial_number.GetString(), &entry,
+                       text.Receiver(), 1, nullptr, 0));
     if (code == ORVAL_OK) {
-        AppendRequest(requests, position, owned.get());
+        AppendRequest(requests, position, text.Get());
     }
     return code;
 }

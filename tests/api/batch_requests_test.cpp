@@ -718,6 +718,18 @@ TEST(Batch_InitAndGenerateCertRequest, StringLibraryOutOfMemoryLeavesAsItsExcept
     }
 }
 
+TEST(Batch_InitAndGenerateCertRequest, RequestOfAKeyThatThrowsIsReleased) {
+    Initialize();
+    Key().GMCreatePKCS10Ex.Does([](auto, auto, char** request, auto...) -> int32_t {
+        *request = scripted::NewText("handed over");
+        throw std::runtime_error("out of the key");
+    });
+    const ScarceArrays arrays;
+    EXPECT_THROW(Request().AskLength(), std::runtime_error);
+    EXPECT_EQ(arrays.Requests().size(), 1U);
+    EXPECT_EQ(arrays.LiveBlocks(), 0);
+}
+
 // The three parts of a pending request are there together or not at all.
 TEST(Batch_InitAndGenerateCertRequest, MemoryThatRunsOutWhileTheRequestIsKeptLeavesNoHalfOfIt) {
     LeaveEarlierCode();

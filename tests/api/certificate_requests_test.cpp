@@ -1,9 +1,11 @@
 #include <dlfcn.h>
 
 #include <functional>
+#include <stdexcept>
 
 #include "api_test.h"
 #include "qrv/string.h"
+#include "scarce_memory.h"
 
 namespace {
 
@@ -575,6 +577,20 @@ TEST_F(RequestCache, IsServedWithoutABackend) {
 }
 
 // --- Memory ------------------------------------------------------------------------------------
+
+TEST(GenerateCertRequest, RequestOfAKeyThatThrowsIsReleased) {
+    Initialize();
+    Key().GMCreatePKCS10.Does([](auto, auto, auto, auto, char** request, auto...) -> int32_t {
+        *request = scripted::NewText("handed over");
+        throw std::runtime_error("out of the key");
+    });
+    int32_t length = 0;
+    const scripted::ScarceArrays arrays;
+    EXPECT_THROW(GenerateCertRequest(kSerialNumber, "CertType(1)KeyType(1)", nullptr, &length),
+                 std::runtime_error);
+    EXPECT_EQ(arrays.Requests().size(), 1U);
+    EXPECT_EQ(arrays.LiveBlocks(), 0);
+}
 
 // Refuses one request, counted from 0, or none.
 class FailingMemory final : public QRV::IQrvMemMgr {
