@@ -18,6 +18,6 @@ std::optional<QRV::CString> PackageItems::Next() {
         return QRV::CString();
     }
     // Past the ")" and the "|" that follows it.
-    position_ = end + 2;
+    position_ = int64_t{end} + 2;
     return package_.Mid(data, end - data);
 }

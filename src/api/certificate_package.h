@@ -22,7 +22,7 @@ class PackageItems final {
  private:
     QRV::CString package_;
     QRV::CString name_;
-    int32_t position_ = 0;
+    int64_t position_ = 0;  // may lie beyond the largest length
     bool rest_is_unclosed_ = false;
 };
 

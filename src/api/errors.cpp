@@ -1,6 +1,7 @@
 #include <cstring>
 
 #include "api/frame.h"
+#include "api/length_protocol.h"
 #include "qrv/string.h"
 
 namespace {
@@ -34,12 +35,12 @@ int32_t GetErrorMsg(int32_t nErrCode, char* pszErrMsg, int32_t* pnErrMsgLen) {
         return ORVAL_BACKEND_UNAVAILABLE;
     }
     const QRV::CString message(*answer);
-    const int32_t needed = message.GetLength() + 1;
-    const bool fits = needed <= *pnErrMsgLen;
-    *pnErrMsgLen = needed;
+    const int32_t length = message.GetLength();
+    const bool fits = length < *pnErrMsgLen;
+    *pnErrMsgLen = WithTerminator(length);
     if (!fits) {
         return Finish(ORVAL_BUFFER_TOO_SMALL);
     }
-    std::memcpy(pszErrMsg, message.GetString(), static_cast<size_t>(needed));
+    std::memcpy(pszErrMsg, message.GetString(), static_cast<size_t>(length) + 1);
     return ORVAL_OK;
 }

@@ -13,6 +13,12 @@
 // What a caller with a too small buffer is told.
 enum class WhenShort { kTextLength, kTextLengthAndTerminator };
 
+// A text's length with its terminator. In 32 bits, and the back-end may report the largest number
+// there is: the sum wraps.
+constexpr int32_t WithTerminator(int32_t text_length) {
+    return static_cast<int32_t>(static_cast<uint32_t>(text_length) + 1U);
+}
+
 // A text buffer for the back-end: zeroed, with one byte behind it that the back-end is not told of,
 // so that a text filling the whole buffer still ends.
 template <size_t kSize>
@@ -27,7 +33,7 @@ struct TextBuffer {
 inline int32_t DeliverText(const char* text, int32_t text_length, char* out, int32_t* length,
                            WhenShort when_short) {
     if (*length < text_length) {
-        *length = when_short == WhenShort::kTextLength ? text_length : text_length + 1;
+        *length = when_short == WhenShort::kTextLength ? text_length : WithTerminator(text_length);
         return Finish(ORVAL_BUFFER_TOO_SMALL);
     }
     *length = text_length;
@@ -39,7 +45,7 @@ inline int32_t DeliverText(const char* text, int32_t text_length, char* out, int
 inline int32_t CopyOutText(const char* text, int32_t text_length, char* out, int32_t* length,
                            WhenShort when_short) {
     if (out == nullptr) {
-        *length = text_length + 1;
+        *length = WithTerminator(text_length);
         return G_LastError;
     }
     return DeliverText(text, text_length, out, length, when_short);

@@ -90,7 +90,7 @@ int32_t DeliverRequests(const QRV::CString& requests, const char* szSN, const ch
                            WhenShort::kTextLength);
     }
     ReleaseP10Buffer();
-    *length = requests.GetLength() + 1;
+    *length = WithTerminator(requests.GetLength());
     Fill(requests, szSN, szRequestInfo);
     return G_LastError;
 }

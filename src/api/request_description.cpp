@@ -37,14 +37,14 @@ int32_t DigitValue(char character) {
 
 bool RequestDescription::TakeRecord() {
     record_ = text_.Tokenize("|", position_);
-    return position_ >= 0;
+    return position_ != QRV::CString::kNoToken;
 }
 
 bool RequestDescription::ReadFields(RequestFields& fields) const {
     int32_t position = 0;
-    while (position >= 0) {
+    while (position != QRV::CString::kNoToken) {
         const QRV::CString name = record_.Tokenize("(", position);
-        if (position < 0) {
+        if (position == QRV::CString::kNoToken) {
             break;
         }
         const FieldName* field = FindField(name);

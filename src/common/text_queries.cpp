@@ -33,7 +33,7 @@ PackageType TypeOf(const QRV::CString& text) {
         }
         item = separator + 1;
         // No bracket gives -1 and with it an empty, unknown name.
-        bracket = text.Find("(", separator + 2);
+        bracket = text.Find("(", int64_t{separator} + 2);
     }
     return PackageType::kMalformed;
 }
@@ -42,12 +42,12 @@ PackageType TypeOf(const QRV::CString& text) {
 
 int32_t CommonFunction::GetSubStringCount(const std::string& strText, const std::string& strSub) {
     const size_t step = strSub.empty() ? 1 : strSub.size();
-    int32_t count = 0;
+    uint32_t count = 0;
     for (size_t at = strText.find(strSub); at != std::string::npos;
          at = strText.find(strSub, at + step)) {
         ++count;
     }
-    return count;
+    return static_cast<int32_t>(count);
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): clients pass a string by value

@@ -64,8 +64,9 @@ class ORVAL_QRV_EXPORT CStringT : public CSimpleBufferT<T> {
     int32_t Replace(const T* pszOld, const T* pszNew);
 
     // The next token from `position`: delimiters there are skipped, the token ends before the next
-    // one and `position` moves behind that (one past the end of the text if there was none).
-    // Nothing left: an empty token, and `position` becomes -1.
+    // one and `position` moves behind that (one past the end of the text if there was none, which
+    // wraps behind the longest text there is). Nothing left: an empty token, and kNoToken.
+    static constexpr int32_t kNoToken = -1;
     CStringT Tokenize(const T* pszDelimiters, int32_t& position) const;
 
     void TrimSpace();
@@ -75,7 +76,7 @@ class ORVAL_QRV_EXPORT CStringT : public CSimpleBufferT<T> {
     CStringT& operator+=(const T* psz);
 
     // Index of the first `text` at or behind `start`, or -1; also -1 for a start beyond the end.
-    int32_t Find(const T* text, int32_t start = 0) const;
+    int32_t Find(const T* text, int64_t start = 0) const;
 
     bool operator==(const CStringT& other) const { return AsView() == other.AsView(); }
     bool operator!=(const CStringT& other) const { return !(*this == other); }
@@ -170,11 +171,11 @@ CStringT<T, Traits> CStringT<T, Traits>::Tokenize(const T* pszDelimiters, int32_
                              ? View::npos
                              : text.find_first_not_of(delimiters, static_cast<size_t>(position));
     if (start == View::npos) {
-        position = -1;
+        position = kNoToken;
         return CStringT();
     }
     const size_t end = std::min(text.find_first_of(delimiters, start), text.size());
-    position = static_cast<int32_t>(end) + 1;
+    position = static_cast<int32_t>(end + 1);
     return Mid(static_cast<int32_t>(start), static_cast<int32_t>(end - start));
 }
 
@@ -217,7 +218,7 @@ CStringT<T, Traits>& CStringT<T, Traits>::operator+=(const T* psz) {
 }
 
 template <typename T, typename Traits>
-int32_t CStringT<T, Traits>::Find(const T* text, int32_t start) const {
+int32_t CStringT<T, Traits>::Find(const T* text, int64_t start) const {
     const size_t at = start < 0 ? View::npos : AsView().find(text, static_cast<size_t>(start));
     return at == View::npos ? -1 : static_cast<int32_t>(at);
 }

@@ -189,6 +189,19 @@ TEST(GetCert, ReportsTheKeysLengthAndCopiesUpToTheFirstZeroByte) {
     }
 }
 
+TEST(GetCert, LargestLengthWrapsWhenTheTerminatorIsAdded) {
+    Key().GetCertInfo.Does([](auto, auto, auto, char* certificate, int32_t* length) {
+        std::strcpy(certificate, "certificate");
+        *length = kHighest;
+        return 0;
+    });
+    Reading call = {GetCert};
+    EXPECT_TRUE(Gives(call.AskLength(), 0));
+    EXPECT_EQ(call.length, kLowest);
+    EXPECT_TRUE(Gives(call.RunWithCapacity(2000), -404));
+    EXPECT_EQ(call.length, kHighest);
+}
+
 TEST(GetCert, KeyThatSetsNoLengthReportsTheWholeBuffer) {
     Reading call = {GetCert};
     EXPECT_TRUE(Gives(call.AskLength(), 0));

@@ -1,4 +1,7 @@
+#include <memory>
+
 #include "api_test.h"
+#include "huge_text.h"
 #include "scarce_memory.h"
 
 namespace {
@@ -158,6 +161,38 @@ TEST_F(GetErrorMsgTest, StringLibraryOutOfMemoryLeavesAsItsException) {
     EXPECT_TRUE(message.Untouched());
     EXPECT_EQ(length, 200);
     EXPECT_EQ(G_LastError, 77);
+}
+
+// Memory for a text of the largest length that takes little: only its beginning is kept.
+class FoldedHeap final : public QRV::IQrvMemMgr {
+ public:
+    void* Allocate(size_t size) override {
+        block_ = std::make_unique<FoldedMemory>(size + FoldedMemory::kPiece, FoldedMemory::kPiece,
+                                                size / FoldedMemory::kPiece * FoldedMemory::kPiece);
+        return block_->Start();
+    }
+    void Free(void* /*block*/) override { block_.reset(); }
+    void* Reallocate(void* /*block*/, size_t /*size*/) override { return nullptr; }
+    size_t GetSize(void* /*block*/) override { return 0; }
+
+ private:
+    using FoldedMemory = scripted::FoldedMemory;
+    std::unique_ptr<FoldedMemory> block_;
+};
+
+TEST_F(GetErrorMsgTest, LongestMessageWrapsWhenTheTerminatorIsAddedAndFitsNowhere) {
+    const scripted::HugeText text(2 * scripted::kOneGibibyte);
+    Key().X_ErrorConvert_UOS.Returns(text.Text() + 1);
+    FoldedHeap heap;
+    QRV::CQrvBufferMgr manager(&heap);
+    QRV::IQrvBufferMgr* const usual_manager = *scripted::DefaultManager();
+    *scripted::DefaultManager() = &manager;
+    Canary message(200);
+    int32_t length = INT32_MAX;
+    EXPECT_EQ(GetErrorMsg(5, message, &length), -404);
+    EXPECT_EQ(length, INT32_MIN);
+    EXPECT_TRUE(message.Untouched());
+    *scripted::DefaultManager() = usual_manager;
 }
 
 TEST(GetErrorMsgUninitialized, BindsFirst) {

@@ -621,6 +621,39 @@ TEST_F(String, FindGivesTheFirstPlaceFromTheStart) {
     EXPECT_EQ(text.Find("a", 7), -1);
     EXPECT_EQ(text.Find("a", kLargest), -1);
     EXPECT_EQ(text.Find("a", -1), -1);
+    EXPECT_EQ(text.Find("a", int64_t{kLargest} + 1), -1);
+}
+
+// Blocks of memory that is only there once it is written to.
+class SparseManager final : public QRV::IQrvBufferMgr {
+ public:
+    CBufferData* Allocate(int32_t nLength, int32_t /*nCharSize*/) override {
+        void* block = mmap(nullptr, kBlock, PROT_READ | PROT_WRITE,
+                           MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+        return block == MAP_FAILED ? nullptr : new (block) CBufferData{this, 0, nLength, 1};
+    }
+    void Free(CBufferData* data) override { munmap(data, kBlock); }
+    CBufferData* Reallocate(CBufferData* data, int32_t nLength, int32_t /*nCharSize*/) override {
+        data->capacity = nLength;
+        return data;
+    }
+    CBufferData* GetNilBuffer() override { return nullptr; }
+    QRV::IQrvBufferMgr* Clone() override { return this; }
+
+ private:
+    static constexpr size_t kBlock = (size_t{1} << 31) + sizeof(CBufferData);
+};
+
+TEST_F(String, PositionBehindTheLongestTextThereIsWraps) {
+    SparseManager sparse;
+    CString longest(nullptr, 0, &sparse);
+    longest.GetBuffer(kLargest);
+    longest.SetLength(kLargest);
+    int32_t position = kLargest - 2;
+    EXPECT_EQ(TextOf(longest.Tokenize("|", position)), Literal("\0\0"));
+    EXPECT_EQ(position, kSmallest);
+    EXPECT_TRUE(longest.Tokenize("|", position).IsEmpty());
+    EXPECT_EQ(position, CString::kNoToken);
 }
 
 }  // namespace
