@@ -398,6 +398,12 @@ TEST(GetBatchCertDataType, TypesEveryListedText) {
     }
 }
 
+// A bracket right behind the first character opens an item, unlike one in its place.
+TEST(GetBatchCertDataType, NameOfOneLetterIsAnUnknownName) {
+    EXPECT_EQ(ORVAL_ComFunc.GetBatchCertDataType(QRV::CString("S(X)")), 1);
+    EXPECT_EQ(ORVAL_ComFunc.GetBatchCertDataType(QRV::CString("SignCert(X)|E(Y)")), 1);
+}
+
 TEST(GetBatchCertDataType, LeavesTheCallersTextAsItIs) {
     const QRV::CString text("signcert(X)|enccert(Y)");
     EXPECT_EQ(ORVAL_ComFunc.GetBatchCertDataType(text), 3);

@@ -220,6 +220,19 @@ TEST(WaitForKeyEvent, RefusedContextIsReported) {
     EXPECT_EQ(LogText(), Started() + Ended("184549379", "571"));
 }
 
+TEST(WaitForKeyEvent, ResetsTheLastErrorBeforeTheContextOpens) {
+    Initialize();
+    G_LastError = 77;
+    int32_t seen = -1;
+    Token().ContextInit.Does([&](uint32_t*) {
+        seen = G_LastError;
+        return 0U;
+    });
+    Wait wait;
+    EXPECT_EQ(wait.Run(), 0);
+    EXPECT_EQ(seen, 0);
+}
+
 TEST(WaitForKeyEvent, HandsTheContextFromInitToTheWait) {
     Token().ContextInit.Does([](uint32_t* context) {
         *context = 4711;

@@ -216,6 +216,18 @@ TEST(GetPrintNumber, LongestSerialNumber) {
     EXPECT_TRUE(number.Holds(longest + '\0'));
 }
 
+TEST(GetPrintNumber, NumberThatFillsTheBufferStillEnds) {
+    Key().CheckDeviceEx.Does([](uint32_t*, _S_DEV_CONFIG*, int32_t, char* number) {
+        memset(number, 'N', 1024);
+        return 0;
+    });
+    Canary number(1025);
+    int32_t length = 1025;
+    EXPECT_EQ(GetPrintNumber(number, &length), 0);
+    EXPECT_EQ(length, 1024);
+    EXPECT_TRUE(number.Holds(std::string(1024, 'N') + '\0'));
+}
+
 TEST(GetPrintNumber, FailureLogsTheCallersUnchangedBuffer) {
     Key().CheckDeviceEx.Writes("never shown", 0x0A000001);
     Canary number(8);

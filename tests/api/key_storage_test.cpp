@@ -141,6 +141,31 @@ TEST(GetLabel, LongestLabel) {
     EXPECT_TRUE(label.Holds(longest + '\0'));
 }
 
+TEST(GetLabel, LabelThatFillsTheBufferStillEnds) {
+    Key().GetLabel.Does([](char*, char* label) {
+        memset(label, 'L', 512);
+        return 0;
+    });
+    Canary label(513);
+    int32_t length = 512;
+    EXPECT_EQ(GetLabel(kSerialNumber, label, &length), 0);
+    EXPECT_EQ(length, 512);
+    EXPECT_TRUE(label.Holds(std::string(512, 'L') + '\0'));
+}
+
+TEST(GetLabel, ResetsTheLastErrorBeforeTheKeyWorks) {
+    Initialize();
+    G_LastError = 77;
+    int32_t seen = -1;
+    Key().GetLabel.Does([&](char*, char*) {
+        seen = G_LastError;
+        return 0;
+    });
+    int32_t length = 0;
+    EXPECT_EQ(GetLabel(kSerialNumber, nullptr, &length), 0);
+    EXPECT_EQ(seen, 0);
+}
+
 TEST(GetLabel, StringLibraryOutOfMemoryLeavesAsItsException) {
     G_LastError = 5;
     Canary label(8);
@@ -357,6 +382,18 @@ TEST(GetData, LongestData) {
     EXPECT_EQ(GetData(kSerialNumber, 1, data, &length), 0);
     EXPECT_EQ(length, 259);
     EXPECT_TRUE(data.Holds(longest + '\0'));
+}
+
+TEST(GetData, DataThatFillsTheBufferStillEnds) {
+    Key().GetData.Does([](const char*, int32_t, char* data) {
+        memset(data, 'D', 260);
+        return 0;
+    });
+    Canary data(261);
+    int32_t length = 260;
+    EXPECT_EQ(GetData(kSerialNumber, 1, data, &length), 0);
+    EXPECT_EQ(length, 260);
+    EXPECT_TRUE(data.Holds(std::string(260, 'D') + '\0'));
 }
 
 TEST(GetData, EmptyData) {

@@ -165,6 +165,16 @@ TEST_F(CQrvBufferMgrTest, AllocatedBlockIsEmptyAndOwnedOnce) {
     manager_.Free(data);
 }
 
+TEST_F(CQrvBufferMgrTest, LengthOfMinusOneGetsABlockWithoutAnyCharacter) {
+    CBufferData* data = manager_.Allocate(-1, 1);
+    ASSERT_NE(data, nullptr);
+    EXPECT_EQ(memory_.Requests().back(), kHeaderSize);
+    EXPECT_EQ(data->length, 0);
+    EXPECT_EQ(data->capacity, -1);
+    EXPECT_EQ(data->references, 1);
+    manager_.Free(data);
+}
+
 TEST_F(CQrvBufferMgrTest, AllocateWithoutMemoryGivesNull) {
     memory_.FailAt(1);
     EXPECT_EQ(manager_.Allocate(5, 1), nullptr);

@@ -111,6 +111,15 @@ TEST_F(String, TextLongerThanAnyLengthIsRefused) {
     EXPECT_EQ(TextOf(text), "abc");
 }
 
+// The low 32 bits of its length alone would pass for a small one.
+TEST_F(String, TextOfFourGibibytesAndMoreIsRefused) {
+    if (kThreadSanitizer) {
+        GTEST_SKIP() << "the thread sanitizer would record every byte of the text";
+    }
+    const HugeText huge(4 * kOneGibibyte + FoldedMemory::kPiece);
+    EXPECT_EQ(RaisedCode([&] { CString text(huge.Text()); }), kInvalidArgument);
+}
+
 TEST_F(String, CopiesAndAssignmentsShare) {
     const CString original("abc");
     const CString copy(original);
