@@ -1,23 +1,18 @@
 #include "core/key_pair.h"
 
-#include <openssl/core_names.h>
-#include <openssl/param_build.h>
 #include <openssl/rsa.h>
 
 #include "core/error.h"
+#include "core/key_parts.h"
 
 namespace softkey {
 namespace {
 
 constexpr unsigned kRsaBits = 2048;
-constexpr size_t kScalarLength = 32;
 constexpr size_t kDigestLength = 32;
 constexpr size_t kPointLength = 65;
 
 using ssl::Check;
-using ParameterBuilder = ssl::Owner<OSSL_PARAM_BLD, OSSL_PARAM_BLD_free>;
-using Parameters = ssl::Owner<OSSL_PARAM, OSSL_PARAM_free>;
-using Pkcs8 = ssl::Owner<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
 
 KeyType TypeOf(const EVP_PKEY* key) {
     if (EVP_PKEY_is_a(key, "SM2") == 1) {
@@ -32,28 +27,6 @@ ssl::KeyContext NewContext(EVP_PKEY* key) {
     ssl::KeyContext context(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr));
     Check(context != nullptr, "key context");
     return context;
-}
-
-ssl::Key Sm2FromParts(const BIGNUM* scalar, const Bytes& point) {
-    const ParameterBuilder builder(OSSL_PARAM_BLD_new());
-    Check(OSSL_PARAM_BLD_push_utf8_string(builder.get(), OSSL_PKEY_PARAM_GROUP_NAME, "SM2", 0) == 1,
-          "SM2 group");
-    Check(OSSL_PARAM_BLD_push_octet_string(builder.get(), OSSL_PKEY_PARAM_PUB_KEY, point.data(),
-                                           point.size()) == 1,
-          "SM2 public key");
-    if (scalar != nullptr) {
-        Check(OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_PRIV_KEY, scalar) == 1,
-              "SM2 private key");
-    }
-    const Parameters parameters(OSSL_PARAM_BLD_to_param(builder.get()));
-    const ssl::KeyContext context(EVP_PKEY_CTX_new_from_name(nullptr, "SM2", nullptr));
-    EVP_PKEY* key = nullptr;
-    Check(context != nullptr && EVP_PKEY_fromdata_init(context.get()) == 1, "SM2 key");
-    Check(EVP_PKEY_fromdata(context.get(), &key,
-                            scalar == nullptr ? EVP_PKEY_PUBLIC_KEY : EVP_PKEY_KEYPAIR,
-                            parameters.get()) == 1,
-          "SM2 key", Code::kData);
-    return ssl::Key(key);
 }
 
 using Crypt = int (*)(EVP_PKEY_CTX*, unsigned char*, size_t*, const unsigned char*, size_t);
@@ -82,10 +55,7 @@ KeyPair KeyPair::Generate(KeyType type) {
 }
 
 KeyPair KeyPair::FromPrivate(const SecretBytes& pkcs8) {
-    const unsigned char* cursor = pkcs8.data();
-    ssl::Key key(d2i_AutoPrivateKey(nullptr, &cursor, static_cast<long>(pkcs8.size())));
-    Check(key != nullptr, "private key", Code::kStoreDamaged);
-    return KeyPair(std::move(key));
+    return KeyPair(ReadPrivateKey(pkcs8));
 }
 
 KeyPair KeyPair::FromPublic(const Bytes& public_key_info) {
@@ -122,14 +92,7 @@ KeyPair KeyPair::Sm2FromPoint(const Bytes& uncompressed_point) {
 }
 
 SecretBytes KeyPair::Private() const {
-    const Pkcs8 info(EVP_PKEY2PKCS8(key_.get()));
-    Check(info != nullptr, "private key");
-    const int length = i2d_PKCS8_PRIV_KEY_INFO(info.get(), nullptr);
-    Check(length > 0, "private key");
-    SecretBytes der(static_cast<size_t>(length));
-    unsigned char* cursor = der.data();
-    Check(i2d_PKCS8_PRIV_KEY_INFO(info.get(), &cursor) == length, "private key");
-    return der;
+    return WritePrivateKey(key_.get());
 }
 
 Bytes KeyPair::Public() const {
@@ -137,22 +100,11 @@ Bytes KeyPair::Public() const {
 }
 
 SecretBytes KeyPair::Sm2Scalar() const {
-    BIGNUM* number = nullptr;
-    Check(EVP_PKEY_get_bn_param(key_.get(), OSSL_PKEY_PARAM_PRIV_KEY, &number) == 1, "SM2 scalar");
-    const ssl::Number owner(number);
-    SecretBytes scalar(kScalarLength);
-    Check(BN_bn2binpad(number, scalar.data(), kScalarLength) == kScalarLength, "SM2 scalar");
-    return scalar;
+    return Sm2ScalarOf(key_.get());
 }
 
 Bytes KeyPair::Sm2Point() const {
-    Bytes point(kPointLength);
-    size_t length = 0;
-    Check(EVP_PKEY_get_octet_string_param(key_.get(), OSSL_PKEY_PARAM_PUB_KEY, point.data(),
-                                          point.size(), &length) == 1 &&
-              length == kPointLength,
-          "SM2 public key");
-    return point;
+    return Sm2PointOf(key_.get());
 }
 
 ssl::DigestContext KeyPair::MessageContext(ssl::KeyContext* key_context) const {

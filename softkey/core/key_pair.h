@@ -3,6 +3,7 @@
 
 #include <string_view>
 
+#include "core/key_parts.h"
 #include "core/secret.h"
 #include "core/ssl.h"
 
@@ -13,8 +14,9 @@ enum class KeyType : int { kRsa2048 = 1, kSm2 = 2 };
 // The user id that enters every SM2 signature unless two parties agree on another (GB/T 35276).
 constexpr std::string_view kDefaultUserId = "1234567812345678";
 
-// An SM2 or RSA-2048 key: a pair, or the public half alone. Signatures are SM2 with SM3 (DER form
-// of GB/T 35276) and RSA PKCS#1 v1.5 with SHA-256.
+// An SM2 or RSA-2048 key: a pair, or the public half alone. Once it is gone, nothing of a private
+// key is left in memory. Signatures are SM2 with SM3 (DER form of GB/T 35276) and RSA PKCS#1 v1.5
+// with SHA-256.
 class KeyPair {
  public:
     static KeyPair Generate(KeyType type);
@@ -59,6 +61,7 @@ class KeyPair {
  private:
     ssl::Key key_;
     KeyType type_;
+    SecretTraces traces_;
 };
 
 }  // namespace softkey

@@ -67,14 +67,26 @@ inline void Check(bool succeeded, const char* step, Code code = Code::kFail) {
 }
 
 // The DER form of `object`, by OpenSSL's own i2d function.
-template <typename T, typename Encode>
-Bytes ToDer(T* object, Encode encode, const char* step) {
+template <typename Container = Bytes, typename T, typename Encode>
+Container ToDer(T* object, Encode encode, const char* step) {
     unsigned char* der = nullptr;
     const int length = encode(object, &der);
     Check(length > 0, step);
-    Bytes bytes(der, der + length);
+    Container bytes(der, der + length);
     OPENSSL_clear_free(der, static_cast<size_t>(length));
     return bytes;
+}
+
+inline Bytes BytesOf(const ASN1_STRING* string) {
+    return Bytes(string->data, string->data + string->length);
+}
+
+// A bit string of whole bytes. Without the flag the zero bits at its end would be cut off.
+inline void SetBits(ASN1_BIT_STRING* string, const Bytes& bytes) {
+    Check(ASN1_BIT_STRING_set(string, const_cast<unsigned char*>(bytes.data()),
+                              static_cast<int>(bytes.size())) == 1,
+          "bit string");
+    string->flags |= ASN1_STRING_FLAG_BITS_LEFT;
 }
 
 // The text that `print` writes to an output of OpenSSL's.

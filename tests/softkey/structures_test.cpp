@@ -103,6 +103,35 @@ TEST(CertificatesOf, TextsThatAreNoPkcs7AreMalformed) {
     }
 }
 
+// What OpenSSL itself writes.
+SecretBytes Pkcs8Of(const KeyPair& pair) {
+    const ssl::Owner<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free> info(
+        EVP_PKEY2PKCS8(pair.Get()));
+    return ssl::ToDer<SecretBytes>(info.get(), i2d_PKCS8_PRIV_KEY_INFO, "private key");
+}
+
+TEST(PrivateKeys, AreWrittenAsOpensslWritesThemAndReadBack) {
+    for (const KeyType type : {KeyType::kSm2, KeyType::kRsa2048}) {
+        const KeyPair pair = KeyPair::Generate(type);
+        EXPECT_EQ(Pkcs8Of(pair), pair.Private());
+        const KeyPair again = KeyPair::FromPrivate(pair.Private());
+        EXPECT_EQ(type, again.Type());
+        EXPECT_EQ(pair.Public(), again.Public());
+        EXPECT_EQ(pair.Private(), again.Private());
+        EXPECT_TRUE(pair.VerifyMessage(ToBytes("hello"), again.SignMessage(ToBytes("hello"))));
+    }
+}
+
+TEST(PrivateKeys, CutOffOnesAreDamaged) {
+    for (const KeyType type : {KeyType::kSm2, KeyType::kRsa2048}) {
+        const SecretBytes whole = KeyPair::Generate(type).Private();
+        for (size_t length = 0; length < whole.size(); ++length) {
+            const SecretBytes part(whole.begin(), whole.begin() + static_cast<long>(length));
+            EXPECT_EQ(Code::kStoreDamaged, CodeOfFailure([&] { KeyPair::FromPrivate(part); }));
+        }
+    }
+}
+
 TEST(Sealing, OnlyTheSameKeyAndContextOpenUnchangedBytes) {
     const SecretBytes key = RandomSecret(kSealKeyLength);
     const SecretBytes plain = ToSecret("secret");
