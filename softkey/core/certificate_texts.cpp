@@ -71,8 +71,7 @@ std::string UsageText(X509* certificate) {
 }  // namespace
 
 ssl::Certificate ParseCertificate(const Bytes& der) {
-    const unsigned char* cursor = der.data();
-    ssl::Certificate certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
+    auto certificate = ssl::FromDer<ssl::Certificate>(der, d2i_X509);
     Check(certificate != nullptr, "certificate", Code::kStoreDamaged);
     return certificate;
 }

@@ -1,15 +1,14 @@
 #include "core/encoding.h"
 
-#include <openssl/evp.h>
+#include <openssl/pem.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdint>
+
+#include "core/ssl.h"
 
 namespace softkey {
 namespace {
-
-constexpr size_t kPemLineLength = 64;
 
 int HexValue(char digit) {
     if (digit >= '0' && digit <= '9') {
@@ -22,25 +21,6 @@ int HexValue(char digit) {
         return digit - 'A' + 10;
     }
     return -1;
-}
-
-std::string WithoutBlanks(std::string_view text) {
-    std::string result;
-    for (const char c : text) {
-        if (std::isspace(static_cast<unsigned char>(c)) == 0) {
-            result += c;
-        }
-    }
-    return result;
-}
-
-// Zero to two "=" at the end and none elsewhere; the decoder itself takes them anywhere.
-bool PaddingIsRight(const std::string& text) {
-    const size_t first = text.find('=');
-    if (first == std::string::npos) {
-        return true;
-    }
-    return text.size() - first <= 2 && text.find_first_not_of('=', first) == std::string::npos;
 }
 
 // The length of the character at the front of a text, 0 when that is no UTF-8 or a control
@@ -129,44 +109,44 @@ std::string ToBase64(const Bytes& bytes) {
 }
 
 std::optional<Bytes> FromBase64(std::string_view text) {
-    const std::string clean = WithoutBlanks(text);
-    if (clean.size() % 4 != 0 || !PaddingIsRight(clean)) {
+    const ssl::Base64Decoder decoder(EVP_ENCODE_CTX_new());
+    ssl::Check(decoder != nullptr, "Base64");
+    Bytes bytes(text.size() / 4 * 3 + 3);
+    int length = 0;
+    int rest = 0;
+    EVP_DecodeInit(decoder.get());
+    // To the decoder a dash is the end of the text.
+    if (text.find('-') != std::string_view::npos ||
+        EVP_DecodeUpdate(decoder.get(), bytes.data(), &length, AsBytes(text),
+                         static_cast<int>(text.size())) < 0 ||
+        EVP_DecodeFinal(decoder.get(), bytes.data() + length, &rest) != 1) {
         return std::nullopt;
     }
-    Bytes bytes(clean.size() / 4 * 3 + 1);
-    const int length =
-        EVP_DecodeBlock(bytes.data(), AsBytes(clean), static_cast<int>(clean.size()));
-    if (length < 0) {
-        return std::nullopt;
-    }
-    const size_t first_padding = clean.find('=');
-    const size_t padding = first_padding == std::string::npos ? 0 : clean.size() - first_padding;
-    bytes.resize(static_cast<size_t>(length) - padding);
+    bytes.resize(static_cast<size_t>(length) + static_cast<size_t>(rest));
     return bytes;
 }
 
-std::string ToPem(const Bytes& der, std::string_view label) {
-    const std::string base64 = ToBase64(der);
-    std::string pem = "-----BEGIN " + std::string(label) + "-----\n";
-    for (size_t i = 0; i < base64.size(); i += kPemLineLength) {
-        pem += base64.substr(i, kPemLineLength) + "\n";
-    }
-    return pem + "-----END " + std::string(label) + "-----\n";
+std::string ToPem(const Bytes& der, const std::string& label) {
+    const auto write = [&](BIO* output) {
+        return PEM_write_bio(output, label.c_str(), "", der.data(), static_cast<long>(der.size())) >
+               0;
+    };
+    return ssl::Printed(write, "PEM");
 }
 
 std::optional<Bytes> FromBase64OrPem(std::string_view text) {
-    constexpr std::string_view kDashes = "-----";
     const size_t begin = text.find("-----BEGIN ");
     if (begin == std::string_view::npos) {
         return FromBase64(text);
     }
-    const size_t label = begin + kDashes.size();
-    const size_t body = text.find(kDashes, label);
-    const size_t end = text.find("-----END ", label);
-    if (body == std::string_view::npos || end == std::string_view::npos || end < body) {
+    // PEM_read_bio wants lines, and the product takes the line breaks out of a text.
+    const std::vector<std::string> parts = Split(text.substr(begin), "-----");
+    constexpr size_t kBody = 2;
+    constexpr size_t kEnd = 3;
+    if (parts.size() <= kEnd || parts[kEnd].rfind("END ", 0) != 0) {
         return std::nullopt;
     }
-    return FromBase64(text.substr(body + kDashes.size(), end - body - kDashes.size()));
+    return FromBase64(parts[kBody]);
 }
 
 std::vector<std::string> Split(std::string_view text, std::string_view separator) {

@@ -21,7 +21,7 @@ std::string ToBase64(const Bytes& bytes);
 std::optional<Bytes> FromBase64(std::string_view text);
 
 // `der` in PEM armour, e.g. label "CERTIFICATE".
-std::string ToPem(const Bytes& der, std::string_view label);
+std::string ToPem(const Bytes& der, const std::string& label);
 
 // The bytes of a Base64 text that may stand in PEM armour of any label.
 std::optional<Bytes> FromBase64OrPem(std::string_view text);

@@ -10,12 +10,16 @@
 
 namespace softkey {
 
-// The certificates of a PKCS#7 signed-data structure (RFC 2315 or GB/T 35275), given as Base64 with
-// or without PEM armour. Throws kPkcs7Malformed, also when there are none.
+// Whose object identifiers a PKCS#7 structure bears.
+enum class Pkcs7Names : int { kRfc2315 = 0, kGm = 1 };
+
+// The certificates of a PKCS#7 signed-data structure (RFC 2315 or GB/T 35275) in DER or BER, given
+// as Base64 with or without PEM armour. Throws kPkcs7Malformed, also when there are none.
 std::vector<ssl::Certificate> CertificatesOf(std::string_view text);
 
-// Certificates and nothing signed, in DER (RFC 2315).
-Bytes CertificatesOnly(const std::vector<Bytes>& certificates);
+// Certificates and nothing signed, in DER.
+Bytes CertificatesOnly(const std::vector<Bytes>& certificates,
+                       Pkcs7Names names = Pkcs7Names::kRfc2315);
 
 // Signed data with one signer (RFC 2315), in DER. Nothing but the content is signed, so that its
 // signature is the raw one; without `content` it is detached.

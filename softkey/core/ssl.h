@@ -11,6 +11,7 @@
 #include <openssl/x509.h>
 
 #include <memory>
+#include <string>
 
 #include "core/error.h"
 #include "core/process_lock.h"
@@ -42,6 +43,7 @@ using Point = Owner<EC_POINT, EC_POINT_free>;
 using Request = Owner<X509_REQ, X509_REQ_free>;
 using Certificate = Owner<X509, X509_free>;
 using Name = Owner<X509_NAME, X509_NAME_free>;
+using Base64Decoder = Owner<EVP_ENCODE_CTX, EVP_ENCODE_CTX_free>;
 using Output = Owner<BIO, BIO_free_all>;
 using Pkcs7 = Owner<PKCS7, PKCS7_free>;
 
@@ -75,6 +77,24 @@ Container ToDer(T* object, Encode encode, const char* step) {
     Container bytes(der, der + length);
     OPENSSL_clear_free(der, static_cast<size_t>(length));
     return bytes;
+}
+
+// What a d2i function of OpenSSL's reads. Empty when that is nothing or something follows it.
+template <typename Owner, typename Decode>
+Owner FromDer(const Bytes& der, Decode decode) {
+    const unsigned char* cursor = der.data();
+    Owner object(decode(nullptr, &cursor, static_cast<long>(der.size())));
+    if (cursor != der.data() + der.size()) {
+        object.reset();
+    }
+    return object;
+}
+
+// "1.2.840.113549.1.7.2"
+inline std::string Dotted(const ASN1_OBJECT* object) {
+    char text[128] = {};
+    OBJ_obj2txt(text, sizeof text, object, 1);
+    return text;
 }
 
 inline Bytes BytesOf(const ASN1_STRING* string) {

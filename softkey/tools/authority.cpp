@@ -15,7 +15,6 @@
 #include "core/encoding.h"
 #include "core/enveloped_key.h"
 #include "core/home.h"
-#include "core/pkcs7.h"
 #include "core/request.h"
 #include "core/sealing.h"
 #include "tools/console.h"
@@ -45,6 +44,15 @@ void WriteNewFile(const std::string& path, const std::string& text) {
     DraftFile draft(path);
     WriteOutput(draft.Path(), text);
     draft.Publish();
+}
+
+// A copy of `text` to read from.
+ssl::Output InputOf(const std::string& text) {
+    ssl::Output input(BIO_new(BIO_s_mem()));
+    Check(
+        input != nullptr && BIO_write(input.get(), text.data(), static_cast<int>(text.size())) > 0,
+        "input");
+    return input;
 }
 
 void AddExtension(X509* certificate, X509* issuer, int kind, const char* value) {
@@ -129,10 +137,8 @@ ssl::Name ReadSubject(const std::string& text) {
 ssl::Request ReadRequest(const std::string& text) {
     const std::optional<Bytes> der = FromBase64OrPem(text);
     Require(der.has_value(), Code::kData, "a request is neither Base64 nor PEM");
-    const unsigned char* cursor = der->data();
-    ssl::Request request(d2i_X509_REQ(nullptr, &cursor, static_cast<long>(der->size())));
-    Check(request != nullptr, "a request is no PKCS#10", Code::kData);
-    Require(cursor == der->data() + der->size(), Code::kData, "something follows a request");
+    auto request = ssl::FromDer<ssl::Request>(*der, d2i_X509_REQ);
+    Require(request != nullptr, Code::kData, "a request is no PKCS#10, or something follows it");
     return request;
 }
 
@@ -231,9 +237,11 @@ void Authority::Create(const std::string& folder, const std::string& name) {
     }
     for (const KeyType type : kTypes) {
         const KeyPair pair = KeyPair::Generate(type);
-        const SecretBytes secret = pair.Private();
-        WriteNewFile(KeyPathIn(folder, type),
-                     ToPem(Bytes(secret.begin(), secret.end()), "PRIVATE KEY"));
+        const auto write_key = [&](BIO* output) {
+            return PEM_write_bio_PrivateKey(output, pair.Get(), nullptr, nullptr, 0, nullptr,
+                                            nullptr) == 1;
+        };
+        WriteNewFile(KeyPathIn(folder, type), ssl::Printed(write_key, "root key"));
         WriteNewFile(
             CertificatePath(folder, type),
             ToPem(ssl::ToDer(MakeRoot(pair, name).get(), i2d_X509, "root"), "CERTIFICATE"));
@@ -246,13 +254,14 @@ Authority::Root Authority::LoadRoot(const std::string& folder, KeyType type) {
             "there is no authority: its keys are not all in " + folder,
             "Make one with softca init --dir FOLDER, in a folder that has no part of one");
     }
-    const std::optional<Bytes> key = FromBase64OrPem(ReadInput(KeyPathIn(folder, type)));
-    const std::optional<Bytes> der = FromBase64OrPem(ReadInput(CertificatePath(folder, type)));
-    Require(key && der, Code::kStoreDamaged, "a file of the authority is damaged");
-    const unsigned char* cursor = der->data();
-    ssl::Certificate certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der->size())));
-    Check(certificate != nullptr, "root certificate", Code::kStoreDamaged);
-    return {KeyPair::FromPrivate(SecretBytes(key->begin(), key->end())), std::move(certificate)};
+    const ssl::Output key_file = InputOf(ReadInput(KeyPathIn(folder, type)));
+    const ssl::Output certificate_file = InputOf(ReadInput(CertificatePath(folder, type)));
+    ssl::Key key(PEM_read_bio_PrivateKey(key_file.get(), nullptr, nullptr, nullptr));
+    ssl::Certificate certificate(
+        PEM_read_bio_X509(certificate_file.get(), nullptr, nullptr, nullptr));
+    Check(key != nullptr && certificate != nullptr, "a file of the authority is damaged",
+          Code::kStoreDamaged);
+    return {KeyPair(std::move(key)), std::move(certificate)};
 }
 
 Authority::Authority(const std::string& folder)
@@ -273,12 +282,12 @@ Bytes Authority::Issue(const KeyPair& subject_key, const X509_NAME* subject, con
 }
 
 std::string Authority::Wrap(const std::vector<Bytes>& certificates,
-                            const std::set<KeyType>& issuers) const {
+                            const std::set<KeyType>& issuers, Pkcs7Names names) const {
     std::vector<Bytes> chain = certificates;
     for (const KeyType issuer : issuers) {
         chain.push_back(ssl::ToDer(RootFor(issuer).certificate.get(), i2d_X509, "root"));
     }
-    return ToBase64(CertificatesOnly(chain));
+    return ToBase64(CertificatesOnly(chain, names));
 }
 
 Authority::Issued Authority::IssueFor(const std::string& text, const Terms& terms) const {
@@ -311,13 +320,13 @@ std::string Authority::Package(const std::vector<Issued>& answers, const Terms& 
         package += (package.empty() ? "" : "|") + std::string(name) + "(" + data + ")";
     };
     for (const Issued& issued : answers) {
-        add(issued.item_name, Wrap({issued.certificate}, {issued.type}));
+        add(issued.item_name, Wrap({issued.certificate}, {issued.type}, terms.names));
         if (issued.envelope.empty()) {
             continue;
         }
         add("EncPriKey",
             terms.envelope_as_base64 ? ToBase64(issued.envelope) : ToHex(issued.envelope));
-        add("EncCert", Wrap({issued.encryption_certificate}, {issued.type}));
+        add("EncCert", Wrap({issued.encryption_certificate}, {issued.type}, terms.names));
     }
     return package;
 }
@@ -341,7 +350,7 @@ std::string Authority::Answer(const std::string& requests, const Terms& terms) c
         certificates.push_back(issued.certificate);
         issuers.insert(issued.type);
     }
-    return Wrap(certificates, issuers);
+    return Wrap(certificates, issuers, terms.names);
 }
 
 }  // namespace softkey::tools

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/key_pair.h"
+#include "core/pkcs7.h"
 #include "core/ssl.h"
 
 namespace softkey::tools {
@@ -22,6 +23,7 @@ class Authority {
         std::string subject;  // empty: the request's own, else "CN=...,O=...,C=CN"
         int days = 365;
         bool envelope_as_base64 = false;
+        Pkcs7Names names = Pkcs7Names::kRfc2315;
     };
 
     // Answers requests, joined by "||" or PEM blocks in a row, with one text that the key imports:
@@ -52,8 +54,8 @@ class Authority {
 
     Bytes Issue(const KeyPair& subject_key, const X509_NAME* subject, const char* usage,
                 int days) const;
-    std::string Wrap(const std::vector<Bytes>& certificates,
-                     const std::set<KeyType>& issuers) const;
+    std::string Wrap(const std::vector<Bytes>& certificates, const std::set<KeyType>& issuers,
+                     Pkcs7Names names) const;
 
     Root sm2_;
     Root rsa_;

@@ -31,6 +31,7 @@ struct Options {
     std::string output = "-";
     Authority::Terms terms;
     std::string envelope = "hex";
+    std::string pkcs7 = "rfc";
 };
 
 void Init(const Options& options) {
@@ -42,6 +43,7 @@ void Init(const Options& options) {
 
 void Issue(Options& options) {
     options.terms.envelope_as_base64 = options.envelope == "base64";
+    options.terms.names = options.pkcs7 == "gm" ? Pkcs7Names::kGm : Pkcs7Names::kRfc2315;
     const Authority authority(options.folder);
     WriteOutput(options.output, authority.Answer(ReadInput(options.input), options.terms) + "\n");
 }
@@ -73,6 +75,11 @@ void AddIssue(CLI::App& program, const std::shared_ptr<Options>& options, int& s
         ->capture_default_str();
     command->add_option("--envelope", options->envelope, "Text form of the enveloped key")
         ->check(CLI::IsMember({"hex", "base64"}))
+        ->capture_default_str();
+    command
+        ->add_option("--pkcs7", options->pkcs7,
+                     "Object identifiers of the PKCS#7: those of RFC 2315 or of GB/T 35275")
+        ->check(CLI::IsMember({"rfc", "gm"}))
         ->capture_default_str();
     command->callback(
         [options, &status] { status = RunCommand("softca issue", [&] { Issue(*options); }); });

@@ -9,6 +9,7 @@
 #include <botan/hex.h>
 #include <botan/oids.h>
 #include <botan/pk_keys.h>
+#include <botan/pkix_types.h>
 #include <botan/pubkey.h>
 #include <botan/rsa.h>
 #include <botan/sm2.h>
@@ -20,6 +21,7 @@
 #include "core/key_pair.h"
 #include "core/key_store.h"
 #include "softkey_test.h"
+#include "tools/authority.h"
 
 namespace softkey::testing {
 namespace {
@@ -171,6 +173,55 @@ std::vector<uint8_t> SealEnvelope(const Botan::SM2_PrivateKey& inside,
         .encode(scalar, Botan::BIT_STRING)
         .end_cons();
     return der;
+}
+
+Botan::RandomNumberGenerator& Random() {
+    static Botan::AutoSeeded_RNG random;
+    return random;
+}
+
+// The parts of an SM2 ciphertext: two numbers, hash, text.
+std::vector<uint8_t> CipherAsBlob(const std::vector<uint8_t>& cipher) {
+    Botan::BigInt x;
+    Botan::BigInt y;
+    std::vector<uint8_t> hash;
+    std::vector<uint8_t> text;
+    Botan::BER_Decoder(cipher)
+        .start_cons(Botan::SEQUENCE)
+        .decode(x)
+        .decode(y)
+        .decode(hash, Botan::OCTET_STRING)
+        .decode(text, Botan::OCTET_STRING)
+        .end_cons();
+    std::vector<uint8_t> blob(128);
+    Botan::BigInt::encode_1363(blob.data(), 64, x);
+    Botan::BigInt::encode_1363(blob.data() + 64, 64, y);
+    blob.insert(blob.end(), hash.begin(), hash.end());
+    blob.insert(blob.end(), {static_cast<uint8_t>(text.size()), 0, 0, 0});
+    blob.insert(blob.end(), text.begin(), text.end());
+    return blob;
+}
+
+// All 64 bytes of the private key's room are encrypted.
+std::vector<uint8_t> SealBlob(const Botan::SM2_PrivateKey& inside,
+                              const std::vector<uint8_t>& recipient_point) {
+    const std::vector<uint8_t> sm4_key = Botan::unlock(Random().random_vec(16));
+    const auto sm4 = Botan::BlockCipher::create_or_throw("SM4");
+    sm4->set_key(sm4_key);
+    std::vector<uint8_t> numbers(64);
+    Botan::BigInt::encode_1363(numbers.data(), 64, inside.private_value());
+    sm4->encrypt(numbers);
+    const Botan::PointGFp& point = inside.public_point();
+    std::vector<uint8_t> public_key(4 + 128);
+    public_key[1] = 1;  // 256 bits
+    Botan::BigInt::encode_1363(public_key.data() + 4, 64, point.get_affine_x());
+    Botan::BigInt::encode_1363(public_key.data() + 68, 64, point.get_affine_y());
+    std::vector<uint8_t> blob{1, 0, 0, 0, 1, 4, 0, 0, 0, 1, 0, 0};
+    for (const auto& part :
+         {numbers, public_key, CipherAsBlob(EncryptForPoint(recipient_point, sm4_key))}) {
+        blob.insert(blob.end(), part.begin(), part.end());
+    }
+    return blob;
 }
 
 // The raw signature and the content of PKCS#7 signed data with one signer.
@@ -326,6 +377,52 @@ TEST_F(BotanTest, AnEnvelopeMadeByBotanIsImportedAndItsKeyDecrypts) {
         found = found || (pair.IsTemporary() && pair.public_key == imported.Public());
     }
     EXPECT_TRUE(found);
+}
+
+// ENVELOPEDKEYBLOB of GM/T 0016, by Botan.
+TEST_F(BotanTest, ABlobMadeByBotanIsImported) {
+    const std::string package = Answer(DualRequest());
+    ASSERT_EQ(kSuccess, WritePkcs7(ItemsOf(package, "SignCert").at(0)));
+    const Botan::SM2_PrivateKey inside(Random(), Sm2Group());
+    ASSERT_EQ(kSuccess, ImportKey(ToBase64(SealBlob(inside, Point(1)))));
+    const KeyPair imported =
+        KeyPair::Sm2FromPoint(inside.public_point().encode(Botan::PointGFp::UNCOMPRESSED));
+    bool found = false;
+    for (const StoredPair& pair : KeyStore(kSerial).Pairs()) {
+        found = found || (pair.IsTemporary() && pair.public_key == imported.Public());
+    }
+    EXPECT_TRUE(found);
+}
+
+// GB/T 35275, read by Botan.
+TEST_F(BotanTest, AnAnswerWithTheGmIdentifiersHoldsItsCertificates) {
+    Answer(Request(1, 2));  // makes the authority
+    tools::Authority::Terms terms;
+    terms.names = Pkcs7Names::kGm;
+    const Bytes answer =
+        FromBase64Text(tools::Authority(AuthorityFolder()).Answer(Request(1, 2), terms));
+    Botan::OID type;
+    Botan::OID content_type;
+    size_t version = 0;
+    Botan::BER_Decoder decoder(answer);
+    Botan::BER_Decoder info = decoder.start_cons(Botan::SEQUENCE);
+    info.decode(type);
+    Botan::BER_Decoder wrapper = info.start_cons(Botan::ASN1_Tag(0), Botan::CONTEXT_SPECIFIC);
+    Botan::BER_Decoder data = wrapper.start_cons(Botan::SEQUENCE);
+    data.decode(version);
+    data.get_next_object();
+    data.start_cons(Botan::SEQUENCE).decode(content_type).end_cons();
+    EXPECT_EQ("1.2.156.10197.6.1.4.2.2", type.to_string());
+    EXPECT_EQ("1.2.156.10197.6.1.4.2.1", content_type.to_string());
+    EXPECT_EQ(1U, version);
+    Botan::BER_Decoder chain = data.start_cons(Botan::ASN1_Tag(0), Botan::CONTEXT_SPECIFIC);
+    Botan::X509_Certificate certificate;
+    Botan::X509_Certificate root;
+    certificate.decode_from(chain);
+    root.decode_from(chain);
+    EXPECT_FALSE(chain.more_items());
+    EXPECT_EQ(std::string(kSerial), certificate.subject_dn().get_first_attribute("CN"));
+    EXPECT_TRUE(root.subject_dn() == certificate.issuer_dn());
 }
 
 }  // namespace

@@ -109,6 +109,51 @@ TEST_F(CertificateEntries, MalformedTextsAreRefusedWithTheirOwnCodes) {
     EXPECT_EQ(Number(Code::kDataLength), ImportKey(std::string(1024, '0')));
 }
 
+// Streaming encoders do not know a length before its content: they write the indefinite form.
+TEST_F(CertificateEntries, StreamedPkcs7IsRead) {
+    const Bytes answer = FromBase64Text(Answer(Request(1, 2)));
+    WriteFile(Folder() + "/answer", AsText(answer));
+    const std::string prepare =
+        "cd " + Folder() +
+        " && openssl pkcs7 -inform DER -in answer -print_certs -out chain"
+        " && openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=Signer -keyout key -out signer"
+        " && ";
+    for (const char* const command : {"openssl smime -sign -nodetach", "openssl smime -sign",
+                                      "openssl cms -sign -nodetach", "openssl cms -sign -keyid"}) {
+        const CommandResult result =
+            RunShell(prepare + command +
+                     " -stream -binary -in chain -signer signer -inkey key -certfile chain"
+                     " -outform DER -out streamed");
+        ASSERT_EQ(0, result.status) << result.output;
+        const Bytes streamed = ToBytes(ReadFile(Folder() + "/streamed"));
+        ASSERT_EQ((Bytes{0x30, 0x80}), Bytes(streamed.begin(), streamed.begin() + 2)) << command;
+        EXPECT_EQ(kSuccess, WritePkcs7(ToBase64(streamed))) << command;
+        EXPECT_EQ(kSuccess, WritePkcs7(ToPem(streamed, "CMS"))) << command;
+        EXPECT_EQ(Number(Code::kPkcs7Malformed),
+                  WritePkcs7(ToBase64(Bytes(streamed.begin(), streamed.end() - 2))));
+    }
+    EXPECT_EQ(kSuccess, Read(1));
+}
+
+TEST_F(CertificateEntries, AnswersWithTheGmIdentifiersAreRead) {
+    WriteFile(Folder() + "/request", DualRequest());
+    Answer(Request(1, 2));  // makes the authority
+    const CommandResult result = RunShell(Program("softca") + " --dir " + AuthorityFolder() +
+                                          " issue --pkcs7 gm --in " + Folder() + "/request");
+    ASSERT_EQ(0, result.status) << result.output;
+    WriteFile(Folder() + "/signing", AsText(FromBase64Text(ItemsOf(result.output, "SignCert")[0])));
+    const CommandResult parsed =
+        RunShell("openssl asn1parse -inform DER -in " + Folder() + "/signing");
+    EXPECT_EQ(0, parsed.status);
+    for (const char* const name : {"1.2.156.10197.6.1.4.2.2", "1.2.156.10197.6.1.4.2.1"}) {
+        EXPECT_NE(std::string::npos, parsed.output.find(name)) << parsed.output;
+    }
+    EXPECT_EQ(std::string::npos, parsed.output.find("pkcs7"));
+    ASSERT_EQ(kSuccess, Import(result.output));
+    EXPECT_EQ(kSuccess, Read(1));
+    EXPECT_EQ(kSuccess, Read(2));
+}
+
 TEST_F(CertificateEntries, ARenewedCertificateReplacesTheOneBefore) {
     ASSERT_EQ(kSuccess, Import(Answer(Request(1, 2))));
     const std::string before = CertificatePem(1);

@@ -1,7 +1,6 @@
 // The examples of the published standards: GB/T 32905 (SM3), GB/T 32907 (SM4), GB/T 32918.5 (SM2).
 #include <gtest/gtest.h>
 
-#include "core/der.h"
 #include "core/encoding.h"
 #include "core/enveloped_key.h"
 #include "core/key_pair.h"
@@ -29,25 +28,19 @@ SecretBytes SecretHex(const std::string& text) {
     return SecretBytes(bytes.begin(), bytes.end());
 }
 
-Bytes PositiveInteger(const std::string& hex) {
-    Bytes content = Hex(hex);
-    if ((content[0] & 0x80) != 0) content.insert(content.begin(), 0);
-    return der::Element(der::kInteger, content);
-}
-
 KeyPair ExampleKey() {
     return KeyPair::Sm2FromScalar(SecretHex(kPrivate));
 }
 
+// SEQUENCE { INTEGER r, INTEGER s }
 Bytes ExampleSignature() {
-    return der::Element(der::kSequence,
-                        {PositiveInteger(kSignatureR), PositiveInteger(kSignatureS)});
+    return Hex(std::string("3046") + "022100" + kSignatureR + "022100" + kSignatureS);
 }
 
+// SEQUENCE { INTEGER x, INTEGER y, OCTET STRING hash, OCTET STRING text }
 Bytes ExampleCipher() {
-    return der::Element(der::kSequence, {PositiveInteger(kCipherX), PositiveInteger(kCipherY),
-                                         der::Element(der::kOctetString, Hex(kCipherHash)),
-                                         der::Element(der::kOctetString, Hex(kCipherText))});
+    return Hex(std::string("307C") + "0220" + kCipherX + "022100" + kCipherY + "0420" +
+               kCipherHash + "0413" + kCipherText);
 }
 
 TEST(Sm3, GivesTheDigestsOfTheStandard) {

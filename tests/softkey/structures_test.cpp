@@ -1,7 +1,8 @@
-// The encoded structures: the element cursor, the enveloped key, the certificate container.
+// The encoded structures: the enveloped key, the certificate container, private keys.
 #include <gtest/gtest.h>
 
-#include "core/der.h"
+#include <algorithm>
+
 #include "core/encoding.h"
 #include "core/enveloped_key.h"
 #include "core/error.h"
@@ -12,44 +13,13 @@
 namespace softkey {
 namespace {
 
-using der::Cursor;
 using testing::CodeOfFailure;
 
-TEST(DerCursor, TakesElementsOfEveryLengthForm) {
-    for (const size_t length : {0U, 1U, 127U, 128U, 255U, 256U, 70000U}) {
-        const Bytes element = der::Element(der::kOctetString, Bytes(length, 9));
-        Cursor cursor(element);
-        Bytes whole;
-        ASSERT_TRUE(cursor.TakeWhole(&whole)) << length;
-        EXPECT_EQ(element, whole);
-        EXPECT_TRUE(cursor.AtEnd());
-    }
-}
-
-TEST(DerCursor, RefusesEveryCutOffElement) {
-    const Bytes element = der::Element(der::kSequence, Bytes(300, 1));
-    for (size_t length = 0; length < element.size(); ++length) {
-        Cursor cursor(element.data(), length);
-        Bytes whole;
-        EXPECT_FALSE(cursor.TakeWhole(&whole)) << length;
-    }
-}
-
-TEST(DerCursor, RefusesTheIndefiniteFormAndAnotherTag) {
-    const Bytes indefinite{0x30, 0x80, 0x00, 0x00};
-    Cursor cursor(indefinite);
-    EXPECT_FALSE(cursor.Skip(der::kSequence));
-    const Bytes null{0x05, 0x00};
-    Cursor other(null);
-    EXPECT_FALSE(other.Skip(der::kSequence));
-    EXPECT_TRUE(other.Skip(der::kNull));
-}
-
-TEST(DerCursor, RefusesBitStringsWithUnusedBits) {
-    const Bytes odd{0x03, 0x02, 0x01, 0x80};
-    Cursor cursor(odd);
-    Bytes bits;
-    EXPECT_FALSE(cursor.TakeBits(&bits));
+// What OpenSSL itself writes.
+SecretBytes Pkcs8Of(const KeyPair& pair) {
+    const ssl::Owner<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free> info(
+        EVP_PKEY2PKCS8(pair.Get()));
+    return ssl::ToDer<SecretBytes>(info.get(), i2d_PKCS8_PRIV_KEY_INFO, "private key");
 }
 
 class EnvelopedKeyTest : public ::testing::Test {
@@ -94,20 +64,137 @@ TEST_F(EnvelopedKeyTest, CutOffAndForeignTextsAreMalformed) {
     }
 }
 
-TEST(CertificatesOf, TextsThatAreNoPkcs7AreMalformed) {
-    const Bytes empty = CertificatesOnly({});
-    for (const std::string& bad : {std::string(), std::string("AAAA"), std::string("?"),
-                                   ToBase64(empty), ToBase64(der::Element(der::kSequence, Bytes())),
-                                   ToBase64(CertificatesOnly({Bytes{0x30, 0x00}}))}) {
-        EXPECT_EQ(Code::kPkcs7Malformed, CodeOfFailure([&] { CertificatesOf(bad); })) << bad;
+// Zero bytes at the end of a bit string are a part of it.
+TEST_F(EnvelopedKeyTest, KeysThatEndInZerosStayWhole) {
+    const auto ends_in_zero = [](const Bytes& bytes) { return bytes.back() == 0; };
+    KeyPair pair = KeyPair::Generate(KeyType::kSm2);
+    while (!ends_in_zero(pair.Sm2Point())) {
+        pair = KeyPair::Generate(KeyType::kSm2);
+    }
+    EXPECT_EQ(pair.Private(), Pkcs8Of(pair));
+    EXPECT_EQ(pair.Public(), KeyPair::FromPrivate(pair.Private()).Public());
+    const Bytes envelope = EnvelopedKey::Seal(pair, recipient_);
+    EXPECT_TRUE(EnvelopedKey::Parse(ToHex(envelope)).Open(recipient_).has_value());
+}
+
+// ENVELOPEDKEYBLOB of GM/T 0016, made from a structure of the other kind.
+class EnvelopedKeyBlob : public EnvelopedKeyTest {
+ protected:
+    static constexpr size_t kLength = 388;
+    static constexpr size_t kAlgorithm = 4;
+    static constexpr size_t kPrivate = 12;
+
+    static void Append(Bytes* bytes, const Bytes& more) {
+        bytes->insert(bytes->end(), more.begin(), more.end());
+    }
+    static Bytes Padded(const Bytes& number) {
+        Bytes padded(64 - number.size());
+        Append(&padded, number);
+        return padded;
+    }
+
+    Bytes Blob() {
+        const Bytes key(16, 0x5A);
+        SecretBytes scalar = sealed_.Sm2Scalar();
+        Bytes encrypted(32);
+        const ssl::CipherContext sm4(EVP_CIPHER_CTX_new());
+        int length = 0;
+        EVP_EncryptInit_ex2(sm4.get(), EVP_sm4_ecb(), key.data(), nullptr, nullptr);
+        EVP_EncryptUpdate(sm4.get(), encrypted.data(), &length, scalar.data(), 32);
+        // SEQUENCE { INTEGER x, INTEGER y, OCTET STRING hash, OCTET STRING text }
+        const Bytes cipher = recipient_.Sm2Encrypt(SecretBytes(key.begin(), key.end()));
+        const unsigned char* at = cipher.data() + 2;
+        std::vector<Bytes> parts;
+        while (at < cipher.data() + cipher.size()) {
+            const size_t size = at[1];
+            const unsigned char* const begin = at + 2 + (size == 33 ? 1 : 0);
+            parts.emplace_back(begin, at + 2 + size);
+            at += 2 + size;
+        }
+        const Bytes point = sealed_.Sm2Point();
+        Bytes blob{1, 0, 0, 0, 1, 4, 0, 0, 0, 1, 0, 0};
+        Append(&blob, Padded(encrypted));
+        Append(&blob, {0, 1, 0, 0});
+        Append(&blob, Padded(Bytes(point.begin() + 1, point.begin() + 33)));
+        Append(&blob, Padded(Bytes(point.begin() + 33, point.end())));
+        Append(&blob, Padded(parts.at(0)));
+        Append(&blob, Padded(parts.at(1)));
+        Append(&blob, parts.at(2));
+        Append(&blob, {16, 0, 0, 0});
+        Append(&blob, parts.at(3));
+        return blob;
+    }
+
+    void ExpectOpens(const Bytes& blob) {
+        for (const std::string& text : {ToHex(blob), ToBase64(blob)}) {
+            // What the product lets through unchanged.
+            EXPECT_LE(text.size(), 1023U);
+            const std::optional<KeyPair> pair = EnvelopedKey::Parse(text).Open(recipient_);
+            ASSERT_TRUE(pair.has_value());
+            EXPECT_EQ(sealed_.Sm2Scalar(), pair->Sm2Scalar());
+        }
+    }
+};
+
+TEST_F(EnvelopedKeyBlob, OpensForItsRecipientFromHexAndBase64) {
+    ASSERT_EQ(kLength, Blob().size());
+    ExpectOpens(Blob());
+    EXPECT_FALSE(
+        EnvelopedKey::Parse(ToHex(Blob())).Open(KeyPair::Generate(KeyType::kSm2)).has_value());
+}
+
+TEST_F(EnvelopedKeyBlob, ThePrivateKeyMayStandInFrontOfItsRoom) {
+    Bytes blob = Blob();
+    std::rotate(blob.begin() + kPrivate, blob.begin() + kPrivate + 32,
+                blob.begin() + kPrivate + 64);
+    ExpectOpens(blob);
+}
+
+TEST_F(EnvelopedKeyBlob, AChangedByteIsNeverTakenForAKey) {
+    const Bytes blob = Blob();
+    for (size_t i = 0; i < blob.size(); ++i) {
+        if (i >= kPrivate && i < kPrivate + 32) continue;  // room that the key does not use
+        Bytes changed = blob;
+        changed[i] ^= 0x01;
+        std::optional<KeyPair> pair;
+        const Code code =
+            CodeOfFailure([&] { pair = EnvelopedKey::Parse(ToHex(changed)).Open(recipient_); });
+        EXPECT_FALSE(code == Code::kOk && pair.has_value()) << "byte " << i;
     }
 }
 
-// What OpenSSL itself writes.
-SecretBytes Pkcs8Of(const KeyPair& pair) {
-    const ssl::Owner<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free> info(
-        EVP_PKEY2PKCS8(pair.Get()));
-    return ssl::ToDer<SecretBytes>(info.get(), i2d_PKCS8_PRIV_KEY_INFO, "private key");
+TEST_F(EnvelopedKeyBlob, OtherLengthsAreMalformed) {
+    const Bytes blob = Blob();
+    Bytes longer = blob;
+    longer.push_back(0);
+    EXPECT_EQ(Code::kEnvelopeMalformed, CodeOfFailure([&] { EnvelopedKey::Parse(ToHex(longer)); }));
+    for (size_t length = 1; length < blob.size(); ++length) {
+        const Bytes part(blob.begin(), blob.begin() + static_cast<std::ptrdiff_t>(length));
+        EXPECT_EQ(Code::kEnvelopeMalformed,
+                  CodeOfFailure([&] { EnvelopedKey::Parse(ToHex(part)); }))
+            << length;
+    }
+}
+
+TEST_F(EnvelopedKeyBlob, AnotherCipherThanSm4EcbIsNotSupported) {
+    Bytes blob = Blob();
+    for (const Bytes& algorithm : {Bytes{1, 1}, Bytes{1, 2}, Bytes{2, 4}}) {  // SM1, SSF33, SM4-CBC
+        std::copy(algorithm.begin(), algorithm.end(), blob.begin() + kAlgorithm);
+        EXPECT_EQ(Code::kNotSupported, CodeOfFailure([&] { EnvelopedKey::Parse(ToHex(blob)); }));
+    }
+    std::string text = ToHex(envelope_);
+    const std::string sm4_ecb = "2A811CCF55016801";  // 1.2.156.10197.1.104.1
+    const std::string sm1_ecb = "2A811CCF55016601";
+    text.replace(text.find(sm4_ecb), sm4_ecb.size(), sm1_ecb);
+    EXPECT_EQ(Code::kNotSupported, CodeOfFailure([&] { EnvelopedKey::Parse(text); }));
+}
+
+TEST(CertificatesOf, TextsThatAreNoPkcs7AreMalformed) {
+    const Bytes empty = CertificatesOnly({});
+    for (const std::string& bad : {std::string(), std::string("AAAA"), std::string("?"),
+                                   ToBase64(empty), std::string("MAA=")}) {
+        EXPECT_EQ(Code::kPkcs7Malformed, CodeOfFailure([&] { CertificatesOf(bad); })) << bad;
+    }
 }
 
 TEST(PrivateKeys, AreWrittenAsOpensslWritesThemAndReadBack) {
