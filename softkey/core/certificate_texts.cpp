@@ -84,6 +84,12 @@ std::string IssuerText(const X509* certificate) {
     return NameText(X509_get_issuer_name(certificate));
 }
 
+AllowedUse AllowedUseOf(X509* certificate) {
+    const uint32_t usage = X509_get_key_usage(certificate);
+    return {(usage & (KU_DIGITAL_SIGNATURE | KU_NON_REPUDIATION)) != 0,
+            (usage & (KU_KEY_ENCIPHERMENT | KU_DATA_ENCIPHERMENT | KU_KEY_AGREEMENT)) != 0};
+}
+
 std::string Shortened(const std::string& text, size_t limit) {
     constexpr std::string_view kMark = "…";
     if (text.size() <= limit) {

@@ -18,6 +18,13 @@ std::string IssuerText(const X509* certificate);
 // A name is shortened to `name_limit` bytes.
 std::string CertificateInfoText(X509* certificate, size_t name_limit);
 
+// What a certificate's keyUsage allows; everything when it has none.
+struct AllowedUse {
+    bool signing;
+    bool encryption;
+};
+AllowedUse AllowedUseOf(X509* certificate);
+
 // At most `limit` bytes of UTF-8: a longer text is cut between two characters and ends with "…".
 std::string Shortened(const std::string& text, size_t limit);
 

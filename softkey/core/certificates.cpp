@@ -1,7 +1,9 @@
 #include "core/certificates.h"
 
 #include <algorithm>
+#include <set>
 
+#include "core/certificate_texts.h"
 #include "core/encoding.h"
 #include "core/enveloped_key.h"
 #include "core/error.h"
@@ -14,6 +16,12 @@ Bytes PublicKeyOf(X509* certificate) {
     EVP_PKEY* const key = X509_get0_pubkey(certificate);
     Require(key != nullptr, Code::kPkcs7Malformed, "a certificate's public key cannot be read");
     return ssl::ToDer(key, i2d_PUBKEY, "public key");
+}
+
+// A certificate for the other use alone must not take the place of the one that is in use.
+bool FitsUse(const StoredPair& pair, AllowedUse allowed) {
+    return pair.usage == Usage::kSigning ? allowed.signing || !allowed.encryption
+                                         : allowed.encryption || !allowed.signing;
 }
 
 bool InScope(const StoredPair& pair, DeleteScope scope) {
@@ -42,6 +50,8 @@ StoredPair FindCertified(Device& device, const CertificateSelector& selector) {
 void WriteCertificates(Device& device, std::string_view pkcs7) {
     const std::vector<StoredPair> pairs = device.Store().Pairs();
     std::vector<KeyStore::PairCertificate> ours;
+    std::set<int64_t> served;
+    std::set<int64_t> misfits;
     for (const ssl::Certificate& certificate : CertificatesOf(pkcs7)) {
         const Bytes public_key = PublicKeyOf(certificate.get());
         const auto pair = std::find_if(pairs.begin(), pairs.end(), [&](const StoredPair& stored) {
@@ -50,8 +60,15 @@ void WriteCertificates(Device& device, std::string_view pkcs7) {
         if (pair == pairs.end()) {
             continue;
         }
+        if (!FitsUse(*pair, AllowedUseOf(certificate.get()))) {
+            misfits.insert(pair->id);
+            continue;
+        }
+        served.insert(pair->id);
         ours.push_back({pair->id, ssl::ToDer(certificate.get(), i2d_X509, "certificate")});
     }
+    Require(std::includes(served.begin(), served.end(), misfits.begin(), misfits.end()),
+            Code::kCertificateUsage, "a certificate is for the other use than its key pair");
     Require(!ours.empty(), Code::kCertificateNotOurs,
             "no certificate belongs to a key pair on the key");
     device.Store().SetCertificates(ours);

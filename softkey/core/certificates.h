@@ -13,7 +13,8 @@ namespace softkey {
 StoredPair FindCertified(Device& device, const CertificateSelector& selector);
 
 // Writes each certificate of a PKCS#7 that belongs to a key pair on the key; others, such as the
-// issuer's, are passed over. Throws kCertificateNotOurs when none belongs.
+// issuer's, are passed over. Throws kCertificateNotOurs when none belongs, and kCertificateUsage
+// when the keyUsage of all that belong to a pair is for the other use.
 void WriteCertificates(Device& device, std::string_view pkcs7);
 
 // Opens the enveloped key with a signing key on the key and keeps the encryption pair until its

@@ -56,6 +56,7 @@ enum class Code : int32_t {
     kSerialTaken = 0x0A100014,
     kNoSuchKey = 0x0A100015,
     kDialogFailed = 0x0A100016,
+    kCertificateUsage = 0x0A100017,
 };
 
 // A failure on its way to the boundary, where it becomes its code. `what()` is for people: what

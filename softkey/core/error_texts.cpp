@@ -80,6 +80,10 @@ constexpr ErrorText kTexts[] = {
     {Number(Code::kDialogFailed),
      "The dialog failed: pinentry hung up or refused what it was to show.",
      "对话框失败：pinentry 中断或拒绝显示内容。"},
+    {Number(Code::kCertificateUsage),
+     "The certificate's key usage does not fit its key pair: one is for signing, the other for "
+     "encryption.",
+     "证书的密钥用途与其密钥对不符：一个用于签名，另一个用于加密。"},
 
     // The codes that the client library makes itself come to the same function for their texts.
     {-404, "The caller's buffer is too small.", "调用方缓冲区不足。"},

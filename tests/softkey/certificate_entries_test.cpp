@@ -113,11 +113,11 @@ TEST_F(CertificateEntries, MalformedTextsAreRefusedWithTheirOwnCodes) {
 TEST_F(CertificateEntries, StreamedPkcs7IsRead) {
     const Bytes answer = FromBase64Text(Answer(Request(1, 2)));
     WriteFile(Folder() + "/answer", AsText(answer));
-    const std::string prepare =
-        "cd " + Folder() +
-        " && openssl pkcs7 -inform DER -in answer -print_certs -out chain"
-        " && openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=Signer -keyout key -out signer"
-        " && ";
+    const std::string prepare = "cd " + Folder() +
+                                " && openssl pkcs7 -inform DER -in answer -print_certs -out chain"
+                                " && openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 "
+                                "-nodes -subj /CN=Signer -keyout key -out signer"
+                                " && ";
     for (const char* const command : {"openssl smime -sign -nodetach", "openssl smime -sign",
                                       "openssl cms -sign -nodetach", "openssl cms -sign -keyid"}) {
         const CommandResult result =
@@ -285,6 +285,75 @@ TEST_F(CertificateEntries, AnswersAreReadByOpenssl) {
     const CommandResult result = RunShell("openssl pkcs7 -print_certs -noout -in " + path);
     EXPECT_EQ(0, result.status) << result.output;
     EXPECT_NE(std::string::npos, result.output.find("CN = " + std::string(kSerial)));
+}
+
+// Certificates for the key's own pairs with a keyUsage of the test's choice.
+class CertificateUsage : public CertificateEntries {
+ protected:
+    // A PKCS#7 with a certificate for each keyUsage, all for the key of the request.
+    std::string Issued(const std::string& request, const std::vector<std::string>& usages) {
+        WriteFile(Folder() + "/request", ToPem(FromBase64Text(request), "CERTIFICATE REQUEST"));
+        std::string command =
+            "cd " + Folder() +
+            " && openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes "
+            "-subj /CN=Root -keyout key -out root && : > extensions";
+        std::string certificates;
+        for (const std::string& usage : usages) {
+            const std::string name = "certificate" + std::to_string(certificates.size());
+            command += " && echo '" + (usage.empty() ? "" : "keyUsage=" + usage) +
+                       "' > extensions && openssl x509 -req -in request -CA root -CAkey key "
+                       "-vfyopt distid:1234567812345678 -CAcreateserial -extfile extensions -out " +
+                       name;
+            certificates += " -certfile " + name;
+        }
+        command += " && openssl crl2pkcs7 -nocrl -outform DER -out answer" + certificates;
+        const CommandResult result = RunShell(command);
+        EXPECT_EQ(0, result.status) << result.output;
+        return ToBase64(ToBytes(ReadFile(Folder() + "/answer")));
+    }
+
+    static constexpr char kEncrypts[] = "keyEncipherment,dataEncipherment,keyAgreement";
+    static constexpr char kSigns[] = "digitalSignature,nonRepudiation";
+};
+
+TEST_F(CertificateUsage, AnEncryptionCertificateDoesNotReplaceTheSigningCertificate) {
+    GiveDualCertificates();
+    const std::string before = CertificatePem(1);
+    for (const char* const usage : {kEncrypts, "keyEncipherment", "keyAgreement"}) {
+        EXPECT_EQ(Number(Code::kCertificateUsage), WritePkcs7(Issued(Request(1, 2), {usage})));
+        EXPECT_EQ(before, CertificatePem(1)) << usage;
+    }
+    SignatureOf("signs as before");
+}
+
+TEST_F(CertificateUsage, ASigningCertificateDoesNotReplaceTheEncryptionCertificate) {
+    GiveDualCertificates();
+    const std::string before = CertificatePem(2);
+    for (const char* const usage : {kSigns, "digitalSignature", "nonRepudiation"}) {
+        EXPECT_EQ(Number(Code::kCertificateUsage), WritePkcs7(Issued(Request(2, 2), {usage})));
+        EXPECT_EQ(before, CertificatePem(2)) << usage;
+    }
+}
+
+TEST_F(CertificateUsage, WithBothUsesOrNoneACertificateFitsAnyPair) {
+    for (const int32_t type : {1, 2}) {
+        for (const std::string& usage :
+             {std::string(), std::string("keyCertSign"), std::string(kSigns) + "," + kEncrypts}) {
+            EXPECT_EQ(kSuccess, WritePkcs7(Issued(Request(type, 2), {usage}))) << type << usage;
+            EXPECT_EQ(kSuccess, Read(type));
+        }
+    }
+}
+
+TEST_F(CertificateUsage, BesideACertificateThatFitsTheOtherIsPassedOver) {
+    for (const std::vector<std::string>& usages :
+         {std::vector<std::string>{kSigns, kEncrypts}, {kEncrypts, kSigns}}) {
+        ASSERT_EQ(kSuccess, WritePkcs7(Issued(Request(1, 2), usages)));
+        char info[1280];
+        int32_t length = sizeof info;
+        ASSERT_EQ(kSuccess, key_.GetCertInfo_UOS(kSerial, 1, info, &length));
+        EXPECT_NE(std::string::npos, std::string(info).find("\nUsage: digitalSignature"));
+    }
 }
 
 }  // namespace
