@@ -3,7 +3,10 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <limits.h>
 
+#include <cstdlib>
+#include <fstream>
 #include <string>
 
 #include "orval_unified_kpxukey.h"
@@ -33,6 +36,23 @@ class LoadedProduct final {
  private:
     void* handle_;
 };
+
+// Whether a file is mapped, whoever loaded it under whatever name.
+inline bool IsMapped(const std::string& path) {
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find(path) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The product's file as /proc/self/maps names it.
+inline std::string ProductFile() {
+    char path[PATH_MAX] = {};
+    return realpath(ORVAL_PRODUCT_PATH, path) == nullptr ? "" : path;
+}
 
 // The product's function of that name and type: FUNCTION(product, VerifyPIN)("SN").
 #define FUNCTION(product, name) (product).Find<decltype(::name)>(#name)

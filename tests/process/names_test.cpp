@@ -150,6 +150,16 @@ TEST_P(Names, BackEndsOwnCallsStayInsideWhenItIsBuiltForThat) {
         << callee;
 }
 
+#ifndef ORVAL_CLIENT_LINKS  // such a client cannot close the library
+// The loader keeps what the back-end's calls are bound to, and the back-end is never closed.
+TEST_P(Names, LastCloseUnloadsWhatTheBackEndIsNotBoundTo) {
+    LoadedProduct product(GetParam());
+    ASSERT_EQ(FUNCTION(product, Initialize)(), 0);
+    product.Close();
+    EXPECT_EQ(IsMapped(ProductFile()), CalleeOfInnerCalls(GetParam()) == Callee::kProduct);
+}
+#endif
+
 // A call of one entry by another: the entry's slot, and what a detour through the exported function
 // of the name does to it. Three of them take another number of arguments than the entry.
 struct InnerName {

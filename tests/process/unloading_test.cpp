@@ -1,5 +1,4 @@
 // Closing the library: what goes with it, what a wait keeps, and which copy it keeps.
-#include <limits.h>
 #include <malloc.h>
 #include <sys/stat.h>
 
@@ -10,22 +9,6 @@
 #include "client.h"
 
 namespace {
-
-// Whether a file is mapped, whoever loaded it under whatever name.
-bool IsMapped(const std::string& path) {
-    std::ifstream maps("/proc/self/maps");
-    for (std::string line; std::getline(maps, line);) {
-        if (line.find(path) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
-}
-
-std::string ProductFile() {
-    char path[PATH_MAX] = {};
-    return realpath(ORVAL_PRODUCT_PATH, path) == nullptr ? "" : path;
-}
 
 // A string of the product's own, as C++ clients hold them, made, changed and released.
 void UseAString(const LoadedProduct& product) {
