@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <filesystem>
 
 #include "core/database.h"
 #include "core/draft_file.h"
@@ -13,60 +15,92 @@
 namespace softkey {
 namespace {
 
-constexpr int kAllPages = -1;
+constexpr char kDamagedSuffix[] = ".damaged";
+constexpr char kOtherCopy[] = "Name another copy that `softkey backup` has made";
 
-void CopyDatabase(Database& from, const std::string& path) {
-    Database to(path, Database::Mode::kExisting);
-    sqlite3_backup* const copy = sqlite3_backup_init(to.Handle(), "main", from.Handle(), "main");
-    if (copy == nullptr) {
-        to.Fail();
-    }
-    sqlite3_backup_step(copy, kAllPages);
-    if (sqlite3_backup_finish(copy) != SQLITE_OK) {
-        to.Fail();
+struct Copy {
+    std::string serial;
+    Bytes image;
+};
+
+// What the file is a whole copy of.
+Copy ReadCopy(const std::string& file) {
+    try {
+        Database database(file, Database::Mode::kReading);
+        database.CheckWhole();
+        KeyStore::LookAt(database);
+        return {KeyStore::SerialIn(database), database.Image()};
+    } catch (const Error& error) {
+        if (error.code() != Code::kStoreDamaged) {
+            throw;
+        }
+        throw Error(error.code(), error.what(), kOtherCopy);
     }
 }
 
-std::string SerialIn(Database& database) {
-    Statement check(database, "PRAGMA integrity_check");
-    Require(check.Step() && check.Text(0) == "ok", Code::kStoreDamaged, "the copy is damaged");
-    Statement row(database, "SELECT serial FROM key");
-    Require(row.Step() && IsSerialNumber(row.Text(0)), Code::kStoreDamaged,
-            "the file is no copy of a key");
-    return row.Text(0);
+// Throws kSerialTaken for a key that is sound, and what else keeps it from being used but is no
+// damage: that can be mended.
+void RequireDamaged(const std::string& serial) {
+    try {
+        static_cast<void>(KeyStore(serial).LookAtWhole());
+    } catch (const Error& error) {
+        if (error.code() != Code::kStoreDamaged) {
+            throw;
+        }
+        return;
+    }
+    throw Error(Code::kSerialTaken, "the key exists and is sound",
+                "If the copy is to replace it, first: softkey delete " + serial);
 }
 
 }  // namespace
 
 void BackUpKey(std::string_view serial, const std::string& file) {
     Require(Exists(KeyPath(serial)), Code::kNoSuchKey, "there is no key with this serial number");
-    KeyStore store(serial);
+    const std::filesystem::path path = std::filesystem::absolute(file);
+    RemoveAbandonedDrafts(path.parent_path().string(), path.filename().string());
     DraftFile draft(file);
-    Database source = store.Connect();
-    CopyDatabase(source, draft.Path());
+    Database source = KeyStore(serial).Connect(Database::Mode::kReading);
+    source.CheckWhole();
+    draft.Write(source.Image());
     draft.Publish();
 }
 
-std::string RestoreKey(const std::string& file) {
+RestoredKey RestoreKey(const std::string& file) {
     Require(Exists(file), Code::kStoreUnreachable, "there is no such file");
-    Database source(file, Database::Mode::kExisting);
-    std::string serial = SerialIn(source);
+    const Copy copy = ReadCopy(file);
+    RestoredKey restored{copy.serial, std::nullopt};
     EnsureHome();
-    DraftFile draft(KeyPath(serial));
-    CopyDatabase(source, draft.Path());
-    KeyStore(draft.Path(), serial).Pin();  // Opens only what is a whole key.
-    draft.Publish();
-    return serial;
+    const std::string path = KeyPath(restored.serial);
+    DraftFile draft(path);
+    draft.Write(copy.image);
+    if (!Exists(path)) {
+        RemoveJournalsOf(path);
+        draft.Publish();
+        return restored;
+    }
+    RequireDamaged(restored.serial);
+    restored.damaged = path + kDamagedSuffix;
+    unlink(restored.damaged->c_str());
+    if (link(path.c_str(), restored.damaged->c_str()) != 0) {
+        FailWithFile(errno, path);
+    }
+    RemoveJournalsOf(path);
+    draft.Replace();
+    return restored;
 }
 
 void DeleteKey(std::string_view serial) {
     const std::string path = KeyPath(serial);
     Require(Exists(path), Code::kNoSuchKey, "there is no key with this serial number");
-    std::optional<Slots> slots = Slots::OpenExisting();
-    Require(!slots || !slots->Find(serial), Code::kAlreadyPlugged, "the key is plugged in");
-    if (unlink(path.c_str()) != 0) {
+    Require(Slots::Present().Find(serial) == nullptr, Code::kAlreadyPlugged,
+            "the key is plugged in");
+    RemoveJournalsOf(path);
+    // Also what is no file: nothing else is of any use under this name.
+    if (std::remove(path.c_str()) != 0) {
         FailWithFile(errno, path);
     }
+    unlink((path + kDamagedSuffix).c_str());
     unlink(KeyLockPath(serial).c_str());
     SyncFolder(KeysPath());
 }

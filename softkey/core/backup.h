@@ -1,6 +1,7 @@
 #ifndef SOFTKEY_CORE_BACKUP_H
 #define SOFTKEY_CORE_BACKUP_H
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,11 +11,15 @@ namespace softkey {
 // under the PIN. Throws kSerialTaken when the file exists.
 void BackUpKey(std::string_view serial, const std::string& file);
 
-// Puts a copy back and returns its serial number. Throws kSerialTaken when the key exists and
-// kStoreDamaged when the file is no sound copy of a key.
-std::string RestoreKey(const std::string& file);
+// Puts a copy back, also in the place of a key that is damaged; that one's file is kept beside it.
+// Throws kSerialTaken when a sound key exists and kStoreDamaged when the file is no sound copy.
+struct RestoredKey {
+    std::string serial;
+    std::optional<std::string> damaged;  // where the damaged file is kept
+};
+RestoredKey RestoreKey(const std::string& file);
 
-// Removes a key for good. Throws kAlreadyPlugged while it is plugged in.
+// Removes a key for good, also a damaged one. Throws kAlreadyPlugged while it is plugged in.
 void DeleteKey(std::string_view serial);
 
 }  // namespace softkey

@@ -1,10 +1,6 @@
 #include "core/database.h"
 
-#include <fcntl.h>
 #include <unistd.h>
-
-#include <cerrno>
-#include <filesystem>
 
 #include "core/draft_file.h"
 #include "core/error.h"
@@ -33,35 +29,6 @@ Code CodeOf(sqlite3* connection) {
             return Code::kMemory;
         default:
             return CodeOfFileError(sqlite3_system_errno(connection));
-    }
-}
-
-// The folder may be reached by symbolic links; a file that is one itself is refused, which SQLite
-// can only do for all of a path.
-std::string WithRealFolder(const std::string& path) {
-    const std::filesystem::path given(path);
-    std::error_code error;
-    const std::filesystem::path folder = std::filesystem::canonical(
-        given.has_parent_path() ? given.parent_path() : std::filesystem::path("."), error);
-    return error ? path : (folder / given.filename()).string();
-}
-
-// SQLite would give a new file the rights that the umask leaves.
-void MakePrivateFile(const std::string& path) {
-    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (file >= 0) {
-        close(file);
-    }
-}
-
-// SQLite tries to read what it could not create and then reports that the file is missing.
-void CheckThatFileCanBeMade(const std::string& path) {
-    if (access(path.c_str(), F_OK) == 0) {
-        return;
-    }
-    const std::string folder = std::filesystem::path(path).parent_path().string();
-    if (access(folder.c_str(), W_OK) != 0) {
-        FailWithFile(errno, folder);
     }
 }
 
@@ -143,32 +110,51 @@ Bytes Statement::Blob(int column) const {
     return {bytes, bytes + sqlite3_column_bytes(statement_.get(), column)};
 }
 
-Database::Database(const std::string& given_path, Mode mode) {
-    const std::string path = WithRealFolder(given_path);
-    if (mode == Mode::kCreate) {
-        MakePrivateFile(path);
-    }
-    const int create = mode == Mode::kCreate ? SQLITE_OPEN_CREATE : 0;
+Database::Database(const std::string& path, Mode mode) {
     sqlite3* connection = nullptr;
-    const int result = sqlite3_open_v2(
-        path.c_str(), &connection,
-        SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_NOFOLLOW | create, nullptr);
+    const int result =
+        sqlite3_open_v2(mode == Mode::kInMemory ? ":memory:" : path.c_str(), &connection,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX, nullptr);
     connection_.reset(connection);
     if (result != SQLITE_OK) {
-        if (mode == Mode::kCreate) {
-            CheckThatFileCanBeMade(path);
-        }
         Fail();
     }
     sqlite3_busy_timeout(connection, kBusyMilliseconds);
+    if (mode == Mode::kReading) {
+        // The pragma is the cheapest statement that reads: what follows, the schema included, finds
+        // the file locked and need not do it again.
+        Execute("BEGIN; PRAGMA schema_version");
+        return;
+    }
     // EXTRA also makes the removal of the journal durable; secure_delete leaves no old key behind.
-    Execute("PRAGMA synchronous=EXTRA; PRAGMA secure_delete=ON;");
+    Execute("PRAGMA synchronous=EXTRA; PRAGMA secure_delete=ON");
 }
 
 void Database::Execute(const char* sql) {
     if (sqlite3_exec(connection_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
         Fail();
     }
+}
+
+void Database::CheckWhole() {
+    Statement check(*this, "PRAGMA integrity_check");
+    const std::string verdict = check.Step() ? check.Text(0) : "nothing";
+    if (verdict != "ok") {
+        throw Error(Code::kStoreDamaged, "SQLite finds: " + verdict);
+    }
+}
+
+Bytes Database::Image() const {
+    struct Freeing {
+        void operator()(unsigned char* bytes) const { sqlite3_free(bytes); }
+    };
+    sqlite3_int64 size = 0;
+    const std::unique_ptr<unsigned char, Freeing> bytes(
+        sqlite3_serialize(connection_.get(), "main", &size, 0));
+    if (bytes == nullptr) {
+        Fail();
+    }
+    return {bytes.get(), bytes.get() + size};
 }
 
 void Database::Fail() const {
@@ -192,6 +178,12 @@ Transaction::~Transaction() {
 void Transaction::Commit() {
     database_.Execute("COMMIT");
     open_ = false;
+}
+
+void RemoveJournalsOf(const std::string& path) {
+    for (const char* const suffix : {"-journal", "-wal", "-shm"}) {
+        unlink((path + suffix).c_str());
+    }
 }
 
 }  // namespace softkey

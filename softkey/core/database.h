@@ -52,10 +52,19 @@ class Statement {
 // operation only.
 class Database {
  public:
-    enum class Mode { kExisting, kCreate };
-    Database(const std::string& given_path, Mode mode);
+    // kExisting reads and writes; kReading shows the file as it is now until the object is
+    // gone, and costs least; kInMemory has no file and drafts a new one's contents.
+    enum class Mode { kExisting, kReading, kInMemory };
+    Database(const std::string& path, Mode mode);
 
     void Execute(const char* sql);
+
+    // Reads the whole file. Throws kStoreDamaged when any of it is not as it was written.
+    void CheckWhole();
+
+    // What a file with this database's contents holds, at one moment.
+    Bytes Image() const;
+
     int64_t Changes() const { return sqlite3_changes64(connection_.get()); }
     int64_t LastRow() const { return sqlite3_last_insert_rowid(connection_.get()); }
     sqlite3* Handle() const { return connection_.get(); }
@@ -86,6 +95,10 @@ class Transaction {
     Database& database_;
     bool open_ = true;
 };
+
+// Removes what SQLite keeps beside a file, for a file that is gone or is about to be replaced:
+// otherwise it would be taken for the next one's and written into that.
+void RemoveJournalsOf(const std::string& path);
 
 }  // namespace softkey
 

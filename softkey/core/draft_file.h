@@ -2,8 +2,10 @@
 #define SOFTKEY_CORE_DRAFT_FILE_H
 
 #include <string>
+#include <string_view>
 
 #include "core/error.h"
+#include "core/secret.h"
 
 namespace softkey {
 
@@ -14,8 +16,9 @@ Code CodeOfFileError(int number);
 // Makes what happened in a folder durable.
 void SyncFolder(const std::string& path);
 
-// An empty file beside its later place that only its owner can read; removed again unless it was
-// published. What is written to it must be on the disk before that.
+// A file beside its later place that only its owner can read. It gets its name when it is complete,
+// so that nobody ever sees a part of it. Gone again unless it was given its name; one whose maker
+// was killed is cleared by RemoveAbandonedDrafts.
 class DraftFile {
  public:
     explicit DraftFile(const std::string& final_path);
@@ -23,15 +26,25 @@ class DraftFile {
     DraftFile(const DraftFile&) = delete;
     DraftFile& operator=(const DraftFile&) = delete;
 
-    const std::string& Path() const { return path_; }
+    // Once. The bytes are on the disk when it returns.
+    void Write(const Bytes& bytes);
 
-    // Gives the file its name in one step. Throws kSerialTaken when something has that name.
+    // Each gives the file its name in one step. Publish throws kSerialTaken when something has that
+    // name; Replace takes its place.
     void Publish();
+    void Replace();
 
  private:
+    void Make();
+
     std::string final_path_;
     std::string path_;
+    int file_ = -1;  // locked while the maker lives
 };
+
+// Removes from a folder the drafts of files whose names begin with `name` and whose makers are
+// gone.
+void RemoveAbandonedDrafts(const std::string& folder, std::string_view name);
 
 }  // namespace softkey
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace softkey {
 
@@ -60,16 +61,20 @@ enum class Code : int32_t {
 };
 
 // A failure on its way to the boundary, where it becomes its code. `what()` is for people: what
-// failed and why; it never holds a PIN or key material.
+// failed and why; `advice()`, where the code alone does not tell it, what they can do. Neither ever
+// holds a PIN or key material.
 class Error final : public std::runtime_error {
  public:
-    explicit Error(Code code, const std::string& detail = std::string())
-        : std::runtime_error(detail), code_(code) {}
+    explicit Error(Code code, const std::string& detail = std::string(),
+                   std::string advice = std::string())
+        : std::runtime_error(detail), code_(code), advice_(std::move(advice)) {}
 
     Code code() const { return code_; }
+    const std::string& advice() const { return advice_; }
 
  private:
     Code code_;
+    std::string advice_;
 };
 
 inline void Require(bool condition, Code code, const char* detail = "") {

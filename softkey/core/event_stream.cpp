@@ -48,17 +48,22 @@ class Watch {
     int descriptor_;
 };
 
-Slots::Snapshot Present() {
-    std::optional<Slots> slots = Slots::OpenExisting();
-    return slots ? slots->Look() : Slots::Snapshot{{}, 0, 0};
-}
-
 EventStream::View ViewOf(const Slots::Snapshot& snapshot) {
     EventStream::View view;
     for (const PluggedKey& key : snapshot.plugged) {
         view[key.slot] = key.serial;
     }
     return view;
+}
+
+// Whether the journal does not go on where this place is. Place 0 is before the first journal: all
+// that a journal holds is news, unless it has dropped its beginning.
+bool LeavesGap(const Slots::Snapshot& present, int64_t place) {
+    if (place == 0) {
+        const int64_t held = present.last_sequence - present.first_sequence + 1;
+        return held >= Slots::kJournalLength;
+    }
+    return present.last_sequence < place || present.first_sequence > place + 1;
 }
 
 }  // namespace
@@ -115,7 +120,7 @@ std::optional<SlotEvent> EventStream::Wait(std::chrono::milliseconds bound) {
 }
 
 void EventStream::TakePlaceAtPresent() {
-    const Slots::Snapshot present = Present();
+    const Slots::Snapshot present = Slots::Present();
     place_ = present.last_sequence;
     view_ = ViewOf(present);
 }
@@ -144,12 +149,11 @@ std::optional<SlotEvent> EventStream::TakeNext() {
     Require(open_contexts_ > 0, Code::kNoContext, "no context is open");
     std::optional<SlotEvent> event;
     if (gap_.empty()) {
-        std::optional<Slots> slots = Slots::OpenExisting();
-        const Slots::Snapshot present = slots ? slots->Look() : Slots::Snapshot{{}, 0, 0};
-        if (present.last_sequence < *place_ || present.first_sequence > *place_ + 1) {
+        const Slots::Snapshot present = Slots::Present(*place_);
+        if (LeavesGap(present, *place_)) {
             FillGap(present);
-        } else if (slots) {
-            event = slots->NextEvent(*place_);
+        } else {
+            event = present.next;
         }
     }
     if (!gap_.empty()) {

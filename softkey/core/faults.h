@@ -20,13 +20,17 @@ struct Fault {
 };
 
 // Counts one call of `entry` and tells which ordered failure it meets, if any; waits the ordered
-// time first. Calls of several processes are counted together.
+// time first. Calls of several processes are counted together. Orders that cannot be read or
+// counted are none.
 std::optional<int32_t> OrderedFailure(std::string_view entry);
 
+// Takes the place of an order for the same entry, and of orders that cannot be read.
 void OrderFault(const Fault& fault);
+
+// In the order of their entries. Throws kStoreDamaged when they cannot be read.
 std::vector<Fault> OrderedFaults();
 
-// Empty: all of them.
+// Empty: all of them. Orders that cannot be read go in any case.
 void ClearFaults(std::string_view entry);
 
 }  // namespace softkey

@@ -84,6 +84,18 @@ PinState ReadPin(Database& database) {
             pin.Integer(2)};
 }
 
+Bytes NewImage(std::string_view serial, std::string_view label, const SealedMaster& sealed) {
+    Database database("", Database::Mode::kInMemory);
+    database.Execute(kSchema);
+    Statement(database, "INSERT INTO key VALUES(1, ?, ?, ?)")
+        .Bind(kFormatVersion)
+        .Bind(serial)
+        .Bind(label)
+        .Run();
+    WritePin(database, sealed);
+    return database.Image();
+}
+
 void InstallCertificate(Database& database, const KeyStore::PairCertificate& item) {
     Statement(database,
               "DELETE FROM pairs WHERE certificate IS NOT NULL AND id <> ?1 AND (usage, type) = "
@@ -119,44 +131,56 @@ void KeyStore::Create(std::string_view serial, std::string_view label, const Sec
     EnsureHome();
     const std::string path = KeyPath(serial);
     Require(!Exists(path), Code::kSerialTaken, "a key with this serial number exists");
+    const SealedMaster sealed = SealMaster(pin, RandomSecret(kSealKeyLength), ToBytes(serial));
     DraftFile draft(path);
-    {
-        Database database(draft.Path(), Database::Mode::kExisting);
-        Transaction transaction(database);
-        database.Execute(kSchema);
-        Statement(database, "INSERT INTO key VALUES(1, ?, ?, ?)")
-            .Bind(kFormatVersion)
-            .Bind(serial)
-            .Bind(label)
-            .Run();
-        transaction.Commit();
-    }
-    KeyStore(draft.Path(), serial).Initialize(label, pin);
+    draft.Write(NewImage(serial, label, sealed));
+    RemoveJournalsOf(path);
     draft.Publish();
 }
 
-KeyStore::KeyStore(std::string_view serial) : KeyStore(KeyPath(serial), serial) {}
+KeyStore::KeyStore(std::string_view serial) : path_(KeyPath(serial)), serial_(serial) {}
 
-KeyStore::KeyStore(const std::string& path, std::string_view expected_serial)
-    : path_(path), serial_(expected_serial) {
-    Connect();
-}
-
-Database KeyStore::Connect() const {
-    Database database(path_, Database::Mode::kExisting);
-    Statement key(database, "SELECT format, serial FROM key");
-    Require(key.Step() && key.Integer(0) == kFormatVersion && key.Text(1) == serial_,
-            Code::kStoreDamaged, "the file is not the store of this key");
+Database KeyStore::Connect(Database::Mode mode) const {
+    Database database(Private(path_), mode);
+    Require(SerialIn(database) == serial_, Code::kStoreDamaged, "the file is another key's store");
     return database;
 }
 
-PinState KeyStore::Pin() {
-    Database database = Connect();
-    return ReadPin(database);
+std::string KeyStore::SerialIn(Database& database) {
+    Statement key(database, "SELECT format, serial FROM key");
+    Require(key.Step() && key.Integer(0) == kFormatVersion && IsSerialNumber(key.Text(1)),
+            Code::kStoreDamaged, "the file is no key's store");
+    return key.Text(1);
+}
+
+KeyStore::Snapshot KeyStore::Look() const {
+    Database database = Connect(Database::Mode::kReading);
+    return LookAt(database);
+}
+
+KeyStore::Snapshot KeyStore::LookAtWhole() const {
+    Database database = Connect(Database::Mode::kReading);
+    database.CheckWhole();
+    return LookAt(database);
+}
+
+KeyStore::Snapshot KeyStore::LookAt(Database& database) {
+    Snapshot snapshot;
+    Statement key(database, "SELECT label FROM key");
+    Require(key.Step(), Code::kStoreDamaged, "the store has no label");
+    snapshot.label = key.Text(0);
+    snapshot.pin = ReadPin(database);
+    Statement pair(database,
+                   "SELECT id, usage, type, dual, public_key, sealed_private, certificate "
+                   "FROM pairs ORDER BY id");
+    while (pair.Step()) {
+        snapshot.pairs.push_back(ReadPair(pair));
+    }
+    return snapshot;
 }
 
 void KeyStore::SpendTry() const {
-    Database database = Connect();
+    Database database = Connect(Database::Mode::kExisting);
     Transaction transaction(database);
     Statement(database, "UPDATE pin SET tries_left = tries_left - 1 WHERE tries_left > 0").Run();
     Require(database.Changes() == 1, Code::kPinLocked, "no tries are left");
@@ -164,7 +188,7 @@ void KeyStore::SpendTry() const {
 }
 
 std::optional<SecretBytes> KeyStore::TryPin(const SecretBytes& pin) const {
-    const SealedMaster sealed = ReadSealedMaster(Connect());
+    const SealedMaster sealed = ReadSealedMaster(Connect(Database::Mode::kReading));
     return Unseal(DeriveFromPin(pin, sealed.derivation), sealed.bytes, PinContext());
 }
 
@@ -180,7 +204,7 @@ Unlocked KeyStore::Unlock(const SecretBytes& pin) {
         throw Error(left > 0 ? Code::kPinIncorrect : Code::kPinLocked,
                     "tries left: " + std::to_string(left));
     }
-    Database database = Connect();
+    Database database = Connect(Database::Mode::kExisting);
     Statement(database, "UPDATE pin SET tries_left = tries_max").Run();
     return {std::move(*master), ReadPin(database).generation};
 }
@@ -189,7 +213,7 @@ void KeyStore::ChangePin(const SecretBytes& old_pin, const SecretBytes& new_pin)
     CheckPinForm(new_pin);
     const Unlocked unlocked = Unlock(old_pin);
     const SealedMaster sealed = SealMaster(new_pin, unlocked.master, PinContext());
-    Database database = Connect();
+    Database database = Connect(Database::Mode::kExisting);
     Transaction transaction(database);
     Require(ReadPin(database).generation == unlocked.generation, Code::kPinIncorrect,
             "the PIN was changed by another program");
@@ -202,7 +226,7 @@ Unlocked KeyStore::Initialize(std::string_view label, const SecretBytes& new_pin
     CheckLabel(label);
     SecretBytes master = RandomSecret(kSealKeyLength);
     const SealedMaster sealed = SealMaster(new_pin, master, PinContext());
-    Database database = Connect();
+    Database database = Connect(Database::Mode::kExisting);
     Transaction transaction(database);
     database.Execute("DELETE FROM pairs; DELETE FROM data;");
     Statement(database, "UPDATE key SET label = ?").Bind(label).Run();
@@ -211,22 +235,15 @@ Unlocked KeyStore::Initialize(std::string_view label, const SecretBytes& new_pin
     return {std::move(master), ReadPin(database).generation};
 }
 
-std::string KeyStore::Label() {
-    Database database = Connect();
-    Statement row(database, "SELECT label FROM key");
-    Require(row.Step(), Code::kStoreDamaged);
-    return row.Text(0);
-}
-
 void KeyStore::SetLabel(std::string_view label) {
     CheckLabel(label);
-    Database database = Connect();
+    Database database = Connect(Database::Mode::kExisting);
     Statement(database, "UPDATE key SET label = ?").Bind(label).Run();
 }
 
-std::optional<std::string> KeyStore::Data(int32_t index) {
+std::optional<std::string> KeyStore::Data(int32_t index) const {
     Require(index >= 0 && index < kDataItems, Code::kSelector, "data items are 0 to 63");
-    Database database = Connect();
+    Database database = Connect(Database::Mode::kReading);
     Statement row(database, "SELECT text FROM data WHERE item = ?");
     if (!row.Bind(static_cast<int64_t>(index)).Step()) {
         return std::nullopt;
@@ -238,29 +255,17 @@ void KeyStore::SetData(int32_t index, std::string_view text) {
     Require(index >= 0 && index < kDataItems, Code::kSelector, "data items are 0 to 63");
     Require(text.size() <= kMaximumDataLength, Code::kDataLength,
             "a data item has at most 259 bytes");
-    Database database = Connect();
+    Database database = Connect(Database::Mode::kExisting);
     Statement(database, "INSERT OR REPLACE INTO data VALUES(?, ?)")
         .Bind(static_cast<int64_t>(index))
         .Bind(text)
         .Run();
 }
 
-std::vector<StoredPair> KeyStore::Pairs() {
-    std::vector<StoredPair> pairs;
-    Database database = Connect();
-    Statement row(database,
-                  "SELECT id, usage, type, dual, public_key, sealed_private, certificate "
-                  "FROM pairs ORDER BY id");
-    while (row.Step()) {
-        pairs.push_back(ReadPair(row));
-    }
-    return pairs;
-}
-
 void KeyStore::AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair) {
     const Bytes public_key = pair.Public();
     const Bytes sealed = Seal(unlocked.master, pair.Private(), public_key);
-    Database database = Connect();
+    Database database = Connect(Database::Mode::kExisting);
     Transaction transaction(database);
     Require(ReadPin(database).generation == unlocked.generation, Code::kNotInitialized,
             "the PIN was changed since it was verified");
@@ -291,7 +296,7 @@ KeyPair KeyStore::Open(const Unlocked& unlocked, const StoredPair& pair) {
 }
 
 void KeyStore::SetCertificates(const std::vector<PairCertificate>& certificates) {
-    Database database = Connect();
+    Database database = Connect(Database::Mode::kExisting);
     Transaction transaction(database);
     for (const PairCertificate& item : certificates) {
         InstallCertificate(database, item);
@@ -300,7 +305,7 @@ void KeyStore::SetCertificates(const std::vector<PairCertificate>& certificates)
 }
 
 void KeyStore::DeletePairs(const std::vector<int64_t>& ids) {
-    Database database = Connect();
+    Database database = Connect(Database::Mode::kExisting);
     Transaction transaction(database);
     for (const int64_t id : ids) {
         Statement(database, "DELETE FROM pairs WHERE id = ?").Bind(id).Run();

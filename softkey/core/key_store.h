@@ -54,21 +54,36 @@ struct StoredPair {
 
 // One software key's durable state: an SQLite file. Each member is one transaction, so that
 // another process or a sudden death sees all of it or nothing, and opens the file anew: nothing
-// stays open meanwhile.
+// stays open meanwhile, and nothing is opened before.
 class KeyStore {
  public:
     // Makes the file under its final name in one step; a key is never seen half made.
     static void Create(std::string_view serial, std::string_view label, const SecretBytes& pin);
 
     explicit KeyStore(std::string_view serial);
-    explicit KeyStore(const std::string& path, std::string_view expected_serial);
 
     const std::string& Serial() const { return serial_; }
 
     // A connection to the file, once it is seen to be this key's.
-    Database Connect() const;
+    Database Connect(Database::Mode mode) const;
 
-    PinState Pin();
+    // The number of the key whose store this is, or a copy of it. Throws kStoreDamaged for any
+    // other database.
+    static std::string SerialIn(Database& database);
+
+    // What a key is used by, as it is at one moment.
+    struct Snapshot {
+        std::string label;
+        PinState pin;
+        std::vector<StoredPair> pairs;
+    };
+    static Snapshot LookAt(Database& database);
+    Snapshot Look() const;
+
+    // As Look, once all of the file is read. Throws kStoreDamaged when any of it is damaged.
+    Snapshot LookAtWhole() const;
+
+    PinState Pin() const { return Look().pin; }
 
     // Spends a try before it looks at the PIN and gives all tries back when it is right, so that a
     // process killed in between gains nothing. Programs take turns. Throws kPinIncorrect or
@@ -79,13 +94,13 @@ class KeyStore {
     // Erases key pairs, certificates and data items and sets a new PIN with all its tries.
     Unlocked Initialize(std::string_view label, const SecretBytes& new_pin);
 
-    std::string Label();
+    std::string Label() const { return Look().label; }
     void SetLabel(std::string_view label);
 
-    std::optional<std::string> Data(int32_t index);
+    std::optional<std::string> Data(int32_t index) const;
     void SetData(int32_t index, std::string_view text);
 
-    std::vector<StoredPair> Pairs();
+    std::vector<StoredPair> Pairs() const { return Look().pairs; }
 
     // Keeps a new pair, sealed. A pair that is kept already stays as it is.
     void AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair);

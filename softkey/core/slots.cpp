@@ -4,17 +4,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
+
+#include "core/draft_file.h"
 #include "core/error.h"
+#include "core/file_lock.h"
 #include "core/home.h"
 
 namespace softkey {
 namespace {
 
 constexpr char kSchema[] = R"sql(
-CREATE TABLE IF NOT EXISTS plugged(
+CREATE TABLE plugged(
     slot INTEGER PRIMARY KEY, serial TEXT NOT NULL UNIQUE, plug_id INTEGER NOT NULL,
     pin_file TEXT, pin_descriptor INTEGER, confirmation INTEGER NOT NULL);
-CREATE TABLE IF NOT EXISTS events(
+CREATE TABLE events(
     sequence INTEGER PRIMARY KEY AUTOINCREMENT, kind INTEGER NOT NULL, slot INTEGER NOT NULL,
     serial TEXT NOT NULL);
 )sql";
@@ -46,6 +51,19 @@ void WakeWaitingProcesses() {
     close(file);
 }
 
+// Empty when the work meets damage.
+template <typename Result, typename Work>
+std::optional<Result> UnlessDamaged(Work work) {
+    try {
+        return work();
+    } catch (const Error& error) {
+        if (error.code() != Code::kStoreDamaged) {
+            throw;
+        }
+        return std::nullopt;
+    }
+}
+
 int64_t LowestFreeSlot(Database& database) {
     Statement row(database, "SELECT slot FROM plugged ORDER BY slot");
     int64_t slot = 1;
@@ -57,28 +75,59 @@ int64_t LowestFreeSlot(Database& database) {
 
 }  // namespace
 
-Slots::Slots(Database::Mode mode) : database_(SlotsPath(), mode) {}
+Slots::Slots(Database::Mode mode) : database_(Private(SlotsPath()), mode) {}
 
 std::optional<Slots> Slots::OpenExisting() {
-    if (!Exists(SlotsPath())) {
+    if (!HomeExists() || !Exists(SlotsPath())) {
         return std::nullopt;
     }
-    Slots slots(Database::Mode::kExisting);
-    // Made by a first plug that has not committed yet: nothing was ever plugged.
-    Statement tables(slots.database_, "SELECT 1 FROM sqlite_master WHERE name = 'events'");
-    if (!tables.Step()) {
-        return std::nullopt;
-    }
-    return slots;
+    return UnlessDamaged<Slots>([] {
+        Slots slots(Database::Mode::kExisting);
+        slots.database_.CheckWhole();
+        slots.Look(0);
+        return slots;
+    });
 }
 
 Slots Slots::OpenOrCreate() {
     EnsureHome();
-    Slots slots(Database::Mode::kCreate);
-    Transaction transaction(slots.database_);
-    slots.database_.Execute(kSchema);
-    transaction.Commit();
-    return slots;
+    if (std::optional<Slots> slots = OpenExisting()) {
+        return std::move(*slots);
+    }
+    const FileLock lock(SlotsLockPath());
+    // Another program may have made it meanwhile.
+    if (std::optional<Slots> slots = OpenExisting()) {
+        return std::move(*slots);
+    }
+    MakeAnew();
+    return Slots(Database::Mode::kExisting);
+}
+
+void Slots::MakeAnew() {
+    using Milliseconds = std::chrono::milliseconds;
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    Database database("", Database::Mode::kInMemory);
+    database.Execute(kSchema);
+    Statement(database, "INSERT INTO sqlite_sequence VALUES('events', ?)")
+        .Bind(int64_t{std::chrono::duration_cast<Milliseconds>(now).count()})
+        .Run();
+    DraftFile draft(SlotsPath());
+    draft.Write(database.Image());
+    RemoveJournalsOf(SlotsPath());
+    draft.Replace();
+}
+
+Slots::Snapshot Slots::Present(int64_t place) {
+    if (!Exists(SlotsPath())) {
+        return {};
+    }
+    std::optional<Snapshot> present =
+        UnlessDamaged<Snapshot>([&] { return Slots(Database::Mode::kReading).Look(place); });
+    if (!present) {
+        present.emplace();
+        present->damaged = true;
+    }
+    return *present;
 }
 
 PluggedKey Slots::Plug(std::string_view serial, const PinSource& source) {
@@ -139,30 +188,31 @@ std::optional<PluggedKey> Slots::Find(std::string_view serial) {
 }
 
 int64_t Slots::LastSequence() {
-    Statement row(database_, "SELECT ifnull(max(sequence), 0) FROM events");
-    row.Step();
-    return row.Integer(0);
+    Statement row(database_, "SELECT seq FROM sqlite_sequence WHERE name = 'events'");
+    return row.Step() ? row.Integer(0) : 0;
 }
 
-std::optional<SlotEvent> Slots::NextEvent(int64_t after) {
+Slots::Snapshot Slots::Look(int64_t place) {
+    Snapshot snapshot;
+    snapshot.plugged = Plugged();
+    snapshot.last_sequence = LastSequence();
+    Statement first(database_, "SELECT min(sequence) FROM events");
+    first.Step();
+    snapshot.first_sequence = first.IsNull(0) ? snapshot.last_sequence + 1 : first.Integer(0);
     Statement row(database_,
                   "SELECT sequence, kind, slot, serial FROM events WHERE sequence > ? "
                   "ORDER BY sequence LIMIT 1");
-    if (!row.Bind(after).Step()) {
-        return std::nullopt;
+    if (row.Bind(place).Step()) {
+        snapshot.next = SlotEvent{row.Integer(0), static_cast<EventKind>(row.Integer(1)),
+                                  static_cast<uint32_t>(row.Integer(2)), row.Text(3)};
     }
-    return SlotEvent{row.Integer(0), static_cast<EventKind>(row.Integer(1)),
-                     static_cast<uint32_t>(row.Integer(2)), row.Text(3)};
+    return snapshot;
 }
 
-Slots::Snapshot Slots::Look() {
-    database_.Execute("BEGIN");
-    Snapshot snapshot{Plugged(), LastSequence(), 0};
-    Statement row(database_, "SELECT ifnull(min(sequence), 0) FROM events");
-    row.Step();
-    snapshot.first_sequence = row.Integer(0);
-    database_.Execute("COMMIT");
-    return snapshot;
+const PluggedKey* Slots::Snapshot::Find(std::string_view serial) const {
+    const auto found = std::find_if(plugged.begin(), plugged.end(),
+                                    [&](const PluggedKey& key) { return key.serial == serial; });
+    return found == plugged.end() ? nullptr : &*found;
 }
 
 }  // namespace softkey

@@ -41,10 +41,11 @@ struct SlotEvent {
 
 // The slots of all software keys and the journal of what was plugged and unplugged, shared by all
 // processes through one file. A slot keeps its number while its key is plugged; the lowest free
-// number is taken, from 1.
+// number is taken, from 1. A file that is damaged holds nothing worth keeping: nothing counts as
+// plugged, and the next plug makes a new one.
 class Slots {
  public:
-    // Empty while nothing was ever plugged.
+    // Empty while nothing was ever plugged, and for a damaged file.
     static std::optional<Slots> OpenExisting();
     static Slots OpenOrCreate();
 
@@ -60,18 +61,26 @@ class Slots {
     // The journal keeps the last kJournalLength events.
     static constexpr int64_t kJournalLength = 4096;
     int64_t LastSequence();
-    std::optional<SlotEvent> NextEvent(int64_t after);
 
-    // One consistent view: the plugged keys and the last event that led to them.
+    // One consistent view: the plugged keys and the journal that led to them. A journal begins with
+    // a sequence number that no journal before it has reached: whoever stands in an earlier one
+    // sees that it is another, and no plug of the same key has the id of an earlier one.
     struct Snapshot {
         std::vector<PluggedKey> plugged;
-        int64_t last_sequence;
-        int64_t first_sequence;  // of what the journal still holds; 0 when it is empty
+        int64_t last_sequence = 0;   // 0: there is no journal
+        int64_t first_sequence = 1;  // of what the journal still holds, or will hold
+        std::optional<SlotEvent> next;
+        bool damaged = false;
+
+        const PluggedKey* Find(std::string_view serial) const;
     };
-    Snapshot Look();
+    // `next` is the first event after that place.
+    static Snapshot Present(int64_t place = 0);
 
  private:
     explicit Slots(Database::Mode mode);
+    static void MakeAnew();
+    Snapshot Look(int64_t place);
     void Record(EventKind kind, const PluggedKey& key);
 
     Database database_;

@@ -41,8 +41,10 @@ std::string KeyPathIn(const std::string& folder, KeyType type) {
 }
 
 void WriteNewFile(const std::string& path, const std::string& text) {
+    const std::filesystem::path place(path);
+    RemoveAbandonedDrafts(place.parent_path().string(), place.filename().string());
     DraftFile draft(path);
-    WriteOutput(draft.Path(), text);
+    draft.Write(ToBytes(text));
     draft.Publish();
 }
 

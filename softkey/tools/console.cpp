@@ -45,7 +45,8 @@ const char* AdviceFor(Code code) {
         case Code::kNameLength:
             return "Choose a label of at most 255 bytes";
         case Code::kStoreDamaged:
-            return "Bring the key back from a copy with: softkey restore FILE";
+            return "Bring the key back from a copy with: softkey restore FILE; without one, delete "
+                   "it with: softkey delete SERIAL";
         case Code::kStoreReadOnly:
         case Code::kStoreUnreachable:
             return "Check the owner and the permissions of the software key's folder; "
@@ -58,15 +59,6 @@ const char* AdviceFor(Code code) {
         default:
             return "The command's --help tells what it takes";
     }
-}
-
-void Report(const std::string& name, const Error& error) {
-    std::cerr << name << ": " << TextOf(static_cast<int32_t>(error.code()), Language::kEnglish)
-              << '\n';
-    if (*error.what() != '\0') {
-        std::cerr << "  why: " << error.what() << '\n';
-    }
-    std::cerr << "  next: " << AdviceFor(error.code()) << '\n';
 }
 
 // Characters and not bytes: continuation bytes of UTF-8 take no room.
@@ -134,6 +126,19 @@ std::string ReadStandardInput() {
 }
 
 }  // namespace
+
+std::string AdviceFor(const Error& error) {
+    return error.advice().empty() ? AdviceFor(error.code()) : error.advice();
+}
+
+void Report(const std::string& what, const Error& error) {
+    std::cerr << what << ": " << TextOf(static_cast<int32_t>(error.code()), Language::kEnglish)
+              << '\n';
+    if (*error.what() != '\0') {
+        std::cerr << "  why: " << error.what() << '\n';
+    }
+    std::cerr << "  next: " << AdviceFor(error) << '\n';
+}
 
 int RunCommand(const std::string& name, const std::function<void()>& command) {
     try {

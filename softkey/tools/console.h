@@ -22,6 +22,12 @@ constexpr char kExitStatusHelp[] =
 // and what to do next.
 int RunCommand(const std::string& name, const std::function<void()>& command);
 
+// What a user can do about a failure.
+std::string AdviceFor(const Error& error);
+
+// Those lines about one thing of several, where the command goes on.
+void Report(const std::string& what, const Error& error);
+
 // Prints rows under a heading, in columns as wide as their widest cell.
 void PrintTable(const std::vector<std::string>& heading,
                 const std::vector<std::vector<std::string>>& rows);

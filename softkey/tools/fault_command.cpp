@@ -6,6 +6,7 @@
 #include "common/backend_entries.h"
 #include "core/error_texts.h"
 #include "core/faults.h"
+#include "core/home.h"
 #include "tools/console.h"
 #include "tools/key_commands.h"
 #include "tools/refusal.h"
@@ -106,9 +107,22 @@ std::string Hex(int32_t code) {
     return text;
 }
 
+std::vector<Fault> ReadFaults() {
+    try {
+        return OrderedFaults();
+    } catch (const Error& error) {
+        if (error.code() != Code::kStoreDamaged) {
+            throw;
+        }
+        throw Refusal(
+            "the file of ordered faults is damaged, which counts as no faults: " + FaultsPath(),
+            "Remove it with: softkey fault --clear");
+    }
+}
+
 void ListFaults() {
     std::vector<std::vector<std::string>> rows;
-    for (const Fault& fault : OrderedFaults()) {
+    for (const Fault& fault : ReadFaults()) {
         rows.push_back({fault.entry, Hex(fault.code), std::to_string(fault.after),
                         fault.times < 0 ? "always" : std::to_string(fault.times),
                         std::to_string(fault.delay_milliseconds) + " ms",
@@ -164,7 +178,8 @@ void AddFault(CLI::App& program, int& status) {
     command->add_option("--delay", options->delay, "Milliseconds by which each such call is late")
         ->check(CLI::Range(int64_t{0}, kLongestDelay));
     command->add_flag("--list", options->list, "List the ordered faults");
-    command->add_flag("--clear", options->clear, "Withdraw the entry's fault, or all faults");
+    command->add_flag("--clear", options->clear,
+                      "Withdraw the entry's fault, or all faults; also a damaged file of faults");
     command->callback([options, &status] {
         status = RunCommand("softkey fault", [&] { OrderOrClear(*options); });
     });

@@ -8,6 +8,7 @@
 
 #include "core/certificate_texts.h"
 #include "core/encoding.h"
+#include "core/error_texts.h"
 #include "core/home.h"
 #include "core/key_store.h"
 #include "core/pin_source.h"
@@ -21,12 +22,13 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr char kDamagedRecord[] =
+    "the record of what is plugged is damaged; no key counts as plugged";
+
 struct KeySummary {
     std::string serial;
-    std::string label;
-    std::optional<uint32_t> slot;
-    PinState pin;
-    PinSource source;
+    KeyStore::Snapshot key;
+    std::optional<PluggedKey> plugged;
 };
 
 std::string FreshSerial() {
@@ -34,17 +36,14 @@ std::string FreshSerial() {
     return "OR" + ToHex(RandomBytes(7));
 }
 
+std::optional<PluggedKey> FindIn(const Slots::Snapshot& slots, const std::string& serial) {
+    const PluggedKey* const key = slots.Find(serial);
+    return key == nullptr ? std::nullopt : std::optional<PluggedKey>(*key);
+}
+
 KeySummary Summarize(const std::string& serial) {
     Require(Exists(KeyPath(serial)), Code::kNoSuchKey, "no key has this serial number");
-    KeyStore store(serial);
-    KeySummary summary{serial, store.Label(), std::nullopt, store.Pin(), {}};
-    std::optional<Slots> slots = Slots::OpenExisting();
-    const std::optional<PluggedKey> plugged = slots ? slots->Find(serial) : std::nullopt;
-    if (plugged) {
-        summary.slot = plugged->slot;
-        summary.source = plugged->source;
-    }
-    return summary;
+    return {serial, KeyStore(serial).LookAtWhole(), FindIn(Slots::Present(), serial)};
 }
 
 // What an older store, or a path, holds that is no UTF-8 must not keep the rest from being shown.
@@ -70,16 +69,20 @@ std::string PinText(const PinState& pin) {
            " tries left";
 }
 
-Json SummaryJson(const KeySummary& summary) {
-    Json json{{"serial", summary.serial},
-              {"label", summary.label},
-              {"plugged", summary.slot.has_value()},
-              {"slot", nullptr},
-              {"triesLeft", summary.pin.tries_left},
-              {"triesMaximum", summary.pin.tries_maximum}};
-    if (summary.slot) {
-        json["slot"] = *summary.slot;
+Json PlaceJson(const std::string& serial, const std::optional<PluggedKey>& plugged) {
+    Json json{{"serial", serial}, {"label", nullptr},     {"plugged", plugged.has_value()},
+              {"slot", nullptr},  {"triesLeft", nullptr}, {"triesMaximum", nullptr}};
+    if (plugged) {
+        json["slot"] = plugged->slot;
     }
+    return json;
+}
+
+Json SummaryJson(const KeySummary& summary) {
+    Json json = PlaceJson(summary.serial, summary.plugged);
+    json["label"] = summary.key.label;
+    json["triesLeft"] = summary.key.pin.tries_left;
+    json["triesMaximum"] = summary.key.pin.tries_maximum;
     return json;
 }
 
@@ -99,18 +102,19 @@ std::string CertificateLine(const StoredPair& pair) {
                               : SubjectText(ParseCertificate(pair.certificate).get());
 }
 
-void ShowAsText(const KeySummary& summary, KeyStore& store) {
+void ShowAsText(const KeySummary& summary) {
+    const std::optional<PluggedKey>& plugged = summary.plugged;
     std::cout << "Serial number  " << summary.serial << '\n'
-              << "Label          " << Printable(summary.label) << '\n'
+              << "Label          " << Printable(summary.key.label) << '\n'
               << "Plugged        "
-              << (summary.slot ? "yes, slot " + std::to_string(*summary.slot) : "no") << '\n'
-              << "PIN            " << PinText(summary.pin) << '\n';
-    if (summary.slot) {
-        std::cout << "PIN source     " << PinSourceText(summary.source) << '\n';
+              << (plugged ? "yes, slot " + std::to_string(plugged->slot) : "no") << '\n'
+              << "PIN            " << PinText(summary.key.pin) << '\n';
+    if (plugged) {
+        std::cout << "PIN source     " << PinSourceText(plugged->source) << '\n';
     }
     std::cout << "Store          " << KeyPath(summary.serial) << '\n';
     std::vector<std::vector<std::string>> rows;
-    for (const StoredPair& pair : store.Pairs()) {
+    for (const StoredPair& pair : summary.key.pairs) {
         rows.push_back({UsageName(pair), TypeName(pair.type), CertificateLine(pair)});
     }
     std::cout << '\n';
@@ -121,12 +125,12 @@ void ShowAsText(const KeySummary& summary, KeyStore& store) {
     }
 }
 
-void ShowAsJson(const KeySummary& summary, KeyStore& store) {
+void ShowAsJson(const KeySummary& summary) {
     Json json = SummaryJson(summary);
     json["store"] = KeyPath(summary.serial);
-    json["pinSource"] = PinSourceText(summary.source);
+    json["pinSource"] = PinSourceText(summary.plugged ? summary.plugged->source : PinSource());
     json["keyPairs"] = Json::array();
-    for (const StoredPair& pair : store.Pairs()) {
+    for (const StoredPair& pair : summary.key.pairs) {
         Json entry{{"usage", pair.usage == Usage::kSigning ? "signing" : "encryption"},
                    {"type", TypeName(pair.type)},
                    {"dual", pair.dual},
@@ -152,22 +156,93 @@ void New(const std::string& chosen_serial, const std::string& label, const std::
     }
 }
 
-void List(bool as_json) {
-    Json json = Json::array();
-    std::vector<std::vector<std::string>> rows;
-    for (const std::string& serial : AllSerials()) {
-        const KeySummary summary = Summarize(serial);
-        json.push_back(SummaryJson(summary));
-        rows.push_back({serial, summary.slot ? std::to_string(*summary.slot) : "-",
-                        PinText(summary.pin), Printable(summary.label)});
+// A key in the list: what it is, or why it cannot be used.
+struct ListedKey {
+    std::string serial;
+    std::optional<PluggedKey> plugged;
+    std::optional<KeySummary> summary;
+    std::optional<Error> problem;
+};
+
+// The advice names the key: it stands among others.
+Error AboutKey(const std::string& serial, const Error& error) {
+    constexpr std::string_view kPlaceholder = "SERIAL";
+    std::string advice = AdviceFor(error);
+    const size_t place = advice.find(kPlaceholder);
+    if (place != std::string::npos) {
+        advice.replace(place, kPlaceholder.size(), serial);
     }
-    if (as_json) {
-        std::cout << Dump(json) << '\n';
-    } else if (rows.empty()) {
+    return Error(error.code(), error.what(), advice);
+}
+
+ListedKey LookAtListed(const std::string& serial, const Slots::Snapshot& slots) {
+    ListedKey listed{serial, FindIn(slots, serial), std::nullopt, std::nullopt};
+    try {
+        listed.summary = KeySummary{serial, KeyStore(serial).LookAtWhole(), listed.plugged};
+    } catch (const Error& error) {
+        listed.problem = AboutKey(serial, error);
+    }
+    return listed;
+}
+
+void PrintList(const std::vector<ListedKey>& keys) {
+    std::vector<std::vector<std::string>> rows;
+    for (const ListedKey& key : keys) {
+        rows.push_back({key.serial, key.plugged ? std::to_string(key.plugged->slot) : "-",
+                        key.summary ? PinText(key.summary->key.pin) : "unusable",
+                        key.summary ? Printable(key.summary->key.label) : ""});
+    }
+    if (rows.empty()) {
         std::cout << "No software keys. Make one with: softkey new --label NAME\n";
     } else {
         PrintTable({"SERIAL NUMBER", "SLOT", "PIN", "LABEL"}, rows);
     }
+}
+
+Json ListJson(const std::vector<ListedKey>& keys) {
+    Json json = Json::array();
+    for (const ListedKey& key : keys) {
+        Json entry = key.summary ? SummaryJson(*key.summary) : PlaceJson(key.serial, key.plugged);
+        entry["problem"] = nullptr;
+        if (key.problem) {
+            entry["problem"] = {
+                {"code", static_cast<int32_t>(key.problem->code())},
+                {"text", TextOf(static_cast<int32_t>(key.problem->code()), Language::kEnglish)},
+                {"why", key.problem->what()},
+                {"next", key.problem->advice()}};
+        }
+        json.push_back(entry);
+    }
+    return json;
+}
+
+// True when all that there is could be listed as it is.
+bool List(bool as_json) {
+    const std::vector<std::string> serials = AllSerials();
+    const Slots::Snapshot slots = Slots::Present();
+    std::vector<ListedKey> keys;
+    keys.reserve(serials.size());
+    for (const std::string& serial : serials) {
+        keys.push_back(LookAtListed(serial, slots));
+    }
+    if (as_json) {
+        std::cout << Dump(ListJson(keys)) << '\n';
+    } else {
+        PrintList(keys);
+    }
+    bool sound = !slots.damaged;
+    if (slots.damaged) {
+        std::cerr
+            << "softkey list: " << kDamagedRecord
+            << "\n  next: Plug keys again with: softkey plug SERIAL; that makes a new record\n";
+    }
+    for (const ListedKey& key : keys) {
+        if (key.problem) {
+            Report("softkey list: " + key.serial, *key.problem);
+            sound = false;
+        }
+    }
+    return sound;
 }
 
 struct PlugOptions {
@@ -202,13 +277,20 @@ void Plug(const PlugOptions& options) {
         source.descriptor = options.pin_descriptor;
     }
     source.confirmation = ReadConfirmation(options, source.IsUnattended());
+    EnsureHome();
+    const bool damaged = Slots::Present().damaged;
     const PluggedKey key = Slots::OpenOrCreate().Plug(options.serial, source);
+    if (damaged) {
+        std::cerr << "softkey plug: the record of what is plugged was damaged and has been made "
+                     "anew\n  next: Plug the other keys again that were plugged\n";
+    }
     std::cout << "Plugged " << key.serial << " into slot " << key.slot << ".\n";
 }
 
 void Unplug(const std::string& serial) {
     std::optional<Slots> slots = Slots::OpenExisting();
-    Require(slots.has_value(), Code::kDeviceRemoved, "no key is plugged in");
+    Require(slots.has_value(), Code::kDeviceRemoved,
+            Slots::Present().damaged ? kDamagedRecord : "no key is plugged in");
     const PluggedKey key = slots->Unplug(serial);
     std::cout << "Unplugged " << key.serial << " from slot " << key.slot << ".\n";
 }
@@ -243,8 +325,15 @@ void AddList(CLI::App& program, int& status) {
     CLI::App* const command =
         program.add_subcommand("list", "List all keys, where they are plugged, and their PINs");
     command->add_flag("--json", *json, "Print JSON");
-    command->callback(
-        [json, &status] { status = RunCommand("softkey list", [&] { List(*json); }); });
+    command->footer(
+        "A key that cannot be used is listed as unusable; standard error tells why and what to "
+        "do.\n"
+        "Exit status: 0 done, 1 something is damaged or the list cannot be made, 2 wrong usage.");
+    command->callback([json, &status] {
+        bool sound = false;
+        status = RunCommand("softkey list", [&] { sound = List(*json); });
+        status = status == kExitSuccess && !sound ? kExitFailure : status;
+    });
 }
 
 void AddPlug(CLI::App& program, int& status) {
@@ -300,8 +389,7 @@ void AddShow(CLI::App& program, int& status) {
     command->callback([options, &status] {
         status = RunCommand("softkey show", [&] {
             const KeySummary summary = Summarize(options->serial);
-            KeyStore store(options->serial);
-            options->json ? ShowAsJson(summary, store) : ShowAsText(summary, store);
+            options->json ? ShowAsJson(summary) : ShowAsText(summary);
         });
     });
 }

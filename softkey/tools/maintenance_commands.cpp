@@ -22,8 +22,12 @@ struct Options {
     bool check = false;
 };
 
-KeyStore OpenKey(const std::string& serial) {
+void RequireKey(const std::string& serial) {
     Require(Exists(KeyPath(serial)), Code::kNoSuchKey, "no key has this serial number");
+}
+
+KeyStore OpenKey(const std::string& serial) {
+    RequireKey(serial);
     return KeyStore(serial);
 }
 
@@ -43,15 +47,16 @@ void Pin(const Options& options) {
 
 void Reset(const Options& options) {
     KeyStore store = OpenKey(options.serial);
+    const std::string old_label = store.Label();  // Nobody is asked about a key that is damaged.
     ConfirmOnTerminal(options.yes,
                       "Erase all key pairs, certificates and data of " + options.serial + "?");
     const SecretBytes pin = ObtainNewPin(options.file);
-    store.Initialize(options.label.empty() ? store.Label() : options.label, pin);
+    store.Initialize(options.label.empty() ? old_label : options.label, pin);
     std::cout << "The key was erased and has a new PIN.\n";
 }
 
 void Delete(const Options& options) {
-    OpenKey(options.serial);
+    RequireKey(options.serial);
     ConfirmOnTerminal(options.yes, "Delete " + options.serial + " for good?");
     DeleteKey(options.serial);
     std::cout << "The key was deleted.\n";
@@ -73,7 +78,12 @@ void Restore(const Options& options) {
     if (!Exists(options.file)) {
         throw Refusal("there is no file " + options.file, "Name what `softkey backup` has made");
     }
-    std::cout << RestoreKey(options.file) << '\n';
+    const RestoredKey restored = RestoreKey(options.file);
+    if (restored.damaged) {
+        std::cerr << "softkey restore: the key was damaged; its file is now " << *restored.damaged
+                  << "\n  next: Remove that file when you are sure that nothing in it is missed\n";
+    }
+    std::cout << restored.serial << '\n';
 }
 
 using Action = void (*)(const Options&);
@@ -121,8 +131,9 @@ void AddReset(CLI::App& program, int& status) {
 
 void AddDelete(CLI::App& program, int& status) {
     const auto options = std::make_shared<Options>();
-    CLI::App* const command = AddSerialAction(program, status, options, "delete",
-                                              "Delete an unplugged key and all it holds", Delete);
+    CLI::App* const command =
+        AddSerialAction(program, status, options, "delete",
+                        "Delete an unplugged key, also a damaged one, and all it holds", Delete);
     command->add_flag("--yes", options->yes, "Do not ask");
 }
 
@@ -136,9 +147,9 @@ void AddBackup(CLI::App& program, int& status) {
 
 void AddRestore(CLI::App& program, int& status) {
     const auto options = std::make_shared<Options>();
-    CLI::App* const command =
-        AddAction(program, status, options, "restore",
-                  "Bring a key back from its copy; prints its serial number", Restore);
+    CLI::App* const command = AddAction(
+        program, status, options, "restore",
+        "Bring a deleted or damaged key back from its copy; prints its serial number", Restore);
     command->add_option("file", options->file, "The copy that `softkey backup` made")->required();
 }
 

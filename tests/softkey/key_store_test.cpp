@@ -59,7 +59,7 @@ TEST_F(KeyStoreTest, TheHomeMayBeReachedByALinkButNoFileMayBeOne) {
     EXPECT_NO_THROW(KeyStore(kSerial).Unlock(ToSecret(kPin)));
     std::filesystem::rename(KeyPath(kSerial), Folder() + "/elsewhere");
     std::filesystem::create_symlink(Folder() + "/elsewhere", KeyPath(kSerial));
-    EXPECT_NE(Code::kOk, CodeOfFailure([] { KeyStore store(kSerial); }));
+    EXPECT_NE(Code::kOk, CodeOfFailure([] { KeyStore(kSerial).Pin(); }));
 }
 
 TEST_F(KeyStoreTest, ASerialNumberIsUsedOnce) {
@@ -218,11 +218,11 @@ TEST_F(KeyStoreTest, FilesThatAreNoKeysAreRefused) {
     CreateKey(kOtherSerial);
     std::filesystem::copy_file(KeyPath(kOtherSerial), KeyPath(kSerial),
                                std::filesystem::copy_options::overwrite_existing);
-    EXPECT_EQ(Code::kStoreDamaged, CodeOfFailure([] { KeyStore store(kSerial); }));
+    EXPECT_EQ(Code::kStoreDamaged, CodeOfFailure([] { KeyStore(kSerial).Pin(); }));
     WriteFile(KeyPath(kSerial), std::string(8192, 'x'));
-    EXPECT_EQ(Code::kStoreDamaged, CodeOfFailure([] { KeyStore store(kSerial); }));
+    EXPECT_EQ(Code::kStoreDamaged, CodeOfFailure([] { KeyStore(kSerial).Pin(); }));
     std::filesystem::remove(KeyPath(kSerial));
-    EXPECT_EQ(Code::kStoreUnreachable, CodeOfFailure([] { KeyStore store(kSerial); }));
+    EXPECT_EQ(Code::kStoreUnreachable, CodeOfFailure([] { KeyStore(kSerial).Pin(); }));
 }
 
 TEST_F(KeyStoreTest, ABackupRestoresAKeyWithItsPinAndPairs) {
@@ -238,7 +238,7 @@ TEST_F(KeyStoreTest, ABackupRestoresAKeyWithItsPinAndPairs) {
     EXPECT_EQ(Code::kSerialTaken, CodeOfFailure([&] { BackUpKey(kSerial, copy); }));
     EXPECT_EQ(Code::kSerialTaken, CodeOfFailure([&] { RestoreKey(copy); }));
     DeleteKey(kSerial);
-    EXPECT_EQ(kSerial, RestoreKey(copy));
+    EXPECT_EQ(kSerial, RestoreKey(copy).serial);
     KeyStore store(kSerial);
     EXPECT_EQ("label", store.Label());
     EXPECT_EQ(pair.Sm2Scalar(),
