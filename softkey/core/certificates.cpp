@@ -35,12 +35,12 @@ bool InScope(const StoredPair& pair, DeleteScope scope) {
 
 StoredPair FindCertified(Device& device, const CertificateSelector& selector) {
     std::optional<StoredPair> found;
-    for (StoredPair& pair : device.Store().Pairs()) {
+    for (const StoredPair& pair : device.Look().pairs) {
         if (pair.IsTemporary() || !selector.Fits(pair)) {
             continue;
         }
         if (!found || pair.type == KeyType::kSm2) {
-            found = std::move(pair);
+            found = pair;
         }
     }
     Require(found.has_value(), Code::kCertificateNotFound, "the key holds no such certificate");

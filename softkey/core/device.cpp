@@ -9,15 +9,6 @@ namespace {
 
 std::atomic<int32_t> last_tries_left{-1};
 
-PluggedKey FindPlugged(const char* serial) {
-    Require(serial != nullptr && *serial != '\0', Code::kInvalidParameter,
-            "the serial number is missing");
-    std::optional<Slots> slots = Slots::OpenExisting();
-    std::optional<PluggedKey> key = slots ? slots->Find(serial) : std::nullopt;
-    Require(key.has_value(), Code::kDeviceRemoved, "the key is not plugged in");
-    return *key;
-}
-
 }  // namespace
 
 int32_t LastTriesLeft() {
@@ -27,18 +18,35 @@ int32_t LastTriesLeft() {
 Device::Device(PluggedKey key) : key_(std::move(key)), store_(key_.serial) {}
 
 Device Device::Plugged(const char* serial) {
-    return Device(FindPlugged(serial));
+    Require(serial != nullptr && *serial != '\0', Code::kInvalidParameter,
+            "the serial number is missing");
+    const Slots::Snapshot slots = Slots::Present();
+    const PluggedKey* const key = slots.Find(serial);
+    Require(key != nullptr, Code::kDeviceRemoved, "the key is not plugged in");
+    return Device(*key);
 }
 
 Device Device::First() {
-    std::optional<Slots> slots = Slots::OpenExisting();
-    const std::vector<PluggedKey> keys = slots ? slots->Plugged() : std::vector<PluggedKey>();
-    Require(!keys.empty(), Code::kDeviceRemoved, "no key is plugged in");
-    return Device(keys.front());
+    const Slots::Snapshot slots = Slots::Present();
+    Require(!slots.plugged.empty(), Code::kDeviceRemoved, "no key is plugged in");
+    return Device(slots.plugged.front());
+}
+
+const KeyStore::Snapshot& Device::Look() {
+    if (!seen_) {
+        seen_ = store_.Look();
+    }
+    return *seen_;
+}
+
+DialogSubject Device::Subject() {
+    DialogSubject subject{key_, Look().label};
+    seen_.reset();
+    return subject;
 }
 
 Unlocked Device::AskAndUnlock() {
-    const PinState state = store_.Pin();
+    const PinState state = Look().pin;
     Require(state.tries_left > 0, Code::kPinLocked, "no tries are left");
     const SecretBytes pin = AskForPin(Subject(), state);
     try {
@@ -56,7 +64,7 @@ Unlocked Device::AskAndUnlock() {
 void Device::VerifyPin(Cache cache, std::optional<std::chrono::seconds> lifetime) {
     Sessions& sessions = Sessions::OfThisProcess();
     const bool keep = cache == Cache::kAlways || sessions.CacheFlag(key_.serial);
-    std::optional<Unlocked> known = sessions.Find(key_, store_.Pin(), Sessions::Need::kCached);
+    std::optional<Unlocked> known = sessions.Find(key_, Look().pin, Sessions::Need::kCached);
     if (known && cache == Cache::kAsFlagged) {
         return;
     }
@@ -70,7 +78,7 @@ void Device::VerifyPin(Cache cache, std::optional<std::chrono::seconds> lifetime
 }
 
 void Device::ChangePin() {
-    const PinState state = store_.Pin();
+    const PinState state = Look().pin;
     Require(state.tries_left > 0, Code::kPinLocked, "no tries are left");
     const PinChange change = AskForPinChange(Subject(), state);
     Sessions::OfThisProcess().Forget(key_.serial);
@@ -88,7 +96,7 @@ void Device::Initialize(std::optional<std::string> label, AfterInitialize after)
     const SecretBytes pin = AskForInitialPin(Subject());
     Sessions& sessions = Sessions::OfThisProcess();
     sessions.Forget(key_.serial);
-    const Unlocked unlocked = store_.Initialize(label ? *label : store_.Label(), pin);
+    const Unlocked unlocked = store_.Initialize(label ? *label : Look().label, pin);
     if (after == AfterInitialize::kVerified) {
         sessions.Keep(key_, unlocked, false, std::nullopt);
     }
@@ -104,7 +112,7 @@ const Unlocked& Device::Authorize(Use use) {
 Unlocked Device::Obtain(Use use) {
     Sessions& sessions = Sessions::OfThisProcess();
     const std::optional<Unlocked> known =
-        sessions.Find(key_, store_.Pin(), Sessions::Need::kVerified);
+        sessions.Find(key_, Look().pin, Sessions::Need::kVerified);
     if (known) {
         if (use == Use::kOther) {
             sessions.UseUp(key_.serial);

@@ -25,6 +25,9 @@ class Device {
     const PluggedKey& Key() const { return key_; }
     KeyStore& Store() { return store_; }
 
+    // The key as it was when this object looked first, or first again after somebody was asked.
+    const KeyStore::Snapshot& Look();
+
     enum class Cache { kAsFlagged, kAlways };
     void VerifyPin(Cache cache, std::optional<std::chrono::seconds> lifetime = std::nullopt);
     void ChangePin();
@@ -38,7 +41,8 @@ class Device {
     enum class Use { kRequest, kOther };
     const Unlocked& Authorize(Use use);
 
-    DialogSubject Subject() { return {key_, store_.Label()}; }
+    // For whoever asks somebody. That takes its time: what was seen before is then old.
+    DialogSubject Subject();
 
  private:
     explicit Device(PluggedKey key);
@@ -47,6 +51,7 @@ class Device {
 
     PluggedKey key_;
     KeyStore store_;
+    std::optional<KeyStore::Snapshot> seen_;
     std::optional<Unlocked> held_;
 };
 

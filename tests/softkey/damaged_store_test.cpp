@@ -1,5 +1,6 @@
 // Files of the home that are damaged, open to others, another user's or left behind: what is sound
 // goes on, what is not is named, and each advice leads out.
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -550,6 +551,32 @@ TEST_F(AnothersFile, InAnothersHomeIsNotUsedEither) {
         EXPECT_EQ(Number(Code::kStoreUnreachable), LabelCode(kOtherSerial));
         EXPECT_EQ(Code::kStoreUnreachable, CodeOfFailure([] { CreateKey("OR00000000000003"); }));
     }
+}
+
+// What a call costs.
+
+TEST_F(DamagedStore, ACachedSignatureOpensEachFileThatItNeedsOnce) {
+    GiveDualCertificates();
+    ASSERT_EQ(kSuccess, key_.VerifyAndCachePin(kSerial, 0));
+    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(watch, 0);
+    // With the closings between them, equal events in a row are not told as one.
+    constexpr uint32_t kWatched = IN_OPEN | IN_CLOSE;
+    const int key = inotify_add_watch(watch, KeyPath(kSerial).c_str(), kWatched);
+    const int slots = inotify_add_watch(watch, SlotsPath().c_str(), kWatched);
+    EXPECT_FALSE(SignatureOf("order").empty());
+    alignas(inotify_event) char events[4096];
+    const ssize_t length = read(watch, events, sizeof events);
+    close(watch);
+    int opened[2] = {};
+    for (ssize_t at = 0; at < length; at += static_cast<ssize_t>(sizeof(inotify_event))) {
+        const auto* const event = reinterpret_cast<const inotify_event*>(events + at);
+        const bool opening = (event->mask & IN_OPEN) != 0;
+        opened[0] += opening && event->wd == key;
+        opened[1] += opening && event->wd == slots;
+    }
+    EXPECT_EQ(1, opened[0]);
+    EXPECT_EQ(1, opened[1]);
 }
 
 }  // namespace
