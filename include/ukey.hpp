@@ -237,8 +237,7 @@ inline const char* Pass(const std::optional<std::string>& text) {
     return text ? text->c_str() : nullptr;
 }
 
-// A text with a zero byte inside would reach the key cut short: what is signed would not be what
-// was given.
+// Whether a text can be passed whole: it would end at a zero byte inside.
 inline bool IsPassable(const std::string& text) {
     return text.find('\0') == std::string::npos;
 }
@@ -255,9 +254,6 @@ bool IsPassable(const T& /*value*/) {
 // Calls the entry and gives its code, or the code of the exception that left it.
 template <typename Function, typename... Arguments>
 int32_t TryCall(const Entry<Function>& entry, const Arguments&... arguments) {
-    if (!(IsPassable(arguments) && ...)) {
-        return ORVAL_INVALID_ARGUMENT;
-    }
     try {
         return entry.function(Pass(arguments)...);
     } catch (const QRV::CQrvException& thrown) {
@@ -361,6 +357,13 @@ inline std::string BackendText(const Api& api, int32_t code) noexcept {
     return text;
 }
 
+// A code that the product throws and never returns: the key's library knows nothing of it, and
+// would say as much.
+inline bool IsOfTexts(int32_t code) noexcept {
+    const Errc thrown = static_cast<Errc>(code);
+    return thrown == Errc::kTextOutOfMemory || thrown == Errc::kTextMalformed;
+}
+
 class CodeCategory final : public std::error_category {
  public:
     const char* name() const noexcept override { return "ukey"; }
@@ -368,6 +371,9 @@ class CodeCategory final : public std::error_category {
     std::string message(int code) const override {
         if (code == ORVAL_OK) {
             return "success";
+        }
+        if (IsOfTexts(code)) {
+            return OwnText(code);
         }
         const std::shared_ptr<const Api> api = TextSource::Instance().Current();
         std::string text = api == nullptr ? std::string() : BackendText(*api, code);
@@ -389,7 +395,7 @@ inline std::string Hexadecimal(int32_t code) {
 }  // namespace detail
 
 // Category: the codes of the product and of the key behind it, with the texts of GetErrorMsg; where
-// it gives none, with OwnText.
+// it gives none, and for what the product throws, with OwnText.
 inline const std::error_category& Category() noexcept {
     static const detail::CodeCategory category;
     return category;
@@ -415,8 +421,21 @@ class Error : public std::system_error {
     // Code: what it gave.
     int32_t Code() const noexcept { return code().value(); }
 
+ protected:
+    Error(const char* function, int32_t code, const std::string& what)
+        : std::system_error(std::error_code(code, Category()), what), function_(function) {}
+
  private:
     const char* function_;
+};
+
+// A text with a zero byte inside was given for a function, which has not been called: the text would
+// reach the key cut short, and what is signed would not be what was given. The code is -401.
+class ZeroByteError final : public Error {
+ public:
+    explicit ZeroByteError(const char* function)
+        : Error(function, ORVAL_INVALID_ARGUMENT,
+                std::string(function) + " was not called: a text has a zero byte inside") {}
 };
 
 // Wipe: overwrites a text in a way that the compiler does not leave out, and empties it.
@@ -457,12 +476,21 @@ void Check(const Entry<Function>& entry, int32_t code) {
 }
 
 template <typename Function, typename... Arguments>
+void CheckTexts(const Entry<Function>& entry, const Arguments&... arguments) {
+    if (!(IsPassable(arguments) && ...)) {
+        throw ZeroByteError(entry.name);
+    }
+}
+
+template <typename Function, typename... Arguments>
 void Call(const Entry<Function>& entry, const Arguments&... arguments) {
+    CheckTexts(entry, arguments...);
     Check(entry, TryCall(entry, arguments...));
 }
 
 template <typename Function, typename... Arguments>
 Fetched Fetch(const Entry<Function>& entry, int32_t least, const Arguments&... arguments) {
+    CheckTexts(entry, arguments...);
     Fetched fetched;
     Check(entry, TryFetch(entry, least, fetched, arguments...));
     return fetched;

@@ -2,25 +2,32 @@
 #define UKEYCTL_CODES_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
-// A code of which something is known without asking the key: the library's own, or one of GM/T
-// 0016.
+// A code of which something is known without asking the key: the library's own, one of GM/T 0016,
+// or one of the software key's.
 struct KnownCode {
     int32_t code;
-    const char* name;
+    const char* name;  // null where it has none
     const char* meaning;
     const char* next;
 };
 
-// Null for a code of which only the key knows more.
-const KnownCode* FindKnownCode(int32_t code);
+// Nothing for a code of which only the key knows more. key_text: what the key says of the code,
+// empty where it has not been asked; a maker may use a number of the software key's for something
+// else.
+std::optional<KnownCode> FindKnownCode(int32_t code, const std::string& key_text = {});
 
 // Whose code it is, for people.
-const char* DefinedBy(int32_t code);
+const char* DefinedBy(int32_t code, const std::string& key_text);
 
-// What to do about a code, known or not.
-const char* NextFor(int32_t code);
+// What to do about a code, known or not, that the function gave; no function for the code in
+// general. The text may have a place for the verb's help.
+std::string NextFor(int32_t code, const std::string& function, const std::string& key_text);
+
+// The text with its place for the verb's help filled: the verb's, or none in particular.
+std::string NamingHelp(std::string next, const std::string& verb);
 
 // "0x8007000E (-2147024882)"
 std::string FormatCode(int32_t code);

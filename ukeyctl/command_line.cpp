@@ -28,6 +28,7 @@ CLI::App* AddVerb(CLI::App& parent, const std::string& name, const std::string& 
 CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string& summary) {
     CLI::App* group = parent.add_subcommand(name, summary);
     group->require_subcommand(1);
+    group->footer("");
     return group;
 }
 
@@ -142,7 +143,7 @@ void Deliver(Session& session, const std::string& key, const Report::Value& valu
     // A file gets the bytes and nothing else: a line end would make a decrypted message another
     // one.
     const auto* text = std::get_if<std::string>(&value);
-    WriteOutput(path, text != nullptr ? *text : output.ForPeople());
+    WriteOutput(path, text != nullptr ? *text : output.ForPeople(Report::Destination::kFile));
     session.Result().Add("file", "Written to", path);
 }
 

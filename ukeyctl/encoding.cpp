@@ -57,33 +57,6 @@ bool IsDer(std::string_view bytes) {
     return ByteAt(bytes, 0) == 0x30 && ByteAt(bytes, 1) >= 0x80;
 }
 
-struct Utf8Row {
-    unsigned char first;
-    unsigned char last;
-    size_t length;
-};
-
-constexpr Utf8Row kUtf8Rows[] = {
-    {0x00, 0x7F, 1}, {0xC2, 0xDF, 2}, {0xE0, 0xEF, 3}, {0xF0, 0xF4, 4}};
-
-// How many bytes the UTF-8 sequence at the front has; 0 when there is none. Overlong forms and
-// surrogates pass: the JSON writer replaces what is left.
-size_t SequenceLength(std::string_view text) {
-    const uint32_t first = ByteAt(text, 0);
-    const auto* row = std::find_if(
-        std::begin(kUtf8Rows), std::end(kUtf8Rows),
-        [first](const Utf8Row& known) { return first >= known.first && first <= known.last; });
-    if (row == std::end(kUtf8Rows)) {
-        return 0;
-    }
-    for (size_t at = 1; at < row->length; ++at) {
-        if ((ByteAt(text, at) & 0xC0U) != 0x80U) {
-            return 0;
-        }
-    }
-    return row->length;
-}
-
 }  // namespace
 
 std::vector<std::string> SplitJoined(std::string_view text) {
@@ -134,23 +107,4 @@ std::string Hex(std::string_view bytes) {
         text += kDigits[static_cast<unsigned char>(byte) & 15U];
     }
     return text;
-}
-
-bool IsUtf8(std::string_view text) {
-    while (!text.empty()) {
-        const size_t length = SequenceLength(text);
-        if (length == 0) {
-            return false;
-        }
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
-std::string Printable(std::string_view text) {
-    std::string result(text);
-    std::replace_if(
-        result.begin(), result.end(),
-        [](unsigned char character) { return std::iscntrl(character) != 0; }, '?');
-    return result;
 }

@@ -18,9 +18,4 @@ std::string CertificateText(const std::string& contents);
 
 std::string Hex(std::string_view bytes);
 
-bool IsUtf8(std::string_view text);
-
-// The text fit for a terminal: control characters become question marks.
-std::string Printable(std::string_view text);
-
 #endif

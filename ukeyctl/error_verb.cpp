@@ -3,30 +3,35 @@
 
 namespace {
 
-// The key's own text. Known codes are explained even where no library can be loaded.
-Report::Value TextOf(Session& session, int32_t code) {
+// The key's own text; empty when it has none. Known codes are explained even where no library can
+// be loaded.
+std::string TextOf(Session& session, int32_t code) {
     try {
         return session.Library().GetErrorMsg(code);
     } catch (const std::runtime_error&) {
-        if (FindKnownCode(code) == nullptr) {
+        if (!FindKnownCode(code)) {
             throw;
         }
-        return std::monostate();
+        return {};
     }
+}
+
+Report::Value OrNone(const char* text) {
+    return text != nullptr ? Report::Value(text) : std::monostate();
 }
 
 void ShowError(Session& session, const std::string& given) {
     const int32_t code = ParseCode(given);
-    const KnownCode* known = FindKnownCode(code);
+    const std::string text = TextOf(session, code);
+    const std::optional<KnownCode> known = FindKnownCode(code, text);
     Report& report = session.Result();
     report.Add("code", "Code", int64_t{code});
     report.Add("hex", "Hexadecimal", ukey::detail::Hexadecimal(code));
-    report.Add("name", "Name", known != nullptr ? Report::Value(known->name) : std::monostate());
-    report.Add("defined_by", "Defined by", DefinedBy(code));
-    report.Add("meaning", "Meaning",
-               known != nullptr ? Report::Value(known->meaning) : std::monostate());
-    report.Add("text", "The key's text", TextOf(session, code));
-    report.Add("next", "What to do", NextFor(code));
+    report.Add("name", "Name", OrNone(known ? known->name : nullptr));
+    report.Add("defined_by", "Defined by", DefinedBy(code, text));
+    report.Add("meaning", "Meaning", OrNone(known ? known->meaning : nullptr));
+    report.Add("text", "The key's text", OrNone(text.empty() ? nullptr : text.c_str()));
+    report.Add("next", "What to do", NamingHelp(NextFor(code, {}, text), {}));
 }
 
 }  // namespace

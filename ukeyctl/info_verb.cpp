@@ -1,4 +1,3 @@
-#include "encoding.h"
 #include "verbs.h"
 
 namespace {
@@ -30,7 +29,7 @@ void SayWhatIsMissing(Report& report, const Keys& keys) {
     }
     for (const LabelledKey& one : keys) {
         if (!one.key.problem.empty()) {
-            report.Say("Slot " + std::to_string(one.key.slot) + ": " + Printable(one.key.problem));
+            report.Say("Slot " + std::to_string(one.key.slot) + ": " + one.key.problem);
         }
     }
 }
@@ -55,7 +54,7 @@ void ShowKeys(Session& session) {
         SayWhatIsMissing(report, keys);
     } catch (const std::exception& error) {
         report.AddDetail("keys", std::monostate());
-        report.Say(Printable(std::string("The plugged keys cannot be listed: ") + error.what()));
+        report.Say(std::string("The plugged keys cannot be listed: ") + error.what());
     }
 }
 

@@ -1,16 +1,19 @@
 #include <algorithm>
+#include <string_view>
 
 #include "codes.h"
+#include "core/error.h"
+#include "core/error_texts.h"
 #include "ukey.hpp"
 
 namespace {
 
 // For a key's own code about which nothing better can be said.
 constexpr const char* kAskTheMaker =
-    "the code is the key's own: check that the key is plugged in, and see what the key maker's "
-    "documents say about it";
+    "see what the key maker's documents say about the code; 'ukeyctl info' shows whether the key "
+    "answers at all";
 constexpr const char* kLookAtArguments =
-    "look at the arguments given; 'ukeyctl VERB --help' states their form and bounds";
+    "look at what was given; {help} states its form and bounds";
 constexpr const char* kLookAtSelectors =
     "look at the numbers given with --param1 and the like; the key maker's documents list them";
 constexpr const char* kLookAtCertificates =
@@ -64,7 +67,8 @@ constexpr KnownCode kOwnCodes[] = {
      kFreeMemory},
     {static_cast<int32_t>(ukey::Errc::kTextMalformed), "malformed text",
      "the library's text handling met a malformed text (an exception, to a client in C++)",
-     "look at the text given: in a request description every field needs its \"(\" and a digit"},
+     "look at the text given; the library throws this at a request description that ends in a "
+     "field without its \"(\""},
 };
 
 // The codes of GM/T 0016 under its own names, two misspelt ones included. A key need not follow it,
@@ -135,35 +139,190 @@ constexpr KnownCode kStandardCodes[] = {
      kMakeRoom},
 };
 
-const KnownCode* Find(const KnownCode* first, const KnownCode* last, int32_t code) {
-    const auto* found =
-        std::find_if(first, last, [code](const KnownCode& known) { return known.code == code; });
-    return found == last ? nullptr : found;
+struct Advice {
+    softkey::Code code;
+    const char* next;
+};
+
+// What to do about the software key's own codes; their meanings are the key's texts.
+constexpr Advice kSoftwareKeyAdvice[] = {
+    {softkey::Code::kSelector,
+     "look at the numbers given: the software key's page lists the ones that it knows under "
+     "\"Selectors\""},
+    {softkey::Code::kKeyTypeHash,
+     "in the description HashType(0) fits every KeyType, HashType(1) is for KeyType(1), RSA, and "
+     "HashType(3) for KeyType(2), SM2"},
+    {softkey::Code::kCancelled, "try again, and answer the dialog"},
+    {softkey::Code::kNotConfirmed,
+     "try again, and confirm the signature; a key plugged with --confirm never refuses all"},
+    {softkey::Code::kNoDialog,
+     "install a pinentry program or name one in ORVAL_SOFTKEY_PINENTRY; where nobody is there to "
+     "type, plug the key with 'softkey plug SERIAL --pin-file FILE'"},
+    {softkey::Code::kPinSourceRefused, "make the PIN file yours alone with 'chmod 600 FILE'"},
+    {softkey::Code::kPinSourceUnreadable,
+     "the first line of the PIN file is the PIN; plug the key with one that can be read: 'softkey "
+     "plug SERIAL --pin-file FILE'"},
+    {softkey::Code::kPkcs7Malformed,
+     "give what the authority answered: PKCS#7 with the certificate in it, as PEM, DER or Base64"},
+    {softkey::Code::kCertificateNotOurs,
+     "the certificate must have been issued for a request of this very key; 'ukeyctl request' "
+     "makes "
+     "one"},
+    {softkey::Code::kEnvelopeMalformed,
+     "give the enveloped key as the authority issued it; 'ukeyctl cert import-package' takes the "
+     "whole answer"},
+    {softkey::Code::kEnvelopeNotOurs,
+     "the enveloped key must have been made for a request of this very key; 'ukeyctl init-request' "
+     "makes one"},
+    {softkey::Code::kStoreReadOnly,
+     "make the software key's folder and its files writable for you; ORVAL_SOFTKEY_HOME names "
+     "another folder"},
+    {softkey::Code::kStoreFull, "free some space on the disk; nothing has been changed"},
+    {softkey::Code::kStoreBusy, "wait until the other program is done, and try again"},
+    {softkey::Code::kStoreDamaged, "bring the key back from a copy: see 'softkey restore --help'"},
+    {softkey::Code::kStoreUnreachable,
+     "check the owner and the permissions of the software key's folder; ORVAL_SOFTKEY_HOME names "
+     "another one"},
+    {softkey::Code::kNoContext,
+     "a client makes a context before it waits with one; this is a fault "
+     "of the program that called"},
+    {softkey::Code::kNewPinMissing, "write the new PIN into the second line of the PIN file"},
+    {softkey::Code::kAlreadyPlugged, "unplug it first with 'softkey unplug SERIAL'"},
+    {softkey::Code::kSerialTaken, "choose another serial number; 'softkey list' shows the keys"},
+    {softkey::Code::kNoSuchKey, "'softkey list' shows the keys that there are"},
+};
+// Where a code means something of its own in some functions.
+
+struct AdviceInPlace {
+    int32_t code;
+    const char* functions;  // with blanks between them
+    const char* next;
+};
+
+constexpr int32_t Number(softkey::Code code) {
+    return static_cast<int32_t>(code);
 }
 
-const KnownCode* FindOwn(int32_t code) {
-    return Find(std::begin(kOwnCodes), std::end(kOwnCodes), code);
+constexpr AdviceInPlace kInPlace[] = {
+    {ORVAL_INVALID_ARGUMENT, "GetLabel", "give a serial number that is not empty"},
+    {ORVAL_INVALID_ARGUMENT, "GetData", "give a serial number of 10 to 16 bytes"},
+    {ORVAL_INVALID_ARGUMENT, "SetData",
+     "give a text of at most 300 bytes, and a serial number of 10 to 16"},
+    {ORVAL_INVALID_ARGUMENT, "GenerateCertRequest",
+     "a record of the description has fields CertType(D), KeyType(D) and HashType(D), and nothing "
+     "else"},
+    {ORVAL_INVALID_ARGUMENT, "Batch_InitAndGenerateCertRequest",
+     "the mode is 0 or 1; the description has at most three records of CertType(D), KeyType(D) and "
+     "HashType(D), and CertType(3) goes with KeyType(2) only"},
+    {ORVAL_INVALID_ARGUMENT, "ImportEncX509Cert",
+     "the enveloped key has at most 1023 characters: give it alone, as the authority issued it"},
+    {ORVAL_INVALID_ARGUMENT, "Batch_ImportX509Cert",
+     "the package has items SignCert(..), EncPriKey(..) and EncCert(..) with a | between them, or "
+     "is a PKCS#7 text; an enveloped key in it has at most 1023 characters"},
+    {ORVAL_INVALID_ARGUMENT, "Batch_Sign",
+     "with bit 0 of --flags give --text and --param6 as well"},
+    {ORVAL_UNSUPPORTED, "CheckDriverIntegrity",
+     "with --mode 1 it means that /opt/apps/com.kpx.uosorval/files/bin cannot be read: install the "
+     "key's software; there is no other mode"},
+    {ORVAL_UNSUPPORTED, "RegisterCert UnregisterCert RepairDriver",
+     "nothing can be done: this function refuses every call"},
+    {static_cast<int32_t>(ukey::Errc::kTextMalformed),
+     "GenerateCertRequest Batch_InitAndGenerateCertRequest",
+     "a record of the description ends in a name without its \"(\": every field is a name and a "
+     "digit in parentheses, as in 'CertType(1)KeyType(2)HashType(3)'"},
+    {0x0A000006, "GetLabel SetLabel GetData SetData GetCert GetCertDN GetCertInfo",
+     "look at the serial number given with --sn; {help} states the form of the rest"},
+    {0x0A000009, "SetLabel", "give a shorter label; the software key takes 255 bytes"},
+    {0x0A000010, "SetData",
+     "give a shorter text: this key takes less than the library's 300 bytes, the software key 259"},
+    {0x0A000010, "Sign SignHash Batch_Sign",
+     "give a shorter text or warning, or a digest of the length that its algorithm has"},
+    {0x0A000010, "GenerateCertRequest Batch_InitAndGenerateCertRequest",
+     "ask for fewer requests at once"},
+    {0x0A000011, "SetLabel",
+     "a label is text without control characters, in the character set of --charset"},
+    {0x0A000011, "Sign SignHash Batch_Sign",
+     "give the data in the encoding that was selected; a batch has no empty items"},
+    {0x0A000011, "AsymDec", kLookAtCiphertext},
+    {Number(softkey::Code::kSelector), "GenerateCertRequest Batch_InitAndGenerateCertRequest",
+     "in the description the software key knows CertType 1 to 3 (3 with KeyType 2 only), KeyType 1 "
+     "and 2, and HashType 0, 1 and 3"},
+    {Number(softkey::Code::kSelector), "GetData SetData", "the software key has items 0 to 63"},
+    {Number(softkey::Code::kSelector), "SetCharset",
+     "the software key knows the character sets UTF-8 and GB18030"},
+    {Number(softkey::Code::kSelector), "SetLanguage",
+     "the software key knows the languages zh_CN and en_US"},
+};
+
+template <size_t Count>
+std::optional<KnownCode> FindIn(const KnownCode (&codes)[Count], int32_t code) {
+    const auto* found = std::find_if(std::begin(codes), std::end(codes),
+                                     [code](const KnownCode& known) { return known.code == code; });
+    return found == std::end(codes) ? std::nullopt : std::optional<KnownCode>(*found);
 }
 
-const KnownCode* FindStandard(int32_t code) {
-    return Find(std::begin(kStandardCodes), std::end(kStandardCodes), code);
+std::optional<KnownCode> FindOfSoftwareKey(int32_t code, const std::string& key_text) {
+    const auto* advice =
+        std::find_if(std::begin(kSoftwareKeyAdvice), std::end(kSoftwareKeyAdvice),
+                     [code](const Advice& known) { return Number(known.code) == code; });
+    if (advice == std::end(kSoftwareKeyAdvice)) {
+        return std::nullopt;
+    }
+    const softkey::ErrorText* text = softkey::FindErrorText(code);
+    const bool is_its = key_text.empty() || key_text == text->english || key_text == text->chinese;
+    return is_its ? std::optional<KnownCode>({code, nullptr, text->english, advice->next})
+                  : std::nullopt;
+}
+
+bool HasWord(std::string_view words, std::string_view word) {
+    const size_t at = words.find(word);
+    if (word.empty() || at == std::string_view::npos) {
+        return false;
+    }
+    const size_t end = at + word.size();
+    const bool begins = at == 0 || words[at - 1] == ' ';
+    const bool ends = end == words.size() || words[end] == ' ';
+    return (begins && ends) || HasWord(words.substr(at + 1), word);
 }
 
 }  // namespace
 
-const KnownCode* FindKnownCode(int32_t code) {
-    const KnownCode* own = FindOwn(code);
-    return own != nullptr ? own : FindStandard(code);
+std::optional<KnownCode> FindKnownCode(int32_t code, const std::string& key_text) {
+    if (const auto own = FindIn(kOwnCodes, code)) {
+        return own;
+    }
+    const auto standard = FindIn(kStandardCodes, code);
+    return standard ? standard : FindOfSoftwareKey(code, key_text);
 }
 
-const char* NextFor(int32_t code) {
-    const KnownCode* known = FindKnownCode(code);
-    return known != nullptr ? known->next : kAskTheMaker;
+std::string NextFor(int32_t code, const std::string& function, const std::string& key_text) {
+    const std::optional<KnownCode> known = FindKnownCode(code, key_text);
+    if (!known) {
+        return kAskTheMaker;
+    }
+    const auto* place =
+        std::find_if(std::begin(kInPlace), std::end(kInPlace), [&](const AdviceInPlace& advice) {
+            return advice.code == code && HasWord(advice.functions, function);
+        });
+    return place != std::end(kInPlace) ? place->next : known->next;
 }
 
-const char* DefinedBy(int32_t code) {
-    if (FindOwn(code) != nullptr) {
+std::string NamingHelp(std::string next, const std::string& verb) {
+    constexpr std::string_view kPlace = "{help}";
+    const size_t at = next.find(kPlace);
+    if (at == std::string::npos) {
+        return next;
+    }
+    return next.replace(at, kPlace.size(),
+                        verb.empty() ? "the verb's --help" : "'ukeyctl " + verb + " --help'");
+}
+
+const char* DefinedBy(int32_t code, const std::string& key_text) {
+    if (FindIn(kOwnCodes, code)) {
         return "the library";
     }
-    return FindStandard(code) != nullptr ? "GM/T 0016" : "the key's maker";
+    if (FindIn(kStandardCodes, code)) {
+        return "GM/T 0016";
+    }
+    return FindOfSoftwareKey(code, key_text) ? "the software key" : "the key's maker";
 }

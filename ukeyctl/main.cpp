@@ -2,7 +2,9 @@
 #include <cstring>
 
 #include "terminal/arguments.h"
+#include "terminal/help.h"
 #include "terminal/standard_descriptors.h"
+#include "terminal/usage.h"
 #include "verbs.h"
 
 namespace {
@@ -17,8 +19,8 @@ constexpr const char* kFooter =
     "  ukeyctl error 0x0A000001          what a code means\n"
     "  ukeyctl request --description 'CertType(1)KeyType(2)HashType(3)' --out request.pem\n"
     "  ukeyctl cert import-package answer.txt\n"
-    "  ukeyctl VERB --help               how a verb is used\n\n"
-    "Exit status: 0 done; 1 the key or the library reported a code; 2 usage; 3 the library cannot\n"
+    "  ukeyctl cert get --help           how a verb is used\n\n"
+    "Exit status: 0 done; 1 the key or the library reported a code; 2 usage; 3 the library cannot "
     "be loaded; 4 a file cannot be read or written; 5 no event in time; 70 a fault of this "
     "command.\n";
 
@@ -43,6 +45,7 @@ void BuildCommandLine(CLI::App& app, Session& session) {
     app.footer(kFooter);
     app.require_subcommand(1);
     app.fallthrough();
+    terminal::UseFittingHelp(app);
     AddCommonOptions(app, session);
     AddInfoVerbs(app, session);
     AddErrorVerb(app, session);
@@ -55,41 +58,18 @@ void BuildCommandLine(CLI::App& app, Session& session) {
     AddDecryptionVerbs(app, session);
     AddCallVerb(app, session);
     AddRetiredVerbs(app, session);
-}
-
-// "pin verify", as far as the words led to a verb.
-std::string VerbReached(const CLI::App& app) {
-    std::string words;
-    for (const CLI::App* reached = &app; !reached->get_subcommands().empty();) {
-        reached = reached->get_subcommands().front();
-        words += (words.empty() ? "" : " ") + reached->get_name();
-    }
-    return words;
-}
-
-// "pin dance" where a verb was expected behind "pin"; empty where nothing else stood there.
-std::string UnknownVerb(const CLI::App& app) {
-    const CLI::App* reached = &app;
-    std::string words;
-    while (!reached->get_subcommands().empty()) {
-        reached = reached->get_subcommands().front();
-        words += reached->get_name() + " ";
-    }
-    const std::vector<std::string> rest = app.remaining(true);
-    const auto word = std::find_if(rest.begin(), rest.end(), [](const std::string& given) {
-        return given.rfind('-', 0) != 0;
-    });
-    return reached->get_require_subcommand_min() == 0 || word == rest.end() ? "" : words + *word;
+    terminal::FinishOptions(app);
 }
 
 int FailToParse(const CLI::App& app, const CLI::ParseError& error, Session& session) {
-    const std::string unknown = UnknownVerb(app);
+    const terminal::Mistake mistake = terminal::Explain(app, error, "verb");
+    session.Choose(mistake.command, nullptr);
     Failure failure;
     failure.status = ExitStatus::kUsage;
     failure.what = "the command cannot be understood as given";
-    failure.why = unknown.empty() ? error.what() : "there is no verb \"" + unknown + "\"";
-    failure.next = "see 'ukeyctl --help', or 'ukeyctl VERB --help'";
-    session.Choose(VerbReached(app), nullptr);
+    failure.why = mistake.why;
+    failure.next =
+        "see 'ukeyctl " + mistake.command + (mistake.command.empty() ? "" : " ") + "--help'";
     return session.Fail(failure);
 }
 

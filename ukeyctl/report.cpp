@@ -5,6 +5,7 @@
 
 #include "codes.h"
 #include "encoding.h"
+#include "terminal/printable.h"
 #include "ukey.hpp"
 
 namespace {
@@ -38,7 +39,7 @@ template <typename Value>
 void Encode(Json& object, const std::string& key, const Value& value) {
     object[key] = std::visit(EncodeValue{}, value);
     const auto* text = std::get_if<std::string>(&value);
-    if (text != nullptr && !IsUtf8(*text)) {
+    if (text != nullptr && !terminal::IsUtf8(*text)) {
         object[key + "_hex"] = Hex(*text);
     }
 }
@@ -68,11 +69,11 @@ Json EncodeFailure(const Failure& failure) {
                   {"why", failure.why},
                   {"next", failure.next}};
     if (failure.code) {
-        const KnownCode* known = FindKnownCode(*failure.code);
+        const std::optional<KnownCode> known = FindKnownCode(*failure.code);
         error["function"] = failure.function;
         error["code"] = *failure.code;
         error["hex"] = ukey::detail::Hexadecimal(*failure.code);
-        error["name"] = known != nullptr ? Json(known->name) : Json(nullptr);
+        error["name"] = known && known->name != nullptr ? Json(known->name) : Json(nullptr);
     }
     return error;
 }
@@ -95,7 +96,7 @@ void Report::Say(const std::string& sentence) {
     fields_.push_back({Kind::kSentence, {}, {}, sentence});
 }
 
-std::string Report::ForPeople() const {
+std::string Report::ForPeople(Destination destination) const {
     size_t width = 0;
     for (const Field& field : fields_) {
         width = std::max(width, field.label.size());
@@ -105,9 +106,12 @@ std::string Report::ForPeople() const {
         const std::string value = std::visit(ShowValue{}, field.value);
         if (field.kind == Kind::kLine) {
             text += field.label + ":" + std::string(width - field.label.size() + 1, ' ') +
-                    Printable(value) + "\n";
-        } else if (field.kind != Kind::kDetail) {
-            text += WithLineEnd(value);
+                    terminal::Printable(value) + "\n";
+        } else if (field.kind == Kind::kSentence) {
+            text += WithLineEnd(terminal::Printable(value));
+        } else if (field.kind == Kind::kOutput) {
+            const bool shown = destination == Destination::kTerminal;
+            text += WithLineEnd(shown ? terminal::PrintableLines(value) : value);
         }
     }
     return text;
@@ -123,11 +127,13 @@ std::string Report::ForScripts(const std::string& verb, const Failure* failure) 
     if (failure != nullptr) {
         object["error"] = EncodeFailure(*failure);
     }
-    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    return terminal::PrintableJson(object.dump(-1, ' ', false, Json::error_handler_t::replace)) +
+           "\n";
 }
 
 std::string Describe(const std::string& verb, const Failure& failure) {
     const std::string name = verb.empty() ? "ukeyctl" : "ukeyctl " + verb;
-    return name + ": " + Printable(failure.what) + "\n  why:  " + Printable(failure.why) +
-           "\n  next: " + failure.next + "\n";
+    return name + ": " + terminal::Printable(failure.what) +
+           "\n  why:  " + terminal::Printable(failure.why) +
+           "\n  next: " + terminal::Printable(failure.next) + "\n";
 }

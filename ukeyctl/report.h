@@ -17,10 +17,14 @@ class Report {
     using Value =
         std::variant<std::monostate, std::string, int64_t, std::vector<std::string>, Table>;
 
+    // Where people get it: a terminal must not be disturbed, a file gets every byte.
+    enum class Destination { kTerminal, kFile };
+
     // One line "Label: value"; without a key, for people only.
     void Add(const std::string& key, const std::string& label, Value value);
 
-    // What the verb was asked for. People get it alone, exactly as it is, so that it can be piped.
+    // What the verb was asked for. People get it alone, and exactly as it is so that it can be
+    // piped, but for what a terminal would obey instead of showing it.
     void AddOutput(const std::string& key, Value value);
 
     // For scripts only.
@@ -29,7 +33,7 @@ class Report {
     // For people only.
     void Say(const std::string& sentence);
 
-    std::string ForPeople() const;
+    std::string ForPeople(Destination destination) const;
 
     // The object has "ok" and "verb", the fields, and "error" when there is a failure. Text that
     // is not UTF-8 is shown with replacement characters, and in a field KEY_hex byte by byte.

@@ -5,6 +5,9 @@ namespace {
 
 constexpr const char* kPemLabel = "CERTIFICATE REQUEST";
 
+// Every other mode leaves the key's content alone; the library knows 0 only.
+constexpr uint32_t kInitialise = 1;
+
 struct RequestOptions {
     std::string description;
     std::string format;
@@ -83,7 +86,7 @@ void AddRequest(CLI::App& app, Session& session) {
 
 void RunInitRequest(Session& session, const RequestOptions& options) {
     CheckDescription(options.description);
-    if (options.mode != 0) {
+    if (options.mode == kInitialise) {
         CheckConsent(options.consent, "erases everything on the key first");
     }
     DeliverRequests(

@@ -1,5 +1,7 @@
 #include "session.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -7,7 +9,7 @@
 #include <filesystem>
 
 #include "codes.h"
-#include "encoding.h"
+#include "terminal/printable.h"
 
 namespace {
 
@@ -34,9 +36,21 @@ Failure FailureOf(const ukey::Error& error) {
     failure.status = ExitStatus::kCodeReported;
     failure.what = std::string(error.Function()) + " failed";
     failure.why = FormatCode(error.Code()) + ": " + error.code().message();
-    failure.next = NextFor(error.Code());
+    failure.next = NextFor(error.Code(), error.Function(), error.code().message());
     failure.function = error.Function();
     failure.code = error.Code();
+    return failure;
+}
+
+Failure FailureOf(const ukey::ZeroByteError& error) {
+    Failure failure;
+    failure.status = ExitStatus::kUsage;
+    failure.what = "not carried out";
+    failure.why = std::string("a text for ") + error.Function() +
+                  " has a zero byte, behind which the key would not see it";
+    failure.next =
+        "give a text without zero bytes; binary data goes in hexadecimal or Base64 where the key "
+        "takes that";
     return failure;
 }
 
@@ -101,15 +115,23 @@ ukey::Key Session::Key() {
 std::string Session::ChooseSerialNumber() {
     const KeyChoice choice = ChooseKey(Library(), key_use);
     if (!choice.notice.empty()) {
-        std::fputs(("ukeyctl " + verb_ + ": " + Printable(choice.notice) + "\n").c_str(), stderr);
+        std::fputs(("ukeyctl " + verb_ + ": " + terminal::Printable(choice.notice) + "\n").c_str(),
+                   stderr);
     }
     return choice.serial_number;
 }
 
 void Session::Publish() {
-    Write(json ? report_.ForScripts(verb_, nullptr) : report_.ForPeople());
+    Show(nullptr);
     report_ = Report();
     published_ = true;
+}
+
+void Session::Show(const Failure* failure) {
+    using Destination = Report::Destination;
+    const bool terminal = isatty(STDOUT_FILENO) != 0;
+    Write(json ? report_.ForScripts(verb_, failure)
+               : report_.ForPeople(terminal ? Destination::kTerminal : Destination::kFile));
 }
 
 void Session::Write(const std::string& text) {
@@ -119,10 +141,11 @@ void Session::Write(const std::string& text) {
     }
 }
 
-int Session::Fail(const Failure& failure) {
+int Session::Fail(Failure failure) {
+    failure.next = NamingHelp(failure.next, verb_);
     std::fputs(Describe(verb_, failure).c_str(), stderr);
     try {
-        Write(json ? report_.ForScripts(verb_, &failure) : report_.ForPeople());
+        Show(&failure);
     } catch (const CommandFailure& unwritable) {
         std::fputs(Describe(verb_, unwritable.Details()).c_str(), stderr);
     }
@@ -138,6 +161,8 @@ int Session::Run() {
         return static_cast<int>(ExitStatus::kSuccess);
     } catch (const CommandFailure& failure) {
         return Fail(failure.Details());
+    } catch (const ukey::ZeroByteError& error) {
+        return Fail(FailureOf(error));
     } catch (const ukey::Error& error) {
         return Fail(FailureOf(error));
     } catch (const ukey::LoadError& error) {

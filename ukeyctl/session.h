@@ -44,11 +44,12 @@ class Session {
     int Run();
 
     // Shows the failure and gives the exit status.
-    int Fail(const Failure& failure);
+    int Fail(Failure failure);
 
  private:
     void ApplySettings();
     std::string ChooseSerialNumber();
+    void Show(const Failure* failure);
     void Write(const std::string& text);
 
     std::string verb_;

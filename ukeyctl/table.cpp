@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-#include "encoding.h"
+#include "terminal/printable.h"
 
 namespace {
 
 struct ShowCell {
     std::string operator()(std::monostate /*none*/) const { return "-"; }
-    std::string operator()(const std::string& text) const { return Printable(text); }
+    std::string operator()(const std::string& text) const { return terminal::Printable(text); }
     std::string operator()(int64_t number) const { return std::to_string(number); }
 };
 
@@ -18,11 +18,11 @@ using Lines = std::vector<std::string>;
 void Append(Lines& lines, const Lines& cells) {
     size_t width = 0;
     for (const std::string& line : lines) {
-        width = std::max(width, line.size());
+        width = std::max(width, terminal::Columns(line));
     }
     for (size_t i = 0; i < lines.size(); ++i) {
-        lines[i].resize(width == 0 ? 0 : width + 2, ' ');
-        lines[i] += cells[i];
+        const size_t gap = width == 0 ? 0 : width + 2 - terminal::Columns(lines[i]);
+        lines[i] += std::string(gap, ' ') + cells[i];
     }
 }
 

@@ -23,58 +23,7 @@ int HexValue(char digit) {
     return -1;
 }
 
-// The length of the character at the front of a text, 0 when that is no UTF-8 or a control
-// character.
-size_t PrintableLength(std::string_view text) {
-    constexpr uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    const auto first = static_cast<unsigned char>(text.front());
-    if (first < 0x80) {
-        return first >= 0x20 && first != 0x7F ? 1 : 0;
-    }
-    const size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-    if (first < 0xC2 || first > 0xF4 || length > text.size()) {
-        return 0;
-    }
-    uint32_t character = first & (0xFFU >> (length + 1));
-    for (size_t i = 1; i < length; ++i) {
-        const auto next = static_cast<unsigned char>(text[i]);
-        if ((next & 0xC0) != 0x80) {
-            return 0;
-        }
-        character = (character << 6) | (next & 0x3FU);
-    }
-    const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-    const bool control = character < 0xA0;
-    return character < kSmallest[length] || character > 0x10FFFF || surrogate || control ? 0
-                                                                                         : length;
-}
-
 }  // namespace
-
-bool IsPrintable(std::string_view text) {
-    while (!text.empty()) {
-        const size_t length = PrintableLength(text);
-        if (length == 0) {
-            return false;
-        }
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
-std::string Printable(std::string_view text) {
-    std::string result;
-    while (!text.empty()) {
-        const size_t length = PrintableLength(text);
-        if (length == 0) {
-            result += "\\x" + ToHex({static_cast<unsigned char>(text.front())});
-        } else {
-            result += text.substr(0, length);
-        }
-        text.remove_prefix(std::max<size_t>(length, 1));
-    }
-    return result;
-}
 
 std::string ToHex(const Bytes& bytes) {
     constexpr char kDigits[] = "0123456789ABCDEF";

@@ -27,12 +27,6 @@ std::string ToPem(const Bytes& der, const std::string& label);
 std::optional<Bytes> FromBase64OrPem(std::string_view text);
 
 // The parts of `text` between the separators; an empty text has one empty part.
-// Whether a text is UTF-8 without control characters.
-bool IsPrintable(std::string_view text);
-
-// The same text with "\\xNN" for every byte that is not.
-std::string Printable(std::string_view text);
-
 std::vector<std::string> Split(std::string_view text, std::string_view separator);
 
 }  // namespace softkey

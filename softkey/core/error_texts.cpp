@@ -1,6 +1,8 @@
 #include "core/error_texts.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "core/error.h"
 
@@ -100,11 +102,15 @@ const ErrorText* ErrorTexts(size_t* count) {
     return kTexts;
 }
 
+const ErrorText* FindErrorText(int32_t code) {
+    const auto* found = std::find_if(std::begin(kTexts), std::end(kTexts),
+                                     [code](const ErrorText& text) { return text.code == code; });
+    return found == std::end(kTexts) ? nullptr : found;
+}
+
 std::string TextOf(int32_t code, Language language) {
-    for (const ErrorText& text : kTexts) {
-        if (text.code == code) {
-            return language == Language::kChinese ? text.chinese : text.english;
-        }
+    if (const ErrorText* const text = FindErrorText(code)) {
+        return language == Language::kChinese ? text->chinese : text->english;
     }
     char number[64];
     std::snprintf(number, sizeof number,

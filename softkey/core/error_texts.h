@@ -18,6 +18,9 @@ struct ErrorText {
 // All codes that have a text, in ascending order of the unsigned code.
 const ErrorText* ErrorTexts(size_t* count);
 
+// Null for a code from outside.
+const ErrorText* FindErrorText(int32_t code);
+
 // The text of `code` in UTF-8. A code from outside gets a text that shows its number.
 std::string TextOf(int32_t code, Language language);
 

@@ -8,6 +8,7 @@
 #include "core/file_lock.h"
 #include "core/home.h"
 #include "core/sealing.h"
+#include "terminal/printable.h"
 
 namespace softkey {
 namespace {
@@ -112,7 +113,7 @@ void InstallCertificate(Database& database, const KeyStore::PairCertificate& ite
 void CheckLabel(std::string_view label) {
     Require(label.size() <= kMaximumLabelLength, Code::kNameLength,
             "a label has at most 255 bytes");
-    Require(IsPrintable(label), Code::kData, "a label is UTF-8 text without control characters");
+    Require(terminal::IsPrintable(label), Code::kData, "a label is UTF-8 text without control characters");
 }
 
 }  // namespace

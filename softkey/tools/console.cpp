@@ -17,6 +17,7 @@
 #include "core/home.h"
 #include "core/key_store.h"
 #include "core/pin_source.h"
+#include "terminal/printable.h"
 #include "tools/refusal.h"
 
 namespace softkey::tools {
@@ -59,13 +60,6 @@ const char* AdviceFor(Code code) {
         default:
             return "The command's --help tells what it takes";
     }
-}
-
-// Characters and not bytes: continuation bytes of UTF-8 take no room.
-size_t Width(const std::string& text) {
-    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-        return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-    }));
 }
 
 class Terminal {
@@ -132,12 +126,15 @@ std::string AdviceFor(const Error& error) {
 }
 
 void Report(const std::string& what, const Error& error) {
-    std::cerr << what << ": " << TextOf(static_cast<int32_t>(error.code()), Language::kEnglish)
-              << '\n';
+    Complain(what + ": " + TextOf(static_cast<int32_t>(error.code()), Language::kEnglish));
     if (*error.what() != '\0') {
-        std::cerr << "  why: " << error.what() << '\n';
+        Complain(std::string("  why: ") + error.what());
     }
-    std::cerr << "  next: " << AdviceFor(error) << '\n';
+    Complain("  next: " + AdviceFor(error));
+}
+
+void Complain(const std::string& line) {
+    std::cerr << terminal::Printable(line) << '\n';
 }
 
 int RunCommand(const std::string& name, const std::function<void()>& command) {
@@ -147,12 +144,17 @@ int RunCommand(const std::string& name, const std::function<void()>& command) {
     } catch (const Error& error) {
         Report(name, error);
     } catch (const Refusal& refusal) {
-        std::cerr << name << ": " << refusal.what() << "\n  next: " << refusal.next() << '\n';
+        Complain(name + ": " + refusal.what());
+        Complain("  next: " + refusal.next());
         return refusal.status();
     } catch (const std::exception& error) {
-        std::cerr << name << ": " << error.what() << '\n';
+        Complain(name + ": " + error.what());
     }
     return kExitFailure;
+}
+
+void Say(const std::string& line) {
+    std::cout << terminal::Printable(line) << '\n';
 }
 
 void PrintTable(const std::vector<std::string>& heading,
@@ -160,15 +162,16 @@ void PrintTable(const std::vector<std::string>& heading,
     std::vector<std::vector<std::string>> lines{heading};
     lines.insert(lines.end(), rows.begin(), rows.end());
     std::vector<size_t> widths(heading.size());
-    for (const auto& line : lines) {
+    for (auto& line : lines) {
         for (size_t i = 0; i < line.size(); ++i) {
-            widths[i] = std::max(widths[i], Width(line[i]));
+            line[i] = terminal::Printable(line[i]);
+            widths[i] = std::max(widths[i], terminal::Columns(line[i]));
         }
     }
     for (const auto& line : lines) {
         std::string text;
         for (size_t i = 0; i < line.size(); ++i) {
-            text += line[i] + std::string(widths[i] - Width(line[i]) + 2, ' ');
+            text += line[i] + std::string(widths[i] - terminal::Columns(line[i]) + 2, ' ');
         }
         text.erase(text.find_last_not_of(' ') + 1);
         std::cout << text << '\n';

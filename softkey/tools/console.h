@@ -28,6 +28,11 @@ std::string AdviceFor(const Error& error);
 // Those lines about one thing of several, where the command goes on.
 void Report(const std::string& what, const Error& error);
 
+// Prints a line, on standard output or on standard error. What a key or a path brings into it
+// cannot disturb the terminal.
+void Say(const std::string& line);
+void Complain(const std::string& line);
+
 // Prints rows under a heading, in columns as wide as their widest cell.
 void PrintTable(const std::vector<std::string>& heading,
                 const std::vector<std::vector<std::string>>& rows);

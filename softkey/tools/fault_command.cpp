@@ -7,6 +7,7 @@
 #include "core/error_texts.h"
 #include "core/faults.h"
 #include "core/home.h"
+#include "terminal/usage.h"
 #include "tools/console.h"
 #include "tools/key_commands.h"
 #include "tools/refusal.h"
@@ -47,8 +48,8 @@ constexpr EntriesBehind kFunctions[] = {
     {"SignHash", "GMUsbKeyCommonSign"},
     {"TestVerifyAndCachePin", "VerifyAndCachePin"},
     {"WaitForKeyEvent",
-     "VexaT_GetSlotList, VexaT_GetDeviceInfo, VexaT_ContextInit,\n"
-     "                                    VexaT_WaitForEvent, VexaT_ContextFinal"},
+     "VexaT_GetSlotList, VexaT_GetDeviceInfo, VexaT_ContextInit, VexaT_WaitForEvent, "
+     "VexaT_ContextFinal"},
 };
 
 std::string FunctionsAndEntries() {
@@ -160,10 +161,9 @@ void OrderOrClear(const Options& options) {
 void AddFault(CLI::App& program, int& status) {
     const auto options = std::make_shared<Options>();
     CLI::App* const command = program.add_subcommand(
-        "fault",
-        "Make an entry of the key's libraries fail on purpose, for every key and process.\n"
-        "Example: softkey fault VerifyPIN 0x0A000024 --times 2 --after 1");
-    command->footer(FunctionsAndEntries() + "\n" + kExitStatusHelp);
+        "fault", "Make an entry of the key's libraries fail on purpose, for every key and process");
+    command->footer("Example:\n  softkey fault VerifyPIN 0x0A000024 --times 2 --after 1\n\n" +
+                    FunctionsAndEntries() + "\n" + kExitStatusHelp);
     command->add_option("entry", options->entry,
                         "The entry, e.g. VerifyPIN, GMCreatePKCS10 or VexaT_WaitForEvent");
     command->add_option("code", options->code,
@@ -171,12 +171,12 @@ void AddFault(CLI::App& program, int& status) {
                         "X_ErrorConvert_UOS any code gives no text.");
     CLI::Option* const times =
         command->add_option("--times", options->times, "How many calls fail (default: 1)")
-            ->check(CLI::PositiveNumber);
+            ->check(terminal::WholeNumber(1));
     command->add_flag("--always", options->always, "Until the fault is cleared")->excludes(times);
     command->add_option("--after", options->after, "How many calls go well first (default: 0)")
-        ->check(CLI::NonNegativeNumber);
+        ->check(terminal::WholeNumber(0));
     command->add_option("--delay", options->delay, "Milliseconds by which each such call is late")
-        ->check(CLI::Range(int64_t{0}, kLongestDelay));
+        ->check(terminal::WholeNumber(0, kLongestDelay));
     command->add_flag("--list", options->list, "List the ordered faults");
     command->add_flag("--clear", options->clear,
                       "Withdraw the entry's fault, or all faults; also a damaged file of faults");

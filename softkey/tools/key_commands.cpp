@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -15,6 +16,8 @@
 #include "core/sealing.h"
 #include "core/slots.h"
 #include "terminal/arguments.h"
+#include "terminal/printable.h"
+#include "terminal/usage.h"
 #include "tools/console.h"
 
 namespace softkey::tools {
@@ -48,7 +51,7 @@ KeySummary Summarize(const std::string& serial) {
 
 // What an older store, or a path, holds that is no UTF-8 must not keep the rest from being shown.
 std::string Dump(const Json& json) {
-    return json.dump(2, ' ', false, Json::error_handler_t::replace);
+    return terminal::PrintableJson(json.dump(2, ' ', false, Json::error_handler_t::replace));
 }
 
 std::string PinSourceText(const PinSource& source) {
@@ -104,15 +107,14 @@ std::string CertificateLine(const StoredPair& pair) {
 
 void ShowAsText(const KeySummary& summary) {
     const std::optional<PluggedKey>& plugged = summary.plugged;
-    std::cout << "Serial number  " << summary.serial << '\n'
-              << "Label          " << Printable(summary.key.label) << '\n'
-              << "Plugged        "
-              << (plugged ? "yes, slot " + std::to_string(plugged->slot) : "no") << '\n'
-              << "PIN            " << PinText(summary.key.pin) << '\n';
+    Say("Serial number  " + summary.serial);
+    Say("Label          " + summary.key.label);
+    Say("Plugged        " + (plugged ? "yes, slot " + std::to_string(plugged->slot) : "no"));
+    Say("PIN            " + PinText(summary.key.pin));
     if (plugged) {
-        std::cout << "PIN source     " << PinSourceText(plugged->source) << '\n';
+        Say("PIN source     " + PinSourceText(plugged->source));
     }
-    std::cout << "Store          " << KeyPath(summary.serial) << '\n';
+    Say("Store          " + KeyPath(summary.serial));
     std::vector<std::vector<std::string>> rows;
     for (const StoredPair& pair : summary.key.pairs) {
         rows.push_back({UsageName(pair), TypeName(pair.type), CertificateLine(pair)});
@@ -152,7 +154,7 @@ void New(const std::string& chosen_serial, const std::string& label, const std::
     if (as_json) {
         std::cout << Dump(SummaryJson(Summarize(serial))) << '\n';
     } else {
-        std::cout << serial << '\n';
+        Say(serial);
     }
 }
 
@@ -190,7 +192,7 @@ void PrintList(const std::vector<ListedKey>& keys) {
     for (const ListedKey& key : keys) {
         rows.push_back({key.serial, key.plugged ? std::to_string(key.plugged->slot) : "-",
                         key.summary ? PinText(key.summary->key.pin) : "unusable",
-                        key.summary ? Printable(key.summary->key.label) : ""});
+                        key.summary ? key.summary->key.label : ""});
     }
     if (rows.empty()) {
         std::cout << "No software keys. Make one with: softkey new --label NAME\n";
@@ -232,9 +234,8 @@ bool List(bool as_json) {
     }
     bool sound = !slots.damaged;
     if (slots.damaged) {
-        std::cerr
-            << "softkey list: " << kDamagedRecord
-            << "\n  next: Plug keys again with: softkey plug SERIAL; that makes a new record\n";
+        Complain(std::string("softkey list: ") + kDamagedRecord);
+        Complain("  next: Plug keys again with: softkey plug SERIAL; that makes a new record");
     }
     for (const ListedKey& key : keys) {
         if (key.problem) {
@@ -281,10 +282,10 @@ void Plug(const PlugOptions& options) {
     const bool damaged = Slots::Present().damaged;
     const PluggedKey key = Slots::OpenOrCreate().Plug(options.serial, source);
     if (damaged) {
-        std::cerr << "softkey plug: the record of what is plugged was damaged and has been made "
-                     "anew\n  next: Plug the other keys again that were plugged\n";
+        Complain("softkey plug: the record of what is plugged was damaged and has been made anew");
+        Complain("  next: Plug the other keys again that were plugged");
     }
-    std::cout << "Plugged " << key.serial << " into slot " << key.slot << ".\n";
+    Say("Plugged " + key.serial + " into slot " + std::to_string(key.slot) + ".");
 }
 
 void Unplug(const std::string& serial) {
@@ -292,7 +293,7 @@ void Unplug(const std::string& serial) {
     Require(slots.has_value(), Code::kDeviceRemoved,
             Slots::Present().damaged ? kDamagedRecord : "no key is plugged in");
     const PluggedKey key = slots->Unplug(serial);
-    std::cout << "Unplugged " << key.serial << " from slot " << key.slot << ".\n";
+    Say("Unplugged " + key.serial + " from slot " + std::to_string(key.slot) + ".");
 }
 
 }  // namespace
@@ -353,7 +354,7 @@ void AddPlug(CLI::App& program, int& status) {
         ->add_option("--pin-fd", options->pin_descriptor,
                      "Unattended: the same from this open descriptor of the client's process")
         ->excludes(file)
-        ->check(CLI::NonNegativeNumber);
+        ->check(terminal::WholeNumber(0, std::numeric_limits<int>::max()));
     command
         ->add_option("--confirm", options->confirm,
                      "How critical signatures are confirmed: dialog, always or never (default: "

@@ -71,7 +71,7 @@ void BackUp(const Options& options) {
         throw Refusal("there is no folder " + folder.string(), "Make it, or name another one");
     }
     BackUpKey(options.serial, options.file);
-    std::cout << "The copy is in " << options.file << ".\n";
+    Say("The copy is in " + options.file + ".");
 }
 
 void Restore(const Options& options) {
@@ -80,10 +80,10 @@ void Restore(const Options& options) {
     }
     const RestoredKey restored = RestoreKey(options.file);
     if (restored.damaged) {
-        std::cerr << "softkey restore: the key was damaged; its file is now " << *restored.damaged
-                  << "\n  next: Remove that file when you are sure that nothing in it is missed\n";
+        Complain("softkey restore: the key was damaged; its file is now " + *restored.damaged);
+        Complain("  next: Remove that file when you are sure that nothing in it is missed");
     }
-    std::cout << restored.serial << '\n';
+    Say(restored.serial);
 }
 
 using Action = void (*)(const Options&);

@@ -7,36 +7,32 @@
 
 #include "core/error.h"
 #include "terminal/arguments.h"
+#include "terminal/help.h"
+#include "terminal/printable.h"
 #include "terminal/standard_descriptors.h"
+#include "terminal/usage.h"
 #include "tools/console.h"
 
 namespace softkey::tools {
 namespace {
 
-// The command that was being read when the words made no sense.
-std::string CommandRead(const CLI::App& program, const std::string& name) {
-    const std::vector<const CLI::App*> commands =
-        program.get_subcommands([](const CLI::App* command) { return command->parsed(); });
-    return commands.empty() ? name : name + " " + commands.front()->get_name();
-}
-
 void ReportUsage(const CLI::App& program, const std::string& name, const CLI::ParseError& error) {
-    const std::string command = CommandRead(program, name);
-    // Without a command, a word that stands in its place is what the user should hear of.
-    const std::vector<std::string> unknown = program.remaining();
-    const std::string what = command == name && !unknown.empty()
-                                 ? "there is no command " + unknown.front()
-                                 : error.what();
-    std::cerr << command << ": " << what << "\n  next: " << command << " --help tells how\n";
+    const terminal::Mistake mistake = terminal::Explain(program, error, "command");
+    const std::string command = mistake.command.empty() ? name : name + " " + mistake.command;
+    std::cerr << command << ": " << terminal::Printable(mistake.why) << "\n  next: " << command
+              << " --help tells how\n";
 }
 
 int ParseAndRun(const char* name, AddCommands add_commands, int argc, char** argv) {
     CLI::App program;
     int status = kExitSuccess;
     // Before the commands are added, which take them over.
+    program.name(name);
     program.require_subcommand(1);
     program.footer(kExitStatusHelp);
+    terminal::UseFittingHelp(program);
     add_commands(program, status);
+    terminal::FinishOptions(program);
     try {
         const std::vector<char*> words = terminal::SeparateEmptyValues(argc, argv);
         program.parse(static_cast<int>(words.size()), words.data());

@@ -1,8 +1,8 @@
 // softca: a small issuing authority that answers certificate requests of software keys.
 #include <cstdlib>
-#include <iostream>
 #include <memory>
 
+#include "terminal/usage.h"
 #include "tools/authority.h"
 #include "tools/console.h"
 #include "tools/program.h"
@@ -36,9 +36,8 @@ struct Options {
 
 void Init(const Options& options) {
     Authority::Create(options.folder, options.name);
-    std::cout << "SM2 root  " << Authority::CertificatePath(options.folder, KeyType::kSm2) << '\n'
-              << "RSA root  " << Authority::CertificatePath(options.folder, KeyType::kRsa2048)
-              << '\n';
+    Say("SM2 root  " + Authority::CertificatePath(options.folder, KeyType::kSm2));
+    Say("RSA root  " + Authority::CertificatePath(options.folder, KeyType::kRsa2048));
 }
 
 void Issue(Options& options) {
@@ -71,7 +70,7 @@ void AddIssue(CLI::App& program, const std::shared_ptr<Options>& options, int& s
                         "Subject, e.g. CN=Alice,O=Example,C=CN, without commas in a value "
                         "(default: the request's)");
     command->add_option("--days", options->terms.days, "Days of validity")
-        ->check(CLI::Range(1, 36500))
+        ->check(terminal::WholeNumber(1, 36500))
         ->capture_default_str();
     command->add_option("--envelope", options->envelope, "Text form of the enveloped key")
         ->check(CLI::IsMember({"hex", "base64"}))
@@ -87,7 +86,7 @@ void AddIssue(CLI::App& program, const std::shared_ptr<Options>& options, int& s
 
 void AddAll(CLI::App& program, int& status) {
     program.description(
-        "A small issuing authority for tests and demonstrations. Its private keys lie open in its\n"
+        "A small issuing authority for tests and demonstrations. Its private keys lie open in its "
         "folder: never let it issue anything that matters.\n\n"
         "  softca init                                 make the authority\n"
         "  softca issue --in request --out answer      answer certificate requests\n");

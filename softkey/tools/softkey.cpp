@@ -10,8 +10,8 @@ void AddAll(CLI::App& program, int& status) {
         "Software keys: USB keys without the hardware.\n\n"
         "  softkey new --label Alice      make a key (asks for a PIN); prints its serial number\n"
         "  softkey plug SERIAL            plug it in\n"
-        "  with-softkey ukeyctl info      what a client sees of it; with-softkey runs any client\n"
-        "                                 as if the key and its libraries were installed\n"
+        "  with-softkey ukeyctl info      what a client sees of it; with-softkey runs any client "
+        "as if the key and its libraries were installed\n"
         "  softkey show SERIAL            what it holds\n"
         "  softkey unplug SERIAL          and out again\n\n"
         "Where nobody is there to type a PIN, e.g. in tests:\n\n"
@@ -20,7 +20,7 @@ void AddAll(CLI::App& program, int& status) {
         "  softkey plug SERIAL --pin-file pin\n\n"
         "softca issues certificates for the requests that clients make.\n"
         "Each command has a --help of its own.\n"
-        "Keys live in $ORVAL_SOFTKEY_HOME, else $XDG_DATA_HOME/orval-softkey, else\n"
+        "Keys live in $ORVAL_SOFTKEY_HOME, else $XDG_DATA_HOME/orval-softkey, else "
         "~/.local/share/orval-softkey.");
     AddNew(program, status);
     AddList(program, status);

@@ -5,6 +5,7 @@
 #include "core/key_store.h"
 #include "core/settings.h"
 #include "softkey_test.h"
+#include "terminal/printable.h"
 #include "tools/authority.h"
 
 namespace softkey::testing {
@@ -230,7 +231,7 @@ TEST_F(CertificateEntries, LongNamesAreShortenedBetweenCharactersAndNoFieldIsMis
         const std::string whole = FromCharset(charset, name);
         EXPECT_EQ(0U, whole.find("CN=Alice,OU="));
         EXPECT_EQ(whole.size() - 3, whole.rfind("…"));
-        EXPECT_TRUE(IsPrintable(whole));
+        EXPECT_TRUE(terminal::IsPrintable(whole));
     }
 }
 

@@ -145,6 +145,9 @@ TEST_F(CommandsTest, ALabelThatIsNoTextIsRefusedAndAnOldOneTearsNothing) {
     EXPECT_EQ("A\uFFFD\nB", Json::parse(Good("show --json " + serial))["label"]);
     EXPECT_NE(std::string::npos, Good("list").find("A\\xFF\\x0AB\n"));
     EXPECT_NE(std::string::npos, Good("show " + serial).find("A\\xFF\\x0AB\n"));
+    Database(KeyPath(serial), Database::Mode::kExisting)
+        .Execute("UPDATE key SET label = CAST(x'417FC29B' AS TEXT)");
+    EXPECT_NE(std::string::npos, Good("list --json").find("\"A\\u007f\\u009b\""));
 }
 
 TEST_F(CommandsTest, OutputThatCannotBeWrittenIsAFailure) {
@@ -217,9 +220,49 @@ TEST_F(CommandsTest, FaultsHelpNamesTheEntriesBehindFunctions) {
 }
 
 TEST_F(CommandsTest, WordsThatMakeNoSenseAreNamed) {
-    ExpectUsageError("frobnicate", "softkey: there is no command frobnicate");
-    ExpectUsageError("plug", "softkey plug: serial is required");
-    ExpectUsageError("list --colour", "softkey list: The following argument was not expected");
+    for (const auto& [arguments, words] :
+         {std::pair("frobnicate", "softkey: there is no command \"frobnicate\"\n"),
+          {"plug", "softkey plug: serial is missing\n"},
+          {"list --colour", "softkey list: there is no option \"--colour\"\n"},
+          {"list all", "softkey list: \"all\" is one word too many\n"},
+          {"plug A --pin-fd -1",
+           "softkey plug: --pin-fd takes a whole number from 0 to 2147483647, not \"-1\"\n"},
+          {"plug A --pin-fd 3 --pin-file x",
+           "softkey plug: --pin-file and --pin-fd exclude each other\n"},
+          {"fault VerifyPIN 1 --times 0",
+           "softkey fault: --times takes a whole number from 1 on, not \"0\"\n"},
+          {"fault VerifyPIN 1 --after -1",
+           "softkey fault: --after takes a whole number from 0 on, not \"-1\"\n"},
+          {"fault VerifyPIN 1 --delay nan",
+           "softkey fault: --delay takes a whole number from 0 to 600000, not \"nan\"\n"}}) {
+        ExpectUsageError(arguments, words);
+    }
+}
+
+TEST_F(CommandsTest, WhatAPathBringsDoesNotReachTheTerminal) {
+    const std::string hostile = "\"$(printf 'no\\033[2J\\302\\233\\377')\"";
+    ExpectFailure("restore " + hostile, "there is no file no\\x1B[2J\\xC2\\x9B\\xFF\n");
+    ExpectUsageError(hostile, "no command \"no\\x1B[2J\\xC2\\x9B\\xFF\"\n");
+    ExpectFailure("new --pin-file " + hostile, "no\\x1B[2J\\xC2\\x9B\\xFF");
+}
+
+TEST_F(CommandsTest, HelpFitsTheTerminal) {
+    for (const auto& [columns, width] : {std::pair("", 80U), {"60", 60U}}) {
+        setenv("COLUMNS", columns, 1);
+        for (const char* const command :
+             {"softkey", "softkey new", "softkey list", "softkey plug", "softkey unplug",
+              "softkey show", "softkey pin", "softkey fault", "softkey reset", "softkey delete",
+              "softkey backup", "softkey restore", "softca", "softca init", "softca issue"}) {
+            const std::vector<std::string> words = Split(command, " ");
+            const CommandResult help =
+                RunShell("cd /; unset ORVAL_SOFTCA_HOME XDG_DATA_HOME; HOME=/ " +
+                         Program(words[0]) + " " + (words.size() > 1 ? words[1] : "") + " --help");
+            EXPECT_EQ(0, help.status);
+            for (const std::string& line : Split(help.output, "\n")) {
+                EXPECT_LE(line.size(), width) << command << ": " << line;
+            }
+        }
+    }
 }
 
 // What an unset shell variable leaves of "$SN".

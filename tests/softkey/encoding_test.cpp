@@ -5,6 +5,8 @@
 #include <string_view>
 #include <utility>
 
+#include "terminal/printable.h"
+
 namespace softkey {
 namespace {
 
@@ -58,8 +60,8 @@ TEST(Split, KeepsEmptyParts) {
 
 TEST(Printable, Utf8WithoutControlCharactersStaysAndTheRestIsEscaped) {
     for (const std::string_view text : {"", "Alice ~", "\xC2\xA0", "测试", "\xF0\x9F\x94\x91"}) {
-        EXPECT_TRUE(IsPrintable(text)) << text;
-        EXPECT_EQ(text, Printable(text));
+        EXPECT_TRUE(terminal::IsPrintable(text)) << text;
+        EXPECT_EQ(text, terminal::Printable(text));
     }
     const std::pair<std::string_view, std::string_view> escaped[] = {
         {"a\nb", "a\\x0Ab"},
@@ -73,8 +75,8 @@ TEST(Printable, Utf8WithoutControlCharactersStaysAndTheRestIsEscaped) {
         {"\xE6x", "\\xE6x"},
     };
     for (const auto& [text, expected] : escaped) {
-        EXPECT_FALSE(IsPrintable(text)) << expected;
-        EXPECT_EQ(expected, Printable(text));
+        EXPECT_FALSE(terminal::IsPrintable(text)) << expected;
+        EXPECT_EQ(expected, terminal::Printable(text));
     }
 }
 

@@ -2,12 +2,15 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 
 namespace {
 
@@ -28,6 +31,34 @@ void Redirect(const std::string& path, int descriptor, int flags) {
 std::vector<std::string> Prefix() {
     const std::string emulator = UKEYCTL_EMULATOR;
     return emulator.empty() ? std::vector<std::string>{} : std::vector<std::string>{emulator};
+}
+
+// The near end of a terminal that shows what it is given, byte for byte.
+int OpenTerminal(unsigned short columns) {
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    termios settings{};
+    winsize size{};
+    size.ws_row = 24;
+    size.ws_col = columns;
+    const bool opened = terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0 &&
+                        tcgetattr(terminal, &settings) == 0;
+    settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+    if (!opened || tcsetattr(terminal, TCSANOW, &settings) != 0 ||
+        ioctl(terminal, TIOCSWINSZ, &size) != 0) {
+        throw std::runtime_error("no terminal can be had");
+    }
+    return terminal;
+}
+
+// Until nobody has the far end open any more, which a terminal tells by an error.
+std::string ReadTerminal(int terminal) {
+    std::string shown;
+    char chunk[4096];
+    for (ssize_t count = 0; (count = read(terminal, chunk, sizeof chunk)) > 0;) {
+        shown.append(chunk, static_cast<size_t>(count));
+    }
+    close(terminal);
+    return shown;
 }
 
 [[noreturn]] void Execute(std::vector<std::string> words) {
@@ -66,6 +97,20 @@ Command& Command::Closes(int descriptor) {
     return *this;
 }
 
+Command& Command::OnTerminal(unsigned short columns) {
+    columns_ = columns;
+    return *this;
+}
+
+void Command::RedirectStreams(const std::string& in, const std::string& out,
+                              const std::string& err) const {
+    Redirect(in, STDIN_FILENO, O_RDONLY);
+    Redirect(err, STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+    if (columns_ == 0) {
+        Redirect(output_.empty() ? out : output_, STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+    }
+}
+
 Outcome Command::Run() const {
     const std::string in = StreamFile("in");
     const std::string out = StreamFile("out");
@@ -74,23 +119,26 @@ Outcome Command::Run() const {
     std::vector<std::string> words = Prefix();
     words.emplace_back(UKEYCTL_PATH);
     words.insert(words.end(), words_.begin(), words_.end());
+    const int terminal = columns_ == 0 ? -1 : OpenTerminal(columns_);
     const pid_t child = fork();
     if (child == 0) {
         for (const auto& [variable, value] : environment_) {
             setenv(variable.c_str(), value.c_str(), 1);
         }
-        Redirect(in, STDIN_FILENO, O_RDONLY);
-        Redirect(output_.empty() ? out : output_, STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
-        Redirect(err, STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+        if (terminal >= 0) {
+            Redirect(ptsname(terminal), STDOUT_FILENO, O_WRONLY | O_NOCTTY);
+        }
+        RedirectStreams(in, out, err);
         for (const int descriptor : closed_) {
             close(descriptor);
         }
         Execute(words);
     }
+    const std::string shown = terminal < 0 ? std::string() : ReadTerminal(terminal);
     int status = 0;
     waitpid(child, &status, 0);
-    Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, FileContents(out),
-                    FileContents(err)};
+    Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1,
+                    terminal < 0 ? FileContents(out) : shown, FileContents(err)};
     for (const std::string& path : {in, out, err}) {
         unlink(path.c_str());
     }

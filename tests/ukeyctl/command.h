@@ -27,14 +27,20 @@ class Command {
     Command& WritesTo(const std::string& path);
     // The command begins with this descriptor closed.
     Command& Closes(int descriptor);
+    // Standard output is a terminal of so many columns; what it is shown is in the outcome.
+    Command& OnTerminal(unsigned short columns);
     Outcome Run() const;
 
  private:
+    void RedirectStreams(const std::string& in, const std::string& out,
+                         const std::string& err) const;
+
     std::vector<std::string> words_;
     std::map<std::string, std::string> environment_;
     std::string input_;
     std::string output_;
     std::vector<int> closed_;
+    unsigned short columns_ = 0;
 };
 
 std::string FileContents(const std::string& path);

@@ -222,10 +222,18 @@ TEST(UkeyctlOnProduct, MissingTokenLibraryIsReported) {
     EXPECT_THAT(outcome.err, HasSubstr("libR7Token_ORVAL.so"));
 }
 
-TEST(UkeyctlOnProduct, MalformedDescriptionIsReported) {
-    const Outcome outcome = Ukeyctl({"request", "--description", "CertType(1)HashType"}).Run();
+TEST(UkeyctlOnProduct, MalformedDescriptionIsExplained) {
+    // A key has a text for any number, and none that helps here.
+    Key().X_ErrorConvert_UOS.Does([](int64_t) { return "Unknown code."; });
+    const Outcome outcome =
+        Ukeyctl({"request", "--description", "CertType(1)HashType", "--sn", kSerialNumber}).Run();
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_THAT(outcome.err, HasSubstr("0x80070057"));
+    EXPECT_EQ(
+        outcome.err,
+        "ukeyctl request: GenerateCertRequest failed\n"
+        "  why:  0x80070057 (-2147024809): the library's text handling met a malformed text\n"
+        "  next: a record of the description ends in a name without its \"(\": every field is "
+        "a name and a digit in parentheses, as in 'CertType(1)KeyType(2)HashType(3)'\n");
 }
 
 TEST(UkeyctlOnProduct, CheckLooksAtTheInstallation) {

@@ -282,6 +282,24 @@ TEST_F(Ukey, TextWithAZeroByteIsRefusedBeforeTheCall) {
     EXPECT_THAT(fake_.calls, Each(testing::StartsWith("GetErrorMsg")));
 }
 
+TEST_F(Ukey, TextWithAZeroByteIsNotTheFunctionsFailure) {
+    try {
+        key_.SignHash(0, 0, std::string("a\0b", 3), 0);
+        FAIL() << "no error";
+    } catch (const ukey::ZeroByteError& error) {
+        EXPECT_STREQ(error.Function(), "SignHash");
+        EXPECT_THAT(error.what(), testing::HasSubstr("SignHash was not called"));
+    }
+}
+
+TEST_F(Ukey, WhatTheProductThrowsIsExplainedByTheWrapperAndNotByTheKey) {
+    fake_.outputs["GetErrorMsg"] = {"the key's text"};
+    for (const ukey::Errc code : {ukey::Errc::kTextMalformed, ukey::Errc::kTextOutOfMemory}) {
+        const auto number = static_cast<int32_t>(code);
+        EXPECT_EQ(ukey::Category().message(number), ukey::OwnText(number));
+    }
+}
+
 TEST_F(Ukey, StringLibraryExceptionBecomesAnError) {
     for (const ukey::Errc code : {ukey::Errc::kTextMalformed, ukey::Errc::kTextOutOfMemory}) {
         fake_.exceptions["GenerateCertRequest"] = static_cast<int32_t>(code);

@@ -1,0 +1,31 @@
+#ifndef TERMINAL_PRINTABLE_H
+#define TERMINAL_PRINTABLE_H
+
+#include <string>
+#include <string_view>
+
+// Texts that come from a key or a file may hold what a terminal obeys instead of showing it: escape
+// sequences and other control characters (C0, DEL, C1), and bytes that are no UTF-8.
+namespace terminal {
+
+bool IsUtf8(std::string_view text);
+
+// Whether a text is UTF-8 without control characters.
+bool IsPrintable(std::string_view text);
+
+// The text on one line, with "\xNN" for every byte that is not printable.
+std::string Printable(std::string_view text);
+
+// The same, but line ends and tabs stay.
+std::string PrintableLines(std::string_view text);
+
+// A JSON text that means the same and is printable. JSON has its own escapes for these characters,
+// and writers use them for C0 only.
+std::string PrintableJson(std::string_view json);
+
+// How many characters the text has: continuation bytes of UTF-8 take no room.
+size_t Columns(std::string_view text);
+
+}  // namespace terminal
+
+#endif
