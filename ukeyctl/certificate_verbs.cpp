@@ -99,7 +99,7 @@ void AddImportEncrypted(CLI::App& group, Session& session) {
         AddVerb(group, "import-enc", "Write an encryption certificate and its enveloped key",
                 session, [files](Session& running) {
                     const std::string certificate = CertificateText(ReadGiven(files->first));
-                    const std::string key = ReadGiven(files->second);
+                    const std::string key = WithoutBlanks(ReadGiven(files->second));
                     running.Key().ImportEncX509Cert(certificate, key);
                     running.Result().Say("The key and the certificate have been written.");
                 });
@@ -122,7 +122,7 @@ void AddImportPackage(CLI::App& group, Session& session) {
     AddKeyOption(*verb, session, KeyUse::kChanging);
     AddFile(*verb, "PACKAGE", "The package, or a single PKCS#7 text", *file);
     AddExamples(*verb, {"ukeyctl cert import-package answer.txt",
-                        "softca issue request.txt | ukeyctl cert import-package -"});
+                        "softca issue --in request.txt | ukeyctl cert import-package -"});
 }
 
 }  // namespace

@@ -14,13 +14,6 @@ constexpr size_t kPemColumns = 64;
 constexpr std::string_view kBase64Digits =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-std::string WithoutBlanks(std::string_view text) {
-    std::string result;
-    std::copy_if(text.begin(), text.end(), std::back_inserter(result),
-                 [](unsigned char character) { return std::isspace(character) == 0; });
-    return result;
-}
-
 bool IsBase64(std::string_view text) {
     const size_t digits = std::min(text.find_last_not_of('=') + 1, text.size());
     return !text.empty() && text.size() % 4 == 0 && text.size() - digits <= 2 &&
@@ -90,6 +83,13 @@ std::string ToPem(const std::string& label, const std::string& base64) {
         pem += text.substr(at, kPemColumns) + "\n";
     }
     return pem + "-----END " + label + "-----\n";
+}
+
+std::string WithoutBlanks(std::string_view text) {
+    std::string result;
+    std::copy_if(text.begin(), text.end(), std::back_inserter(result),
+                 [](unsigned char character) { return std::isspace(character) == 0; });
+    return result;
 }
 
 std::string CertificateText(const std::string& contents) {

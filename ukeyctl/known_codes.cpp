@@ -39,6 +39,8 @@ constexpr const char* kChooseAnotherPin =
 constexpr const char* kVerifyFirst = "verify the PIN with 'ukeyctl pin verify', then try again";
 constexpr const char* kMakeRoom =
     "delete what is not needed any more, see 'ukeyctl cert delete --help'";
+constexpr const char* kSeeSoftwareKeysPage =
+    "the software key's page tells what it asks for and answers";
 constexpr const char* kWriteItemFirst =
     "check the number of the item; 'ukeyctl data set' writes one";
 
@@ -190,6 +192,13 @@ constexpr Advice kSoftwareKeyAdvice[] = {
     {softkey::Code::kAlreadyPlugged, "unplug it first with 'softkey unplug SERIAL'"},
     {softkey::Code::kSerialTaken, "choose another serial number; 'softkey list' shows the keys"},
     {softkey::Code::kNoSuchKey, "'softkey list' shows the keys that there are"},
+    {softkey::Code::kDialogFailed,
+     "try again; if it stays, name another pinentry program in ORVAL_SOFTKEY_PINENTRY, or plug the "
+     "key with 'softkey plug SERIAL --pin-file FILE'"},
+    {softkey::Code::kCertificateUsage,
+     "the authority must issue the certificate for the use that was requested; CertType(1) asks "
+     "for "
+     "signing, CertType(2) for encryption"},
 };
 // Where a code means something of its own in some functions.
 
@@ -261,17 +270,27 @@ std::optional<KnownCode> FindIn(const KnownCode (&codes)[Count], int32_t code) {
     return found == std::end(codes) ? std::nullopt : std::optional<KnownCode>(*found);
 }
 
+// Null for a code of another's, and where the key says something else of it.
+const softkey::ErrorText* TextOfSoftwareKey(int32_t code, const std::string& key_text) {
+    constexpr int32_t kFirst = 0x0A100000;
+    constexpr int32_t kLast = 0x0A10FFFF;
+    const softkey::ErrorText* text =
+        code >= kFirst && code <= kLast ? softkey::FindErrorText(code) : nullptr;
+    const bool is_its = text != nullptr && (key_text.empty() || key_text == text->english ||
+                                            key_text == text->chinese);
+    return is_its ? text : nullptr;
+}
+
 std::optional<KnownCode> FindOfSoftwareKey(int32_t code, const std::string& key_text) {
+    const softkey::ErrorText* text = TextOfSoftwareKey(code, key_text);
+    if (text == nullptr) {
+        return std::nullopt;
+    }
     const auto* advice =
         std::find_if(std::begin(kSoftwareKeyAdvice), std::end(kSoftwareKeyAdvice),
                      [code](const Advice& known) { return Number(known.code) == code; });
-    if (advice == std::end(kSoftwareKeyAdvice)) {
-        return std::nullopt;
-    }
-    const softkey::ErrorText* text = softkey::FindErrorText(code);
-    const bool is_its = key_text.empty() || key_text == text->english || key_text == text->chinese;
-    return is_its ? std::optional<KnownCode>({code, nullptr, text->english, advice->next})
-                  : std::nullopt;
+    const bool advised = advice != std::end(kSoftwareKeyAdvice);
+    return KnownCode{code, nullptr, text->english, advised ? advice->next : kSeeSoftwareKeysPage};
 }
 
 bool HasWord(std::string_view words, std::string_view word) {

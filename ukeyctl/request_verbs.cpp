@@ -81,7 +81,7 @@ void AddRequest(CLI::App& app, Session& session) {
                 {"ukeyctl request --description 'CertType(1)KeyType(2)HashType(3)'",
                  "ukeyctl request --description 'CertType(1)KeyType(2)HashType(3)|CertType(2)' "
                  "--out both.pem",
-                 "ukeyctl request --description 'KeyType(2)' --format text"});
+                 "ukeyctl request --description 'CertType(1)KeyType(2)' --format text"});
 }
 
 void RunInitRequest(Session& session, const RequestOptions& options) {

@@ -123,9 +123,10 @@ void AddBatchSign(CLI::App& app, Session& session) {
     AddAllowEmpty(*verb, options->empty);
     AddBatchParameters(*verb, *options);
     AddOutOption(*verb, options->out);
-    AddExamples(*verb,
-                {"ukeyctl batch-sign --batch 'order 1||order 2||order 3'",
-                 "ukeyctl batch-sign --flags 1 --text 'one critical text' --param6 warning"});
+    AddExamples(
+        *verb,
+        {"ukeyctl batch-sign --batch 'order 1||order 2||order 3'",
+         "ukeyctl batch-sign --flags 1 --param3 1 --text 'pay 100 to 4711' --param6 'Pay 100?'"});
 }
 
 }  // namespace

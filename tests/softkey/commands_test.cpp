@@ -369,6 +369,17 @@ TEST_F(CommandsTest, WithSoftkeyMakesPrivateFoldersAndKeepsWhatLiesUnderTmp) {
     }
 }
 
+TEST_F(CommandsTest, WithSoftkeysHelpFitsTheTerminal) {
+    for (const auto& [columns, width] : {std::pair("", 80U), {"50", 50U}}) {
+        setenv("COLUMNS", columns, 1);
+        const CommandResult help = RunShell(SOFTKEY_RUNNER " --help");
+        EXPECT_EQ(0, help.status) << help.output;
+        for (const std::string& line : Split(help.output, "\n")) {
+            EXPECT_LE(line.size(), width) << line;
+        }
+    }
+}
+
 class AuthorityTest : public EntriesTest {};
 
 TEST_F(AuthorityTest, TheCommandLineIssuesForEverySeparatedRequest) {

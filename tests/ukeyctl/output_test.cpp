@@ -172,9 +172,8 @@ TEST_F(OutputTest, HelpIsAsWideAsTheTerminal) {
 }
 
 TEST_F(OutputTest, LongExampleGoesOnAsAShellReadsIt) {
-    EXPECT_THAT(Ukeyctl({"request", "--help"}).With("COLUMNS", "50").Run().out,
-                HasSubstr("  ukeyctl request --description 'KeyType(2)' \\\n"
-                          "        --format text\n"));
+    EXPECT_THAT(Ukeyctl({"cert", "get", "--help"}).With("COLUMNS", "45").Run().out,
+                HasSubstr("  ukeyctl cert get --param1 2 \\\n        --out encryption.pem\n"));
 }
 
 struct Mistake {

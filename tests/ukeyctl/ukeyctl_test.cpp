@@ -786,6 +786,13 @@ TEST_F(UkeyctlTest, EncryptionCertificateAndKeyArriveTogether) {
     EXPECT_EQ(Calls(), "ImportEncX509Cert(\"S\", \"QUJD\", \"0001\")\n");
 }
 
+// As an editor saves it, or as Base64 is broken into lines.
+TEST_F(UkeyctlTest, EnvelopedKeyArrivesWithoutLineEnds) {
+    MakeFile(Path("in"), "QUJD");
+    Ukeyctl({"cert", "import-enc", "--sn", "S", Path("in"), "-"}).Reads("00\r\n01\n").Run();
+    EXPECT_EQ(Calls(), "ImportEncX509Cert(\"S\", \"QUJD\", \"0001\")\n");
+}
+
 TEST_F(UkeyctlTest, PackageArrivesAsItIs) {
     EXPECT_EQ(
         Ukeyctl({"cert", "import-package", "--sn", "S", "-"}).Reads("SignCert(A)").Run().status, 0);
