@@ -1,5 +1,6 @@
 // Requests, certificates and what is done with them, beyond the one path of the whole life.
 #include <gmock/gmock.h>
+#include <openssl/asn1.h>
 
 #include "software_key.h"
 
@@ -78,6 +79,66 @@ TEST_F(Certificates, AnEnvelopeInBase64IsImportedToo) {
     EXPECT_EQ(Code::kOk, Checked(Batch_ImportX509Cert(key.c_str(), package.c_str())));
     const Certificate certificate(Given(CertificateOf(key, kEncryption)));
     EXPECT_EQ("secret", Given(Decrypted(key, ToBase64(certificate.Encrypt("secret")))));
+}
+
+// The contents of a sequence's elements; of those that are sequences, the whole.
+std::vector<std::string> ElementsOf(const std::string& der) {
+    const auto* at = reinterpret_cast<const unsigned char*>(der.data());
+    ASN1_SEQUENCE_ANY* const sequence =
+        d2i_ASN1_SEQUENCE_ANY(nullptr, &at, static_cast<long>(der.size()));
+    std::vector<std::string> contents;
+    for (int i = 0; i < sk_ASN1_TYPE_num(sequence); ++i) {
+        const ASN1_STRING* const content = sk_ASN1_TYPE_value(sequence, i)->value.asn1_string;
+        contents.emplace_back(reinterpret_cast<const char*>(content->data),
+                              static_cast<size_t>(content->length));
+    }
+    sk_ASN1_TYPE_pop_free(sequence, ASN1_TYPE_free);
+    return contents;
+}
+
+// An SM2EnvelopedKey as the ENVELOPEDKEYBLOB of GM/T 0016.
+std::string AsBlob(const std::string& envelope) {
+    const std::vector<std::string> fields = ElementsOf(envelope);
+    const std::vector<std::string> cipher = ElementsOf(fields.at(1));
+    const auto padded = [](const std::string& number) {
+        return std::string(64 - number.size(), '\0') + number;
+    };
+    const auto word = [](char low, char next) { return std::string{low, next, 0, 0}; };
+    return word(1, 0) + word(1, 4) + word(0, 1) + padded(fields.at(3)) + word(0, 1) +
+           padded(fields.at(2).substr(1, 32)) + padded(fields.at(2).substr(33)) +
+           padded(cipher.at(0)) + padded(cipher.at(1)) + cipher.at(2) + word(16, 0) + cipher.at(3);
+}
+
+std::string ToHex(const std::string& bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        constexpr char kDigits[] = "0123456789abcdef";
+        text += kDigits[static_cast<unsigned char>(byte) >> 4];
+        text += kDigits[static_cast<unsigned char>(byte) & 15];
+    }
+    return text;
+}
+
+TEST_F(Certificates, ABlobOfTheKeyInterfaceIsImportedWithAndWithoutThePrefix) {
+    constexpr char kPrefix[] =
+        "00000000000000010000000000000001000000000000000000000000000000000000000000000273";
+    for (const bool hexadecimal : {true, false}) {
+        for (const std::string& prefix : {std::string(), std::string(kPrefix)}) {
+            const std::string key = NewPluggedKey();
+            const std::string package =
+                WithoutLineEnd(Issue(Given(BatchRequest(key, kKeep, kBothInOne))));
+            const std::string blob = AsBlob(FromHex(PackageItems(package, "EncPriKey").at(0)));
+            ASSERT_EQ(388U, blob.size());
+            const std::string text = "SignCert(" + PackageItems(package, "SignCert").at(0) +
+                                     ")|EncPriKey(" + prefix +
+                                     (hexadecimal ? ToHex(blob) : ToBase64(blob)) + ")|EncCert(" +
+                                     PackageItems(package, "EncCert").at(0) + ")";
+            EXPECT_EQ(Code::kOk, Checked(Batch_ImportX509Cert(key.c_str(), text.c_str())));
+            const Certificate certificate(Given(CertificateOf(key, kEncryption)));
+            EXPECT_EQ("secret", Given(Decrypted(key, ToBase64(certificate.Encrypt("secret")))));
+            Unplug(key);
+        }
+    }
 }
 
 TEST_F(Certificates, ARenewalReplacesCertificateAndKeyPair) {

@@ -87,6 +87,18 @@ class EnvelopedKeyBlob : public EnvelopedKeyTest {
     static void Append(Bytes* bytes, const Bytes& more) {
         bytes->insert(bytes->end(), more.begin(), more.end());
     }
+    // The contents of a sequence's elements; of those that are sequences, the whole.
+    static std::vector<Bytes> ElementsOf(const Bytes& der) {
+        const unsigned char* at = der.data();
+        ASN1_SEQUENCE_ANY* const sequence =
+            d2i_ASN1_SEQUENCE_ANY(nullptr, &at, static_cast<long>(der.size()));
+        std::vector<Bytes> contents;
+        for (int i = 0; i < sk_ASN1_TYPE_num(sequence); ++i) {
+            contents.push_back(ssl::BytesOf(sk_ASN1_TYPE_value(sequence, i)->value.asn1_string));
+        }
+        sk_ASN1_TYPE_pop_free(sequence, ASN1_TYPE_free);
+        return contents;
+    }
     static Bytes Padded(const Bytes& number) {
         Bytes padded(64 - number.size());
         Append(&padded, number);
@@ -94,34 +106,19 @@ class EnvelopedKeyBlob : public EnvelopedKeyTest {
     }
 
     Bytes Blob() {
-        const Bytes key(16, 0x5A);
-        SecretBytes scalar = sealed_.Sm2Scalar();
-        Bytes encrypted(32);
-        const ssl::CipherContext sm4(EVP_CIPHER_CTX_new());
-        int length = 0;
-        EVP_EncryptInit_ex2(sm4.get(), EVP_sm4_ecb(), key.data(), nullptr, nullptr);
-        EVP_EncryptUpdate(sm4.get(), encrypted.data(), &length, scalar.data(), 32);
-        // SEQUENCE { INTEGER x, INTEGER y, OCTET STRING hash, OCTET STRING text }
-        const Bytes cipher = recipient_.Sm2Encrypt(SecretBytes(key.begin(), key.end()));
-        const unsigned char* at = cipher.data() + 2;
-        std::vector<Bytes> parts;
-        while (at < cipher.data() + cipher.size()) {
-            const size_t size = at[1];
-            const unsigned char* const begin = at + 2 + (size == 33 ? 1 : 0);
-            parts.emplace_back(begin, at + 2 + size);
-            at += 2 + size;
-        }
-        const Bytes point = sealed_.Sm2Point();
+        const std::vector<Bytes> fields = ElementsOf(envelope_);
+        const std::vector<Bytes> cipher = ElementsOf(fields.at(1));
+        const Bytes& point = fields.at(2);
         Bytes blob{1, 0, 0, 0, 1, 4, 0, 0, 0, 1, 0, 0};
-        Append(&blob, Padded(encrypted));
+        Append(&blob, Padded(fields.at(3)));
         Append(&blob, {0, 1, 0, 0});
         Append(&blob, Padded(Bytes(point.begin() + 1, point.begin() + 33)));
         Append(&blob, Padded(Bytes(point.begin() + 33, point.end())));
-        Append(&blob, Padded(parts.at(0)));
-        Append(&blob, Padded(parts.at(1)));
-        Append(&blob, parts.at(2));
+        Append(&blob, Padded(cipher.at(0)));
+        Append(&blob, Padded(cipher.at(1)));
+        Append(&blob, cipher.at(2));
         Append(&blob, {16, 0, 0, 0});
-        Append(&blob, parts.at(3));
+        Append(&blob, cipher.at(3));
         return blob;
     }
 
