@@ -28,7 +28,9 @@ std::string UserFolder() {
         return home;
     }
     const passwd* const user = getpwuid(getuid());
-    Require(user != nullptr, Code::kStoreUnreachable, "HOME is not set");
+    if (user == nullptr) {
+        throw Error(Code::kStoreUnreachable, "HOME is not set");
+    }
     return user->pw_dir;
 }
 
