@@ -429,8 +429,8 @@ class Error : public std::system_error {
     const char* function_;
 };
 
-// A text with a zero byte inside was given for a function, which has not been called: the text would
-// reach the key cut short, and what is signed would not be what was given. The code is -401.
+// A text with a zero byte inside was given for a function, which has not been called: the text
+// would reach the key cut short, and what is signed would not be what was given. The code is -401.
 class ZeroByteError final : public Error {
  public:
     explicit ZeroByteError(const char* function)

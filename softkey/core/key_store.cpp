@@ -113,7 +113,8 @@ void InstallCertificate(Database& database, const KeyStore::PairCertificate& ite
 void CheckLabel(std::string_view label) {
     Require(label.size() <= kMaximumLabelLength, Code::kNameLength,
             "a label has at most 255 bytes");
-    Require(terminal::IsPrintable(label), Code::kData, "a label is UTF-8 text without control characters");
+    Require(terminal::IsPrintable(label), Code::kData,
+            "a label is UTF-8 text without control characters");
 }
 
 }  // namespace
