@@ -126,7 +126,7 @@ class StoppedClient {
 
  private:
     // What is larger is address space that a sanitizer or an emulator has set aside.
-    static constexpr unsigned long kReserved = 1UL << 30;
+    static constexpr unsigned long kReserved = 1UL << 26;
 
     static Bytes Read(int memory, unsigned long begin, size_t size) {
         Bytes bytes(size);
@@ -148,10 +148,17 @@ std::set<std::string> Search(const std::vector<Bytes>& regions, const Pieces& pi
     for (const auto& entry : pieces) {
         fronts[front(entry.first.data())] = true;
     }
+    constexpr size_t kPage = 4096;
+    static const unsigned char kUntouched[kPage] = {};
     std::set<std::string> found;
     Piece window{};
     for (const Bytes& region : regions) {
         for (size_t at = 0; at + kPiece <= region.size(); ++at) {
+            if (at % kPage == 0 && at + kPage <= region.size() &&
+                std::memcmp(region.data() + at, kUntouched, kPage) == 0) {
+                at += kPage - 1;
+                continue;
+            }
             if (!fronts[front(region.data() + at)]) {
                 continue;
             }
