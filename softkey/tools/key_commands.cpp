@@ -189,6 +189,7 @@ ListedKey LookAtListed(const std::string& serial, const Slots::Snapshot& slots) 
 
 void PrintList(const std::vector<ListedKey>& keys) {
     std::vector<std::vector<std::string>> rows;
+    rows.reserve(keys.size());
     for (const ListedKey& key : keys) {
         rows.push_back({key.serial, key.plugged ? std::to_string(key.plugged->slot) : "-",
                         key.summary ? PinText(key.summary->key.pin) : "unusable",
