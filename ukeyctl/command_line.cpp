@@ -88,13 +88,13 @@ std::string SourceName(const std::string& path) {
 }  // namespace
 
 std::string InputText::Read(EmptyText empty) const {
-    const std::string given = file.empty() ? text : ReadInput(file);
+    std::string given = file.empty() ? text : ReadInput(file);
     CheckNotEmpty(given, file.empty() ? "the text of --" + name : SourceName(file), empty);
     return given;
 }
 
 std::string ReadGiven(const std::string& path) {
-    const std::string contents = ReadInput(path);
+    std::string contents = ReadInput(path);
     CheckNotEmpty(contents, SourceName(path));
     return contents;
 }
