@@ -117,7 +117,12 @@ Pinentry::Pinentry() {
         TellTerminal();
     } catch (const Error&) {
         close(channel_);
-        waitpid(process_, nullptr, 0);
+        int status = 0;
+        waitpid(process_, &status, 0);
+        // So ends a child that found no program, where the system does not report it at the start.
+        constexpr int kNotStarted = 127;
+        Require(!WIFEXITED(status) || WEXITSTATUS(status) != kNotStarted, Code::kNoDialog,
+                "pinentry cannot be started");
         throw;
     }
 }

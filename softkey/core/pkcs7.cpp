@@ -165,8 +165,8 @@ Bytes CertificatesOnly(const std::vector<Bytes>& certificates, Pkcs7Names which)
 }
 
 Bytes SignedData(const KeyPair& signer, const Bytes& certificate, const Bytes& signature,
-                 const std::optional<Bytes>& content) {
-    const Names& names = kNames[static_cast<int>(Pkcs7Names::kRfc2315)];
+                 const std::optional<Bytes>& content, Pkcs7Names which) {
+    const Names& names = kNames[static_cast<int>(which)];
     const Parts parts = NewParts({certificate}, names);
     if (content) {
         SetContent(parts->content, *content);

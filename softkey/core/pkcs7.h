@@ -21,10 +21,10 @@ std::vector<ssl::Certificate> CertificatesOf(std::string_view text);
 Bytes CertificatesOnly(const std::vector<Bytes>& certificates,
                        Pkcs7Names names = Pkcs7Names::kRfc2315);
 
-// Signed data with one signer (RFC 2315), in DER. Nothing but the content is signed, so that its
-// signature is the raw one; without `content` it is detached.
+// Signed data with one signer, in DER. Nothing but the content is signed, so that its signature is
+// the raw one; without `content` it is detached.
 Bytes SignedData(const KeyPair& signer, const Bytes& certificate, const Bytes& signature,
-                 const std::optional<Bytes>& content);
+                 const std::optional<Bytes>& content, Pkcs7Names names);
 
 }  // namespace softkey
 

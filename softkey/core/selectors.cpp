@@ -56,10 +56,11 @@ DeleteScope ReadDeleteScope(int64_t number) {
 }
 
 SignatureFormat ReadSignatureFormat(int64_t number) {
-    constexpr SignatureFormat kTable[] = {SignatureFormat::kBase64, SignatureFormat::kAttached,
-                                          SignatureFormat::kDetached, SignatureFormat::kHex,
-                                          SignatureFormat::kPlain};
-    return Choose(number, kTable, "signature formats are 0 to 4");
+    constexpr SignatureFormat kTable[] = {SignatureFormat::kBase64,    SignatureFormat::kAttached,
+                                          SignatureFormat::kDetached,  SignatureFormat::kHex,
+                                          SignatureFormat::kPlain,     SignatureFormat::kAttachedGm,
+                                          SignatureFormat::kDetachedGm};
+    return Choose(number, kTable, "signature formats are 0 to 6");
 }
 
 SignedContent ReadSignedContent(int64_t kind, std::string_view text) {

@@ -31,7 +31,15 @@ NameOf ReadNameOf(int64_t number);
 enum class DeleteScope { kEverything, kTemporary, kCertified };
 DeleteScope ReadDeleteScope(int64_t number);
 
-enum class SignatureFormat { kBase64, kAttached, kDetached, kHex, kPlain };
+enum class SignatureFormat {
+    kBase64,
+    kAttached,
+    kDetached,
+    kHex,
+    kPlain,
+    kAttachedGm,
+    kDetachedGm
+};
 SignatureFormat ReadSignatureFormat(int64_t number);
 
 // How a data argument, which is a text, stands for what is signed.

@@ -22,12 +22,17 @@ struct Signer {
     KeyPair pair;
 };
 
+bool IsForSm2Only(SignatureFormat format) {
+    return format == SignatureFormat::kPlain || format == SignatureFormat::kAttachedGm ||
+           format == SignatureFormat::kDetachedGm;
+}
+
 StoredPair FindSigningPair(Device& device, const SignatureOrder& order) {
     Require(order.key.usage == Usage::kSigning, Code::kKeyUsage,
             "signatures are made with a signing key");
     StoredPair stored = FindCertified(device, order.key);
-    Require(order.format != SignatureFormat::kPlain || stored.type == KeyType::kSm2,
-            Code::kSelector, "signature format 4 is for SM2 only");
+    Require(stored.type == KeyType::kSm2 || !IsForSm2Only(order.format), Code::kSelector,
+            "signature formats 4 to 6 are for SM2 only");
     return stored;
 }
 
@@ -48,9 +53,15 @@ Bytes PlainSignature(const Bytes& signature) {
     return plain;
 }
 
+std::string Pkcs7Signature(const Signer& signer, const Bytes& signature,
+                           const std::optional<Bytes>& content, Pkcs7Names names) {
+    return ToBase64(SignedData(signer.pair, signer.stored.certificate, signature, content, names));
+}
+
 std::string SignContent(const Signer& signer, SignatureFormat format,
                         const SignedContent& content) {
-    const bool attached = format == SignatureFormat::kAttached;
+    const bool attached =
+        format == SignatureFormat::kAttached || format == SignatureFormat::kAttachedGm;
     Require(!(attached && content.is_digest), Code::kSelector, "a digest has no content to attach");
     const Bytes signature = content.is_digest ? signer.pair.SignDigest(content.bytes)
                                               : signer.pair.SignMessage(content.bytes);
@@ -60,11 +71,13 @@ std::string SignContent(const Signer& signer, SignatureFormat format,
         case SignatureFormat::kPlain:
             return ToBase64(PlainSignature(signature));
         case SignatureFormat::kAttached:
-            return ToBase64(
-                SignedData(signer.pair, signer.stored.certificate, signature, content.bytes));
+            return Pkcs7Signature(signer, signature, content.bytes, Pkcs7Names::kRfc2315);
         case SignatureFormat::kDetached:
-            return ToBase64(
-                SignedData(signer.pair, signer.stored.certificate, signature, std::nullopt));
+            return Pkcs7Signature(signer, signature, std::nullopt, Pkcs7Names::kRfc2315);
+        case SignatureFormat::kAttachedGm:
+            return Pkcs7Signature(signer, signature, content.bytes, Pkcs7Names::kGm);
+        case SignatureFormat::kDetachedGm:
+            return Pkcs7Signature(signer, signature, std::nullopt, Pkcs7Names::kGm);
         case SignatureFormat::kBase64:
             break;
     }

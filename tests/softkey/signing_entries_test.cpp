@@ -141,9 +141,29 @@ TEST_F(SigningEntries, Sm2Pkcs7HasTheStructureThatOpensslReads) {
     }
 }
 
+TEST_F(SigningEntries, Sm2Pkcs7BearsTheGmIdentifiersWhereTheyAreSelected) {
+    for (const int32_t format : {5, 6}) {
+        const std::string path =
+            Saved("gm", AsText(FromBase64Text(SignatureOf("hello", 1, format))));
+        const CommandResult result = RunShell("openssl asn1parse -inform DER -in " + path);
+        EXPECT_EQ(0, result.status) << result.output;
+        EXPECT_NE(std::string::npos, result.output.find("1.2.156.10197.6.1.4.2.2"));
+        EXPECT_NE(std::string::npos, result.output.find("1.2.156.10197.6.1.4.2.1"));
+        EXPECT_EQ(std::string::npos, result.output.find("pkcs7-")) << result.output;
+        // Of the content, "hello", only the attached form has anything.
+        EXPECT_EQ(format == 5,
+                  AsText(FromBase64Text(SignatureOf("hello", 1, format))).find("hello") !=
+                      std::string::npos);
+    }
+    const std::string digest = "2cf24dba5fb0a30e26e83b2ac5b9e29e1b161e5c1fa7425e73043362938b9824";
+    EXPECT_EQ(Number(Code::kSelector), Refused(1, 5, 3, digest.c_str()));
+}
+
 TEST_F(SigningEntries, SelectorsOutsideTheirTablesAreRefused) {
     EXPECT_EQ(Number(Code::kSelector), Refused(0, 0, 0));
-    EXPECT_EQ(Number(Code::kSelector), Refused(1, 5, 0));
+    EXPECT_EQ(Number(Code::kSelector), Refused(1, 7, 0));
+    EXPECT_EQ(Number(Code::kSelector), Refused(0x11, 5, 0));
+    EXPECT_EQ(Number(Code::kSelector), Refused(0x11, 6, 0));
     EXPECT_EQ(Number(Code::kSelector), Refused(1, 0, 5));
     EXPECT_EQ(Number(Code::kKeyUsage), Refused(2, 0, 0));
     EXPECT_EQ(Number(Code::kData), Refused(1, 0, 1, "xyz"));
