@@ -11,7 +11,6 @@
 #   softkey-system  the software key in the maker's own directory (refuses to replace the maker's)
 #   desktop         the store application, see packaging/desktop
 
-include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 # Distributions keep shared libraries unexecutable; CMake knows this of a native Debian only.
