@@ -1,0 +1,50 @@
+# shellcheck shell=bash
+# For the scripts whose work takes minutes: what is about to be done, how long it took last time, a
+# count that moves, and the log to follow. Sourced.
+
+# in_words SECONDS
+in_words() {
+    if [ "$1" -lt 100 ]; then echo "$1 s"; else echo "$((($1 + 30) / 60)) min"; fi
+}
+
+# show_count LOG: the newest "7/310" of the log, over and over on a terminal, else now and then.
+show_count() {
+    local log=$1 begin=$SECONDS every=60 count never
+    [ ! -t 1 ] || every=0.5
+    # A pipe that stays empty: waiting for it sleeps without a process that would have to be ended.
+    exec {never}<> <(:)
+    while :; do
+        read -rt "$every" -u "$never" || true
+        kill -0 $$ 2>/dev/null || exit # interrupted
+        count=$(tail -c 4096 "$log" 2>/dev/null | grep -oE '[0-9]+/[0-9]+' | tail -n 1)
+        [ -n "$count" ] || continue
+        if [ -t 1 ]; then
+            printf '\r  %s, %s \033[K' "$count" "$(in_words $((SECONDS - begin)))"
+        else
+            echo "  $count after $(in_words $((SECONDS - begin)))"
+        fi
+    done
+}
+
+# with_progress LOG FIRST COMMAND...: runs the command with its output in LOG, and returns its status.
+# FIRST tells how long it takes where it was not run before.
+with_progress() {
+    local log=$1 usual=$2 begin=$SECONDS counter took command status=0
+    shift 2
+    mkdir -p "$(dirname "$log")"
+    # The same command takes as long again; another one is other work.
+    if [ -s "$log.took" ] && { read -r took && read -r command; } <"$log.took" &&
+        [ "$command" = "$*" ]; then
+        usual="last time it took $(in_words "$took")"
+    fi
+    echo "  $usual; to follow it: tail -f $log"
+    : >"$log"
+    show_count "$log" &
+    counter=$!
+    "$@" >>"$log" 2>&1 </dev/null || status=$?
+    kill "$counter"
+    wait "$counter" 2>/dev/null || true
+    [ ! -t 1 ] || printf '\r\033[K'
+    [ "$status" -ne 0 ] || printf '%s\n' $((SECONDS - begin)) "$*" >"$log.took"
+    return "$status"
+}
