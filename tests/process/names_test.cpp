@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "loaded_product.h"
+#include "names_variant.h"
 #include "plain_key.h"
 
 namespace {
@@ -127,18 +128,14 @@ TEST_P(Names, EveryCallReachesTheBackEndsEntryOnce) {
 enum class Callee { kBackEnd, kProduct, kClient };
 
 Callee CalleeOfInnerCalls(int flags) {
-#if defined(ORVAL_BACKEND_IS_SYMBOLIC)
-    (void)flags;
-    return Callee::kBackEnd;
-#elif defined(ORVAL_CLIENT_EXPORTS_NAMES)
-    (void)flags;
-    return Callee::kClient;
-#elif defined(ORVAL_CLIENT_LINKS)
-    (void)flags;
-    return Callee::kProduct;
-#else
-    return (flags & RTLD_GLOBAL) != 0 ? Callee::kProduct : Callee::kBackEnd;
-#endif
+    if (kNamesVariant.backend_is_symbolic) {
+        return Callee::kBackEnd;
+    }
+    if (kNamesVariant.client_exports_names) {
+        return Callee::kClient;
+    }
+    const bool product_is_global = kNamesVariant.client_links || (flags & RTLD_GLOBAL) != 0;
+    return product_is_global ? Callee::kProduct : Callee::kBackEnd;
 }
 
 TEST_P(Names, BackEndsOwnCallsStayInsideWhenItIsBuiltForThat) {
@@ -150,15 +147,15 @@ TEST_P(Names, BackEndsOwnCallsStayInsideWhenItIsBuiltForThat) {
         << callee;
 }
 
-#ifndef ORVAL_CLIENT_LINKS  // such a client cannot close the library
-// The loader keeps what the back-end's calls are bound to, and the back-end is never closed.
-TEST_P(Names, LastCloseUnloadsWhatTheBackEndIsNotBoundTo) {
+// The loader keeps what the back-end's calls are bound to, and the back-end is never closed; nor
+// can a client close what it is linked to.
+TEST_P(Names, LastCloseUnloadsWhatNothingIsBoundTo) {
     LoadedProduct product(GetParam());
     ASSERT_EQ(FUNCTION(product, Initialize)(), 0);
     product.Close();
-    EXPECT_EQ(IsMapped(ProductFile()), CalleeOfInnerCalls(GetParam()) == Callee::kProduct);
+    EXPECT_EQ(IsMapped(ProductFile()),
+              kNamesVariant.client_links || CalleeOfInnerCalls(GetParam()) == Callee::kProduct);
 }
-#endif
 
 // A call of one entry by another: the entry's slot, and what a detour through the exported function
 // of the name does to it. Three of them take another number of arguments than the entry.
