@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <string_view>
 
+#include "base/error.h"
+#include "base/error_texts.h"
 #include "codes.h"
-#include "core/error.h"
-#include "core/error_texts.h"
 #include "ukey.hpp"
 
 namespace {

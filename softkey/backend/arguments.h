@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "core/answer.h"
-#include "core/error.h"
+#include "base/error.h"
+#include "entry/answer.h"
 
 // How arguments cross the interface. None of these writes past what the caller is known to have.
 namespace softkey {

@@ -1,11 +1,11 @@
 // Entries about requests and certificates.
 #include "backend/arguments.h"
 #include "backend/entries.h"
-#include "core/certificate_texts.h"
-#include "core/certificates.h"
-#include "core/device.h"
-#include "core/requests.h"
-#include "core/settings.h"
+#include "base/settings.h"
+#include "crypto/certificate_texts.h"
+#include "key/certificate_requests.h"
+#include "key/certificates.h"
+#include "key/device.h"
 
 using softkey::Answer;
 using softkey::Code;

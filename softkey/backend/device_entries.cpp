@@ -5,8 +5,8 @@
 
 #include "backend/arguments.h"
 #include "backend/entries.h"
-#include "core/device.h"
-#include "core/settings.h"
+#include "base/settings.h"
+#include "key/device.h"
 
 using softkey::Answer;
 using softkey::Code;

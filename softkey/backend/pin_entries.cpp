@@ -3,7 +3,7 @@
 
 #include "backend/arguments.h"
 #include "backend/entries.h"
-#include "core/device.h"
+#include "key/device.h"
 
 using softkey::Answer;
 using softkey::Code;

@@ -6,9 +6,9 @@
 
 #include "backend/arguments.h"
 #include "backend/entries.h"
-#include "core/device.h"
-#include "core/settings.h"
-#include "core/signatures.h"
+#include "base/settings.h"
+#include "key/device.h"
+#include "key/signatures.h"
 
 using softkey::Answer;
 using softkey::Code;

@@ -1,8 +1,8 @@
 // Entries about initialisation, the label and the data items.
 #include "backend/arguments.h"
 #include "backend/entries.h"
-#include "core/device.h"
-#include "core/settings.h"
+#include "base/settings.h"
+#include "key/device.h"
 
 using softkey::Answer;
 using softkey::Code;

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <cstring>
 
-#include "core/answer.h"
-#include "core/event_stream.h"
+#include "entry/answer.h"
+#include "slots/event_stream.h"
 #include "token/token_access.h"
 
 using softkey::Code;

@@ -11,12 +11,12 @@
 #include <filesystem>
 #include <fstream>
 
-#include "core/draft_file.h"
-#include "core/encoding.h"
-#include "core/enveloped_key.h"
-#include "core/home.h"
-#include "core/request.h"
-#include "core/sealing.h"
+#include "base/draft_file.h"
+#include "base/encoding.h"
+#include "crypto/enveloped_key.h"
+#include "crypto/pkcs10.h"
+#include "crypto/sealing.h"
+#include "store/home.h"
 #include "tools/console.h"
 #include "tools/refusal.h"
 

@@ -4,9 +4,9 @@
 #include <set>
 #include <string>
 
-#include "core/key_pair.h"
-#include "core/pkcs7.h"
-#include "core/ssl.h"
+#include "crypto/key_pair.h"
+#include "crypto/pkcs7.h"
+#include "crypto/ssl.h"
 
 namespace softkey::tools {
 

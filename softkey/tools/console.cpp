@@ -13,10 +13,10 @@
 #include <iterator>
 #include <sstream>
 
-#include "core/error_texts.h"
-#include "core/home.h"
-#include "core/key_store.h"
-#include "core/pin_source.h"
+#include "base/error_texts.h"
+#include "pin/pin_source.h"
+#include "store/home.h"
+#include "store/key_store.h"
 #include "terminal/printable.h"
 #include "tools/refusal.h"
 

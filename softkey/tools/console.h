@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "core/error.h"
-#include "core/secret.h"
+#include "base/error.h"
+#include "base/secret.h"
 
 namespace softkey::tools {
 

@@ -3,10 +3,10 @@
 #include <iostream>
 #include <memory>
 
+#include "base/error_texts.h"
 #include "common/backend_entries.h"
-#include "core/error_texts.h"
-#include "core/faults.h"
-#include "core/home.h"
+#include "entry/faults.h"
+#include "store/home.h"
 #include "terminal/usage.h"
 #include "tools/console.h"
 #include "tools/key_commands.h"

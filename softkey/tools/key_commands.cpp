@@ -7,14 +7,14 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "core/certificate_texts.h"
-#include "core/encoding.h"
-#include "core/error_texts.h"
-#include "core/home.h"
-#include "core/key_store.h"
-#include "core/pin_source.h"
-#include "core/sealing.h"
-#include "core/slots.h"
+#include "base/encoding.h"
+#include "base/error_texts.h"
+#include "crypto/certificate_texts.h"
+#include "crypto/sealing.h"
+#include "pin/pin_source.h"
+#include "slots/slots.h"
+#include "store/home.h"
+#include "store/key_store.h"
 #include "terminal/arguments.h"
 #include "terminal/printable.h"
 #include "terminal/usage.h"

@@ -2,10 +2,10 @@
 #include <iostream>
 #include <memory>
 
-#include "core/backup.h"
-#include "core/home.h"
-#include "core/key_store.h"
-#include "core/pin_source.h"
+#include "key/backup.h"
+#include "pin/pin_source.h"
+#include "store/home.h"
+#include "store/key_store.h"
 #include "terminal/arguments.h"
 #include "tools/console.h"
 #include "tools/key_commands.h"

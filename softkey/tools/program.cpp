@@ -5,7 +5,7 @@
 #include <iostream>
 #include <string>
 
-#include "core/error.h"
+#include "base/error.h"
 #include "terminal/arguments.h"
 #include "terminal/help.h"
 #include "terminal/printable.h"

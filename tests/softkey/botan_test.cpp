@@ -16,11 +16,11 @@
 #include <botan/x509_key.h>
 #include <botan/x509cert.h>
 
-#include "core/encoding.h"
-#include "core/enveloped_key.h"
-#include "core/key_pair.h"
-#include "core/key_store.h"
+#include "base/encoding.h"
+#include "crypto/enveloped_key.h"
+#include "crypto/key_pair.h"
 #include "softkey_test.h"
+#include "store/key_store.h"
 #include "tools/authority.h"
 
 namespace softkey::testing {

@@ -1,10 +1,10 @@
 // Certificates: import of answers, reading, deleting.
 #include <array>
 
-#include "core/encoding.h"
-#include "core/key_store.h"
-#include "core/settings.h"
+#include "base/encoding.h"
+#include "base/settings.h"
 #include "softkey_test.h"
+#include "store/key_store.h"
 #include "terminal/printable.h"
 #include "tools/authority.h"
 

@@ -8,11 +8,11 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-#include "core/encoding.h"
-#include "core/home.h"
-#include "core/key_store.h"
-#include "core/slots.h"
+#include "base/encoding.h"
+#include "slots/slots.h"
 #include "softkey_test.h"
+#include "store/home.h"
+#include "store/key_store.h"
 #include "tools/program.h"
 
 namespace softkey::testing {

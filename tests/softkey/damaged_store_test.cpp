@@ -16,13 +16,13 @@
 #include <random>
 #include <thread>
 
-#include "core/database.h"
-#include "core/draft_file.h"
-#include "core/faults.h"
-#include "core/home.h"
-#include "core/key_store.h"
-#include "core/slots.h"
+#include "base/draft_file.h"
+#include "entry/faults.h"
+#include "slots/slots.h"
 #include "softkey_test.h"
+#include "store/database.h"
+#include "store/home.h"
+#include "store/key_store.h"
 
 namespace softkey::testing {
 namespace {

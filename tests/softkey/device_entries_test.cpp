@@ -5,7 +5,7 @@
 #include <set>
 #include <sstream>
 
-#include "core/faults.h"
+#include "entry/faults.h"
 #include "softkey_test.h"
 
 namespace softkey::testing {

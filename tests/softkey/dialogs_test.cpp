@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "core/encoding.h"
-#include "core/settings.h"
+#include "base/encoding.h"
+#include "base/settings.h"
 #include "softkey_test.h"
 
 namespace softkey::testing {

@@ -12,9 +12,9 @@
 #include <random>
 #include <thread>
 
-#include "core/key_store.h"
-#include "core/slots.h"
+#include "slots/slots.h"
 #include "softkey_test.h"
+#include "store/key_store.h"
 #include "tools/authority.h"
 
 namespace softkey::testing {

@@ -1,4 +1,4 @@
-#include "core/error_texts.h"
+#include "base/error_texts.h"
 
 #include <cstring>
 #include <set>

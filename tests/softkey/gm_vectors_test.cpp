@@ -1,9 +1,9 @@
 // The examples of the published standards: GB/T 32905 (SM3), GB/T 32907 (SM4), GB/T 32918.5 (SM2).
 #include <gtest/gtest.h>
 
-#include "core/encoding.h"
-#include "core/enveloped_key.h"
-#include "core/key_pair.h"
+#include "base/encoding.h"
+#include "crypto/enveloped_key.h"
+#include "crypto/key_pair.h"
 
 namespace softkey {
 namespace {

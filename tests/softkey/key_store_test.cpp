@@ -1,14 +1,14 @@
-#include "core/key_store.h"
+#include "store/key_store.h"
 
 #include <sys/stat.h>
 
 #include <filesystem>
 
-#include "core/backup.h"
-#include "core/faults.h"
-#include "core/home.h"
-#include "core/sessions.h"
+#include "entry/faults.h"
+#include "key/backup.h"
+#include "pin/sessions.h"
 #include "softkey_test.h"
+#include "store/home.h"
 
 namespace softkey::testing {
 namespace {

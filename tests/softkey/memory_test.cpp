@@ -17,8 +17,8 @@
 #include <unordered_map>
 #include <utility>
 
-#include "core/key_store.h"
 #include "softkey_test.h"
+#include "store/key_store.h"
 
 namespace softkey::testing {
 namespace {

@@ -7,9 +7,9 @@
 #include <cstring>
 #include <thread>
 
-#include "core/device.h"
-#include "core/key_store.h"
+#include "key/device.h"
 #include "softkey_test.h"
+#include "store/key_store.h"
 
 namespace softkey::testing {
 namespace {

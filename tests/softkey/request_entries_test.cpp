@@ -1,5 +1,5 @@
 // Certificate requests, judged by the openssl command.
-#include "core/encoding.h"
+#include "base/encoding.h"
 #include "softkey_test.h"
 
 namespace softkey::testing {

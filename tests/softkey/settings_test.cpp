@@ -1,10 +1,10 @@
-#include "core/settings.h"
+#include "base/settings.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 
-#include "core/error.h"
+#include "base/error.h"
 
 namespace softkey {
 namespace {

@@ -1,9 +1,9 @@
 // Signatures and decryption, judged by the openssl command.
 #include <array>
 
-#include "core/encoding.h"
-#include "core/key_pair.h"
-#include "core/slots.h"
+#include "base/encoding.h"
+#include "crypto/key_pair.h"
+#include "slots/slots.h"
 #include "softkey_test.h"
 
 namespace softkey::testing {

@@ -1,5 +1,5 @@
 // Slots and events, through the token library as a client loads it.
-#include "core/slots.h"
+#include "slots/slots.h"
 
 #include <sys/wait.h>
 #include <unistd.h>

@@ -14,9 +14,9 @@
 #include <memory>
 #include <stdexcept>
 
-#include "core/encoding.h"
-#include "core/key_store.h"
-#include "core/slots.h"
+#include "base/encoding.h"
+#include "slots/slots.h"
+#include "store/key_store.h"
 #include "tools/authority.h"
 
 namespace softkey::testing {

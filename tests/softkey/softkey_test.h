@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "base/error.h"
+#include "base/secret.h"
 #include "common/backend_entries.h"
-#include "core/error.h"
-#include "core/secret.h"
 
 namespace softkey::testing {
 

@@ -3,11 +3,11 @@
 
 #include <algorithm>
 
-#include "core/encoding.h"
-#include "core/enveloped_key.h"
-#include "core/error.h"
-#include "core/pkcs7.h"
-#include "core/sealing.h"
+#include "base/encoding.h"
+#include "base/error.h"
+#include "crypto/enveloped_key.h"
+#include "crypto/pkcs7.h"
+#include "crypto/sealing.h"
 #include "softkey_test.h"
 
 namespace softkey {

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "core/error_texts.h"
+#include "base/error_texts.h"
 #include "ukeyctl_fixture.h"
 
 namespace {

@@ -1,0 +1,51 @@
+#ifndef SOFTKEY_BASE_DRAFT_FILE_H
+#define SOFTKEY_BASE_DRAFT_FILE_H
+
+#include <string>
+#include <string_view>
+
+#include "base/error.h"
+#include "base/secret.h"
+
+namespace softkey {
+
+// The code for a failed system call on one of our files.
+Code CodeOfFileError(int number);
+[[noreturn]] void FailWithFile(int number, const std::string& path);
+
+// Makes what happened in a folder durable.
+void SyncFolder(const std::string& path);
+
+// A file beside its later place that only its owner can read. It gets its name when it is complete,
+// so that nobody ever sees a part of it. Gone again unless it was given its name; one whose maker
+// was killed is cleared by RemoveAbandonedDrafts.
+class DraftFile {
+ public:
+    explicit DraftFile(const std::string& final_path);
+    ~DraftFile();
+    DraftFile(const DraftFile&) = delete;
+    DraftFile& operator=(const DraftFile&) = delete;
+
+    // Once. The bytes are on the disk when it returns.
+    void Write(const Bytes& bytes);
+
+    // Each gives the file its name in one step. Publish throws kSerialTaken when something has that
+    // name; Replace takes its place.
+    void Publish();
+    void Replace();
+
+ private:
+    void Make();
+
+    std::string final_path_;
+    std::string path_;
+    int file_ = -1;  // locked while the maker lives
+};
+
+// Removes from a folder the drafts of files whose names begin with `name` and whose makers are
+// gone.
+void RemoveAbandonedDrafts(const std::string& folder, std::string_view name);
+
+}  // namespace softkey
+
+#endif

@@ -1,0 +1,25 @@
+#ifndef SOFTKEY_BASE_PROCESS_LOCK_H
+#define SOFTKEY_BASE_PROCESS_LOCK_H
+
+#include <utility>
+
+namespace softkey {
+
+// Held while a thread uses SQLite or what this library keeps for its process. A fork waits for it,
+// so that the child gets all of that whole: no lock of a thread that the child does not have, no
+// open connection, which a fork would break. A thread may hold it several times. Never held while
+// somebody is asked or something is waited for.
+class ProcessLock {
+ public:
+    ProcessLock();
+    ~ProcessLock();
+    ProcessLock(ProcessLock&& other) noexcept : held_(std::exchange(other.held_, false)) {}
+    ProcessLock& operator=(ProcessLock&&) = delete;
+
+ private:
+    bool held_ = true;
+};
+
+}  // namespace softkey
+
+#endif

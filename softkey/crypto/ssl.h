@@ -1,0 +1,124 @@
+#ifndef SOFTKEY_CRYPTO_SSL_H
+#define SOFTKEY_CRYPTO_SSL_H
+
+#include <openssl/bio.h>
+#include <openssl/bn.h>
+#include <openssl/ec.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/kdf.h>
+#include <openssl/pkcs7.h>
+#include <openssl/x509.h>
+
+#include <memory>
+#include <string>
+
+#include "base/error.h"
+#include "base/process_lock.h"
+#include "base/secret.h"
+
+// Owners for OpenSSL's objects, and the one way its failures become ours.
+namespace softkey::ssl {
+
+template <auto Free>
+struct Deleter {
+    template <typename T>
+    void operator()(T* object) const {
+        Free(object);
+    }
+};
+
+template <typename T, auto Free>
+using Owner = std::unique_ptr<T, Deleter<Free>>;
+
+using Key = Owner<EVP_PKEY, EVP_PKEY_free>;
+using KeyContext = Owner<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
+using DigestContext = Owner<EVP_MD_CTX, EVP_MD_CTX_free>;
+using CipherContext = Owner<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
+using Kdf = Owner<EVP_KDF, EVP_KDF_free>;
+using KdfContext = Owner<EVP_KDF_CTX, EVP_KDF_CTX_free>;
+using Number = Owner<BIGNUM, BN_clear_free>;
+using Group = Owner<EC_GROUP, EC_GROUP_free>;
+using Point = Owner<EC_POINT, EC_POINT_free>;
+using Request = Owner<X509_REQ, X509_REQ_free>;
+using Certificate = Owner<X509, X509_free>;
+using Name = Owner<X509_NAME, X509_NAME_free>;
+using Base64Decoder = Owner<EVP_ENCODE_CTX, EVP_ENCODE_CTX_free>;
+using Output = Owner<BIO, BIO_free_all>;
+using Pkcs7 = Owner<PKCS7, PKCS7_free>;
+
+// Keeps the process's own error queue as it was: the client may use OpenSSL too.
+class ErrorMark {
+ public:
+    ErrorMark() {
+        // A thread's first mark enters the thread into a list of OpenSSL's, under a lock.
+        const ProcessLock lock;
+        ERR_set_mark();
+    }
+    ~ErrorMark() { ERR_pop_to_mark(); }
+    ErrorMark(const ErrorMark&) = delete;
+    ErrorMark& operator=(const ErrorMark&) = delete;
+};
+
+inline void Check(bool succeeded, const char* step, Code code = Code::kFail) {
+    if (succeeded) {
+        return;
+    }
+    const char* const reason = ERR_reason_error_string(ERR_peek_last_error());
+    throw Error(code, std::string(step) + (reason == nullptr ? "" : std::string(": ") + reason));
+}
+
+// The DER form of `object`, by OpenSSL's own i2d function.
+template <typename Container = Bytes, typename T, typename Encode>
+Container ToDer(T* object, Encode encode, const char* step) {
+    unsigned char* der = nullptr;
+    const int length = encode(object, &der);
+    Check(length > 0, step);
+    Container bytes(der, der + length);
+    OPENSSL_clear_free(der, static_cast<size_t>(length));
+    return bytes;
+}
+
+// What a d2i function of OpenSSL's reads. Empty when that is nothing or something follows it.
+template <typename Owner, typename Decode>
+Owner FromDer(const Bytes& der, Decode decode) {
+    const unsigned char* cursor = der.data();
+    Owner object(decode(nullptr, &cursor, static_cast<long>(der.size())));
+    if (cursor != der.data() + der.size()) {
+        object.reset();
+    }
+    return object;
+}
+
+// "1.2.840.113549.1.7.2"
+inline std::string Dotted(const ASN1_OBJECT* object) {
+    char text[128] = {};
+    OBJ_obj2txt(text, sizeof text, object, 1);
+    return text;
+}
+
+inline Bytes BytesOf(const ASN1_STRING* string) {
+    return Bytes(string->data, string->data + string->length);
+}
+
+// A bit string of whole bytes. Without the flag the zero bits at its end would be cut off.
+inline void SetBits(ASN1_BIT_STRING* string, const Bytes& bytes) {
+    Check(ASN1_BIT_STRING_set(string, const_cast<unsigned char*>(bytes.data()),
+                              static_cast<int>(bytes.size())) == 1,
+          "bit string");
+    string->flags |= ASN1_STRING_FLAG_BITS_LEFT;
+}
+
+// The text that `print` writes to an output of OpenSSL's.
+template <typename Print>
+std::string Printed(Print print, const char* step) {
+    const Output output(BIO_new(BIO_s_mem()));
+    Check(output != nullptr && print(output.get()), step);
+    char* text = nullptr;
+    const long length = BIO_get_mem_data(output.get(), &text);
+    return {text, static_cast<size_t>(length)};
+}
+
+}  // namespace softkey::ssl
+
+#endif

@@ -1,0 +1,32 @@
+#ifndef SOFTKEY_KEY_CERTIFICATES_H
+#define SOFTKEY_KEY_CERTIFICATES_H
+
+#include <string>
+#include <string_view>
+
+#include "key/device.h"
+#include "key/selectors.h"
+
+namespace softkey {
+
+// The pair whose certificate is selected. Throws kCertificateNotFound.
+StoredPair FindCertified(Device& device, const CertificateSelector& selector);
+
+// Writes each certificate of a PKCS#7 that belongs to a key pair on the key; others, such as the
+// issuer's, are passed over. Throws kCertificateNotOurs when none belongs, and kCertificateUsage
+// when the keyUsage of all that belong to a pair is for the other use.
+void WriteCertificates(Device& device, std::string_view pkcs7);
+
+// Opens the enveloped key with a signing key on the key and keeps the encryption pair until its
+// certificate is written. Importing it twice changes nothing.
+void ImportEncryptionKey(Device& device, std::string_view envelope);
+
+std::string CertificateText(Device& device, const CertificateSelector& selector,
+                            CertificateFormat format);
+
+// Throws kCertificateNotFound when the scope holds nothing.
+void DeleteCertificate(Device& device, const CertificateSelector& selector, DeleteScope scope);
+
+}  // namespace softkey
+
+#endif

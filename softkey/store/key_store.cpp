@@ -1,0 +1,318 @@
+#include "store/key_store.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/draft_file.h"
+#include "base/encoding.h"
+#include "base/file_lock.h"
+#include "crypto/sealing.h"
+#include "store/home.h"
+#include "terminal/printable.h"
+
+namespace softkey {
+namespace {
+
+constexpr int64_t kFormatVersion = 1;
+
+constexpr char kSchema[] = R"sql(
+CREATE TABLE key(
+    id INTEGER PRIMARY KEY CHECK(id = 1), format INTEGER NOT NULL, serial TEXT NOT NULL,
+    label TEXT NOT NULL);
+CREATE TABLE pin(
+    id INTEGER PRIMARY KEY CHECK(id = 1), tries_left INTEGER NOT NULL, tries_max INTEGER NOT NULL,
+    generation INTEGER NOT NULL, salt BLOB NOT NULL, cost INTEGER NOT NULL,
+    block_size INTEGER NOT NULL, parallel INTEGER NOT NULL, sealed_master BLOB NOT NULL);
+CREATE TABLE pairs(
+    id INTEGER PRIMARY KEY AUTOINCREMENT, usage INTEGER NOT NULL, type INTEGER NOT NULL,
+    dual INTEGER NOT NULL, public_key BLOB NOT NULL UNIQUE, sealed_private BLOB NOT NULL,
+    certificate BLOB);
+CREATE UNIQUE INDEX one_certificate ON pairs(usage, type) WHERE certificate IS NOT NULL;
+CREATE TABLE data(item INTEGER PRIMARY KEY, text TEXT NOT NULL);
+)sql";
+
+int64_t FreshGeneration() {
+    const Bytes random = RandomBytes(sizeof(int64_t));
+    int64_t generation = 0;
+    std::memcpy(&generation, random.data(), sizeof generation);
+    return generation;
+}
+
+StoredPair ReadPair(const Statement& row) {
+    return {row.Integer(0),
+            static_cast<Usage>(row.Integer(1)),
+            static_cast<KeyType>(row.Integer(2)),
+            row.Integer(3) != 0,
+            row.Blob(4),
+            row.Blob(5),
+            row.Blob(6)};
+}
+
+struct SealedMaster {
+    PinDerivation derivation;
+    Bytes bytes;
+};
+
+// Takes the connection: it is closed before the PIN is tried, which takes long.
+SealedMaster ReadSealedMaster(Database database) {
+    Statement row(database, "SELECT salt, cost, block_size, parallel, sealed_master FROM pin");
+    Require(row.Step(), Code::kStoreDamaged, "the store has no PIN");
+    return {{row.Blob(0), row.Integer(1), row.Integer(2), row.Integer(3)}, row.Blob(4)};
+}
+
+SealedMaster SealMaster(const SecretBytes& pin, const SecretBytes& master, const Bytes& context) {
+    const PinDerivation derivation = PinDerivation::Fresh();
+    return {derivation, Seal(DeriveFromPin(pin, derivation), master, context)};
+}
+
+void WritePin(Database& database, const SealedMaster& sealed) {
+    Statement(database, "INSERT OR REPLACE INTO pin VALUES(1, ?, ?, ?, ?, ?, ?, ?, ?)")
+        .Bind(static_cast<int64_t>(kMaximumTries))
+        .Bind(static_cast<int64_t>(kMaximumTries))
+        .Bind(FreshGeneration())
+        .Bind(sealed.derivation.salt)
+        .Bind(sealed.derivation.cost)
+        .Bind(sealed.derivation.block_size)
+        .Bind(sealed.derivation.parallel)
+        .Bind(sealed.bytes)
+        .Run();
+}
+
+PinState ReadPin(Database& database) {
+    Statement pin(database, "SELECT tries_left, tries_max, generation FROM pin");
+    Require(pin.Step(), Code::kStoreDamaged, "the store has no PIN");
+    return {static_cast<int32_t>(pin.Integer(0)), static_cast<int32_t>(pin.Integer(1)),
+            pin.Integer(2)};
+}
+
+Bytes NewImage(std::string_view serial, std::string_view label, const SealedMaster& sealed) {
+    Database database("", Database::Mode::kInMemory);
+    database.Execute(kSchema);
+    Statement(database, "INSERT INTO key VALUES(1, ?, ?, ?)")
+        .Bind(kFormatVersion)
+        .Bind(serial)
+        .Bind(label)
+        .Run();
+    WritePin(database, sealed);
+    return database.Image();
+}
+
+void InstallCertificate(Database& database, const KeyStore::PairCertificate& item) {
+    Statement(database,
+              "DELETE FROM pairs WHERE certificate IS NOT NULL AND id <> ?1 AND (usage, type) = "
+              "(SELECT usage, type FROM pairs WHERE id = ?1)")
+        .Bind(item.pair_id)
+        .Run();
+    Statement(database, "UPDATE pairs SET certificate = ? WHERE id = ?")
+        .Bind(item.certificate)
+        .Bind(item.pair_id)
+        .Run();
+    Require(database.Changes() == 1, Code::kKeyNotFound, "the key pair was deleted");
+}
+
+void CheckLabel(std::string_view label) {
+    Require(label.size() <= kMaximumLabelLength, Code::kNameLength,
+            "a label has at most 255 bytes");
+    Require(terminal::IsPrintable(label), Code::kData,
+            "a label is UTF-8 text without control characters");
+}
+
+}  // namespace
+
+void CheckPinForm(const SecretBytes& pin) {
+    Require(pin.size() >= kMinimumPinLength && pin.size() <= kMaximumPinLength, Code::kPinLength,
+            "a PIN has 6 to 16 characters");
+    const bool printable =
+        std::all_of(pin.begin(), pin.end(), [](unsigned char c) { return c > ' ' && c < 0x7F; });
+    Require(printable, Code::kPinInvalid, "a PIN consists of printable ASCII characters");
+}
+
+void KeyStore::Create(std::string_view serial, std::string_view label, const SecretBytes& pin) {
+    CheckPinForm(pin);
+    CheckLabel(label);
+    EnsureHome();
+    const std::string path = KeyPath(serial);
+    Require(!Exists(path), Code::kSerialTaken, "a key with this serial number exists");
+    const SealedMaster sealed = SealMaster(pin, RandomSecret(kSealKeyLength), ToBytes(serial));
+    DraftFile draft(path);
+    draft.Write(NewImage(serial, label, sealed));
+    RemoveJournalsOf(path);
+    draft.Publish();
+}
+
+KeyStore::KeyStore(std::string_view serial) : path_(KeyPath(serial)), serial_(serial) {}
+
+Database KeyStore::Connect(Database::Mode mode) const {
+    Database database(Private(path_), mode);
+    Require(SerialIn(database) == serial_, Code::kStoreDamaged, "the file is another key's store");
+    return database;
+}
+
+std::string KeyStore::SerialIn(Database& database) {
+    Statement key(database, "SELECT format, serial FROM key");
+    Require(key.Step() && key.Integer(0) == kFormatVersion && IsSerialNumber(key.Text(1)),
+            Code::kStoreDamaged, "the file is no key's store");
+    return key.Text(1);
+}
+
+KeyStore::Snapshot KeyStore::Look() const {
+    Database database = Connect(Database::Mode::kReading);
+    return LookAt(database);
+}
+
+KeyStore::Snapshot KeyStore::LookAtWhole() const {
+    Database database = Connect(Database::Mode::kReading);
+    database.CheckWhole();
+    return LookAt(database);
+}
+
+KeyStore::Snapshot KeyStore::LookAt(Database& database) {
+    Snapshot snapshot;
+    Statement key(database, "SELECT label FROM key");
+    Require(key.Step(), Code::kStoreDamaged, "the store has no label");
+    snapshot.label = key.Text(0);
+    snapshot.pin = ReadPin(database);
+    Statement pair(database,
+                   "SELECT id, usage, type, dual, public_key, sealed_private, certificate "
+                   "FROM pairs ORDER BY id");
+    while (pair.Step()) {
+        snapshot.pairs.push_back(ReadPair(pair));
+    }
+    return snapshot;
+}
+
+void KeyStore::SpendTry() const {
+    Database database = Connect(Database::Mode::kExisting);
+    Transaction transaction(database);
+    Statement(database, "UPDATE pin SET tries_left = tries_left - 1 WHERE tries_left > 0").Run();
+    Require(database.Changes() == 1, Code::kPinLocked, "no tries are left");
+    transaction.Commit();
+}
+
+std::optional<SecretBytes> KeyStore::TryPin(const SecretBytes& pin) const {
+    const SealedMaster sealed = ReadSealedMaster(Connect(Database::Mode::kReading));
+    return Unseal(DeriveFromPin(pin, sealed.derivation), sealed.bytes, PinContext());
+}
+
+Unlocked KeyStore::Unlock(const SecretBytes& pin) {
+    CheckPinForm(pin);
+    // One at a time: tries that several programs have spent on right PINs and not yet got back
+    // must not lock the key.
+    const FileLock lock(KeyLockPath(serial_));
+    SpendTry();
+    std::optional<SecretBytes> master = TryPin(pin);
+    if (!master) {
+        const int32_t left = Pin().tries_left;
+        throw Error(left > 0 ? Code::kPinIncorrect : Code::kPinLocked,
+                    "tries left: " + std::to_string(left));
+    }
+    Database database = Connect(Database::Mode::kExisting);
+    Statement(database, "UPDATE pin SET tries_left = tries_max").Run();
+    return {std::move(*master), ReadPin(database).generation};
+}
+
+void KeyStore::ChangePin(const SecretBytes& old_pin, const SecretBytes& new_pin) {
+    CheckPinForm(new_pin);
+    const Unlocked unlocked = Unlock(old_pin);
+    const SealedMaster sealed = SealMaster(new_pin, unlocked.master, PinContext());
+    Database database = Connect(Database::Mode::kExisting);
+    Transaction transaction(database);
+    Require(ReadPin(database).generation == unlocked.generation, Code::kPinIncorrect,
+            "the PIN was changed by another program");
+    WritePin(database, sealed);
+    transaction.Commit();
+}
+
+Unlocked KeyStore::Initialize(std::string_view label, const SecretBytes& new_pin) {
+    CheckPinForm(new_pin);
+    CheckLabel(label);
+    SecretBytes master = RandomSecret(kSealKeyLength);
+    const SealedMaster sealed = SealMaster(new_pin, master, PinContext());
+    Database database = Connect(Database::Mode::kExisting);
+    Transaction transaction(database);
+    database.Execute("DELETE FROM pairs; DELETE FROM data;");
+    Statement(database, "UPDATE key SET label = ?").Bind(label).Run();
+    WritePin(database, sealed);
+    transaction.Commit();
+    return {std::move(master), ReadPin(database).generation};
+}
+
+void KeyStore::SetLabel(std::string_view label) {
+    CheckLabel(label);
+    Database database = Connect(Database::Mode::kExisting);
+    Statement(database, "UPDATE key SET label = ?").Bind(label).Run();
+}
+
+std::optional<std::string> KeyStore::Data(int32_t index) const {
+    Require(index >= 0 && index < kDataItems, Code::kSelector, "data items are 0 to 63");
+    Database database = Connect(Database::Mode::kReading);
+    Statement row(database, "SELECT text FROM data WHERE item = ?");
+    if (!row.Bind(static_cast<int64_t>(index)).Step()) {
+        return std::nullopt;
+    }
+    return row.Text(0);
+}
+
+void KeyStore::SetData(int32_t index, std::string_view text) {
+    Require(index >= 0 && index < kDataItems, Code::kSelector, "data items are 0 to 63");
+    Require(text.size() <= kMaximumDataLength, Code::kDataLength,
+            "a data item has at most 259 bytes");
+    Database database = Connect(Database::Mode::kExisting);
+    Statement(database, "INSERT OR REPLACE INTO data VALUES(?, ?)")
+        .Bind(static_cast<int64_t>(index))
+        .Bind(text)
+        .Run();
+}
+
+void KeyStore::AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair) {
+    const Bytes public_key = pair.Public();
+    const Bytes sealed = Seal(unlocked.master, pair.Private(), public_key);
+    Database database = Connect(Database::Mode::kExisting);
+    Transaction transaction(database);
+    Require(ReadPin(database).generation == unlocked.generation, Code::kNotInitialized,
+            "the PIN was changed since it was verified");
+    Statement known(database, "SELECT 1 FROM pairs WHERE public_key = ?");
+    if (known.Bind(public_key).Step()) {
+        return;
+    }
+    Statement count(database, "SELECT count(*) FROM pairs WHERE certificate IS NULL");
+    Require(count.Step() && count.Integer(0) < kMaximumTemporaryPairs, Code::kTooManyKeyPairs,
+            "the key holds 64 key pairs without a certificate");
+    Statement(database,
+              "INSERT INTO pairs(usage, type, dual, public_key, sealed_private) "
+              "VALUES(?, ?, ?, ?, ?)")
+        .Bind(static_cast<int64_t>(usage))
+        .Bind(static_cast<int64_t>(pair.Type()))
+        .Bind(static_cast<int64_t>(dual))
+        .Bind(public_key)
+        .Bind(sealed)
+        .Run();
+    transaction.Commit();
+}
+
+KeyPair KeyStore::Open(const Unlocked& unlocked, const StoredPair& pair) {
+    const std::optional<SecretBytes> der =
+        Unseal(unlocked.master, pair.sealed_private, pair.public_key);
+    Require(der.has_value(), Code::kStoreDamaged, "a private key cannot be unsealed");
+    return KeyPair::FromPrivate(*der);
+}
+
+void KeyStore::SetCertificates(const std::vector<PairCertificate>& certificates) {
+    Database database = Connect(Database::Mode::kExisting);
+    Transaction transaction(database);
+    for (const PairCertificate& item : certificates) {
+        InstallCertificate(database, item);
+    }
+    transaction.Commit();
+}
+
+void KeyStore::DeletePairs(const std::vector<int64_t>& ids) {
+    Database database = Connect(Database::Mode::kExisting);
+    Transaction transaction(database);
+    for (const int64_t id : ids) {
+        Statement(database, "DELETE FROM pairs WHERE id = ?").Bind(id).Run();
+    }
+    transaction.Commit();
+}
+
+}  // namespace softkey

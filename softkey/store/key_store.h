@@ -1,0 +1,129 @@
+#ifndef SOFTKEY_STORE_KEY_STORE_H
+#define SOFTKEY_STORE_KEY_STORE_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/secret.h"
+#include "crypto/key_pair.h"
+#include "store/database.h"
+
+namespace softkey {
+
+enum class Usage : int { kSigning = 1, kEncryption = 2 };
+
+constexpr int32_t kMaximumTries = 6;
+constexpr size_t kMinimumPinLength = 6;
+constexpr size_t kMaximumPinLength = 16;
+constexpr size_t kMaximumLabelLength = 255;
+constexpr size_t kMaximumDataLength = 259;  // GetData's buffer is 260 bytes with the terminator
+constexpr int32_t kDataItems = 64;
+constexpr int64_t kMaximumTemporaryPairs = 64;
+
+// Throws kPinLength or kPinInvalid. Checked before a try is spent.
+void CheckPinForm(const SecretBytes& pin);
+
+struct PinState {
+    int32_t tries_left;
+    int32_t tries_maximum;
+    int64_t generation;  // another number after each change of the PIN or of the key it protects
+};
+
+// What a verified PIN gives: the key under which the private keys are sealed.
+struct Unlocked {
+    SecretBytes master;
+    int64_t generation = 0;
+};
+
+// A key pair on the key. Without a certificate it is temporary: made for a request that has not
+// been answered.
+struct StoredPair {
+    int64_t id;
+    Usage usage;
+    KeyType type;
+    bool dual;  // made for a request that asks for an encryption certificate too
+    Bytes public_key;
+    Bytes sealed_private;
+    Bytes certificate;  // DER, empty for a temporary pair
+
+    bool IsTemporary() const { return certificate.empty(); }
+};
+
+// One software key's durable state: an SQLite file. Each member is one transaction, so that
+// another process or a sudden death sees all of it or nothing, and opens the file anew: nothing
+// stays open meanwhile, and nothing is opened before.
+class KeyStore {
+ public:
+    // Makes the file under its final name in one step; a key is never seen half made.
+    static void Create(std::string_view serial, std::string_view label, const SecretBytes& pin);
+
+    explicit KeyStore(std::string_view serial);
+
+    const std::string& Serial() const { return serial_; }
+
+    // A connection to the file, once it is seen to be this key's.
+    Database Connect(Database::Mode mode) const;
+
+    // The number of the key whose store this is, or a copy of it. Throws kStoreDamaged for any
+    // other database.
+    static std::string SerialIn(Database& database);
+
+    // What a key is used by, as it is at one moment.
+    struct Snapshot {
+        std::string label;
+        PinState pin;
+        std::vector<StoredPair> pairs;
+    };
+    static Snapshot LookAt(Database& database);
+    Snapshot Look() const;
+
+    // As Look, once all of the file is read. Throws kStoreDamaged when any of it is damaged.
+    Snapshot LookAtWhole() const;
+
+    PinState Pin() const { return Look().pin; }
+
+    // Spends a try before it looks at the PIN and gives all tries back when it is right, so that a
+    // process killed in between gains nothing. Programs take turns. Throws kPinIncorrect or
+    // kPinLocked.
+    Unlocked Unlock(const SecretBytes& pin);
+    void ChangePin(const SecretBytes& old_pin, const SecretBytes& new_pin);
+
+    // Erases key pairs, certificates and data items and sets a new PIN with all its tries.
+    Unlocked Initialize(std::string_view label, const SecretBytes& new_pin);
+
+    std::string Label() const { return Look().label; }
+    void SetLabel(std::string_view label);
+
+    std::optional<std::string> Data(int32_t index) const;
+    void SetData(int32_t index, std::string_view text);
+
+    std::vector<StoredPair> Pairs() const { return Look().pairs; }
+
+    // Keeps a new pair, sealed. A pair that is kept already stays as it is.
+    void AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair);
+    KeyPair Open(const Unlocked& unlocked, const StoredPair& pair);
+
+    // Gives each certificate to its pair and removes the pair that had one for the same use and
+    // type before. A pair that is gone fails the whole with kKeyNotFound.
+    struct PairCertificate {
+        int64_t pair_id;
+        Bytes certificate;
+    };
+    void SetCertificates(const std::vector<PairCertificate>& certificates);
+    void DeletePairs(const std::vector<int64_t>& ids);
+
+ private:
+    std::string path_;
+    std::string serial_;
+
+    Bytes PinContext() const { return ToBytes(serial_); }
+    std::optional<SecretBytes> TryPin(const SecretBytes& pin) const;
+    void SpendTry() const;
+};
+
+}  // namespace softkey
+
+#endif
