@@ -1,6 +1,6 @@
 // Every entry of the back-end, returning 0 at once. Weak, so that an entry that must hand over
 // something is simply written beside this file.
-#include "common/backend_entries.h"
+#include "maker/entries.h"
 
 #pragma GCC diagnostic ignored "-Wunused-parameter"
 

@@ -1,7 +1,7 @@
 // The entries that hand over as much as they were given, as a real key does.
 #include <cstring>
 
-#include "common/backend_entries.h"
+#include "maker/entries.h"
 
 #define ORVAL_ENTRY extern "C" __attribute__((visibility("default")))
 

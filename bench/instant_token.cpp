@@ -4,7 +4,7 @@
 #include <chrono>
 #include <thread>
 
-#include "token/token_access.h"
+#include "maker/token.h"
 
 #define ORVAL_ENTRY __attribute__((visibility("default")))
 

@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "failure.h"
-#include "token_access.h"
+#include "maker/token.h"
 
 namespace {
 

@@ -15,11 +15,6 @@ using softkey::RequireConstant;
 
 namespace {
 
-constexpr size_t kCertificateBufferSize = 4096;
-constexpr size_t kNameBufferSize = 1024;
-constexpr size_t kInformationSize = 1280;
-constexpr size_t kLongestKeyText = 1023;
-
 softkey::ssl::Certificate Find(const char* serial_number, int64_t selector) {
     Device device = Device::Plugged(serial_number);
     return softkey::ParseCertificate(
@@ -74,11 +69,11 @@ int32_t GMWritePKCS7(const char* serial_number, char* pkcs7, QRV::CString& /*out
     });
 }
 
-int32_t GMImportPriKey(const char* serial_number, char* key_1024, int32_t zero) {
+int32_t GMImportPriKey(const char* serial_number, char key[maker::kKeyTextRoom], int32_t zero) {
     return Answer("GMImportPriKey", [&] {
         RequireConstant(zero == 0);
-        const std::string text = softkey::RequireText(key_1024);
-        Require(text.size() <= kLongestKeyText, Code::kDataLength,
+        const std::string text = softkey::RequireText(key);
+        Require(text.size() < maker::kKeyTextRoom, Code::kDataLength,
                 "an enveloped key has at most 1023 characters");
         Device device = Device::Plugged(serial_number);
         softkey::ImportEncryptionKey(device, text);
@@ -91,31 +86,32 @@ int32_t GetCertInfo(const char* serial_number, int32_t param1, int32_t param2, c
         Device device = Device::Plugged(serial_number);
         softkey::Deliver(softkey::CertificateText(device, softkey::ReadCertificateSelector(param1),
                                                   softkey::ReadCertificateFormat(param2)),
-                         certificate, length, kCertificateBufferSize);
+                         certificate, length, maker::kCertificateRoom);
     });
 }
 
-int32_t GM_GetCertDN(const char* serial_number, int32_t param1, int32_t param2, char* name_1024) {
+int32_t GM_GetCertDN(const char* serial_number, int32_t param1, int32_t param2,
+                     char name[maker::kNameRoom]) {
     return Answer("GM_GetCertDN", [&] {
         const softkey::NameOf which = softkey::ReadNameOf(param2);
         const softkey::ssl::Certificate certificate = Find(serial_number, param1);
-        const std::string name = which == softkey::NameOf::kSubject
+        const std::string full = which == softkey::NameOf::kSubject
                                      ? softkey::SubjectText(certificate.get())
                                      : softkey::IssuerText(certificate.get());
-        softkey::CopyToFixed(
-            Fitting(kNameBufferSize, [&](size_t limit) { return softkey::Shortened(name, limit); }),
-            name_1024, kNameBufferSize);
+        softkey::CopyToFixed(Fitting(maker::kNameRoom,
+                                     [&](size_t limit) { return softkey::Shortened(full, limit); }),
+                             name, maker::kNameRoom);
     });
 }
 
 int32_t GetCertInfo_UOS(const char* serial_number, intptr_t selector, void* info, int32_t* length) {
     return Answer("GetCertInfo_UOS", [&] {
         const softkey::ssl::Certificate certificate = Find(serial_number, selector);
-        softkey::Deliver(Fitting(kInformationSize,
+        softkey::Deliver(Fitting(maker::kCertInfoRoom,
                                  [&](size_t limit) {
                                      return softkey::CertificateInfoText(certificate.get(), limit);
                                  }),
-                         static_cast<char*>(info), length, kInformationSize);
+                         static_cast<char*>(info), length, maker::kCertInfoRoom);
     });
 }
 

@@ -7,6 +7,7 @@
 #include "backend/entries.h"
 #include "base/settings.h"
 #include "key/device.h"
+#include "maker/token.h"
 
 using softkey::Answer;
 using softkey::Code;
@@ -15,8 +16,6 @@ using softkey::Require;
 using softkey::RequireConstant;
 
 namespace {
-
-constexpr size_t kSerialBufferSize = 1024;
 
 // What X_ErrorConvert_UOS gave last; the caller may read it until the thread asks again, also while
 // the thread ends: nothing destroys an array.
@@ -47,13 +46,13 @@ void CheckSettingSerial(const char* serial_number) {
 }  // namespace
 
 int32_t CheckDeviceEx(uint32_t* value, _S_DEV_CONFIG* config, int32_t one,
-                      char* serial_number_1024) {
+                      char serial_number[maker::kSerialNumberRoom]) {
     return Answer("CheckDeviceEx", [&] {
         RequireConstant(one == 1);
         Require(config != nullptr, Code::kInvalidParameter, "the record is missing");
         const Device device = Device::First();
         const std::string& serial = device.Key().serial;
-        softkey::CopyToFixed(serial, serial_number_1024, kSerialBufferSize);
+        softkey::CopyToFixed(serial, serial_number, maker::kSerialNumberRoom);
         std::memcpy(config->mediaId, serial.data(), sizeof config->mediaId);
         if (value != nullptr) {
             *value = device.Key().slot;

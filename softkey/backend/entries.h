@@ -1,7 +1,7 @@
 #ifndef SOFTKEY_BACKEND_ENTRIES_H
 #define SOFTKEY_BACKEND_ENTRIES_H
 
-#include "common/backend_entries.h"
+#include "maker/entries.h"
 
 // Declares every entry from the one list, so that a definition that differs does not compile.
 extern "C" {

@@ -18,7 +18,7 @@ struct PinInfo {
     int32_t tries_left;
     int32_t tries_maximum;
 };
-static_assert(sizeof(PinInfo) == 8, "the size that the interface gives");
+static_assert(sizeof(PinInfo) == maker::kPinInfoRoom, "the size that the interface gives");
 
 void DeliverPinInfo(const PinInfo& info, void* buffer, int32_t* length) {
     constexpr auto kSize = static_cast<int32_t>(sizeof(PinInfo));

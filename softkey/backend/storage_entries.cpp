@@ -9,13 +9,6 @@ using softkey::Code;
 using softkey::Device;
 using softkey::Require;
 
-namespace {
-
-constexpr size_t kLabelBufferSize = 512;
-constexpr size_t kDataBufferSize = 260;
-
-}  // namespace
-
 int32_t CustInitCard(const char* serial_number, int32_t flag, void* parameter, int32_t zero) {
     return Answer("CustInitCard", [&] {
         Require(flag == 0 || flag == 1, Code::kSelector, "the flag is 0 or 1");
@@ -31,10 +24,10 @@ int32_t CustInitCard(const char* serial_number, int32_t flag, void* parameter, i
     });
 }
 
-int32_t GetLabel(char* serial_number, char* label_512) {
+int32_t GetLabel(char* serial_number, char label[maker::kLabelRoom]) {
     return Answer("GetLabel", [&] {
         softkey::CopyToFixed(softkey::ToClient(Device::Plugged(serial_number).Store().Label()),
-                             label_512, kLabelBufferSize);
+                             label, maker::kLabelRoom);
     });
 }
 
@@ -50,10 +43,10 @@ int32_t SetData(const char* serial_number, int32_t index, const char* data) {
     });
 }
 
-int32_t GetData(const char* serial_number, int32_t index, char* data_260) {
+int32_t GetData(const char* serial_number, int32_t index, char data[maker::kDataRoom]) {
     return Answer("GetData", [&] {
         const std::optional<std::string> text = Device::Plugged(serial_number).Store().Data(index);
         Require(text.has_value(), Code::kDataItemNotFound, "the data item was never written");
-        softkey::CopyToFixed(*text, data_260, kDataBufferSize);
+        softkey::CopyToFixed(*text, data, maker::kDataRoom);
     });
 }

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "entry/answer.h"
+#include "maker/token.h"
 #include "slots/event_stream.h"
-#include "token/token_access.h"
 
 using softkey::Code;
 using softkey::EventStream;

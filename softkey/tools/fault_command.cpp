@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "base/error_texts.h"
-#include "common/backend_entries.h"
 #include "entry/faults.h"
+#include "maker/entries.h"
 #include "store/home.h"
 #include "terminal/usage.h"
 #include "tools/console.h"

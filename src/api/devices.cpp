@@ -11,7 +11,7 @@
 #include "api/process_objects.h"
 #include "common/loaded_objects.h"
 #include "log/vexa_log.h"
-#include "token/token_access.h"
+#include "maker/token.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "token/token_access.h"
+#include "maker/token.h"
 
 // Replaces strMediaId with the serial number in a device record: at most 16 characters, ending at
 // the first NUL within them.

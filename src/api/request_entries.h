@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "api/request_description.h"
-#include "common/backend_entries.h"
+#include "maker/entries.h"
 
 // The request entries of one combined call: up to three records, of which a pair for one SM2 key
 // pair (one of certificate type 3, one of another) is folded into a single, merged entry.

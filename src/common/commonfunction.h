@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "common/backend_entries.h"
 #include "common/last_error.h"
+#include "maker/entries.h"
 #include "qrv/string.h"
 
 // The back-end key library: its 29 entry points in slot order, its handle, and a few utilities.

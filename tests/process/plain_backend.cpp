@@ -1,4 +1,4 @@
-#include "common/backend_entries.h"
+#include "maker/entries.h"
 #include "plain_key.h"
 
 #define EXPORTED extern "C" __attribute__((visibility("default")))

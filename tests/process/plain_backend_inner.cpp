@@ -3,7 +3,7 @@
 // compiler cannot resolve them.
 #include <cstring>
 
-#include "common/backend_entries.h"
+#include "maker/entries.h"
 #include "plain_key.h"
 
 #define DECLARE_ENTRY(slot, name, result, arguments) extern "C" result name arguments;

@@ -1,5 +1,5 @@
+#include "maker/token.h"
 #include "plain_key.h"
-#include "token/token_access.h"
 
 #define EXPORTED __attribute__((visibility("default")))
 

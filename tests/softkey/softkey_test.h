@@ -9,7 +9,8 @@
 
 #include "base/error.h"
 #include "base/secret.h"
-#include "common/backend_entries.h"
+#include "maker/entries.h"
+#include "maker/token.h"
 
 namespace softkey::testing {
 

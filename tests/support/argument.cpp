@@ -1,60 +1,56 @@
 #include "argument.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <map>
+#include <regex>
 
 namespace scripted {
 
 namespace {
 
-std::vector<std::string> ArgumentNames(const char* signature) {
-    std::vector<std::string> names;
-    std::string word;
-    for (const char* at = signature; *at != '\0'; ++at) {
-        if (std::isalnum(static_cast<unsigned char>(*at)) != 0 || *at == '_') {
-            word += *at;
-        } else if (*at == ',' || *at == ')') {
-            names.push_back(word);
-            word.clear();
-        } else {
-            word.clear();
-        }
+// An argument as the list declares it: `char label[maker::kLabelRoom]`.
+struct Parameter {
+    std::string name;
+    size_t room = 0;  // 0: nothing is declared
+};
+
+size_t RoomCalled(const std::string& name) {
+#define ORVAL_NAMED_ROOM(room, elements) {#room, maker::room},
+    static const std::map<std::string, size_t> kRooms = {ORVAL_MAKER_ROOMS(ORVAL_NAMED_ROOM)};
+#undef ORVAL_NAMED_ROOM
+    return kRooms.at(name);
+}
+
+std::vector<Parameter> ParametersOf(const std::string& signature) {
+    static const std::regex kParameter(R"((\w+)(\[maker::(\w+)\])?[,)])");
+    std::vector<Parameter> parameters;
+    for (std::sregex_iterator at(signature.begin(), signature.end(), kParameter), end; at != end;
+         ++at) {
+        parameters.push_back({(*at)[1], (*at)[3].matched ? RoomCalled((*at)[3]) : 0});
     }
-    return names;
+    return parameters;
 }
 
 // The call's arguments, and what one of them tells about another.
 struct Call {
     const std::string& name;
-    const std::vector<std::string>& names;
+    const std::vector<Parameter>& parameters;
     const std::vector<Argument>& arguments;
 };
-
-// `label_512` is a buffer of 512 bytes.
-size_t SizeInName(const std::string& name) {
-    const size_t mark = name.rfind('_');
-    const std::string digits = mark == std::string::npos ? "" : name.substr(mark + 1);
-    const bool number = !digits.empty() && std::all_of(digits.begin(), digits.end(),
-                                                       [](char c) { return c >= '0' && c <= '9'; });
-    return number ? std::stoul(digits) : 0;
-}
 
 // Private buffers whose size depends on the call. Buffers of the client's own are not among them:
 // their content is the client's affair.
 size_t SizeFromCall(const Call& call, size_t index) {
-    if (call.names[index] == "slots_16") {
-        return 16 * sizeof(uint32_t);
-    }
-    if (call.name == "GMUsbKeyCommonSign" && call.names[index] == "signature") {
+    if (call.name == "GMUsbKeyCommonSign" && call.parameters[index].name == "signature") {
         return (std::strlen(std::get<const char*>(call.arguments[3])) + 4096) * 2;
     }
     if (call.name == "GetCertInfo" || call.name == "GMUSBKeyAsymDec2") {
         const auto* length = std::get<const int32_t*>(call.arguments[index + 1]);
         return *length > 0 ? static_cast<size_t>(*length) : 0;
     }
-    return SizeInName(call.names[index]);
+    return call.parameters[index].room;
 }
 
 bool IsOutput(const std::string& name) {
@@ -93,7 +89,7 @@ class Describer {
         if (size != 0) {
             return DescribeBytes(buffer, size);
         }
-        return IsOutput(call_.names[index_]) ? "buffer" : Quoted(buffer);
+        return IsOutput(call_.parameters[index_].name) ? "buffer" : Quoted(buffer);
     }
     std::string operator()(const int32_t* number) const {
         return number == nullptr ? "null" : "&" + DescribeNumber(*number);
@@ -102,8 +98,9 @@ class Describer {
         if (number == nullptr) {
             return "null";
         }
-        const size_t size = SizeFromCall(call_, index_);
-        return size != 0 ? DescribeBytes(number, size) : "&" + DescribeNumber(*number);
+        const size_t room = call_.parameters[index_].room;
+        return room != 0 ? DescribeBytes(number, room * sizeof(*number))
+                         : "&" + DescribeNumber(*number);
     }
     std::string operator()(char* const* text) const {
         if (text == nullptr) {
@@ -166,8 +163,8 @@ std::string Quoted(const std::string& text) {
 
 std::string DescribeCall(const std::string& name, const char* signature,
                          const std::vector<Argument>& arguments) {
-    const std::vector<std::string> names = ArgumentNames(signature);
-    const Call call = {name, names, arguments};
+    const std::vector<Parameter> parameters = ParametersOf(signature);
+    const Call call = {name, parameters, arguments};
     std::string text = name + "(";
     for (size_t i = 0; i < arguments.size(); ++i) {
         text += (i == 0 ? "" : ", ") + std::visit(Describer(call, i), arguments[i]);

@@ -6,7 +6,8 @@
 #include <variant>
 #include <vector>
 
-#include "common/backend_entries.h"
+#include "maker/entries.h"
+#include "maker/token.h"
 
 namespace scripted {
 
@@ -56,7 +57,7 @@ inline Argument AsArgument(const QRV::CString& text) {
 }
 
 // A call as a test reads it, for instance `VerifyPIN("SN0123456789")`. `signature` is the entry's
-// argument list as it was written: the arguments' names say how large a buffer is.
+// argument list as it was written: a declared bound says how large a buffer is.
 //
 //     "text"                 a text
 //     zeroed[512]            a buffer of 512 zero bytes

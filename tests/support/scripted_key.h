@@ -214,14 +214,10 @@ struct TokenLibrary {
         });
     }
 
-    Entry<decltype(::VexaT_ContextInit)> ContextInit{"VexaT_ContextInit", "(uint32_t* context)"};
-    Entry<decltype(::VexaT_ContextFinal)> ContextFinal{"VexaT_ContextFinal", "(void)"};
-    Entry<decltype(::VexaT_WaitForEvent)> WaitForEvent{
-        "VexaT_WaitForEvent", "(kind, flags, VEXA_EVENT_INFO* event, uint32_t* context)"};
-    Entry<decltype(::VexaT_GetSlotList)> GetSlotList{"VexaT_GetSlotList",
-                                                     "(present, uint32_t* slots_16, count)"};
-    Entry<decltype(::VexaT_GetDeviceInfo)> GetDeviceInfo{"VexaT_GetDeviceInfo",
-                                                         "(slot, flags, _S_DEV_CONFIG* config)"};
+#define ORVAL_SCRIPTED_FUNCTION(name, arguments) \
+    Entry<uint32_t arguments> name{"VexaT_" #name, #arguments};
+    ORVAL_TOKEN_FUNCTIONS(ORVAL_SCRIPTED_FUNCTION)
+#undef ORVAL_SCRIPTED_FUNCTION
 };
 
 TokenLibrary& Token();

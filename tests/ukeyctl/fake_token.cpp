@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "token_access.h"
+#include "maker/token.h"
 
 namespace {
 

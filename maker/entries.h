@@ -1,11 +1,23 @@
-#ifndef ORVAL_COMMON_BACKEND_ENTRIES_H
-#define ORVAL_COMMON_BACKEND_ENTRIES_H
+#ifndef ORVAL_MAKER_ENTRIES_H
+#define ORVAL_MAKER_ENTRIES_H
 
 #include <cstddef>
 #include <cstdint>
 
-#include "qrv/string.h"
-#include "token/token_access.h"
+#include "maker/rooms.h"
+
+struct _S_DEV_CONFIG;  // maker/token.h
+
+// The product's string, which one entry is handed by reference. Only its name is needed here.
+namespace QRV {
+template <typename T>
+struct ChTraitsEx;
+template <typename T, typename CharTraits>
+struct StrTraitQRV;
+template <typename T, typename Traits>
+class CStringT;
+using CString = CStringT<char, StrTraitQRV<char, ChTraitsEx<char>>>;
+}  // namespace QRV
 
 // One PKCS#10 request as GMCreatePKCS10Ex reads it.
 struct RequestEntry {
@@ -25,8 +37,9 @@ static_assert(sizeof(RequestEntry) == 32 && offsetof(RequestEntry, merged) == 24
 // text of X_ErrorConvert_UOS stays the back-end's.
 #define ORVAL_BACKEND_ENTRIES(X)                                                                   \
     X(0, CheckDeviceEx, int32_t,                                                                   \
-      (uint32_t * value, _S_DEV_CONFIG * config, int32_t one, char* serial_number_1024))           \
-    X(1, GetLabel, int32_t, (char* serial_number, char* label_512))                                \
+      (uint32_t * value, _S_DEV_CONFIG * config, int32_t one,                                      \
+       char serial_number[maker::kSerialNumberRoom]))                                              \
+    X(1, GetLabel, int32_t, (char* serial_number, char label[maker::kLabelRoom]))                  \
     X(2, SetLabel, int32_t, (const char* first, const char* second))                               \
     X(3, ChangePin, int32_t, (const char* serial_number))                                          \
     X(4, CustInitCard, int32_t,                                                                    \
@@ -39,7 +52,7 @@ static_assert(sizeof(RequestEntry) == 32 && offsetof(RequestEntry, merged) == 24
       (const char* serial_number, int32_t param1, int32_t param2, char* certificate,               \
        int32_t* length))                                                                           \
     X(8, GM_GetCertDN, int32_t,                                                                    \
-      (const char* serial_number, int32_t param1, int32_t param2, char* name_1024))                \
+      (const char* serial_number, int32_t param1, int32_t param2, char name[maker::kNameRoom]))    \
     X(9, UOS_SetCharset, int32_t, (const char* second, const char* first))                         \
     X(10, UOS_SetLanguage, int32_t, (const char* second, const char* first))                       \
     X(11, SetWarningMsg, int32_t, (const char* serial_number, const char* warning))                \
@@ -48,7 +61,8 @@ static_assert(sizeof(RequestEntry) == 32 && offsetof(RequestEntry, merged) == 24
        char* signature, int32_t* length))                                                          \
     X(13, GetMediaID, int32_t, (void))                                                             \
     X(14, GM_RemoveUserPin, int32_t, (void))                                                       \
-    X(15, GMImportPriKey, int32_t, (const char* serial_number, char* key_1024, int32_t zero))      \
+    X(15, GMImportPriKey, int32_t,                                                                 \
+      (const char* serial_number, char key[maker::kKeyTextRoom], int32_t zero))                    \
     X(16, GMUsbKeyCommonSign, int32_t,                                                             \
       (const char* serial_number, int64_t param1, int64_t param2, const char* data,                \
        int64_t param3, char* signature, int32_t* length))                                          \
@@ -66,11 +80,23 @@ static_assert(sizeof(RequestEntry) == 32 && offsetof(RequestEntry, merged) == 24
     X(24, GetCertInfo_UOS, int32_t,                                                                \
       (const char* serial_number, intptr_t selector, void* info, int32_t* length))                 \
     X(25, SetData, int32_t, (const char* serial_number, int32_t index, const char* data))          \
-    X(26, GetData, int32_t, (const char* serial_number, int32_t index, char* data_260))            \
+    X(26, GetData, int32_t,                                                                        \
+      (const char* serial_number, int32_t index, char data[maker::kDataRoom]))                     \
     X(27, Batch_Sign, int32_t,                                                                     \
       (int32_t flags, const char* serial_number, int32_t param3, int32_t param4, const char* text, \
        const void* param6, int64_t param7, int32_t param8, int32_t param9, const char* batch,      \
        int32_t param11, char* output, int32_t* length))                                            \
     X(28, SetCachePinFlag, int32_t, (const char* serial_number, intptr_t flag))
+
+namespace maker {
+
+inline constexpr const char* kEntryNames[] = {
+#define ORVAL_ENTRY_NAME(slot, name, result, arguments) #name,
+    ORVAL_BACKEND_ENTRIES(ORVAL_ENTRY_NAME)
+#undef ORVAL_ENTRY_NAME
+};
+inline constexpr size_t kEntryCount = sizeof(kEntryNames) / sizeof(kEntryNames[0]);
+
+}  // namespace maker
 
 #endif

@@ -1,0 +1,14 @@
+// What the product is linked against in place of the token library: its name and its functions,
+// nothing behind them. It is never installed and never loaded; at run time the maker's library is
+// found in the application directory.
+#include "maker/token.h"
+
+// The list names the arguments for its readers.
+#pragma GCC diagnostic ignored "-Wunused-parameter"
+
+#define ORVAL_TOKEN_STUB(name, arguments)                                    \
+    __attribute__((visibility("default"))) uint32_t VexaT_##name arguments { \
+        return 1;                                                            \
+    }
+ORVAL_TOKEN_FUNCTIONS(ORVAL_TOKEN_STUB)
+#undef ORVAL_TOKEN_STUB
