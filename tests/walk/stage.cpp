@@ -11,6 +11,7 @@
 #include "libc_hooks.h"
 #include "log_file.h"
 #include "orval_unified_kpxukey.h"
+#include "qrv/exception.h"
 
 namespace walk {
 
