@@ -20,6 +20,10 @@ set(CMAKE_C_COMPILER clang)
 set(CMAKE_CXX_COMPILER clang++)
 set(CMAKE_C_COMPILER_TARGET aarch64-linux-gnu)
 set(CMAKE_CXX_COMPILER_TARGET aarch64-linux-gnu)
+# Found without this by way of /lib, a link, the headers' paths are written as lib/.., which the build
+# tool takes for others than those it knows: every build would compile everything.
+set(CMAKE_C_COMPILER_EXTERNAL_TOOLCHAIN ${CMAKE_SYSROOT}/usr)
+set(CMAKE_CXX_COMPILER_EXTERNAL_TOOLCHAIN ${CMAKE_SYSROOT}/usr)
 foreach(kind EXE SHARED MODULE)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT -fuse-ld=lld)
 endforeach()
