@@ -2,7 +2,6 @@
 #include "backend/arguments.h"
 #include "backend/entries.h"
 #include "base/settings.h"
-#include "crypto/certificate_texts.h"
 #include "key/certificate_requests.h"
 #include "key/certificates.h"
 #include "key/device.h"
@@ -14,12 +13,6 @@ using softkey::Require;
 using softkey::RequireConstant;
 
 namespace {
-
-softkey::ssl::Certificate Find(const char* serial_number, int64_t selector) {
-    Device device = Device::Plugged(serial_number);
-    return softkey::ParseCertificate(
-        softkey::FindCertified(device, softkey::ReadCertificateSelector(selector)).certificate);
-}
 
 // A text in the client's character set that goes into a buffer: its names are shortened until it
 // does. Only the conversion tells how long it becomes.
@@ -94,22 +87,24 @@ int32_t GM_GetCertDN(const char* serial_number, int32_t param1, int32_t param2,
                      char name[maker::kNameRoom]) {
     return Answer("GM_GetCertDN", [&] {
         const softkey::NameOf which = softkey::ReadNameOf(param2);
-        const softkey::ssl::Certificate certificate = Find(serial_number, param1);
-        const std::string full = which == softkey::NameOf::kSubject
-                                     ? softkey::SubjectText(certificate.get())
-                                     : softkey::IssuerText(certificate.get());
+        Device device = Device::Plugged(serial_number);
+        const softkey::CertificateSelector selector = softkey::ReadCertificateSelector(param1);
         softkey::CopyToFixed(Fitting(maker::kNameRoom,
-                                     [&](size_t limit) { return softkey::Shortened(full, limit); }),
+                                     [&](size_t limit) {
+                                         return softkey::CertificateName(device, selector, which,
+                                                                         limit);
+                                     }),
                              name, maker::kNameRoom);
     });
 }
 
 int32_t GetCertInfo_UOS(const char* serial_number, intptr_t selector, void* info, int32_t* length) {
     return Answer("GetCertInfo_UOS", [&] {
-        const softkey::ssl::Certificate certificate = Find(serial_number, selector);
+        Device device = Device::Plugged(serial_number);
+        const softkey::CertificateSelector chosen = softkey::ReadCertificateSelector(selector);
         softkey::Deliver(Fitting(maker::kCertInfoRoom,
                                  [&](size_t limit) {
-                                     return softkey::CertificateInfoText(certificate.get(), limit);
+                                     return softkey::CertificateInformation(device, chosen, limit);
                                  }),
                          static_cast<char*>(info), length, maker::kCertInfoRoom);
     });

@@ -1,11 +1,11 @@
 #include "base/encoding.h"
 
-#include <openssl/pem.h>
+#include <openssl/asn1.h>
+#include <openssl/evp.h>
 
-#include <algorithm>
-#include <cstdint>
+#include <memory>
 
-#include "crypto/ssl.h"
+#include "base/error.h"
 
 namespace softkey {
 namespace {
@@ -21,6 +21,14 @@ int HexValue(char digit) {
         return digit - 'A' + 10;
     }
     return -1;
+}
+
+struct DecoderFree {
+    void operator()(EVP_ENCODE_CTX* decoder) const { EVP_ENCODE_CTX_free(decoder); }
+};
+
+bool IsControl(unsigned long character) {
+    return character < 0x20 || (character >= 0x7F && character < 0xA0);
 }
 
 }  // namespace
@@ -58,8 +66,8 @@ std::string ToBase64(const Bytes& bytes) {
 }
 
 std::optional<Bytes> FromBase64(std::string_view text) {
-    const ssl::Base64Decoder decoder(EVP_ENCODE_CTX_new());
-    ssl::Check(decoder != nullptr, "Base64");
+    const std::unique_ptr<EVP_ENCODE_CTX, DecoderFree> decoder(EVP_ENCODE_CTX_new());
+    Require(decoder != nullptr, Code::kFail, "Base64");
     Bytes bytes(text.size() / 4 * 3 + 3);
     int length = 0;
     int rest = 0;
@@ -76,11 +84,13 @@ std::optional<Bytes> FromBase64(std::string_view text) {
 }
 
 std::string ToPem(const Bytes& der, const std::string& label) {
-    const auto write = [&](BIO* output) {
-        return PEM_write_bio(output, label.c_str(), "", der.data(), static_cast<long>(der.size())) >
-               0;
-    };
-    return ssl::Printed(write, "PEM");
+    constexpr size_t kLineLength = 64;
+    const std::string body = ToBase64(der);
+    std::string pem = "-----BEGIN " + label + "-----\n";
+    for (size_t i = 0; i < body.size(); i += kLineLength) {
+        pem += body.substr(i, kLineLength) + "\n";
+    }
+    return pem + "-----END " + label + "-----\n";
 }
 
 std::optional<Bytes> FromBase64OrPem(std::string_view text) {
@@ -96,6 +106,18 @@ std::optional<Bytes> FromBase64OrPem(std::string_view text) {
         return std::nullopt;
     }
     return FromBase64(parts[kBody]);
+}
+
+bool IsPlainText(std::string_view text) {
+    while (!text.empty()) {
+        unsigned long character = 0;
+        const int length = UTF8_getc(AsBytes(text), static_cast<int>(text.size()), &character);
+        if (length <= 0 || IsControl(character)) {
+            return false;
+        }
+        text.remove_prefix(static_cast<size_t>(length));
+    }
+    return true;
 }
 
 std::vector<std::string> Split(std::string_view text, std::string_view separator) {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/secret.h"
 
@@ -25,6 +26,9 @@ std::string ToPem(const Bytes& der, const std::string& label);
 
 // The bytes of a Base64 text that may stand in PEM armour of any label.
 std::optional<Bytes> FromBase64OrPem(std::string_view text);
+
+// Whether a text is UTF-8 without control characters (C0, DEL, C1), so that it may be shown.
+bool IsPlainText(std::string_view text);
 
 // The parts of `text` between the separators; an empty text has one empty part.
 std::vector<std::string> Split(std::string_view text, std::string_view separator);

@@ -43,7 +43,6 @@ using Point = Owner<EC_POINT, EC_POINT_free>;
 using Request = Owner<X509_REQ, X509_REQ_free>;
 using Certificate = Owner<X509, X509_free>;
 using Name = Owner<X509_NAME, X509_NAME_free>;
-using Base64Decoder = Owner<EVP_ENCODE_CTX, EVP_ENCODE_CTX_free>;
 using Output = Owner<BIO, BIO_free_all>;
 using Pkcs7 = Owner<PKCS7, PKCS7_free>;
 

@@ -24,6 +24,10 @@ bool FitsUse(const StoredPair& pair, AllowedUse allowed) {
                                          : allowed.encryption || !allowed.signing;
 }
 
+ssl::Certificate SelectedCertificate(Device& device, const CertificateSelector& selector) {
+    return ParseCertificate(FindCertified(device, selector).certificate);
+}
+
 bool InScope(const StoredPair& pair, DeleteScope scope) {
     if (scope == DeleteScope::kEverything) {
         return true;
@@ -98,6 +102,19 @@ std::string CertificateText(Device& device, const CertificateSelector& selector,
                             CertificateFormat format) {
     const Bytes der = FindCertified(device, selector).certificate;
     return format == CertificateFormat::kPem ? ToPem(der, "CERTIFICATE") : ToBase64(der);
+}
+
+std::string CertificateName(Device& device, const CertificateSelector& selector, NameOf which,
+                            size_t name_limit) {
+    const ssl::Certificate certificate = SelectedCertificate(device, selector);
+    const std::string name =
+        which == NameOf::kSubject ? SubjectText(certificate.get()) : IssuerText(certificate.get());
+    return Shortened(name, name_limit);
+}
+
+std::string CertificateInformation(Device& device, const CertificateSelector& selector,
+                                   size_t name_limit) {
+    return CertificateInfoText(SelectedCertificate(device, selector).get(), name_limit);
 }
 
 void DeleteCertificate(Device& device, const CertificateSelector& selector, DeleteScope scope) {

@@ -24,6 +24,12 @@ void ImportEncryptionKey(Device& device, std::string_view envelope);
 std::string CertificateText(Device& device, const CertificateSelector& selector,
                             CertificateFormat format);
 
+// Both in UTF-8. A name that is longer than `name_limit` bytes is shortened.
+std::string CertificateName(Device& device, const CertificateSelector& selector, NameOf which,
+                            size_t name_limit);
+std::string CertificateInformation(Device& device, const CertificateSelector& selector,
+                                   size_t name_limit);
+
 // Throws kCertificateNotFound when the scope holds nothing.
 void DeleteCertificate(Device& device, const CertificateSelector& selector, DeleteScope scope);
 

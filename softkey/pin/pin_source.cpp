@@ -52,6 +52,12 @@ void CheckAccess(const struct stat& status, const std::string& name) {
                 name + (ours ? " is accessible to others" : " belongs to another user"));
 }
 
+void CheckOpened(const File& file, const std::string& path) {
+    const struct stat status = StatusOf(file.Descriptor());
+    CheckAccess(status, path);
+    Require(S_ISREG(status.st_mode), Code::kPinSourceRefused, "a PIN file is a regular file");
+}
+
 // Byte by byte: what follows the line belongs to the next reader of a pipe. The file offset, which
 // other processes may share, is left alone.
 SecretBytes ReadLine(int descriptor, bool is_file, off_t* offset) {
@@ -96,15 +102,12 @@ SecretBytes ReadNumberedLine(int descriptor, const std::string& name, int number
 }  // namespace
 
 void CheckPinFile(const std::string& path) {
-    const File file(path);
-    const struct stat status = StatusOf(file.Descriptor());
-    CheckAccess(status, path);
-    Require(S_ISREG(status.st_mode), Code::kPinSourceRefused, "a PIN file is a regular file");
+    CheckOpened(File(path), path);
 }
 
 SecretBytes ReadPinFile(const std::string& path) {
-    CheckPinFile(path);
     const File file(path);
+    CheckOpened(file, path);
     return ReadNumberedLine(file.Descriptor(), path, 0);
 }
 

@@ -8,7 +8,6 @@
 #include "base/file_lock.h"
 #include "crypto/sealing.h"
 #include "store/home.h"
-#include "terminal/printable.h"
 
 namespace softkey {
 namespace {
@@ -113,8 +112,7 @@ void InstallCertificate(Database& database, const KeyStore::PairCertificate& ite
 void CheckLabel(std::string_view label) {
     Require(label.size() <= kMaximumLabelLength, Code::kNameLength,
             "a label has at most 255 bytes");
-    Require(terminal::IsPrintable(label), Code::kData,
-            "a label is UTF-8 text without control characters");
+    Require(IsPlainText(label), Code::kData, "a label is UTF-8 text without control characters");
 }
 
 }  // namespace

@@ -26,13 +26,13 @@ void RequireKey(const std::string& serial) {
     Require(Exists(KeyPath(serial)), Code::kNoSuchKey, "no key has this serial number");
 }
 
-KeyStore OpenKey(const std::string& serial) {
+KeyStore ExistingKey(const std::string& serial) {
     RequireKey(serial);
     return KeyStore(serial);
 }
 
 void Pin(const Options& options) {
-    KeyStore store = OpenKey(options.serial);
+    KeyStore store = ExistingKey(options.serial);
     const PinSource source{options.file, std::nullopt, Confirmation::kDialog};
     const SecretBytes old_pin =
         options.file.empty() ? AskSecretOnTerminal("Present PIN: ") : ReadPinLine(source, 0);
@@ -46,7 +46,7 @@ void Pin(const Options& options) {
 }
 
 void Reset(const Options& options) {
-    KeyStore store = OpenKey(options.serial);
+    KeyStore store = ExistingKey(options.serial);
     const std::string old_label = store.Label();  // Nobody is asked about a key that is damaged.
     ConfirmOnTerminal(options.yes,
                       "Erase all key pairs, certificates and data of " + options.serial + "?");

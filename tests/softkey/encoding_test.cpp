@@ -46,6 +46,8 @@ TEST(Pem, LinesHave64CharactersAndTheArmourIsTakenOff) {
     EXPECT_EQ(64U, pem.find('\n', 28) - 28);
     EXPECT_EQ(bytes, FromBase64OrPem(pem));
     EXPECT_EQ(bytes, FromBase64OrPem(ToBase64(bytes)));
+    EXPECT_EQ("-----BEGIN X-----\n" + std::string(64, 'A') + "\n-----END X-----\n",
+              ToPem(Bytes(48, 0), "X"));
 }
 
 TEST(Pem, ArmourWithoutItsEndIsRefused) {
@@ -56,6 +58,29 @@ TEST(Pem, ArmourWithoutItsEndIsRefused) {
 TEST(Split, KeepsEmptyParts) {
     EXPECT_EQ((std::vector<std::string>{""}), Split("", "||"));
     EXPECT_EQ((std::vector<std::string>{"a", "", "b", ""}), Split("a||||b||", "||"));
+}
+
+TEST(PlainText, IsUtf8WithoutControlCharacters) {
+    for (const std::string_view text :
+         {"", "Alice ~", "\xC2\xA0", "测试", "\xF0\x9F\x94\x91", "\xF4\x8F\xBF\xBF"}) {
+        EXPECT_TRUE(IsPlainText(text)) << text;
+    }
+    constexpr std::string_view kRefused[] = {
+        "a\nb",
+        std::string_view("\0", 1),
+        "\x7F",
+        "\xC2\x85",          // next line, a control character
+        "\x80",              // only goes on
+        "\xC0\xAF",          // too long a form
+        "\xE0\x80\xAF",      // the same
+        "\xED\xA0\x80",      // a surrogate
+        "\xF4\x90\x80\x80",  // past the last character
+        "\xE6\xB5",          // cut off
+        "\xE6x",
+    };
+    for (const std::string_view text : kRefused) {
+        EXPECT_FALSE(IsPlainText(text)) << ToHex(ToBytes(text));
+    }
 }
 
 TEST(Printable, Utf8WithoutControlCharactersStaysAndTheRestIsEscaped) {
