@@ -58,9 +58,9 @@ install(TARGETS orval_unified_kpxukey
 
 # -------------------------------------------------------------------- dev
 
-install(FILES
-  ${PROJECT_SOURCE_DIR}/include/orval_unified_kpxukey.h ${PROJECT_SOURCE_DIR}/include/ukey.hpp
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev
+  FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 
 configure_package_config_file(
   ${PROJECT_SOURCE_DIR}/cmake/orval_unified_kpxukeyConfig.cmake.in
