@@ -30,17 +30,32 @@ function(orval_compress source output)
   set_property(DIRECTORY APPEND PROPERTY ORVAL_COMPRESSED ${output})
 endfunction()
 
-# orval_install_manual(component page...): the English page and the Chinese one.
-function(orval_install_manual component)
+# orval_install_manual(component folder page...): the English page and the Chinese one.
+function(orval_install_manual component folder)
   foreach(page IN LISTS ARGN)
     string(REGEX REPLACE ".*\\." "man" section ${page})
     foreach(language IN ITEMS "" zh_CN/)
       set(compressed ${generated}/man/${language}${page}.gz)
-      orval_compress(${PROJECT_SOURCE_DIR}/man/${language}${page} ${compressed})
+      orval_compress(${folder}/${language}${page} ${compressed})
       install(FILES ${compressed}
         DESTINATION ${CMAKE_INSTALL_MANDIR}/${language}${section} COMPONENT ${component})
     endforeach()
   endforeach()
+endfunction()
+
+# orval_install_command_manual(component command program emulator...): pages made with what the program's
+# own help says.
+function(orval_install_command_manual component command program)
+  if(NOT commands_have_manual)
+    return()
+  endif()
+  set(man ${PROJECT_SOURCE_DIR}/man)
+  add_custom_command(OUTPUT ${generated}/man/${command}.1 ${generated}/man/zh_CN/${command}.1
+    COMMAND ${ORVAL_PYTHON} ${man}/make_pages ${command} ${generated}/man ${ARGN} ${program}
+    DEPENDS ${program} ${man}/make_pages ${man}/command_help.py ${man}/${command}.1.in
+      ${man}/zh_CN/${command}.1.in ${man}/zh_CN/${command}.json
+    COMMENT "Making the manual pages of ${command}" VERBATIM)
+  orval_install_manual(${component} ${generated}/man ${command}.1)
 endfunction()
 
 # One script completes all commands; each is looked for under its own name.
@@ -86,7 +101,7 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/orval_unified_kpxukey.pc.in
 install(FILES ${generated}/orval_unified_kpxukey.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 
-orval_install_manual(dev orval_unified_kpxukey.3)
+orval_install_manual(dev ${PROJECT_SOURCE_DIR}/man orval_unified_kpxukey.3)
 
 # In the folders that they have here, so that their links to one another hold.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples
@@ -96,6 +111,21 @@ install(FILES
   ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/CONTRIBUTING.md
   ${PROJECT_SOURCE_DIR}/SECURITY.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev)
+
+# --------------------------------------------- the manual of tools and softkey
+
+find_program(ORVAL_PYTHON python3)
+set(emulator)
+if(CMAKE_CROSSCOMPILING)
+  set(emulator ${CMAKE_CROSSCOMPILING_EMULATOR})
+endif()
+set(commands_have_manual NO)
+if(ORVAL_PYTHON AND (emulator OR NOT CMAKE_CROSSCOMPILING))
+  set(commands_have_manual YES)
+elseif(TARGET ukeyctl OR TARGET softkey)
+  message(NOTICE "Left out: the manual pages of the commands. They take python3 and, for another machine "
+    "than this one, an emulator in CMAKE_CROSSCOMPILING_EMULATOR.")
+endif()
 
 # ------------------------------------------------------------------ tools
 
@@ -107,7 +137,7 @@ if(TARGET ukeyctl)
     set_target_properties(ukeyctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
   endif()
   install(TARGETS ukeyctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-  orval_install_manual(tools ukeyctl.1)
+  orval_install_command_manual(tools ukeyctl $<TARGET_FILE:ukeyctl> ${emulator})
   orval_install_completion(tools ukeyctl)
 endif()
 
@@ -124,7 +154,9 @@ if(TARGET softkey_backend)
   file(GENERATE OUTPUT ${generated}/system_install.cmake
     INPUT ${PROJECT_SOURCE_DIR}/packaging/softkey/system_install.cmake.in)
   install(SCRIPT ${generated}/system_install.cmake COMPONENT softkey-system EXCLUDE_FROM_ALL)
-  orval_install_manual(softkey softkey.1 softca.1 with-softkey.1)
+  orval_install_command_manual(softkey softkey $<TARGET_FILE:softkey> ${emulator})
+  orval_install_command_manual(softkey softca $<TARGET_FILE:softca> ${emulator})
+  orval_install_command_manual(softkey with-softkey ${PROJECT_SOURCE_DIR}/scripts/with-softkey)
   # Where the selectors are told, also for those who have no development package.
   install(FILES ${PROJECT_SOURCE_DIR}/docs/software-key.md
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/orval-softkey COMPONENT softkey)
