@@ -2,11 +2,11 @@
 #include <dlfcn.h>
 
 #include "benchmarks.h"
+#include "maker/places.h"
 #include "orval_unified_kpxukey.h"
 
 namespace {
 
-constexpr const char* kBackend = "/opt/apps/com.kpx.uosorval/files/bin/libOrvalKPX.so";
 constexpr const char* kSerialNumber = "0123456789ABCDEF";
 
 using VerifyPinEntry = int32_t (*)(const char*);
@@ -22,7 +22,7 @@ void CallVerifyPin(benchmark::State& state, VerifyPinEntry entry) {
 }  // namespace
 
 void* BackendEntry(const char* name) {
-    static void* const library = dlopen(kBackend, RTLD_LAZY);
+    static void* const library = dlopen(maker::kBackendPath, RTLD_LAZY);
     return library == nullptr ? nullptr : dlsym(library, name);
 }
 

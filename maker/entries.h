@@ -1,8 +1,11 @@
 #ifndef ORVAL_MAKER_ENTRIES_H
 #define ORVAL_MAKER_ENTRIES_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
+#include <string_view>
 
 #include "maker/rooms.h"
 
@@ -31,8 +34,9 @@ struct RequestEntry {
 static_assert(sizeof(RequestEntry) == 32 && offsetof(RequestEntry, merged) == 24,
               "the back-end reads the entry by offset");
 
-// The back-end's 29 entry points in slot order: X(slot, name, result, arguments). The table's
-// members, its binding, the typed calls and the tests are all made from this list. Texts that an
+// The back-end's entry points in slot order: X(slot, name, result, arguments). The table's members,
+// its binding, the typed calls, the software key's exports and the doubles are all made from this
+// list, one X(slot, name to a line. Texts that an
 // entry hands over through a char** are allocated with array new and belong to the caller; the
 // text of X_ErrorConvert_UOS stays the back-end's.
 #define ORVAL_BACKEND_ENTRIES(X)                                                                   \
@@ -95,7 +99,31 @@ inline constexpr const char* kEntryNames[] = {
     ORVAL_BACKEND_ENTRIES(ORVAL_ENTRY_NAME)
 #undef ORVAL_ENTRY_NAME
 };
-inline constexpr size_t kEntryCount = sizeof(kEntryNames) / sizeof(kEntryNames[0]);
+inline constexpr size_t kEntryCount = std::size(kEntryNames);
+
+// In the product's exported table the library's handle stands behind the entries.
+inline constexpr size_t kHandleSlot = kEntryCount;
+
+// The slots whose entries are looked up first; the others follow in slot order. It shows when an
+// entry is missing: what was looked up before it is set.
+inline constexpr size_t kLookedUpFirst[] = {0, 3, 4, 5, 6, 1, 2};
+
+constexpr std::array<size_t, kEntryCount> LookUpOrder() {
+    std::array<size_t, kEntryCount> order{};
+    for (size_t i = 0; i < kEntryCount; ++i) {
+        order[i] = i < std::size(kLookedUpFirst) ? kLookedUpFirst[i] : i;
+    }
+    return order;
+}
+
+// kEntryCount for a name that is no entry's.
+constexpr size_t SlotOf(std::string_view name) {
+    size_t slot = 0;
+    while (slot < kEntryCount && name != kEntryNames[slot]) {
+        ++slot;
+    }
+    return slot;
+}
 
 }  // namespace maker
 

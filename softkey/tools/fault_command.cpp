@@ -6,6 +6,7 @@
 #include "base/error_texts.h"
 #include "entry/faults.h"
 #include "maker/entries.h"
+#include "maker/token.h"
 #include "store/home.h"
 #include "terminal/usage.h"
 #include "tools/console.h"
@@ -14,12 +15,6 @@
 
 namespace softkey::tools {
 namespace {
-
-#define SOFTKEY_ENTRY_NAME(slot, name, result, arguments) #name,
-constexpr const char* kEntries[] = {ORVAL_BACKEND_ENTRIES(SOFTKEY_ENTRY_NAME) "VexaT_ContextInit",
-                                    "VexaT_ContextFinal", "VexaT_WaitForEvent", "VexaT_GetSlotList",
-                                    "VexaT_GetDeviceInfo"};
-#undef SOFTKEY_ENTRY_NAME
 
 // The client's functions whose entries have other names. An entry is named first: GetCertInfo is
 // the one behind GetCert, and the client's GetCertInfo has GetCertInfo_UOS behind it.
@@ -79,9 +74,9 @@ struct Options {
 };
 
 void CheckEntry(const std::string& entry) {
-    const bool known = std::any_of(std::begin(kEntries), std::end(kEntries),
-                                   [&](const char* name) { return entry == name; });
-    if (known) {
+    const auto names_it = [&](const char* name) { return entry == name; };
+    if (std::any_of(std::begin(maker::kEntryNames), std::end(maker::kEntryNames), names_it) ||
+        std::any_of(std::begin(maker::kTokenNames), std::end(maker::kTokenNames), names_it)) {
         return;
     }
     throw Refusal(entry + " is no entry",

@@ -3,10 +3,11 @@
 #include <vector>
 
 #include "api/frame.h"
+#include "maker/places.h"
 
 namespace {
 
-constexpr const char* kInstallationPath = "/opt/apps/com.kpx.uosorval/files/bin/";
+constexpr const char* kInstallationPath = ORVAL_APPLICATION_DIRECTORY "/";
 constexpr int32_t kCheckDirectory = 1;
 
 // Looks each name up in the listing itself, not among the files that an installation should have:

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "common/commonfunction.h"
+#include "qrv/string.h"
 
 namespace {
 

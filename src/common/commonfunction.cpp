@@ -7,10 +7,9 @@
 #include <type_traits>
 
 #include "common/loaded_objects.h"
+#include "maker/places.h"
 
 namespace {
-
-constexpr const char* kBackendPath = "/opt/apps/com.kpx.uosorval/files/bin/libOrvalKPX.so";
 
 // The one place where what dlsym found becomes a typed pointer.
 template <auto Slot>
@@ -26,7 +25,7 @@ struct EntryBinding {
     bool (*bind)(CommonFunction& table, void* library, const char* name);
 };
 
-// In slot order; bound in the order of kBindingOrder.
+// In slot order; bound in the order of maker::LookUpOrder.
 constexpr std::array kEntries = {
 #define ORVAL_BINDING(slot, name, result, arguments) \
     EntryBinding{#name, BindEntry<&CommonFunction::name>},
@@ -34,32 +33,10 @@ constexpr std::array kEntries = {
 #undef ORVAL_BINDING
 };
 
-// The order of the look-ups differs from the slot order in slots 1 to 6; it decides which slots are
-// set when an entry is missing.
-constexpr std::array<size_t, 29> kBindingOrder = {0,  3,  4,  5,  6,  1,  2,  7,  8,  9,
-                                                  10, 11, 12, 13, 14, 15, 16, 17, 18, 19,
-                                                  20, 21, 22, 23, 24, 25, 26, 27, 28};
-
-constexpr bool BindsEverySlotOnce() {
-    std::array<int, kEntries.size()> times{};
-    for (const size_t slot : kBindingOrder) {
-        ++times[slot];
-    }
-    for (const int count : times) {
-        if (count != 1) {
-            return false;
-        }
-    }
-    return true;
-}
-
-static_assert(kEntries.size() == 29);
-static_assert(BindsEverySlotOnce());
-
 }  // namespace
 
 bool LiesInBackend(const void* address) {
-    return LiesInObjectFrom(kBackendPath, address);
+    return LiesInObjectFrom(maker::kBackendPath, address);
 }
 
 CommonFunction::CommonFunction() : handle(nullptr) {}
@@ -67,12 +44,12 @@ CommonFunction::CommonFunction() : handle(nullptr) {}
 CommonFunction::~CommonFunction() {}
 
 int32_t CommonFunction::init() {
-    void* library = dlopen(kBackendPath, RTLD_LAZY);
+    void* library = dlopen(maker::kBackendPath, RTLD_LAZY);
     StoreShared(handle, library);
     if (library == nullptr) {
         return Finish(ORVAL_BACKEND_UNAVAILABLE);
     }
-    for (const size_t slot : kBindingOrder) {
+    for (const size_t slot : maker::LookUpOrder()) {
         const EntryBinding& entry = kEntries[slot];
         if (!entry.bind(*this, library, entry.name)) {
             FreeFunc();

@@ -10,14 +10,13 @@
 
 #include "common/last_error.h"
 #include "maker/entries.h"
-#include "qrv/string.h"
 
-// The back-end key library: its 29 entry points in slot order, its handle, and a few utilities.
+// The back-end key library: its entry points in slot order, its handle, and a few utilities.
 // One instance serves the process. Binding takes no lock: two threads may bind at once, because
 // both store the same values. The slots are read and written by LoadShared and StoreShared.
 class __attribute__((visibility("default"))) CommonFunction {
  public:
-    // Empties slot 29 alone: the rest of a static object is zero already.
+    // Empties the handle's slot alone: the rest of a static object is zero already.
     CommonFunction();
     // Leaves the library loaded and the slots set: a client's exit handler may still call.
     ~CommonFunction();
@@ -70,8 +69,10 @@ class __attribute__((visibility("default"))) CommonFunction {
     void* handle;
 };
 
-static_assert(sizeof(CommonFunction) == 30 * sizeof(void*), "30 pointer-sized slots");
-static_assert(offsetof(CommonFunction, handle) == 29 * sizeof(void*), "the handle is slot 29");
+static_assert(sizeof(CommonFunction) == (maker::kHandleSlot + 1) * sizeof(void*),
+              "a pointer-sized slot for each entry, one for the handle, and nothing else");
+static_assert(offsetof(CommonFunction, handle) == maker::kHandleSlot * sizeof(void*),
+              "the handle stands behind the entries");
 #define ORVAL_SLOT_POSITION(slot, name, result, arguments)                  \
     static_assert(offsetof(CommonFunction, name) == (slot) * sizeof(void*), \
                   #name " is slot " #slot);

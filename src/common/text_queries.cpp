@@ -2,6 +2,7 @@
 #include <string_view>
 
 #include "common/commonfunction.h"
+#include "qrv/string.h"
 
 namespace {
 

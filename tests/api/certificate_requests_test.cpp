@@ -4,7 +4,8 @@
 #include <stdexcept>
 
 #include "api_test.h"
-#include "qrv/string.h"
+#include "qrv/buffer_manager.h"
+#include "qrv/exception.h"
 #include "scarce_memory.h"
 
 namespace {

@@ -47,7 +47,7 @@ TEST(CheckDriverIntegrity, ReadableDirectoryPassesWithoutTheExpectedFiles) {
 
 TEST(CheckDriverIntegrity, EmptyDirectoryPasses) {
     scripted::RemoveBackend();
-    ASSERT_EQ(unlink("/opt/apps/com.kpx.uosorval/files/bin/libR7Token_ORVAL.so"), 0);
+    ASSERT_EQ(unlink(maker::kTokenPath), 0);
     EXPECT_EQ(CheckDriverIntegrity(1), 0);
     EXPECT_EQ(G_LastError, 0);
 }
@@ -65,7 +65,7 @@ TEST(CheckDriverIntegrity, OtherModesAreUnsupported) {
 }
 
 TEST(CheckDriverIntegrity, UnreadableDirectoryFails) {
-    ASSERT_EQ(chmod(scripted::kApplicationDirectory, 0), 0);
+    ASSERT_EQ(chmod(maker::kApplicationDirectory, 0), 0);
     EXPECT_EQ(CheckDriverIntegrity(1), -300);
     EXPECT_EQ(G_LastError, -300);
 }

@@ -7,11 +7,16 @@
 
 #include "api_test.h"
 #include "common/commonfunction.h"
+#include "qrv/process_objects.h"
 
 namespace {
 
 constexpr const char* kSerialNumber = "SN0123456789";
-constexpr size_t kHandleSlot = 29;
+constexpr size_t kHandleSlot = maker::kHandleSlot;
+
+// What is known of the interface, written out once more: a slip in the list would change both the
+// product and what the tests expect of it.
+static_assert(maker::kEntryCount == 29, "a new entry? Then write its name and its look-up here");
 
 // The entries by slot.
 constexpr const char* kSlotNames[] = {
@@ -25,11 +30,11 @@ constexpr const char* kSlotNames[] = {
     "SetCachePinFlag"};
 
 // The slots in the order of their look-up.
-constexpr std::array<size_t, 29> kLookUpOrder = {0,  3,  4,  5,  6,  1,  2,  7,  8,  9,
-                                                 10, 11, 12, 13, 14, 15, 16, 17, 18, 19,
-                                                 20, 21, 22, 23, 24, 25, 26, 27, 28};
+constexpr std::array<size_t, maker::kEntryCount> kLookUpOrder = {
+    0,  3,  4,  5,  6,  1,  2,  7,  8,  9,  10, 11, 12, 13, 14,
+    15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28};
 
-using Slots = std::array<void*, 30>;
+using Slots = std::array<void*, maker::kHandleSlot + 1>;
 static_assert(sizeof(Slots) == sizeof(CommonFunction));
 
 Slots ReadSlots() {
@@ -42,7 +47,7 @@ void* Marker(size_t slot) {
     return reinterpret_cast<void*>(0x1000 + slot);
 }
 
-// Gives the 29 entry slots values of which no look-up can be the source.
+// Gives the entries' slots values of which no look-up can be the source.
 void MarkSlots() {
     Slots slots = ReadSlots();
     for (size_t slot = 0; slot < kHandleSlot; ++slot) {
@@ -85,7 +90,7 @@ TEST(Load, LoadsNothingAndLeavesEverythingEmpty) {
 
 TEST(Initialize, BindsEachSlotToItsEntry) {
     EXPECT_EQ(Initialize(), 0);
-    void* library = dlopen(scripted::kBackendPath, RTLD_LAZY | RTLD_NOLOAD);
+    void* library = dlopen(maker::kBackendPath, RTLD_LAZY | RTLD_NOLOAD);
     ASSERT_NE(library, nullptr);
     const Slots slots = ReadSlots();
     for (size_t slot = 0; slot < kHandleSlot; ++slot) {
@@ -138,7 +143,7 @@ TEST(Initialize, MissingLibraryIsUnavailable) {
 }
 
 TEST(Initialize, UnreadableDirectoryIsUnavailable) {
-    ASSERT_EQ(chmod(scripted::kApplicationDirectory, 0), 0);
+    ASSERT_EQ(chmod(maker::kApplicationDirectory, 0), 0);
     EXPECT_EQ(Initialize(), -101);
     EXPECT_EQ(G_LastError, -101);
     EXPECT_EQ(g_initFlag, 0);
@@ -173,7 +178,7 @@ class MissingEntry : public testing::TestWithParam<size_t> {
     static size_t MissingSlot() { return kLookUpOrder[Position()]; }
 };
 
-INSTANTIATE_TEST_SUITE_P(Initialize, MissingEntry, testing::Range(size_t{0}, size_t{29}),
+INSTANTIATE_TEST_SUITE_P(Initialize, MissingEntry, testing::Range(size_t{0}, maker::kEntryCount),
                          [](const auto& position) {
                              return std::string(kSlotNames[kLookUpOrder[position.param]]);
                          });
@@ -442,7 +447,7 @@ TEST(FreeFunc, LaterCallsDoNotReachWhatLiesWhereTheLibraryWas) {
 }
 
 TEST(FreeFunc, LaterCallsReachALibraryThatTheClientHoldsToo) {
-    void* held = dlopen(scripted::kBackendPath, RTLD_LAZY);
+    void* held = dlopen(maker::kBackendPath, RTLD_LAZY);
     ASSERT_EQ(Initialize(), 0);
     EXPECT_EQ(ORVAL_ComFunc.FreeFunc(), 0);
     Key().VerifyPIN.Returns(5);
@@ -454,8 +459,8 @@ TEST(FreeFunc, LaterCallsReachALibraryThatTheClientHoldsToo) {
 // The loader knows the library by the name under which it was opened first.
 TEST(FreeFunc, LaterCallsReachALibraryThatTheClientOpenedByAnotherName) {
     char file[PATH_MAX] = {};
-    ASSERT_NE(realpath(scripted::kBackendPath, file), nullptr);
-    ASSERT_STRNE(file, scripted::kBackendPath);
+    ASSERT_NE(realpath(maker::kBackendPath, file), nullptr);
+    ASSERT_STRNE(file, maker::kBackendPath);
     ASSERT_NE(dlopen(file, RTLD_LAZY), nullptr);
     ASSERT_EQ(Initialize(), 0);
     EXPECT_EQ(ORVAL_ComFunc.FreeFunc(), 0);

@@ -169,7 +169,7 @@ TEST(Symbols, ProgramComesBeforeTheProduct) {
 TEST(Symbols, SlotsHoldTheBackEndsEntries) {
     ASSERT_EQ(PRODUCT(Initialize)(), 0);
     void* const* slots = InProduct<void*>("ORVAL_ComFunc");
-    for (int slot = 0; slot < 29; ++slot) {
+    for (size_t slot = 0; slot < maker::kEntryCount; ++slot) {
         EXPECT_THAT(LibraryOf(slots[slot]), testing::EndsWith("libOrvalKPX.so")) << slot;
     }
 }

@@ -3,6 +3,7 @@
 #include "common/commonfunction.h"
 #include "fuzz_target.h"
 #include "plain_package.h"
+#include "qrv/string.h"
 
 namespace {
 

@@ -8,20 +8,20 @@
 #include <vector>
 
 #include "loaded_product.h"
+#include "maker/places.h"
 #include "names_variant.h"
 #include "plain_key.h"
 
 namespace {
 
 constexpr const char* kSerialNumber = "SN0123456789";
-constexpr const char* kBackendPath = "/opt/apps/com.kpx.uosorval/files/bin/libOrvalKPX.so";
 
 char g_buffer[4096];
 int32_t g_length = sizeof(g_buffer);
 
 struct SharedName {
     const char* name;
-    int slot;  // of the entry that the call must reach
+    size_t slot;  // of the entry that the call must reach
     int32_t (*call)(const LoadedProduct& product);
 };
 
@@ -78,7 +78,7 @@ constexpr SharedName kSharedNames[] = {
 
 class LoadedBackend final {
  public:
-    LoadedBackend() : handle_(dlopen(kBackendPath, RTLD_LAZY | RTLD_NOLOAD)) {}
+    LoadedBackend() : handle_(dlopen(maker::kBackendPath, RTLD_LAZY | RTLD_NOLOAD)) {}
 
     const int* Calls() const { return static_cast<const int*>(dlsym(handle_, "plain_calls")); }
     PlainInner& Inner() const { return *static_cast<PlainInner*>(dlsym(handle_, "plain_inner")); }
@@ -109,8 +109,8 @@ TEST_P(Names, EveryCallReachesTheBackEndsEntryOnce) {
     const LoadedBackend backend;
     for (const SharedName& shared : kSharedNames) {
         EXPECT_EQ(shared.call(product), 0) << shared.name;
-        for (int slot = 0; slot < kPlainEntries; ++slot) {
-            const bool reached = slot <= 28 && backend.Calls()[slot] != 0;
+        for (size_t slot = 0; slot < maker::kEntryCount; ++slot) {
+            const bool reached = backend.Calls()[slot] != 0;
             bool expected = false;
             for (const SharedName& called : kSharedNames) {
                 expected = expected || (&called <= &shared && called.slot == slot);
@@ -161,13 +161,11 @@ TEST_P(Names, LastCloseUnloadsWhatNothingIsBoundTo) {
 // of the name does to it. Three of them take another number of arguments than the entry.
 struct InnerName {
     const char* name;
-    int slot;
+    size_t slot;
     int32_t result_of_detour;
     bool detour_arrives;
     int32_t certificate_after_detour;
 };
-
-constexpr int32_t kCertInfoBound = 1280;
 
 constexpr InnerName kInnerNames[] = {
     {"GetLabel", 1, ORVAL_INVALID_ARGUMENT, false, 0},
@@ -175,7 +173,8 @@ constexpr InnerName kInnerNames[] = {
     {"ChangePin", 3, 0, true, 0},
     {"VerifyPIN", 21, 0, true, 0},
     {"GetPinInfo", 23, 0, true, 0},
-    {"GetCertInfo", 7, 0, false, kCertInfoBound},  // success, and a length instead of a certificate
+    {"GetCertInfo", 7, 0, false,
+     int32_t{maker::kCertInfoRoom}},  // success, and a length instead of a certificate
     {"GetData", 26, ORVAL_INVALID_ARGUMENT, false, 0},
     {"SetData", 25, 0, true, 0},
     {"Batch_Sign", 27, 0, true, 0},
@@ -193,7 +192,7 @@ struct InnerCall {
 
 template <typename CallOfProduct>
 InnerCall CallInside(const LoadedBackend& backend, const char* name, CallOfProduct call) {
-    const std::vector<int> before(backend.Calls(), backend.Calls() + kPlainEntries);
+    const std::vector<int> before(backend.Calls(), backend.Calls() + maker::kEntryCount);
     const int client_calls = ClientCalls(name);
     backend.Inner() = {name, -1, 0};
     EXPECT_EQ(call(), 0) << name;
@@ -207,15 +206,15 @@ InnerCall CallInside(const LoadedBackend& backend, const char* name, CallOfProdu
     return done;
 }
 
-InnerCall Expected(const InnerName& inner, Callee callee, const std::vector<int>& callers) {
+InnerCall Expected(const InnerName& inner, Callee callee, const std::vector<size_t>& callers) {
     InnerCall expected;
-    expected.calls.resize(kPlainEntries);
-    for (const int caller : callers) {
-        ++expected.calls[static_cast<size_t>(caller)];
+    expected.calls.resize(maker::kEntryCount);
+    for (const size_t caller : callers) {
+        ++expected.calls[caller];
     }
     const bool arrives =
         callee == Callee::kBackEnd || (callee == Callee::kProduct && inner.detour_arrives);
-    expected.calls[static_cast<size_t>(inner.slot)] += arrives ? 1 : 0;
+    expected.calls[inner.slot] += arrives ? 1 : 0;
     if (callee == Callee::kClient) {
         expected.client_calls = 1;
         expected.result = 4711;

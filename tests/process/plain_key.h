@@ -3,15 +3,15 @@
 
 #include <cstdint>
 
+#include "maker/entries.h"
+
 // A back-end and a token library without a script: every entry counts its calls and answers at
 // once. They keep no objects that are destroyed, so that they can be called while a process ends.
 
-constexpr int kPlainEntries = 29;
-
 // Exported by the plain back-end under these names, for dlsym.
-using PlainCalls = int[kPlainEntries];  // plain_calls: calls of each slot
-using PlainInnerCallee = void* (*)();   // plain_inner_callee: whom the back-end's own call of
-                                        // VerifyPIN reaches
+using PlainCalls = int[maker::kEntryCount];  // plain_calls: calls of each slot
+using PlainInnerCallee = void* (*)();        // plain_inner_callee: whom the back-end's own call of
+                                             // VerifyPIN reaches
 
 // plain_token_called: exported by the plain token library, null at first. Runs at the beginning of
 // each of its functions and is told the name.

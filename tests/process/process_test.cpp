@@ -11,10 +11,9 @@
 #include <thread>
 
 #include "client.h"
+#include "maker/places.h"
 
 namespace {
-
-constexpr const char* kBackendPath = "/opt/apps/com.kpx.uosorval/files/bin/libOrvalKPX.so";
 
 LoadedProduct* g_product = nullptr;
 
@@ -60,9 +59,8 @@ TEST(LateCall, MayBeTheFirst) {
 }
 
 int RequestsMade() {
-    constexpr int kCreatePkcs10Slot = 5;
-    void* back_end = dlopen(kBackendPath, RTLD_LAZY | RTLD_NOLOAD);
-    return static_cast<const int*>(dlsym(back_end, "plain_calls"))[kCreatePkcs10Slot];
+    void* back_end = dlopen(maker::kBackendPath, RTLD_LAZY | RTLD_NOLOAD);
+    return static_cast<const int*>(dlsym(back_end, "plain_calls"))[maker::SlotOf("GMCreatePKCS10")];
 }
 
 void FetchLate() {
@@ -130,7 +128,7 @@ void* LoadCopyAt(const void* address) {
     for (int number = 0; number < kCopies; ++number) {
         const std::string folder = "/tmp/copy" + std::to_string(number);
         EXPECT_EQ(mkdir(folder.c_str(), 0700), 0);
-        const std::string path = CopyOf(kBackendPath, folder + "/libOrvalKPX.so");
+        const std::string path = CopyOf(maker::kBackendPath, folder + "/libOrvalKPX.so");
         void* copy = dlopen(path.c_str(), RTLD_NOW);
         EXPECT_NE(copy, nullptr) << dlerror();
         Dl_info info = {};
@@ -142,7 +140,7 @@ void* LoadCopyAt(const void* address) {
 }
 
 TEST(Binding, ThatIsGoneReachesNoLibraryAtTheSameAddress) {
-    constexpr int kVerifyPinSlot = 21;
+    constexpr size_t kVerifyPinSlot = maker::SlotOf("VerifyPIN");
     LoadedProduct product(RTLD_LAZY);
     ASSERT_EQ(FUNCTION(product, VerifyPIN)("SN"), 0);
     auto* slots = product.Find<void*>("ORVAL_ComFunc");

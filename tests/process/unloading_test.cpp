@@ -67,7 +67,8 @@ TEST(Unloading, LeavesNothingOfTheLibraryMapped) {
 // What a client sees of the process-wide state.
 struct State {
     explicit State(const LoadedProduct& product)
-        : slots(product.Find<void*>("ORVAL_ComFunc"), product.Find<void*>("ORVAL_ComFunc") + 30),
+        : slots(product.Find<void*>("ORVAL_ComFunc"),
+                product.Find<void*>("ORVAL_ComFunc") + maker::kHandleSlot + 1),
           nil_references(product.Find<int64_t>("_ZN3QRV8g_bufmgrE")[4]),
           init_flag(*product.Find<uint8_t>("g_initFlag")),
           last_error(product.LastError()) {}
@@ -85,7 +86,7 @@ TEST(Unloading, AndLoadingAgainBeginsAnew) {
     product.Close();
     LoadedProduct again(RTLD_LAZY);
     const State state(again);
-    EXPECT_EQ(state.slots, std::vector<void*>(30));
+    EXPECT_EQ(state.slots, std::vector<void*>(maker::kHandleSlot + 1));
     EXPECT_EQ(state.nil_references, 2);
     EXPECT_EQ(state.init_flag, 0);
     EXPECT_EQ(state.last_error, 0);

@@ -52,11 +52,9 @@ KeyLibrary::KeyLibrary() {
 
 TokenLibrary::TokenLibrary() {
     void* const library = Load("libR7Token_ORVAL.so");
-    Find(library, "VexaT_ContextInit", &ContextInit);
-    Find(library, "VexaT_ContextFinal", &ContextFinal);
-    Find(library, "VexaT_WaitForEvent", &WaitForEvent);
-    Find(library, "VexaT_GetSlotList", &GetSlotList);
-    Find(library, "VexaT_GetDeviceInfo", &GetDeviceInfo);
+#define SOFTKEY_FIND(name, arguments) Find(library, "VexaT_" #name, &name);
+    ORVAL_TOKEN_FUNCTIONS(SOFTKEY_FIND)
+#undef SOFTKEY_FIND
 }
 
 SoftKeyTest::SoftKeyTest() {

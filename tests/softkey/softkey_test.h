@@ -34,11 +34,9 @@ struct KeyLibrary {
 
 struct TokenLibrary {
     TokenLibrary();
-    decltype(&VexaT_ContextInit) ContextInit;
-    decltype(&VexaT_ContextFinal) ContextFinal;
-    decltype(&VexaT_WaitForEvent) WaitForEvent;
-    decltype(&VexaT_GetSlotList) GetSlotList;
-    decltype(&VexaT_GetDeviceInfo) GetDeviceInfo;
+#define SOFTKEY_MEMBER(name, arguments) uint32_t(*name) arguments = nullptr;
+    ORVAL_TOKEN_FUNCTIONS(SOFTKEY_MEMBER)
+#undef SOFTKEY_MEMBER
 };
 
 // The code with which the work fails; kOk when it does not.

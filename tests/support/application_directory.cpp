@@ -14,8 +14,8 @@ const std::string kDoubles = ORVAL_DOUBLES_DIRECTORY;  // NOLINT(cert-err58-cpp)
 
 void LinkBackend(const std::string& target) {
     RemoveBackend();
-    if (symlink(target.c_str(), kBackendPath) != 0) {
-        throw std::system_error(errno, std::generic_category(), kBackendPath);
+    if (symlink(target.c_str(), maker::kBackendPath) != 0) {
+        throw std::system_error(errno, std::generic_category(), maker::kBackendPath);
     }
 }
 
@@ -30,13 +30,13 @@ void UseBackendWithout(const std::string& entry) {
 }
 
 void RemoveBackend() {
-    if (unlink(kBackendPath) != 0 && errno != ENOENT) {
-        throw std::system_error(errno, std::generic_category(), kBackendPath);
+    if (unlink(maker::kBackendPath) != 0 && errno != ENOENT) {
+        throw std::system_error(errno, std::generic_category(), maker::kBackendPath);
     }
 }
 
 bool BackendIsLoaded() {
-    void* handle = dlopen(kBackendPath, RTLD_LAZY | RTLD_NOLOAD);
+    void* handle = dlopen(maker::kBackendPath, RTLD_LAZY | RTLD_NOLOAD);
     if (handle == nullptr) {
         return false;
     }

@@ -3,12 +3,12 @@
 
 #include <string>
 
+#include "maker/places.h"
+
 namespace scripted {
 
-// The directory in which the product looks for the back-end; private to the running test case,
-// which finds the complete scripted key there.
-constexpr const char* kApplicationDirectory = "/opt/apps/com.kpx.uosorval/files/bin";
-constexpr const char* kBackendPath = "/opt/apps/com.kpx.uosorval/files/bin/libOrvalKPX.so";
+// The application directory is private to the running test case, which finds the complete scripted
+// key there.
 
 // Puts the complete back-end there.
 void UseBackend();

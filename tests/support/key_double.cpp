@@ -1,4 +1,4 @@
-// libOrvalKPX.so of the scripted key: the 29 entries under their real names, each handing its
+// libOrvalKPX.so of the scripted key: the entries under their real names, each handing its
 // arguments to the script.
 #include "scripted_key.h"
 

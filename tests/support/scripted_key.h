@@ -195,7 +195,7 @@ class Entry<Result(Parameters...)> {
     std::vector<Raw> arguments_;
 };
 
-// libOrvalKPX.so: `Key().VerifyPIN`, `Key().GetData` and so on, one for each of the 29 entries.
+// libOrvalKPX.so: `Key().VerifyPIN`, `Key().GetData` and so on, one for each entry.
 struct KeyLibrary {
 #define ORVAL_SCRIPTED_ENTRY(slot, name, result, arguments) \
     Entry<result arguments> name{#name, #arguments};

@@ -16,7 +16,6 @@ using testing::HasSubstr;
 
 constexpr const char* kSerialNumber = "SN0123456789";
 constexpr int32_t kKeyCode = 0x0A000001;
-constexpr const char* kTokenPath = "/opt/apps/com.kpx.uosorval/files/bin/libR7Token_ORVAL.so";
 
 class UkeyOnProduct : public testing::Test {
  protected:
@@ -216,7 +215,7 @@ TEST(UkeyctlOnProduct, MissingBackendIsReported) {
 }
 
 TEST(UkeyctlOnProduct, MissingTokenLibraryIsReported) {
-    ASSERT_EQ(unlink(kTokenPath), 0);
+    ASSERT_EQ(unlink(maker::kTokenPath), 0);
     const Outcome outcome = Ukeyctl({"info"}).Run();
     EXPECT_EQ(outcome.status, 3);
     EXPECT_THAT(outcome.err, HasSubstr("libR7Token_ORVAL.so"));

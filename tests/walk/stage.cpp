@@ -68,7 +68,7 @@ class Memory final {
 std::string Slots() {
     static const char* table = static_cast<const char*>(dlsym(RTLD_DEFAULT, "ORVAL_ComFunc"));
     std::string slots;
-    for (size_t slot = 0; slot < 30; ++slot) {
+    for (size_t slot = 0; slot <= maker::kHandleSlot; ++slot) {
         void* value = nullptr;
         std::memcpy(&value, table + slot * sizeof(value), sizeof(value));
         slots += value == nullptr ? '0' : '1';

@@ -86,7 +86,7 @@ struct Outcome {
     int32_t last_error = 0;
     bool initialized = false;
     bool backend_loaded = false;
-    std::string slots;  // 30 digits: 1 for a slot that is set
+    std::string slots;  // a digit a slot: 1 where it is set
     std::array<Text, kTexts> texts;
     Text buffer;
     std::optional<int32_t> length;
