@@ -148,11 +148,24 @@ if(TARGET softkey_backend)
     LIBRARY DESTINATION ${softkey_folder} COMPONENT softkey)
   install(TARGETS softkey softca
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
-  install(PROGRAMS ${PROJECT_SOURCE_DIR}/scripts/with-softkey
+  # Installed, the command has nothing beside it: what it reads here is written into it.
+  set(places ${PROJECT_SOURCE_DIR}/maker/places)
+  set(command ${PROJECT_SOURCE_DIR}/scripts/with-softkey)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${places} ${command})
+  file(READ ${places} places)
+  file(READ ${command} text)
+  string(REPLACE "# shellcheck source=maker/places\n. \"$root/maker/places\"\n" "${places}" text "${text}")
+  if(text MATCHES "maker/places\"")
+    message(FATAL_ERROR "${command} reads maker/places in another way than this file replaces")
+  endif()
+  file(WRITE ${generated}/with-softkey "${text}")
+  install(PROGRAMS ${generated}/with-softkey
     DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
   # In the key maker's own directory only when asked for by name, and never over the maker's files.
+  configure_file(${PROJECT_SOURCE_DIR}/packaging/softkey/system_install.cmake.in
+    ${generated}/system_install.cmake.in @ONLY)
   file(GENERATE OUTPUT ${generated}/system_install.cmake
-    INPUT ${PROJECT_SOURCE_DIR}/packaging/softkey/system_install.cmake.in)
+    INPUT ${generated}/system_install.cmake.in)
   install(SCRIPT ${generated}/system_install.cmake COMPONENT softkey-system EXCLUDE_FROM_ALL)
   orval_install_command_manual(softkey softkey $<TARGET_FILE:softkey> ${emulator})
   orval_install_command_manual(softkey softca $<TARGET_FILE:softca> ${emulator})
