@@ -12,9 +12,9 @@ static_assert(
 // The list names the arguments for its readers.
 #pragma GCC diagnostic ignored "-Wunused-parameter"
 
-#define ORVAL_TOKEN_STUB(name, arguments)                                    \
-    __attribute__((visibility("default"))) uint32_t VexaT_##name arguments { \
-        return 1;                                                            \
+#define ORVAL_TOKEN_STUB(name, arguments) \
+    uint32_t VexaT_##name arguments {     \
+        return 1;                         \
     }
 ORVAL_TOKEN_FUNCTIONS(ORVAL_TOKEN_STUB)
 #undef ORVAL_TOKEN_STUB

@@ -41,7 +41,8 @@ struct VEXA_EVENT_INFO {
     X(GetSlotList, (uint32_t present, uint32_t slots[maker::kSlotArrayRoom], uint32_t * count))   \
     X(GetDeviceInfo, (uint32_t slot, uint32_t flags, _S_DEV_CONFIG * config))
 
-#define ORVAL_TOKEN_DECLARATION(name, arguments) uint32_t VexaT_##name arguments;
+#define ORVAL_TOKEN_DECLARATION(name, arguments) \
+    __attribute__((visibility("default"))) uint32_t VexaT_##name arguments;
 ORVAL_TOKEN_FUNCTIONS(ORVAL_TOKEN_DECLARATION)
 #undef ORVAL_TOKEN_DECLARATION
 

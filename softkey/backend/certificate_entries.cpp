@@ -1,10 +1,10 @@
 // Entries about requests and certificates.
 #include "backend/arguments.h"
-#include "backend/entries.h"
 #include "base/settings.h"
 #include "key/certificate_requests.h"
 #include "key/certificates.h"
 #include "key/device.h"
+#include "maker/backend.h"
 
 using softkey::Answer;
 using softkey::Code;

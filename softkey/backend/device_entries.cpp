@@ -4,9 +4,9 @@
 #include <string>
 
 #include "backend/arguments.h"
-#include "backend/entries.h"
 #include "base/settings.h"
 #include "key/device.h"
+#include "maker/backend.h"
 #include "maker/token.h"
 
 using softkey::Answer;

@@ -2,8 +2,8 @@
 #include <cstring>
 
 #include "backend/arguments.h"
-#include "backend/entries.h"
 #include "key/device.h"
+#include "maker/backend.h"
 
 using softkey::Answer;
 using softkey::Code;

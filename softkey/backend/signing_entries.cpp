@@ -5,10 +5,10 @@
 #include <string_view>
 
 #include "backend/arguments.h"
-#include "backend/entries.h"
 #include "base/settings.h"
 #include "key/device.h"
 #include "key/signatures.h"
+#include "maker/backend.h"
 
 using softkey::Answer;
 using softkey::Code;

@@ -1,8 +1,8 @@
 // Entries about initialisation, the label and the data items.
 #include "backend/arguments.h"
-#include "backend/entries.h"
 #include "base/settings.h"
 #include "key/device.h"
+#include "maker/backend.h"
 
 using softkey::Answer;
 using softkey::Code;

@@ -30,12 +30,10 @@ uint32_t AnswerUnsigned(const char* entry, Work work) noexcept {
 
 }  // namespace
 
-#define ENTRY __attribute__((visibility("default")))
-
 // One that differs from its declaration is refused here: C functions have no overloads.
 extern "C" {
 
-ENTRY uint32_t VexaT_ContextInit(uint32_t* context) {
+uint32_t VexaT_ContextInit(uint32_t* context) {
     return AnswerUnsigned("VexaT_ContextInit", [&] {
         Require(context != nullptr, Code::kInvalidParameter);
         EventStream::OfThisProcess().OpenContext();
@@ -43,13 +41,13 @@ ENTRY uint32_t VexaT_ContextInit(uint32_t* context) {
     });
 }
 
-ENTRY uint32_t VexaT_ContextFinal(void) {
+uint32_t VexaT_ContextFinal(void) {
     return AnswerUnsigned("VexaT_ContextFinal",
                           [] { EventStream::OfThisProcess().CloseContext(); });
 }
 
-ENTRY uint32_t VexaT_WaitForEvent(uint32_t kind, uint32_t flags, VEXA_EVENT_INFO* event,
-                                  uint32_t* context) {
+uint32_t VexaT_WaitForEvent(uint32_t kind, uint32_t flags, VEXA_EVENT_INFO* event,
+                            uint32_t* context) {
     return AnswerUnsigned("VexaT_WaitForEvent", [&] {
         Require(event != nullptr && context != nullptr, Code::kInvalidParameter);
         Require(kind == kSlotEvents && flags == 0, Code::kSelector);
@@ -62,7 +60,7 @@ ENTRY uint32_t VexaT_WaitForEvent(uint32_t kind, uint32_t flags, VEXA_EVENT_INFO
     });
 }
 
-ENTRY uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {
+uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {
     return AnswerUnsigned("VexaT_GetSlotList", [&] {
         Require(count != nullptr, Code::kInvalidParameter);
         Require(present == kPresentSlots, Code::kSelector);
@@ -77,7 +75,7 @@ ENTRY uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* co
     });
 }
 
-ENTRY uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t flags, _S_DEV_CONFIG* config) {
+uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t flags, _S_DEV_CONFIG* config) {
     return AnswerUnsigned("VexaT_GetDeviceInfo", [&] {
         Require(config != nullptr, Code::kInvalidParameter);
         Require(flags == kInfoOfListed || flags == kInfoOfArrived, Code::kSelector);

@@ -46,11 +46,9 @@ Slots TheSlots() {
 
 }  // namespace
 
-#define ENTRY __attribute__((visibility("default")))
-
 extern "C" {
 
-ENTRY uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {
+uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {
     const Slots plugged = TheSlots();
     if (present != 1 || plugged.code != 0) {
         return plugged.code;
@@ -65,7 +63,7 @@ ENTRY uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* co
     return 0;
 }
 
-ENTRY uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t /*flags*/, _S_DEV_CONFIG* config) {
+uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t /*flags*/, _S_DEV_CONFIG* config) {
     const std::string serial_number = TheSlots().keys.at(slot);
     if (!serial_number.empty() && serial_number[0] == '?') {
         return CodeIn(serial_number);
