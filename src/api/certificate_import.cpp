@@ -1,7 +1,7 @@
-#include "api/certificate_package.h"
-#include "api/enveloped_key.h"
-#include "api/frame.h"
-#include "api/request_cache.h"
+#include "call/frame.h"
+#include "call/request_cache.h"
+#include "formats/certificate_package.h"
+#include "formats/enveloped_key.h"
 #include "log/vexa_log.h"
 #include "qrv/string.h"
 

@@ -1,7 +1,7 @@
-#include "api/frame.h"
-#include "api/request_cache.h"
-#include "api/request_description.h"
-#include "api/request_entries.h"
+#include "call/frame.h"
+#include "call/request_cache.h"
+#include "formats/request_description.h"
+#include "formats/request_entries.h"
 #include "log/vexa_log.h"
 #include "qrv/string.h"
 

@@ -1,5 +1,5 @@
-#include "api/frame.h"
-#include "api/length_protocol.h"
+#include "call/frame.h"
+#include "call/lengths.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "api/frame.h"
-#include "api/length_protocol.h"
-#include "api/output_estimate.h"
+#include "call/buffers.h"
+#include "call/frame.h"
+#include "call/lengths.h"
 #include "qrv/string.h"
 
 int32_t AsymDec(const char* szSN, int32_t nParam1, uint32_t nParam2, const char* szCipher,

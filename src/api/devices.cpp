@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <cstring>
 
-#include "api/frame.h"
 #include "api/media_id.h"
-#include "api/process_objects.h"
+#include "call/frame.h"
 #include "common/loaded_objects.h"
+#include "common/process_objects.h"
 #include "log/vexa_log.h"
 #include "maker/token.h"
 

@@ -1,7 +1,7 @@
 #include <cstring>
 
-#include "api/frame.h"
-#include "api/length_protocol.h"
+#include "call/frame.h"
+#include "call/lengths.h"
 #include "qrv/string.h"
 
 namespace {

@@ -2,9 +2,9 @@
 #include <cstring>
 #include <string_view>
 
-#include "api/frame.h"
-#include "api/length_protocol.h"
 #include "api/media_id.h"
+#include "call/frame.h"
+#include "call/lengths.h"
 #include "log/vexa_log.h"
 
 namespace {

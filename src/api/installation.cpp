@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "api/frame.h"
+#include "call/frame.h"
 #include "maker/places.h"
 
 namespace {

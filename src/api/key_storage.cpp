@@ -1,8 +1,8 @@
 #include <cstring>
 
-#include "api/frame.h"
-#include "api/init_flag.h"
-#include "api/length_protocol.h"
+#include "call/frame.h"
+#include "call/init_flag.h"
+#include "call/lengths.h"
 #include "log/vexa_log.h"
 #include "qrv/string.h"
 

@@ -1,5 +1,5 @@
-#include "api/frame.h"
-#include "api/init_flag.h"
+#include "call/frame.h"
+#include "call/init_flag.h"
 
 // A plain byte, as the C header declares it; every access here is atomic.
 ORVAL_API uint8_t g_initFlag = 0;

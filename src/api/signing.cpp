@@ -1,8 +1,8 @@
 #include <cstring>
 
-#include "api/frame.h"
-#include "api/length_protocol.h"
-#include "api/output_estimate.h"
+#include "call/buffers.h"
+#include "call/frame.h"
+#include "call/lengths.h"
 #include "qrv/string.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // A certificate package is of the type, and has the items, that a plain reading of it gives.
-#include "api/certificate_package.h"
 #include "common/commonfunction.h"
+#include "formats/certificate_package.h"
 #include "fuzz_target.h"
 #include "plain_package.h"
 #include "qrv/string.h"

@@ -1,5 +1,5 @@
 // A request description yields the records and values that a plain reading of it yields.
-#include "api/request_description.h"
+#include "formats/request_description.h"
 #include "fuzz_target.h"
 #include "plain_description.h"
 #include "qrv/exception.h"

@@ -1,10 +1,10 @@
-#include "api/request_cache.h"
+#include "call/request_cache.h"
 
 #include <cstring>
 #include <memory>
 #include <string_view>
 
-#include "api/length_protocol.h"
+#include "call/lengths.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "api/frame.h"
+#include "call/frame.h"
 
 #include <cstring>
 
-#include "api/init_flag.h"
+#include "call/init_flag.h"
 #include "log/vexa_log.h"
 
 void EnsureInitialized() {

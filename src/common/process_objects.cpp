@@ -1,9 +1,10 @@
 // What exists once for the process, in the order of its construction when the library is loaded.
 // The stream library comes first, so that it outlives the objects below. Nothing is loaded from
 // the back-end here.
+#include "common/process_objects.h"
+
 #include <iostream>
 
-#include "api/process_objects.h"
 #include "common/commonfunction.h"
 #include "qrv/revival.h"
 

@@ -1,9 +1,9 @@
-#include "api/enveloped_key.h"
+#include "formats/enveloped_key.h"
 
 #include <cstring>
 #include <string_view>
 
-#include "api/frame.h"
+#include "call/frame.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "api/certificate_package.h"
+#include "formats/certificate_package.h"
 
 PackageItems::PackageItems(const QRV::CString& package, const char* name_with_bracket)
     : package_(package), name_(name_with_bracket) {}

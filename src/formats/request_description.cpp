@@ -1,4 +1,4 @@
-#include "api/request_description.h"
+#include "formats/request_description.h"
 
 namespace {
 

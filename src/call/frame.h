@@ -1,5 +1,5 @@
-#ifndef ORVAL_API_FRAME_H
-#define ORVAL_API_FRAME_H
+#ifndef ORVAL_CALL_FRAME_H
+#define ORVAL_CALL_FRAME_H
 
 #include <cstdint>
 

@@ -1,5 +1,5 @@
-#ifndef ORVAL_API_PROCESS_OBJECTS_H
-#define ORVAL_API_PROCESS_OBJECTS_H
+#ifndef ORVAL_COMMON_PROCESS_OBJECTS_H
+#define ORVAL_COMMON_PROCESS_OBJECTS_H
 
 #include <cstdint>
 #include <map>

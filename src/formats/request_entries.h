@@ -1,10 +1,10 @@
-#ifndef ORVAL_API_REQUEST_ENTRIES_H
-#define ORVAL_API_REQUEST_ENTRIES_H
+#ifndef ORVAL_FORMATS_REQUEST_ENTRIES_H
+#define ORVAL_FORMATS_REQUEST_ENTRIES_H
 
 #include <array>
 #include <cstdint>
 
-#include "api/request_description.h"
+#include "formats/request_description.h"
 #include "maker/entries.h"
 
 // The request entries of one combined call: up to three records, of which a pair for one SM2 key

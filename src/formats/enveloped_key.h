@@ -1,5 +1,5 @@
-#ifndef ORVAL_API_ENVELOPED_KEY_H
-#define ORVAL_API_ENVELOPED_KEY_H
+#ifndef ORVAL_FORMATS_ENVELOPED_KEY_H
+#define ORVAL_FORMATS_ENVELOPED_KEY_H
 
 #include "qrv/string.h"
 

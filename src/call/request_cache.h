@@ -1,5 +1,5 @@
-#ifndef ORVAL_API_REQUEST_CACHE_H
-#define ORVAL_API_REQUEST_CACHE_H
+#ifndef ORVAL_CALL_REQUEST_CACHE_H
+#define ORVAL_CALL_REQUEST_CACHE_H
 
 #include <cstdint>
 #include <optional>

@@ -1,5 +1,5 @@
-#ifndef ORVAL_API_INIT_FLAG_H
-#define ORVAL_API_INIT_FLAG_H
+#ifndef ORVAL_CALL_INIT_FLAG_H
+#define ORVAL_CALL_INIT_FLAG_H
 
 #include <cstdint>
 

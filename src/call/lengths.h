@@ -1,5 +1,5 @@
-#ifndef ORVAL_API_LENGTH_PROTOCOL_H
-#define ORVAL_API_LENGTH_PROTOCOL_H
+#ifndef ORVAL_CALL_LENGTHS_H
+#define ORVAL_CALL_LENGTHS_H
 
 #include <cstdint>
 #include <cstring>

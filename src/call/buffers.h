@@ -1,5 +1,5 @@
-#ifndef ORVAL_API_OUTPUT_ESTIMATE_H
-#define ORVAL_API_OUTPUT_ESTIMATE_H
+#ifndef ORVAL_CALL_BUFFERS_H
+#define ORVAL_CALL_BUFFERS_H
 
 #include <cstdint>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "api/request_entries.h"
+#include "formats/request_entries.h"
 
 namespace {
 
