@@ -20,7 +20,7 @@ constexpr char kRecord[] =
 
 void WriteRecord(benchmark::State& state) {
     for ([[maybe_unused]] auto unused : state) {
-        LogEntry("GetDllVersion", "End G_LastError: %08X", 0U);
+        orval::LogEntry("GetDllVersion", "End G_LastError: %08X", 0U);
     }
     std::remove(kLog);
 }

@@ -1,8 +1,11 @@
+#include "call/backend.h"
 #include "call/frame.h"
 #include "call/request_cache.h"
 #include "formats/request_description.h"
 #include "formats/request_entries.h"
 #include "log/vexa_log.h"
+#include "maker/entries.h"
+#include "orval_unified_kpxukey.h"
 #include "qrv/string.h"
 
 namespace {
@@ -35,12 +38,18 @@ void AppendRequest(QRV::CString& requests, int32_t position, const char* request
     requests += QRV::CString(request);
 }
 
-// One request for the fields, appended. Stores and returns the outcome.
-int32_t MakeRequest(const char* szSN, const RequestFields& fields, int32_t position,
+// The steps of a call store their outcome and return it.
+
+int32_t VerifyPin(const char* szSN) {
+    return orval::Finish(orval::Backend(&CommonFunction::VerifyPIN, szSN));
+}
+
+// One request for the fields, appended.
+int32_t MakeRequest(const char* szSN, const orval::RequestFields& fields, int32_t position,
                     QRV::CString& requests) {
     RequestText text;
-    const int32_t code =
-        Finish(Backend(&CommonFunction::GMCreatePKCS10, szSN, fields.cert_type, fields.key_type,
+    const int32_t code = orval::Finish(
+        orval::Backend(&CommonFunction::GMCreatePKCS10, szSN, fields.cert_type, fields.key_type,
                        fields.hash_type, text.Receiver(), nullptr, 0));
     if (code == ORVAL_OK) {
         AppendRequest(requests, position, text.Get());
@@ -50,26 +59,29 @@ int32_t MakeRequest(const char* szSN, const RequestFields& fields, int32_t posit
 
 // One request for each record, the PIN verified before each.
 int32_t MakeRequests(const char* szSN, const char* szRequestInfo, QRV::CString& requests) {
-    RequestDescription description(szRequestInfo);
-    RequestFields fields;
+    orval::RequestDescription description(szRequestInfo);
+    orval::RequestFields fields;
     for (int32_t position = 0; description.TakeRecord(); ++position) {
         if (!description.ReadFields(fields)) {
-            return Refuse();
+            return orval::Refuse();
         }
-        if (Finish(Backend(&CommonFunction::VerifyPIN, szSN)) != ORVAL_OK ||
-            MakeRequest(szSN, fields, position, requests) != ORVAL_OK) {
-            return G_LastError;
+        int32_t code = VerifyPin(szSN);
+        if (code == ORVAL_OK) {
+            code = MakeRequest(szSN, fields, position, requests);
+        }
+        if (code != ORVAL_OK) {
+            return code;
         }
     }
     return ORVAL_OK;
 }
 
-int32_t ReadEntries(const char* szRequestInfo, RequestEntries& entries) {
-    RequestDescription description(szRequestInfo);
-    RequestFields fields;
+int32_t ReadEntries(const char* szRequestInfo, orval::RequestEntries& entries) {
+    orval::RequestDescription description(szRequestInfo);
+    orval::RequestFields fields;
     while (description.TakeRecord()) {
         if (entries.IsFull() || !description.ReadFields(fields) || !entries.Add(fields)) {
-            return Refuse();
+            return orval::Refuse();
         }
     }
     return ORVAL_OK;
@@ -78,13 +90,13 @@ int32_t ReadEntries(const char* szRequestInfo, RequestEntries& entries) {
 // Checked after the description, so that a malformed description is reported even with a bad mode.
 int32_t PrepareKey(const char* szSN, uint32_t init_mode) {
     if (init_mode > kInitializeKey) {
-        return Refuse();
+        return orval::Refuse();
     }
     if (init_mode == kVerifyPin) {
         return ORVAL_OK;
     }
     const auto flag = static_cast<uint8_t>(init_mode);
-    return Finish(Backend(&CommonFunction::CustInitCard, szSN, flag, nullptr, 0));
+    return orval::Finish(orval::Backend(&CommonFunction::CustInitCard, szSN, flag, nullptr, 0));
 }
 
 int32_t MakeEntryRequest(const char* szSN, RequestEntry& entry, int32_t position,
@@ -92,8 +104,8 @@ int32_t MakeEntryRequest(const char* szSN, RequestEntry& entry, int32_t position
     const QRV::CString serial_number(szSN);
     RequestText text;
     const int32_t code =
-        Finish(Backend(&CommonFunction::GMCreatePKCS10Ex, serial_number.GetString(), &entry,
-                       text.Receiver(), 1, nullptr, 0));
+        orval::Finish(orval::Backend(&CommonFunction::GMCreatePKCS10Ex, serial_number.GetString(),
+                                     &entry, text.Receiver(), 1, nullptr, 0));
     if (code == ORVAL_OK) {
         AppendRequest(requests, position, text.Get());
     }
@@ -102,7 +114,7 @@ int32_t MakeEntryRequest(const char* szSN, RequestEntry& entry, int32_t position
 
 // One request for each entry in use. The PIN is verified once, with entry 0: a call whose entry 0
 // is not in use makes its requests without, and its text begins with the separator.
-int32_t MakeEntryRequests(const char* szSN, uint32_t init_mode, RequestEntries& entries,
+int32_t MakeEntryRequests(const char* szSN, uint32_t init_mode, orval::RequestEntries& entries,
                           QRV::CString& requests) {
     int32_t position = -1;
     for (RequestEntry& entry : entries.All()) {
@@ -110,12 +122,15 @@ int32_t MakeEntryRequests(const char* szSN, uint32_t init_mode, RequestEntries& 
         if (entry.certType <= 0 || entry.keyType <= 0) {
             continue;
         }
-        if (position == 0 && init_mode != kInitializeKey &&
-            Finish(Backend(&CommonFunction::VerifyPIN, szSN)) != ORVAL_OK) {
-            return G_LastError;
+        int32_t code = ORVAL_OK;
+        if (position == 0 && init_mode != kInitializeKey) {
+            code = VerifyPin(szSN);
         }
-        if (MakeEntryRequest(szSN, entry, position, requests) != ORVAL_OK) {
-            return G_LastError;
+        if (code == ORVAL_OK) {
+            code = MakeEntryRequest(szSN, entry, position, requests);
+        }
+        if (code != ORVAL_OK) {
+            return code;
         }
     }
     return ORVAL_OK;
@@ -125,40 +140,46 @@ int32_t MakeEntryRequests(const char* szSN, uint32_t init_mode, RequestEntries& 
 
 int32_t GenerateCertRequest(const char* szSN, const char* szRequestInfo, char* pszOut,
                             int32_t* pnOutLen) {
-    OpenCall();
-    if (AnyNull(pnOutLen, szSN, szRequestInfo)) {
-        return Refuse();
+    orval::BeginClean();
+    if (orval::AnyNull(pnOutLen, szSN, szRequestInfo)) {
+        return orval::Refuse();
     }
-    if (const auto served = ServeFromCache(szSN, szRequestInfo, pszOut, pnOutLen)) {
+    if (const auto served = orval::ServeFromCache(szSN, szRequestInfo, pszOut, pnOutLen)) {
         return *served;
     }
     QRV::CString requests;
-    if (MakeRequests(szSN, szRequestInfo, requests) != ORVAL_OK) {
-        return G_LastError;
+    const int32_t code = MakeRequests(szSN, szRequestInfo, requests);
+    if (code != ORVAL_OK) {
+        return code;
     }
-    return DeliverRequests(requests, szSN, szRequestInfo, pszOut, pnOutLen);
+    return orval::DeliverRequests(requests, szSN, szRequestInfo, pszOut, pnOutLen);
 }
 
 int32_t Batch_InitAndGenerateCertRequest(const char* szSN, uint32_t nInitMode,
                                          const char* szRequestInfo, char* pszOut,
                                          int32_t* pnOutLen) {
-    LogEntry(__func__, "Begin szSN = %s,requestInfo = %s", szSN, szRequestInfo);
-    EnsureInitialized();
-    if (AnyNull(szRequestInfo, pnOutLen)) {
-        return Refuse();
+    orval::LogEntry(__func__, "Begin szSN = %s,requestInfo = %s", szSN, szRequestInfo);
+    orval::Begin();
+    if (orval::AnyNull(szRequestInfo, pnOutLen)) {
+        return orval::Refuse();
     }
     // The last error is not reset yet: a fetch served from the cache returns what it holds, 0 after
     // the size query that filled the cache.
-    if (const auto served = ServeFromCache(szSN, szRequestInfo, pszOut, pnOutLen)) {
+    if (const auto served = orval::ServeFromCache(szSN, szRequestInfo, pszOut, pnOutLen)) {
         return *served;
     }
-    G_LastError = ORVAL_OK;
-    RequestEntries entries;
+    orval::ClearLastError();
+    orval::RequestEntries entries;
     QRV::CString requests;
-    if (ReadEntries(szRequestInfo, entries) != ORVAL_OK ||
-        PrepareKey(szSN, nInitMode) != ORVAL_OK ||
-        MakeEntryRequests(szSN, nInitMode, entries, requests) != ORVAL_OK) {
-        return G_LastError;
+    int32_t code = ReadEntries(szRequestInfo, entries);
+    if (code == ORVAL_OK) {
+        code = PrepareKey(szSN, nInitMode);
     }
-    return DeliverRequests(requests, szSN, szRequestInfo, pszOut, pnOutLen);
+    if (code == ORVAL_OK) {
+        code = MakeEntryRequests(szSN, nInitMode, entries, requests);
+    }
+    if (code != ORVAL_OK) {
+        return code;
+    }
+    return orval::DeliverRequests(requests, szSN, szRequestInfo, pszOut, pnOutLen);
 }

@@ -1,28 +1,33 @@
+#include "call/backend.h"
 #include "call/buffers.h"
 #include "call/frame.h"
 #include "call/lengths.h"
+#include "orval_unified_kpxukey.h"
 #include "qrv/string.h"
 
 int32_t AsymDec(const char* szSN, int32_t nParam1, uint32_t nParam2, const char* szCipher,
                 char* pszPlain, int32_t* pnPlainLen) {
-    EnsureInitialized();
-    if (AnyNull(pnPlainLen, szCipher)) {
-        return Refuse();
+    orval::Begin();
+    if (orval::AnyNull(pnPlainLen, szCipher)) {
+        return orval::Refuse();
     }
-    G_LastError = ORVAL_OK;
-    const int32_t estimate = OutputEstimate(szCipher);
+    orval::ClearLastError();
+    const int32_t bound = orval::lengths::DecryptionBound(szCipher);
     if (pszPlain == nullptr) {
-        return AnswerBound(estimate, pnPlainLen);
+        return orval::AnswerBound(bound, pnPlainLen);
     }
-    const auto plain = ZeroedOutput(estimate);
+    const auto plain = orval::ZeroedOutput(bound);
     const QRV::CString serial_number(szSN);
     QRV::CString cipher(szCipher);
     cipher.Replace("\r", "");
     cipher.Replace("\n", "");
-    int32_t length = estimate;
-    if (Finish(Backend(&CommonFunction::GMUSBKeyAsymDec2, serial_number.GetString(), nParam1,
-                       nParam2, cipher.GetString(), plain.get(), &length)) != ORVAL_OK) {
-        return G_LastError;
+    int32_t length = bound;
+    const int32_t code =
+        orval::Backend(&CommonFunction::GMUSBKeyAsymDec2, serial_number.GetString(), nParam1,
+                       nParam2, cipher.GetString(), plain.get(), &length);
+    if (code != ORVAL_OK) {
+        return orval::Finish(code);
     }
-    return DeliverText(plain.get(), length, pszPlain, pnPlainLen, WhenShort::kTextLength);
+    return orval::Finish(
+        orval::lengths::Decryption::Deliver(plain.get(), length, pszPlain, pnPlainLen));
 }

@@ -6,12 +6,13 @@
 #include <cerrno>
 #include <cstring>
 
-#include "api/media_id.h"
 #include "call/frame.h"
+#include "call/lengths.h"
 #include "common/loaded_objects.h"
 #include "common/process_objects.h"
 #include "log/vexa_log.h"
 #include "maker/token.h"
+#include "orval_unified_kpxukey.h"
 
 namespace {
 
@@ -35,9 +36,6 @@ enum LogLine {
     kEndLine = 616,
 };
 
-// 16 characters and the terminator.
-constexpr uint32_t kSerialNumberRoom = 17;
-constexpr size_t kSlotArraySize = 16;
 constexpr uint32_t kSlotsAskedFor = 10;
 constexpr uint32_t kArrivalInfoFlags = 0x000E0000;
 constexpr long kPauseNanoseconds = 20000000;
@@ -46,17 +44,18 @@ constexpr long kPauseNanoseconds = 20000000;
 std::atomic<bool> isRun{false};
 
 int32_t FinishToken(uint32_t code) {
-    return Finish(static_cast<int32_t>(code));
+    return orval::Finish(static_cast<int32_t>(code));
 }
 
+// The records of the wait show the last error as it stands: another thread may have changed it.
 void LogStep(const char* tag, const char* format, LogLine line) {
     // NOLINTNEXTLINE(clang-diagnostic-format-nonliteral): one of the formats above
-    LogEntry(tag, format, G_LastError, static_cast<int>(line));
+    orval::LogEntry(tag, format, orval::LastError(), static_cast<int>(line));
 }
 
 int32_t EndWait(LogLine line) {
     LogStep(kWaitTag, kEndFormat, line);
-    return G_LastError;
+    return orval::LastError();
 }
 
 // An interrupted pause is resumed for the time left. Any other failure ends the pause early, and
@@ -85,12 +84,19 @@ void AwaitEventOrStop(VEXA_EVENT_INFO& event, uint32_t& context) {
     }
 }
 
+// Replaces strMediaId with the serial number in a device record: at most 16 characters, ending at
+// the first NUL within them.
+void X_getMediaId(std::string& strMediaId, const _S_DEV_CONFIG* pDevConfig) {
+    strMediaId.assign(pDevConfig->mediaId,
+                      strnlen(pDevConfig->mediaId, sizeof(pDevConfig->mediaId)));
+}
+
 std::string TakeArrival(const VEXA_EVENT_INFO& event, uint32_t* pulEvent) {
     LogStep(kArrivalTag, kStepFormat, kArrivalLine);
     *pulEvent = ORVAL_KEY_INSERTED;
     const uint32_t slot = event.ei.slotEvent.u32SlotID;
-    LogEntry(kArrivalTag, " event.ei.slotEvent.u32SlotID = %d, line = %d",
-             static_cast<int32_t>(slot), static_cast<int>(kArrivalSlotLine));
+    orval::LogEntry(kArrivalTag, " event.ei.slotEvent.u32SlotID = %d, line = %d",
+                    static_cast<int32_t>(slot), static_cast<int>(kArrivalSlotLine));
     _S_DEV_CONFIG config = {};
     FinishToken(VexaT_GetDeviceInfo(slot, kArrivalInfoFlags, &config));
     LogStep(kArrivalTag, kStepFormat, kArrivalInfoLine);
@@ -106,7 +112,7 @@ std::string TakeRemoval(const VEXA_EVENT_INFO& event, uint32_t* pulEvent) {
     *pulEvent = ORVAL_KEY_REMOVED;
     std::string serial_number = g_WaitEventSlotMap[event.ei.slotEvent.u32SlotID];
     LogStep(kRemovalTag, kStepFormat, kRemovalFoundLine);
-    G_LastError = ORVAL_OK;
+    orval::ClearLastError();
     return serial_number;
 }
 
@@ -124,7 +130,7 @@ std::string TakeEvent(const VEXA_EVENT_INFO& event, uint32_t* pulEvent) {
 // Rebuilds the slot map from the keys present now. What cannot be read is left out silently.
 void X_getCurrentSlots() {
     g_WaitEventSlotMap.clear();
-    std::array<uint32_t, kSlotArraySize> slots = {};
+    std::array<uint32_t, maker::kSlotArrayRoom> slots = {};
     uint32_t count = kSlotsAskedFor;
     if (VexaT_GetSlotList(1, slots.data(), &count) != 0) {
         return;
@@ -138,27 +144,27 @@ void X_getCurrentSlots() {
 }
 
 void RememberCurrentSlots() {
-    LogEntry("X_getCurrentSlots", "before");
+    orval::LogEntry("X_getCurrentSlots", "before");
     X_getCurrentSlots();
-    LogEntry("X_getCurrentSlots", "after");
+    orval::LogEntry("X_getCurrentSlots", "after");
 }
 
 }  // namespace
 
 int32_t WaitForKeyEvent(uint32_t* pulEvent, char* szSN, uint32_t* pulSNLen) {
-    LogEntry(kWaitTag, "begin");
-    EnsureInitialized();
+    orval::LogEntry(kWaitTag, "begin");
+    orval::Begin();
     if (szSN == nullptr) {
-        *pulSNLen = kSerialNumberRoom;
-        G_LastError = ORVAL_OK;
+        *pulSNLen = orval::lengths::kKeyEventBound;
+        orval::ClearLastError();
         return EndWait(kSizeQueryLine);
     }
     // From here on the call may be long: the token library answers when it likes.
-    StayLoaded();
+    orval::StayLoaded();
     RememberCurrentSlots();
     isRun = true;
     uint32_t context = 0;
-    G_LastError = ORVAL_OK;
+    orval::ClearLastError();
     if (FinishToken(VexaT_ContextInit(&context)) != ORVAL_OK) {
         return EndWait(kContextFailedLine);
     }
@@ -167,19 +173,19 @@ int32_t WaitForKeyEvent(uint32_t* pulEvent, char* szSN, uint32_t* pulSNLen) {
     if (!isRun) {
         // The context stays open and nothing is logged: the client's next wait opens its own.
         *pulEvent = ORVAL_WAIT_STOPPED;
-        return ORVAL_OK;
+        return orval::ReturnOnly(ORVAL_OK);
     }
     const std::string serial_number = TakeEvent(event, pulEvent);
     VexaT_ContextFinal();
-    *pulSNLen = static_cast<uint32_t>(serial_number.size());
-    std::memcpy(szSN, serial_number.c_str(), serial_number.size() + 1);
+    orval::lengths::KeyEvent::Deliver(serial_number.c_str(),
+                                      static_cast<int32_t>(serial_number.size()), szSN, pulSNLen);
     return EndWait(kEndLine);
 }
 
 int32_t StopDetectUKey() {
-    OpenCall();
+    orval::BeginClean();
     if (isRun) {
         isRun = false;
     }
-    return G_LastError;
+    return orval::ReturnOnly(ORVAL_OK);
 }

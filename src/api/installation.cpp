@@ -3,7 +3,9 @@
 #include <vector>
 
 #include "call/frame.h"
+#include "common/commonfunction.h"
 #include "maker/places.h"
+#include "orval_unified_kpxukey.h"
 
 namespace {
 
@@ -13,25 +15,26 @@ constexpr int32_t kCheckDirectory = 1;
 // Looks each name up in the listing itself, not among the files that an installation should have:
 // a directory that can be read passes, whatever it holds. Clients rely on it, because they run
 // with partial installations.
-void CheckListing(const std::vector<std::string>& names) {
+int32_t CheckListing(const std::vector<std::string>& names) {
+    int32_t code = ORVAL_OK;
     for (const std::string& name : names) {
         if (std::find(names.begin(), names.end(), name) == names.end()) {
-            G_LastError = ORVAL_UNSUPPORTED;
+            code = ORVAL_UNSUPPORTED;
         }
     }
+    return code;
 }
 
 }  // namespace
 
 int32_t CheckDriverIntegrity(int32_t mode) {
-    OpenCall();
+    orval::BeginClean();
     if (mode != kCheckDirectory) {
-        return Finish(ORVAL_UNSUPPORTED);
+        return orval::Finish(ORVAL_UNSUPPORTED);
     }
     std::vector<std::string> names;
     if (ORVAL_ComFunc.find_dir_file(kInstallationPath, names) != ORVAL_OK) {
-        return Finish(ORVAL_UNSUPPORTED);
+        return orval::Finish(ORVAL_UNSUPPORTED);
     }
-    CheckListing(names);
-    return G_LastError;
+    return orval::Finish(CheckListing(names));
 }

@@ -1,15 +1,16 @@
 #include <cstring>
 
+#include "call/backend.h"
+#include "call/buffers.h"
 #include "call/frame.h"
-#include "call/init_flag.h"
 #include "call/lengths.h"
 #include "log/vexa_log.h"
+#include "maker/rooms.h"
+#include "orval_unified_kpxukey.h"
 #include "qrv/string.h"
 
 namespace {
 
-constexpr size_t kLabelRoom = 512;
-constexpr size_t kDataRoom = 260;
 constexpr size_t kShortestKeyText = 10;
 constexpr size_t kLongestKeyText = 16;
 constexpr size_t kLongestData = 300;
@@ -21,92 +22,93 @@ bool IsKeyText(const char* text) {
 }
 
 int32_t FormatKey(const char* szSN, void* parameter) {
-    return Finish(Backend(&CommonFunction::CustInitCard, szSN, 0, parameter, 0));
+    return orval::Backend(&CommonFunction::CustInitCard, szSN, 0, parameter, 0);
 }
 
 }  // namespace
 
 int32_t InitUKey(const char* szSN) {
-    LogEntry(__func__, "Begin");
-    LogSerialNumber(szSN);
-    if (!IsInitialized()) {
+    orval::LogEntry(__func__, "Begin");
+    orval::LogSerialNumber(szSN);
+    if (!orval::IsInitialized()) {
         // Formatting erases a key, so a client must have begun its work before.
-        return ORVAL_NOT_INITIALIZED;
+        return orval::ReturnOnly(ORVAL_NOT_INITIALIZED);
     }
-    G_LastError = ORVAL_OK;
-    FormatKey(szSN, nullptr);
-    return LogEnd(__func__);
+    orval::ClearLastError();
+    return orval::FinishLogged(__func__, FormatKey(szSN, nullptr));
 }
 
 int32_t TestInitUKey(const char* szSN, void* pParam) {
-    LogEntry(__func__, "Begin");
-    OpenCall();
-    FormatKey(szSN, pParam);
-    return LogEnd(__func__);
+    orval::LogEntry(__func__, "Begin");
+    orval::BeginClean();
+    return orval::FinishLogged(__func__, FormatKey(szSN, pParam));
 }
 
 int32_t GetLabel(const char* szSN, char* pszLabel, int32_t* pnLabelLen) {
-    EnsureInitialized();
-    if (AnyNull(pnLabelLen, szSN)) {
-        return Refuse();
+    orval::Begin();
+    if (orval::AnyNull(pnLabelLen, szSN)) {
+        return orval::Refuse();
     }
-    G_LastError = ORVAL_OK;
-    TextBuffer<kLabelRoom> label;
+    orval::ClearLastError();
+    orval::TextBuffer<maker::kLabelRoom> label;
     QRV::CString serial_number(szSN);
     if (serial_number.IsEmpty()) {
-        return Refuse();
+        return orval::Refuse();
     }
     char* writable = serial_number.GetBuffer(serial_number.GetLength());
-    if (Finish(Backend(&CommonFunction::GetLabel, writable, label.text)) != ORVAL_OK) {
-        return G_LastError;
+    const int32_t code = orval::Backend(&CommonFunction::GetLabel, writable, label.text);
+    if (code != ORVAL_OK) {
+        return orval::Finish(code);
     }
-    return CopyOutText(label.text, label.Length(), pszLabel, pnLabelLen, WhenShort::kTextLength);
+    return orval::Finish(orval::lengths::CertificateNameLabel::Deliver(label.text, label.Length(),
+                                                                       pszLabel, pnLabelLen));
 }
 
 int32_t SetLabel(const char* szSN, const char* szLabel) {
-    EnsureInitialized();
-    if (AnyNull(szSN, szLabel)) {
-        return Refuse();
+    orval::Begin();
+    if (orval::AnyNull(szSN, szLabel)) {
+        return orval::Refuse();
     }
-    return Finish(Backend(&CommonFunction::SetLabel, szSN, szLabel));
+    return orval::Finish(orval::Backend(&CommonFunction::SetLabel, szSN, szLabel));
 }
 
 int32_t GetData(const char* szSN, int32_t nIndex, char* pszData, int32_t* pnDataLen) {
-    EnsureInitialized();
-    if (AnyNull(szSN, pnDataLen) || !IsKeyText(szSN)) {
-        return Refuse();
+    orval::Begin();
+    if (orval::AnyNull(szSN, pnDataLen) || !IsKeyText(szSN)) {
+        return orval::Refuse();
     }
-    G_LastError = ORVAL_OK;
-    TextBuffer<kDataRoom> data;
-    if (Finish(Backend(&CommonFunction::GetData, szSN, nIndex, data.text)) != ORVAL_OK) {
-        return G_LastError;
+    orval::ClearLastError();
+    orval::TextBuffer<maker::kDataRoom> data;
+    const int32_t code = orval::Backend(&CommonFunction::GetData, szSN, nIndex, data.text);
+    if (code != ORVAL_OK) {
+        return orval::Finish(code);
     }
-    return CopyOutText(data.text, data.Length(), pszData, pnDataLen,
-                       WhenShort::kTextLengthAndTerminator);
+    return orval::Finish(
+        orval::lengths::Data::Deliver(data.text, data.Length(), pszData, pnDataLen));
 }
 
 int32_t SetData(const char* szSN, int32_t nIndex, const char* szData) {
-    EnsureInitialized();
-    if (AnyNull(szSN, szData) || !IsKeyText(szSN) || std::strlen(szData) > kLongestData) {
-        return Refuse();
+    orval::Begin();
+    if (orval::AnyNull(szSN, szData) || !IsKeyText(szSN) || std::strlen(szData) > kLongestData) {
+        return orval::Refuse();
     }
-    return Finish(Backend(&CommonFunction::SetData, szSN, nIndex, szData));
+    return orval::Finish(orval::Backend(&CommonFunction::SetData, szSN, nIndex, szData));
 }
 
 // The back-end takes the two texts of SetCharset and SetLanguage in the opposite order.
 
 int32_t SetCharset(const char* szFirst, const char* szSecond) {
-    EnsureInitialized();
-    if (AnyNull(szFirst, szSecond)) {
-        return Refuse();
+    orval::Begin();
+    if (orval::AnyNull(szFirst, szSecond)) {
+        return orval::Refuse();
     }
-    return Finish(Backend(&CommonFunction::UOS_SetCharset, szSecond, szFirst));
+    return orval::Finish(orval::Backend(&CommonFunction::UOS_SetCharset, szSecond, szFirst));
 }
 
 int32_t SetLanguage(const char* szFirst, const char* szSecond) {
-    EnsureInitialized();
-    if (AnyNull(szFirst, szSecond)) {
-        return Refuse();
+    orval::Begin();
+    if (orval::AnyNull(szFirst, szSecond)) {
+        return orval::Refuse();
     }
-    return Finish(Backend(&CommonFunction::UOS_SetLanguage, szSecond, szFirst));
+    return orval::Finish(orval::Backend(&CommonFunction::UOS_SetLanguage, szSecond, szFirst));
 }

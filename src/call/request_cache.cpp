@@ -5,7 +5,9 @@
 #include <string_view>
 
 #include "call/lengths.h"
+#include "common/last_error.h"
 
+namespace orval {
 namespace {
 
 // Texts from array new, all null while the cache is empty. Plain pointers, so that no destructor
@@ -71,26 +73,28 @@ std::optional<int32_t> ServeFromCache(const char* szSN, const char* szRequestInf
         ReleaseP10Buffer();
         return std::nullopt;
     }
-    // Unlike a fresh fetch, a short buffer is told the length with the terminator, and the cache
-    // stays for the next try.
-    const auto text_length = static_cast<int32_t>(std::strlen(g_szLastP10));
-    const bool fits = *length >= text_length;
-    const int32_t outcome =
-        DeliverText(g_szLastP10, text_length, out, length, WhenShort::kTextLengthAndTerminator);
-    if (fits) {
-        ReleaseP10Buffer();
+    const int32_t code = lengths::RememberedRequests::Deliver(
+        g_szLastP10, static_cast<int32_t>(std::strlen(g_szLastP10)), out, length);
+    if (code != ORVAL_OK) {
+        // The cache stays for the next try.
+        return Finish(code);
     }
-    return outcome;
+    ReleaseP10Buffer();
+    return LastError();
 }
 
 int32_t DeliverRequests(const QRV::CString& requests, const char* szSN, const char* szRequestInfo,
                         char* out, int32_t* length) {
-    if (out != nullptr) {
-        return DeliverText(requests.GetString(), requests.GetLength(), out, length,
-                           WhenShort::kTextLength);
+    const bool is_query = out == nullptr;
+    if (is_query) {
+        ReleaseP10Buffer();
     }
-    ReleaseP10Buffer();
-    *length = WithTerminator(requests.GetLength());
-    Fill(requests, szSN, szRequestInfo);
-    return G_LastError;
+    const int32_t code =
+        lengths::FreshRequests::Deliver(requests.GetString(), requests.GetLength(), out, length);
+    if (is_query) {
+        Fill(requests, szSN, szRequestInfo);
+    }
+    return Finish(code);
 }
+
+}  // namespace orval

@@ -3,12 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "common/last_error.h"
 #include "maker/entries.h"
 
 // The back-end key library: its entry points in slot order, its handle, and a few utilities.
@@ -40,7 +37,7 @@ class __attribute__((visibility("default"))) CommonFunction {
     // end: the text's length + 1 times.
     int32_t GetSubStringCount(const std::string& strText, const std::string& strSub);
 
-    // Types the answer of a certificate authority: a PackageType. The rule is in
+    // Types the answer of a certificate authority: an orval::PackageType. The rule is in
     // docs/certificate-package.md.
     int32_t GetBatchCertDataType(QRV::CString text);
 
@@ -62,7 +59,7 @@ class __attribute__((visibility("default"))) CommonFunction {
     // in the order in which the directory is read. Returns 0, or -300 when it cannot be opened.
     int32_t find_dir_file(const char* path, std::vector<std::string>& names);
 
-    // The slots. An entry is called through Backend() and never directly: a slot may be empty.
+    // The slots. An entry is called through orval::Backend and never directly: a slot may be empty.
 #define ORVAL_SLOT(slot, name, result, arguments) result(*name) arguments;
     ORVAL_BACKEND_ENTRIES(ORVAL_SLOT)
 #undef ORVAL_SLOT
@@ -80,56 +77,5 @@ ORVAL_BACKEND_ENTRIES(ORVAL_SLOT_POSITION)
 #undef ORVAL_SLOT_POSITION
 
 __attribute__((visibility("default"))) extern CommonFunction ORVAL_ComFunc;
-
-// What GetBatchCertDataType answers.
-enum class PackageType : int32_t {
-    kMalformed = 1,    // an item name is unknown
-    kSinglePkcs7 = 2,  // no package at all
-    kPackage = 3,
-};
-
-// The slots are plain pointers, as their layout demands, that threads which bind at once share.
-template <typename Pointer>
-Pointer LoadShared(const Pointer& slot) {
-    return __atomic_load_n(&slot, __ATOMIC_RELAXED);
-}
-
-template <typename Pointer>
-void StoreShared(Pointer& slot, Pointer value) {
-    __atomic_store_n(&slot, value, __ATOMIC_RELAXED);
-}
-
-// Whether an address lies in the back-end library, loaded as it is now.
-bool LiesInBackend(const void* address);
-
-// Whether a slot can be called. Without a handle, what a slot holds may be gone: a bind that failed
-// halfway leaves addresses of the library that it closed, where the loader may have put another
-// one since. A bind that failed to open leaves those of a library that is still loaded, and clients
-// go on with it.
-template <typename Function>
-bool IsCallable(Function* entry) {
-    return entry != nullptr && (LoadShared(ORVAL_ComFunc.handle) != nullptr ||
-                                LiesInBackend(reinterpret_cast<const void*>(entry)));
-}
-
-// Calls an entry, or nothing and -101 in G_LastError when its slot is empty: after a failed bind,
-// or before the first one. The one place where an entry is called.
-template <typename Result, typename... Parameters, typename... Arguments>
-std::optional<Result> CallEntry(Result (*CommonFunction::*entry)(Parameters...),
-                                Arguments&&... arguments) {
-    auto* function = LoadShared(ORVAL_ComFunc.*entry);
-    if (!IsCallable(function)) {
-        Finish(ORVAL_BACKEND_UNAVAILABLE);
-        return std::nullopt;
-    }
-    return function(std::forward<Arguments>(arguments)...);
-}
-
-// Calls an entry that returns a code; an empty slot gives -101.
-template <typename... Parameters, typename... Arguments>
-int32_t Backend(int32_t (*CommonFunction::*entry)(Parameters...), Arguments&&... arguments) {
-    return CallEntry(entry, std::forward<Arguments>(arguments)...)
-        .value_or(ORVAL_BACKEND_UNAVAILABLE);
-}
 
 #endif

@@ -1,10 +1,14 @@
+#include "common/directory.h"
+
 #include <dirent.h>
 
 #include <memory>
 
-#include "common/commonfunction.h"
+#include "orval_unified_kpxukey.h"
 
-int32_t CommonFunction::find_dir_file(const char* path, std::vector<std::string>& names) {
+namespace orval {
+
+int32_t ListDirectory(const char* path, std::vector<std::string>& names) {
     const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir(path), closedir);
     if (directory == nullptr) {
         return ORVAL_UNSUPPORTED;
@@ -14,3 +18,5 @@ int32_t CommonFunction::find_dir_file(const char* path, std::vector<std::string>
     }
     return ORVAL_OK;
 }
+
+}  // namespace orval

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstring>
 
+namespace orval {
 namespace {
 
 bool IsSameFile(const char* one, const char* other) {
@@ -40,3 +41,5 @@ void StayLoaded() {
         stays = dlopen(self.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
     }
 }
+
+}  // namespace orval

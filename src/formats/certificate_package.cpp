@@ -1,5 +1,47 @@
 #include "formats/certificate_package.h"
 
+#include <algorithm>
+#include <string_view>
+
+namespace orval {
+namespace {
+
+constexpr std::string_view kItemNames[] = {kSignCertItem, kEncCertItem, kEncPriKeyItem};
+
+// The client's locale has no say in what a package is: in a Turkish one, "i" and "I" are no pair.
+constexpr char UpperAscii(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+bool IsItemName(const QRV::CString& text) {
+    const std::string_view name(text.GetString(), static_cast<size_t>(text.GetLength()));
+    return std::any_of(std::begin(kItemNames), std::end(kItemNames), [name](auto known) {
+        known.remove_suffix(1);  // the bracket
+        return std::equal(name.begin(), name.end(), known.begin(), known.end(),
+                          [](char a, char b) { return UpperAscii(a) == UpperAscii(b); });
+    });
+}
+
+}  // namespace
+
+PackageType TypeOfPackage(const QRV::CString& text) {
+    int32_t bracket = text.Find("(");
+    if (bracket <= 0) {
+        return PackageType::kSinglePkcs7;
+    }
+    int32_t item = 0;
+    while (IsItemName(text.Mid(item, bracket - item))) {
+        const int32_t separator = text.Find("|", bracket + 1);
+        if (separator < 0) {
+            return PackageType::kPackage;
+        }
+        item = separator + 1;
+        // No bracket gives -1 and with it an empty, unknown name.
+        bracket = text.Find("(", int64_t{separator} + 2);
+    }
+    return PackageType::kMalformed;
+}
+
 PackageItems::PackageItems(const QRV::CString& package, const char* name_with_bracket)
     : package_(package), name_(name_with_bracket) {}
 
@@ -21,3 +63,5 @@ std::optional<QRV::CString> PackageItems::Next() {
     position_ = int64_t{end} + 2;
     return package_.Mid(data, end - data);
 }
+
+}  // namespace orval

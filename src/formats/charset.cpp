@@ -1,11 +1,14 @@
+#include "formats/charset.h"
+
 #include <iconv.h>
 
 #include <cstring>
 #include <limits>
 
-#include "common/commonfunction.h"
+#include "formats/bounded_copy.h"
 #include "qrv/string.h"
 
+namespace orval {
 namespace {
 
 constexpr uint32_t kUtf8ToGb18030 = 0;
@@ -67,30 +70,31 @@ void ConvertToGb18030(QRV::CString& text) {
     text.SetLength(static_cast<int32_t>(converter.Convert(input, output, room)));
 }
 
-int32_t CopyBytes(CommonFunction& common, const char* src, uint32_t length, char** out,
-                  uint32_t* outLen) {
-    *outLen = length;
+int32_t CopyBytes(const char* src, uint32_t length, char** out, uint32_t* out_length) {
+    *out_length = length;
     const uint32_t size = length + kSpareBytes;
     *out = new char[size];
-    common.memcpy_s(*out, size, src, length);
+    CopyBounded(*out, size, src, length);
     return Outcome(length);
 }
 
 }  // namespace
 
-int32_t CommonFunction::MB2MB(uint32_t direction, const char* src, uint32_t srcLen, char** out,
-                              uint32_t* outLen) {
+int32_t ConvertCharset(uint32_t direction, const char* src, uint32_t src_length, char** out,
+                       uint32_t* out_length) {
     if (direction == kCopy) {
-        return CopyBytes(*this, src, srcLen, out, outLen);
+        return CopyBytes(src, src_length, out, out_length);
     }
     if (direction != kUtf8ToGb18030) {
         return kNothingConverted;
     }
-    QRV::CString text(src, static_cast<int32_t>(srcLen));
+    QRV::CString text(src, static_cast<int32_t>(src_length));
     ConvertToGb18030(text);
     const auto length = static_cast<uint32_t>(text.GetLength());
-    *outLen = length;
+    *out_length = length;
     *out = new char[length + kSpareBytes];
     std::memcpy(*out, text.GetString(), length);
     return Outcome(length);
 }
+
+}  // namespace orval

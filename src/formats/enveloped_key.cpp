@@ -3,16 +3,13 @@
 #include <cstring>
 #include <string_view>
 
-#include "call/frame.h"
-
+namespace orval {
 namespace {
 
 constexpr std::string_view kPrefix =
     "00000000000000010000000000000001"
     "000000000000000000000000000000000000000000000273";
 static_assert(kPrefix.size() == 80);
-
-constexpr int32_t kKeyTextRoom = 1024;
 
 // Wherever the prefix stands, the first 80 characters go: authorities have sent it behind a header
 // of their own, and keys that were imported that way must go on being accepted.
@@ -22,13 +19,14 @@ int32_t DroppedCharacters(const QRV::CString& key_text) {
 
 }  // namespace
 
-int32_t ImportEnvelopedKey(const char* serial_number, const QRV::CString& key_text) {
+bool ReadEnvelopedKey(const QRV::CString& key_text, EnvelopedKey& key) {
     const int32_t dropped = DroppedCharacters(key_text);
-    const int32_t length = key_text.GetLength() - dropped;
-    if (length >= kKeyTextRoom) {
-        return Refuse();
+    const auto length = static_cast<size_t>(key_text.GetLength() - dropped);
+    if (length >= sizeof(key.text)) {
+        return false;
     }
-    char buffer[kKeyTextRoom] = {};
-    std::memcpy(buffer, key_text.GetString() + dropped, static_cast<size_t>(length));
-    return Finish(Backend(&CommonFunction::GMImportPriKey, serial_number, buffer, 0));
+    std::memcpy(key.text, key_text.GetString() + dropped, length);
+    return true;
 }
+
+}  // namespace orval

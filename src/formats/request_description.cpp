@@ -1,5 +1,6 @@
 #include "formats/request_description.h"
 
+namespace orval {
 namespace {
 
 struct FieldName {
@@ -58,3 +59,5 @@ bool RequestDescription::ReadFields(RequestFields& fields) const {
     }
     return true;
 }
+
+}  // namespace orval

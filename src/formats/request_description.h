@@ -5,6 +5,8 @@
 
 #include "qrv/string.h"
 
+namespace orval {
+
 // The three fields of a request. A record that leaves a field out keeps the value of the record
 // before it, so one object goes through all records.
 struct RequestFields {
@@ -39,5 +41,7 @@ class RequestDescription final {
     QRV::CString record_;
     int32_t position_ = 0;
 };
+
+}  // namespace orval
 
 #endif

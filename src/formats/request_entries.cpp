@@ -1,5 +1,6 @@
 #include "formats/request_entries.h"
 
+namespace orval {
 namespace {
 
 constexpr int32_t kEncryptionCertType = 3;
@@ -41,3 +42,5 @@ void RequestEntries::Fold(const RequestFields& fields) {
         entry.certType = fields.cert_type;
     }
 }
+
+}  // namespace orval

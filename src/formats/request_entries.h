@@ -7,6 +7,8 @@
 #include "formats/request_description.h"
 #include "maker/entries.h"
 
+namespace orval {
+
 // The request entries of one combined call: up to three records, of which a pair for one SM2 key
 // pair (one of certificate type 3, one of another) is folded into a single, merged entry.
 class RequestEntries final {
@@ -34,5 +36,7 @@ class RequestEntries final {
     size_t pairing_record_ = 0;
     int32_t pairing_cert_type_ = 0;
 };
+
+}  // namespace orval
 
 #endif

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <memory>
 
+namespace orval {
 namespace {
 
 constexpr const char* kPath = "/tmp/VexaPinpad_ORVAL.log";
@@ -88,3 +89,5 @@ void LogHex(const char* pszName, const void* pData, int32_t nLen) {
     }
     WriteEnd(file.get());
 }
+
+}  // namespace orval

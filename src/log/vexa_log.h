@@ -6,6 +6,7 @@
 // The diagnostic log: one text file, always on, one record of two lines a call. Each call opens,
 // writes and closes the file; nothing is reported when that fails. The format is in
 // docs/log-format.md.
+namespace orval {
 
 // Appends a text record. `pszName` is the writer's own name; the text follows printf's rules.
 void LogEntry(const char* pszName, const char* pszFormat, ...)
@@ -13,5 +14,7 @@ void LogEntry(const char* pszName, const char* pszFormat, ...)
 
 // Appends a record with `nLen` bytes of pData in hexadecimal; 0 or a negative number shows none.
 void LogHex(const char* pszName, const void* pData, int32_t nLen);
+
+}  // namespace orval
 
 #endif

@@ -11,6 +11,8 @@
 // The log's two functions are not exported: this program has them compiled in.
 namespace {
 
+using orval::LogEntry;
+using orval::LogHex;
 using scripted::kLogPath;
 
 constexpr off_t kSizeLimit = 104857600;

@@ -1,5 +1,4 @@
 // A certificate package is of the type, and has the items, that a plain reading of it gives.
-#include "common/commonfunction.h"
 #include "formats/certificate_package.h"
 #include "fuzz_target.h"
 #include "plain_package.h"
@@ -18,7 +17,7 @@ std::string AsPlain(const QRV::CString& text) {
 }
 
 void RequireSameItems(const QRV::CString& package, const std::string& plain, const char* name) {
-    PackageItems items(package, name);
+    orval::PackageItems items(package, name);
     for (const std::string& item : walk::PlainItems(plain, name)) {
         const auto data = items.Next();
         Require(data.has_value(), "each plain item is one of the package's");
@@ -32,8 +31,7 @@ void RequireSameItems(const QRV::CString& package, const std::string& plain, con
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string plain(reinterpret_cast<const char*>(data), size);
     const QRV::CString package = AsString(plain);
-    CommonFunction common;
-    Require(common.GetBatchCertDataType(package) == walk::PlainPackageType(plain),
+    Require(static_cast<int32_t>(orval::TypeOfPackage(package)) == walk::PlainPackageType(plain),
             "the type is the plain reading's");
     for (const char* name : {"SignCert(", "EncPriKey(", "EncCert("}) {
         RequireSameItems(package, plain, name);

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-#include "common/commonfunction.h"
+#include "formats/charset.h"
 #include "fuzz_target.h"
 
 namespace {
@@ -50,20 +50,14 @@ std::string PlainConversion(const std::string& text) {
     return converted;
 }
 
-// What converts needs no key, so that this one need not be bound.
-CommonFunction& Common() {
-    static CommonFunction common;
-    return common;
-}
-
 void RequireOutput(uint32_t direction, const std::string& text, const std::string& expected) {
     // Not the text's own memory: its exact size lets a sanitizer see what is read past it.
     auto source = std::make_unique<char[]>(text.size());
     std::copy(text.begin(), text.end(), source.get());
     char* out = nullptr;
     uint32_t length = 0;
-    const int32_t outcome =
-        Common().MB2MB(direction, source.get(), static_cast<uint32_t>(text.size()), &out, &length);
+    const int32_t outcome = orval::ConvertCharset(
+        direction, source.get(), static_cast<uint32_t>(text.size()), &out, &length);
     const std::unique_ptr<char[]> owned(out);
     Require(std::string(out, length) == expected, "the output is the plain conversion's");
     Require(outcome == (expected.empty() ? -1 : 0), "an output of no bytes is a failure");
@@ -74,8 +68,8 @@ void RequireRefusal(uint32_t direction, const std::string& text) {
     char here = 0;
     char* out = &here;
     uint32_t length = 77;
-    Require(Common().MB2MB(direction, text.data(), static_cast<uint32_t>(text.size()), &out,
-                           &length) == -1,
+    Require(orval::ConvertCharset(direction, text.data(), static_cast<uint32_t>(text.size()), &out,
+                                  &length) == -1,
             "an unknown direction is refused");
     Require(out == &here && length == 77, "a refusal writes nothing");
 }

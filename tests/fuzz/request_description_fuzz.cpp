@@ -9,7 +9,7 @@ namespace {
 using fuzz::Require;
 using walk::PlainRead;
 
-PlainRead Read(const RequestDescription& description, RequestFields& fields) {
+PlainRead Read(const orval::RequestDescription& description, orval::RequestFields& fields) {
     try {
         return description.ReadFields(fields) ? PlainRead::kDone : PlainRead::kUnknownName;
     } catch (const QRV::CQrvException& exception) {
@@ -18,7 +18,7 @@ PlainRead Read(const RequestDescription& description, RequestFields& fields) {
     }
 }
 
-void RequireSameFields(const RequestFields& fields, const walk::PlainFields& plain) {
+void RequireSameFields(const orval::RequestFields& fields, const walk::PlainFields& plain) {
     Require(fields.cert_type == plain.cert_type, "CertType is the plain reading's");
     Require(fields.key_type == plain.key_type, "KeyType is the plain reading's");
     Require(fields.hash_type == plain.hash_type, "HashType is the plain reading's");
@@ -29,8 +29,8 @@ void RequireSameFields(const RequestFields& fields, const walk::PlainFields& pla
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // A description is a C text: it ends at the first NUL.
     const std::string text = std::string(reinterpret_cast<const char*>(data), size).c_str();
-    RequestDescription description(text.c_str());
-    RequestFields fields;
+    orval::RequestDescription description(text.c_str());
+    orval::RequestFields fields;
     walk::PlainFields plain_fields;
     for (const std::string& record : walk::PlainRecords(text)) {
         Require(description.TakeRecord(), "each plain record is one of the description's");
