@@ -9,7 +9,8 @@
 
 #include "maker/rooms.h"
 
-struct _S_DEV_CONFIG;  // maker/token.h
+// In maker/token.h.
+struct _S_DEV_CONFIG;  // NOLINT(bugprone-reserved-identifier): the token library's own name
 
 // The product's string, which one entry is handed by reference. Only its name is needed here.
 namespace QRV {

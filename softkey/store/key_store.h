@@ -9,6 +9,7 @@
 
 #include "base/secret.h"
 #include "crypto/key_pair.h"
+#include "maker/rooms.h"
 #include "store/database.h"
 
 namespace softkey {
@@ -19,7 +20,7 @@ constexpr int32_t kMaximumTries = 6;
 constexpr size_t kMinimumPinLength = 6;
 constexpr size_t kMaximumPinLength = 16;
 constexpr size_t kMaximumLabelLength = 255;
-constexpr size_t kMaximumDataLength = 259;  // GetData's buffer is 260 bytes with the terminator
+constexpr size_t kMaximumDataLength = maker::kDataRoom - 1;
 constexpr int32_t kDataItems = 64;
 constexpr int64_t kMaximumTemporaryPairs = 64;
 
