@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
-#include <regex>
 
 namespace scripted {
 
@@ -23,12 +22,23 @@ size_t RoomCalled(const std::string& name) {
     return kRooms.at(name);
 }
 
+Parameter ParameterFrom(const std::string& declaration) {
+    const size_t bracket = std::min(declaration.find('['), declaration.size());
+    const size_t name = declaration.find_last_of(" (", bracket) + 1;
+    const size_t room = declaration.find("::", bracket) + 2;
+    return {declaration.substr(name, bracket - name),
+            bracket == declaration.size()
+                ? 0
+                : RoomCalled(declaration.substr(room, declaration.find(']') - room))};
+}
+
+// Without a regular expression, which allocates arrays: tests count those that a call asks for.
 std::vector<Parameter> ParametersOf(const std::string& signature) {
-    static const std::regex kParameter(R"((\w+)(\[maker::(\w+)\])?[,)])");
     std::vector<Parameter> parameters;
-    for (std::sregex_iterator at(signature.begin(), signature.end(), kParameter), end; at != end;
-         ++at) {
-        parameters.push_back({(*at)[1], (*at)[3].matched ? RoomCalled((*at)[3]) : 0});
+    size_t start = 0;
+    for (size_t end = 0; (end = signature.find_first_of(",)", start)) != std::string::npos;
+         start = end + 1) {
+        parameters.push_back(ParameterFrom(signature.substr(start, end - start)));
     }
     return parameters;
 }
