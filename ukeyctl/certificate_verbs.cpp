@@ -1,5 +1,5 @@
 #include "encoding.h"
-#include "terminal/printable.h"
+#include "cli/printable.h"
 #include "verbs.h"
 
 namespace {
@@ -44,7 +44,7 @@ void AddName(CLI::App& group, Session& session) {
 void ShowCertificateInfo(Session& session, intptr_t selector) {
     std::string info = session.Key().GetCertInfo(selector);
     info.resize(info.find_last_not_of('\0') + 1);
-    const bool is_text = terminal::IsUtf8(info) && info.find('\0') == std::string::npos;
+    const bool is_text = cli::IsUtf8(info) && info.find('\0') == std::string::npos;
     session.Result().AddOutput(is_text ? "info" : "info_hex", is_text ? info : Hex(info));
 }
 

@@ -1,7 +1,7 @@
 #include "command_line.h"
 
 #include "files.h"
-#include "terminal/arguments.h"
+#include "cli/arguments.h"
 
 namespace {
 
@@ -47,12 +47,12 @@ void AddKeyOption(CLI::App& verb, Session& session, KeyUse use) {
                         : "The key's serial number; without it the library's choice of those "
                           "that are plugged, which is told")
         ->type_name("SN")
-        ->check(terminal::CheckSerialNumber);
+        ->check(cli::CheckSerialNumber);
     verb.parse_complete_callback([&session, use] { session.key_use = use; });
 }
 
 void RequireValue(CLI::Option& option) {
-    option.check(terminal::CheckValue);
+    option.check(cli::CheckValue);
 }
 
 void RequireConsent(CLI::App& verb, const std::shared_ptr<bool>& consent) {

@@ -1,7 +1,7 @@
 #include <cmath>
 
 #include "codes.h"
-#include "terminal/usage.h"
+#include "cli/usage.h"
 #include "verbs.h"
 
 namespace {
@@ -55,9 +55,9 @@ void AddWait(CLI::App& app, Session& session) {
     verb->add_option("--timeout", options->timeout,
                      "Give up when nothing has happened for so long; without it, never")
         ->type_name("SECONDS")
-        ->check(terminal::Seconds(1000000));
+        ->check(cli::Seconds(1000000));
     verb->add_option("--count", options->count, "End after so many events; 0 goes on")
-        ->check(terminal::WholeNumber(0, INT32_MAX))
+        ->check(cli::WholeNumber(0, INT32_MAX))
         ->capture_default_str();
     AddExamples(*verb, {"ukeyctl wait", "ukeyctl wait --timeout 30 || echo 'no key'",
                         "ukeyctl wait --count 0 --json        one JSON object per event"});

@@ -1,10 +1,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "terminal/arguments.h"
-#include "terminal/help.h"
-#include "terminal/standard_descriptors.h"
-#include "terminal/usage.h"
+#include "cli/arguments.h"
+#include "cli/help.h"
+#include "cli/standard_descriptors.h"
+#include "cli/usage.h"
 #include "verbs.h"
 
 namespace {
@@ -45,7 +45,7 @@ void BuildCommandLine(CLI::App& app, Session& session) {
     app.footer(kFooter);
     app.require_subcommand(1);
     app.fallthrough();
-    terminal::UseFittingHelp(app);
+    cli::UseFittingHelp(app);
     AddCommonOptions(app, session);
     AddInfoVerbs(app, session);
     AddErrorVerb(app, session);
@@ -58,11 +58,11 @@ void BuildCommandLine(CLI::App& app, Session& session) {
     AddDecryptionVerbs(app, session);
     AddCallVerb(app, session);
     AddRetiredVerbs(app, session);
-    terminal::FinishOptions(app);
+    cli::FinishOptions(app);
 }
 
 int FailToParse(const CLI::App& app, const CLI::ParseError& error, Session& session) {
-    const terminal::Mistake mistake = terminal::Explain(app, error, "verb");
+    const cli::Mistake mistake = cli::Explain(app, error, "verb");
     session.Choose(mistake.command, nullptr);
     Failure failure;
     failure.status = ExitStatus::kUsage;
@@ -84,7 +84,7 @@ int Run(int argc, char** argv) {
     CLI::App app;
     BuildCommandLine(app, session);
     try {
-        const std::vector<char*> words = terminal::SeparateEmptyValues(argc, argv);
+        const std::vector<char*> words = cli::SeparateEmptyValues(argc, argv);
         app.parse(static_cast<int>(words.size()), words.data());
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
@@ -99,7 +99,7 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    terminal::OpenStandardDescriptors();
+    cli::OpenStandardDescriptors();
     try {
         return Run(argc, argv);
     } catch (const std::exception& error) {

@@ -5,7 +5,7 @@
 
 #include "codes.h"
 #include "encoding.h"
-#include "terminal/printable.h"
+#include "cli/printable.h"
 #include "ukey.hpp"
 
 namespace {
@@ -39,7 +39,7 @@ template <typename Value>
 void Encode(Json& object, const std::string& key, const Value& value) {
     object[key] = std::visit(EncodeValue{}, value);
     const auto* text = std::get_if<std::string>(&value);
-    if (text != nullptr && !terminal::IsUtf8(*text)) {
+    if (text != nullptr && !cli::IsUtf8(*text)) {
         object[key + "_hex"] = Hex(*text);
     }
 }
@@ -106,12 +106,12 @@ std::string Report::ForPeople(Destination destination) const {
         const std::string value = std::visit(ShowValue{}, field.value);
         if (field.kind == Kind::kLine) {
             text += field.label + ":" + std::string(width - field.label.size() + 1, ' ') +
-                    terminal::Printable(value) + "\n";
+                    cli::Printable(value) + "\n";
         } else if (field.kind == Kind::kSentence) {
-            text += WithLineEnd(terminal::Printable(value));
+            text += WithLineEnd(cli::Printable(value));
         } else if (field.kind == Kind::kOutput) {
             const bool shown = destination == Destination::kTerminal;
-            text += WithLineEnd(shown ? terminal::PrintableLines(value) : value);
+            text += WithLineEnd(shown ? cli::PrintableLines(value) : value);
         }
     }
     return text;
@@ -127,13 +127,13 @@ std::string Report::ForScripts(const std::string& verb, const Failure* failure) 
     if (failure != nullptr) {
         object["error"] = EncodeFailure(*failure);
     }
-    return terminal::PrintableJson(object.dump(-1, ' ', false, Json::error_handler_t::replace)) +
+    return cli::PrintableJson(object.dump(-1, ' ', false, Json::error_handler_t::replace)) +
            "\n";
 }
 
 std::string Describe(const std::string& verb, const Failure& failure) {
     const std::string name = verb.empty() ? "ukeyctl" : "ukeyctl " + verb;
-    return name + ": " + terminal::Printable(failure.what) +
-           "\n  why:  " + terminal::Printable(failure.why) +
-           "\n  next: " + terminal::Printable(failure.next) + "\n";
+    return name + ": " + cli::Printable(failure.what) +
+           "\n  why:  " + cli::Printable(failure.why) +
+           "\n  next: " + cli::Printable(failure.next) + "\n";
 }

@@ -9,7 +9,7 @@
 #include <filesystem>
 
 #include "codes.h"
-#include "terminal/printable.h"
+#include "cli/printable.h"
 
 namespace {
 
@@ -115,7 +115,7 @@ ukey::Key Session::Key() {
 std::string Session::ChooseSerialNumber() {
     const KeyChoice choice = ChooseKey(Library(), key_use);
     if (!choice.notice.empty()) {
-        std::fputs(("ukeyctl " + verb_ + ": " + terminal::Printable(choice.notice) + "\n").c_str(),
+        std::fputs(("ukeyctl " + verb_ + ": " + cli::Printable(choice.notice) + "\n").c_str(),
                    stderr);
     }
     return choice.serial_number;

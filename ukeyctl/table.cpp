@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-#include "terminal/printable.h"
+#include "cli/printable.h"
 
 namespace {
 
 struct ShowCell {
     std::string operator()(std::monostate /*none*/) const { return "-"; }
-    std::string operator()(const std::string& text) const { return terminal::Printable(text); }
+    std::string operator()(const std::string& text) const { return cli::Printable(text); }
     std::string operator()(int64_t number) const { return std::to_string(number); }
 };
 
@@ -18,10 +18,10 @@ using Lines = std::vector<std::string>;
 void Append(Lines& lines, const Lines& cells) {
     size_t width = 0;
     for (const std::string& line : lines) {
-        width = std::max(width, terminal::Columns(line));
+        width = std::max(width, cli::Columns(line));
     }
     for (size_t i = 0; i < lines.size(); ++i) {
-        const size_t gap = width == 0 ? 0 : width + 2 - terminal::Columns(lines[i]);
+        const size_t gap = width == 0 ? 0 : width + 2 - cli::Columns(lines[i]);
         lines[i] += std::string(gap, ' ') + cells[i];
     }
 }

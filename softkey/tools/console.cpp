@@ -14,10 +14,10 @@
 #include <sstream>
 
 #include "base/error_texts.h"
+#include "cli/printable.h"
 #include "pin/pin_source.h"
 #include "store/home.h"
 #include "store/key_store.h"
-#include "terminal/printable.h"
 #include "tools/refusal.h"
 
 namespace softkey::tools {
@@ -134,7 +134,7 @@ void Report(const std::string& what, const Error& error) {
 }
 
 void Complain(const std::string& line) {
-    std::cerr << terminal::Printable(line) << '\n';
+    std::cerr << cli::Printable(line) << '\n';
 }
 
 int RunCommand(const std::string& name, const std::function<void()>& command) {
@@ -154,7 +154,7 @@ int RunCommand(const std::string& name, const std::function<void()>& command) {
 }
 
 void Say(const std::string& line) {
-    std::cout << terminal::Printable(line) << '\n';
+    std::cout << cli::Printable(line) << '\n';
 }
 
 void PrintTable(const std::vector<std::string>& heading,
@@ -164,14 +164,14 @@ void PrintTable(const std::vector<std::string>& heading,
     std::vector<size_t> widths(heading.size());
     for (auto& line : lines) {
         for (size_t i = 0; i < line.size(); ++i) {
-            line[i] = terminal::Printable(line[i]);
-            widths[i] = std::max(widths[i], terminal::Columns(line[i]));
+            line[i] = cli::Printable(line[i]);
+            widths[i] = std::max(widths[i], cli::Columns(line[i]));
         }
     }
     for (const auto& line : lines) {
         std::string text;
         for (size_t i = 0; i < line.size(); ++i) {
-            text += line[i] + std::string(widths[i] - terminal::Columns(line[i]) + 2, ' ');
+            text += line[i] + std::string(widths[i] - cli::Columns(line[i]) + 2, ' ');
         }
         text.erase(text.find_last_not_of(' ') + 1);
         std::cout << text << '\n';

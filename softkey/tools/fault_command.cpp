@@ -4,11 +4,11 @@
 #include <memory>
 
 #include "base/error_texts.h"
+#include "cli/usage.h"
 #include "entry/faults.h"
 #include "maker/entries.h"
 #include "maker/token.h"
 #include "store/home.h"
-#include "terminal/usage.h"
 #include "tools/console.h"
 #include "tools/key_commands.h"
 #include "tools/refusal.h"
@@ -166,12 +166,12 @@ void AddFault(CLI::App& program, int& status) {
                         "X_ErrorConvert_UOS any code gives no text.");
     CLI::Option* const times =
         command->add_option("--times", options->times, "How many calls fail (default: 1)")
-            ->check(terminal::WholeNumber(1));
+            ->check(cli::WholeNumber(1));
     command->add_flag("--always", options->always, "Until the fault is cleared")->excludes(times);
     command->add_option("--after", options->after, "How many calls go well first (default: 0)")
-        ->check(terminal::WholeNumber(0));
+        ->check(cli::WholeNumber(0));
     command->add_option("--delay", options->delay, "Milliseconds by which each such call is late")
-        ->check(terminal::WholeNumber(0, kLongestDelay));
+        ->check(cli::WholeNumber(0, kLongestDelay));
     command->add_flag("--list", options->list, "List the ordered faults");
     command->add_flag("--clear", options->clear,
                       "Withdraw the entry's fault, or all faults; also a damaged file of faults");

@@ -9,15 +9,15 @@
 
 #include "base/encoding.h"
 #include "base/error_texts.h"
+#include "cli/arguments.h"
+#include "cli/printable.h"
+#include "cli/usage.h"
 #include "crypto/certificate_texts.h"
 #include "crypto/sealing.h"
 #include "pin/pin_source.h"
 #include "slots/slots.h"
 #include "store/home.h"
 #include "store/key_store.h"
-#include "terminal/arguments.h"
-#include "terminal/printable.h"
-#include "terminal/usage.h"
 #include "tools/console.h"
 
 namespace softkey::tools {
@@ -51,7 +51,7 @@ KeySummary Summarize(const std::string& serial) {
 
 // What an older store, or a path, holds that is no UTF-8 must not keep the rest from being shown.
 std::string Dump(const Json& json) {
-    return terminal::PrintableJson(json.dump(2, ' ', false, Json::error_handler_t::replace));
+    return cli::PrintableJson(json.dump(2, ' ', false, Json::error_handler_t::replace));
 }
 
 std::string PinSourceText(const PinSource& source) {
@@ -311,7 +311,7 @@ void AddNew(CLI::App& program, int& status) {
     command
         ->add_option("--serial", options->serial,
                      "Serial number: 16 capital letters and digits (default: a fresh one)")
-        ->check(terminal::CheckSerialNumber);
+        ->check(cli::CheckSerialNumber);
     command->add_option("--pin-file", options->pin_file,
                         "Take the PIN from the first line of this file (mode 0600)");
     command->add_flag("--json", options->json, "Print JSON");
@@ -346,7 +346,7 @@ void AddPlug(CLI::App& program, int& status) {
         "an unattended source is named here.");
     command->add_option("serial", options->serial, "The key's serial number")
         ->required()
-        ->check(terminal::CheckSerialNumber);
+        ->check(cli::CheckSerialNumber);
     CLI::Option* const file = command->add_option(
         "--pin-file", options->pin_file,
         "Unattended: line 1 of this file is the PIN, line 2 the new PIN for a PIN change. The "
@@ -355,7 +355,7 @@ void AddPlug(CLI::App& program, int& status) {
         ->add_option("--pin-fd", options->pin_descriptor,
                      "Unattended: the same from this open descriptor of the client's process")
         ->excludes(file)
-        ->check(terminal::WholeNumber(0, std::numeric_limits<int>::max()));
+        ->check(cli::WholeNumber(0, std::numeric_limits<int>::max()));
     command
         ->add_option("--confirm", options->confirm,
                      "How critical signatures are confirmed: dialog, always or never (default: "
@@ -371,7 +371,7 @@ void AddUnplug(CLI::App& program, int& status) {
         program.add_subcommand("unplug", "Unplug a key: clients see it go, cached PINs are gone");
     command->add_option("serial", *serial, "The key's serial number")
         ->required()
-        ->check(terminal::CheckSerialNumber);
+        ->check(cli::CheckSerialNumber);
     command->callback(
         [serial, &status] { status = RunCommand("softkey unplug", [&] { Unplug(*serial); }); });
 }
@@ -386,7 +386,7 @@ void AddShow(CLI::App& program, int& status) {
         program.add_subcommand("show", "Show a key: its PIN's state, key pairs and certificates");
     command->add_option("serial", options->serial, "The key's serial number")
         ->required()
-        ->check(terminal::CheckSerialNumber);
+        ->check(cli::CheckSerialNumber);
     command->add_flag("--json", options->json, "Print JSON, with public keys and certificates");
     command->callback([options, &status] {
         status = RunCommand("softkey show", [&] {

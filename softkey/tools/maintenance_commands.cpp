@@ -2,11 +2,11 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/arguments.h"
 #include "key/backup.h"
 #include "pin/pin_source.h"
 #include "store/home.h"
 #include "store/key_store.h"
-#include "terminal/arguments.h"
 #include "tools/console.h"
 #include "tools/key_commands.h"
 #include "tools/refusal.h"
@@ -102,7 +102,7 @@ CLI::App* AddSerialAction(CLI::App& program, int& status, const std::shared_ptr<
     CLI::App* const command = AddAction(program, status, options, name, description, action);
     command->add_option("serial", options->serial, "The key's serial number")
         ->required()
-        ->check(terminal::CheckSerialNumber);
+        ->check(cli::CheckSerialNumber);
     return command;
 }
 

@@ -6,20 +6,20 @@
 #include <string>
 
 #include "base/error.h"
-#include "terminal/arguments.h"
-#include "terminal/help.h"
-#include "terminal/printable.h"
-#include "terminal/standard_descriptors.h"
-#include "terminal/usage.h"
+#include "cli/arguments.h"
+#include "cli/help.h"
+#include "cli/printable.h"
+#include "cli/standard_descriptors.h"
+#include "cli/usage.h"
 #include "tools/console.h"
 
 namespace softkey::tools {
 namespace {
 
 void ReportUsage(const CLI::App& program, const std::string& name, const CLI::ParseError& error) {
-    const terminal::Mistake mistake = terminal::Explain(program, error, "command");
+    const cli::Mistake mistake = cli::Explain(program, error, "command");
     const std::string command = mistake.command.empty() ? name : name + " " + mistake.command;
-    std::cerr << command << ": " << terminal::Printable(mistake.why) << "\n  next: " << command
+    std::cerr << command << ": " << cli::Printable(mistake.why) << "\n  next: " << command
               << " --help tells how\n";
 }
 
@@ -30,11 +30,11 @@ int ParseAndRun(const char* name, AddCommands add_commands, int argc, char** arg
     program.name(name);
     program.require_subcommand(1);
     program.footer(kExitStatusHelp);
-    terminal::UseFittingHelp(program);
+    cli::UseFittingHelp(program);
     add_commands(program, status);
-    terminal::FinishOptions(program);
+    cli::FinishOptions(program);
     try {
-        const std::vector<char*> words = terminal::SeparateEmptyValues(argc, argv);
+        const std::vector<char*> words = cli::SeparateEmptyValues(argc, argv);
         program.parse(static_cast<int>(words.size()), words.data());
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
@@ -58,7 +58,7 @@ void RequireThatOutputWasWritten() {
 }  // namespace
 
 int RunProgram(const char* name, AddCommands add_commands, int argc, char** argv) {
-    terminal::OpenStandardDescriptors();
+    cli::OpenStandardDescriptors();
     int status = kExitSuccess;
     const int failure = RunCommand(name, [&] {
         status = ParseAndRun(name, add_commands, argc, argv);

@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "terminal/usage.h"
+#include "cli/usage.h"
 #include "tools/authority.h"
 #include "tools/console.h"
 #include "tools/program.h"
@@ -70,7 +70,7 @@ void AddIssue(CLI::App& program, const std::shared_ptr<Options>& options, int& s
                         "Subject, e.g. CN=Alice,O=Example,C=CN, without commas in a value "
                         "(default: the request's)");
     command->add_option("--days", options->terms.days, "Days of validity")
-        ->check(terminal::WholeNumber(1, 36500))
+        ->check(cli::WholeNumber(1, 36500))
         ->capture_default_str();
     command->add_option("--envelope", options->envelope, "Text form of the enveloped key")
         ->check(CLI::IsMember({"hex", "base64"}))

@@ -3,9 +3,9 @@
 
 #include "base/encoding.h"
 #include "base/settings.h"
+#include "cli/printable.h"
 #include "softkey_test.h"
 #include "store/key_store.h"
-#include "terminal/printable.h"
 #include "tools/authority.h"
 
 namespace softkey::testing {
@@ -231,7 +231,7 @@ TEST_F(CertificateEntries, LongNamesAreShortenedBetweenCharactersAndNoFieldIsMis
         const std::string whole = FromCharset(charset, name);
         EXPECT_EQ(0U, whole.find("CN=Alice,OU="));
         EXPECT_EQ(whole.size() - 3, whole.rfind("…"));
-        EXPECT_TRUE(terminal::IsPrintable(whole));
+        EXPECT_TRUE(cli::IsPrintable(whole));
     }
 }
 

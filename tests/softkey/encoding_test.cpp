@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "terminal/printable.h"
+#include "cli/printable.h"
 
 namespace softkey {
 namespace {
@@ -85,8 +85,8 @@ TEST(PlainText, IsUtf8WithoutControlCharacters) {
 
 TEST(Printable, Utf8WithoutControlCharactersStaysAndTheRestIsEscaped) {
     for (const std::string_view text : {"", "Alice ~", "\xC2\xA0", "测试", "\xF0\x9F\x94\x91"}) {
-        EXPECT_TRUE(terminal::IsPrintable(text)) << text;
-        EXPECT_EQ(text, terminal::Printable(text));
+        EXPECT_TRUE(cli::IsPrintable(text)) << text;
+        EXPECT_EQ(text, cli::Printable(text));
     }
     const std::pair<std::string_view, std::string_view> escaped[] = {
         {"a\nb", "a\\x0Ab"},
@@ -100,8 +100,8 @@ TEST(Printable, Utf8WithoutControlCharactersStaysAndTheRestIsEscaped) {
         {"\xE6x", "\\xE6x"},
     };
     for (const auto& [text, expected] : escaped) {
-        EXPECT_FALSE(terminal::IsPrintable(text)) << expected;
-        EXPECT_EQ(expected, terminal::Printable(text));
+        EXPECT_FALSE(cli::IsPrintable(text)) << expected;
+        EXPECT_EQ(expected, cli::Printable(text));
     }
 }
 

@@ -6,7 +6,7 @@
 #include <set>
 #include <sstream>
 
-#include "terminal/printable.h"
+#include "cli/printable.h"
 #include "ukeyctl_fixture.h"
 
 namespace {
@@ -97,7 +97,7 @@ TEST_F(OutputTest, ErrorsAreEscaped) {
 TEST_F(OutputTest, JsonHoldsNoControlCharacterAndMeansTheSame) {
     const std::string text = "A\x1B[2J\x7F\xC2\x9B\xE6\xB5\x8B";
     const Outcome outcome = Ukeyctl({"label", "get", "--json"}, "GetLabel=" + text + "\n").Run();
-    EXPECT_TRUE(terminal::IsPrintable(outcome.out.substr(0, outcome.out.size() - 1)))
+    EXPECT_TRUE(cli::IsPrintable(outcome.out.substr(0, outcome.out.size() - 1)))
         << outcome.out;
     EXPECT_EQ(outcome.Json()["label"], text);
 }
@@ -120,7 +120,7 @@ std::vector<std::string> TooLong(const std::string& text, size_t columns) {
         const size_t first = plain.find_first_not_of(' ');
         const size_t place = plain.find_first_of(" ,|", first);
         const bool breakable = place != std::string::npos && place + 3 < plain.size();
-        if (terminal::Columns(line) > columns && breakable) {
+        if (cli::Columns(line) > columns && breakable) {
             found.push_back(line);
         }
     }

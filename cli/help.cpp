@@ -1,4 +1,4 @@
-#include "terminal/help.h"
+#include "cli/help.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "terminal/printable.h"
+#include "cli/printable.h"
 
-namespace terminal {
+namespace cli {
 namespace {
 
 constexpr size_t kUsualWidth = 80;
@@ -252,4 +252,4 @@ void FinishOptions(CLI::App& program) {
     }
 }
 
-}  // namespace terminal
+}  // namespace cli

@@ -1,9 +1,9 @@
-#ifndef TERMINAL_HELP_H
-#define TERMINAL_HELP_H
+#ifndef CLI_HELP_H
+#define CLI_HELP_H
 
 #include <CLI/CLI.hpp>
 
-namespace terminal {
+namespace cli {
 
 // Gives the program, and the commands that are added to it later, a help that fits the terminal: as
 // wide as COLUMNS says, else as the terminal is, else 80. In descriptions and footers a line that
@@ -14,6 +14,6 @@ void UseFittingHelp(CLI::App& program);
 // value.
 void FinishOptions(CLI::App& program);
 
-}  // namespace terminal
+}  // namespace cli
 
 #endif

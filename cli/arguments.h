@@ -1,12 +1,12 @@
-#ifndef TERMINAL_ARGUMENTS_H
-#define TERMINAL_ARGUMENTS_H
+#ifndef CLI_ARGUMENTS_H
+#define CLI_ARGUMENTS_H
 
 #include <cstring>
 #include <string>
 #include <vector>
 
 // What an unset shell variable leaves on a command line must never pass for what was meant.
-namespace terminal {
+namespace cli {
 
 // The words for the parser. "--name=" with nothing behind it becomes "--name" and an empty word:
 // the parser would take the next word for the value, whatever that is.
@@ -38,6 +38,6 @@ inline std::string CheckSerialNumber(const std::string& value) {
                                 : "";
 }
 
-}  // namespace terminal
+}  // namespace cli
 
 #endif

@@ -1,10 +1,10 @@
-#include "terminal/printable.h"
+#include "cli/printable.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 
-namespace terminal {
+namespace cli {
 namespace {
 
 // A character at the front of a text; `length` is 0 when there is none in UTF-8.
@@ -113,4 +113,4 @@ size_t Columns(std::string_view text) {
     }));
 }
 
-}  // namespace terminal
+}  // namespace cli

@@ -1,12 +1,12 @@
-#ifndef TERMINAL_PRINTABLE_H
-#define TERMINAL_PRINTABLE_H
+#ifndef CLI_PRINTABLE_H
+#define CLI_PRINTABLE_H
 
 #include <string>
 #include <string_view>
 
 // Texts that come from a key or a file may hold what a terminal obeys instead of showing it: escape
 // sequences and other control characters (C0, DEL, C1), and bytes that are no UTF-8.
-namespace terminal {
+namespace cli {
 
 bool IsUtf8(std::string_view text);
 
@@ -26,6 +26,6 @@ std::string PrintableJson(std::string_view json);
 // How many characters the text has: continuation bytes of UTF-8 take no room.
 size_t Columns(std::string_view text);
 
-}  // namespace terminal
+}  // namespace cli
 
 #endif

@@ -1,4 +1,4 @@
-#include "terminal/usage.h"
+#include "cli/usage.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,7 +8,7 @@
 #include <regex>
 #include <vector>
 
-namespace terminal {
+namespace cli {
 namespace {
 
 constexpr const char* kTakes = "takes ";
@@ -141,4 +141,4 @@ Mistake Explain(const CLI::App& program, const CLI::ParseError& error, const std
                                              : InPlainWords(error.what(), kind)};
 }
 
-}  // namespace terminal
+}  // namespace cli

@@ -1,12 +1,12 @@
-#ifndef TERMINAL_USAGE_H
-#define TERMINAL_USAGE_H
+#ifndef CLI_USAGE_H
+#define CLI_USAGE_H
 
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <limits>
 #include <string>
 
-namespace terminal {
+namespace cli {
 
 // Checks of an option's value that say in plain words what the option takes.
 CLI::Validator WholeNumber(int64_t least, int64_t most = std::numeric_limits<int64_t>::max());
@@ -22,6 +22,6 @@ struct Mistake {
 // kind: what the program calls its commands.
 Mistake Explain(const CLI::App& program, const CLI::ParseError& error, const std::string& kind);
 
-}  // namespace terminal
+}  // namespace cli
 
 #endif

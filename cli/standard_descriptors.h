@@ -1,5 +1,5 @@
-#ifndef TERMINAL_STANDARD_DESCRIPTORS_H
-#define TERMINAL_STANDARD_DESCRIPTORS_H
+#ifndef CLI_STANDARD_DESCRIPTORS_H
+#define CLI_STANDARD_DESCRIPTORS_H
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <initializer_list>
 
-namespace terminal {
+namespace cli {
 
 // Opens those of the descriptors 0 to 2 that the caller has closed, for a program to do before
 // anything else: a file that is opened later must not land on one of them, and be read as standard
@@ -26,6 +26,6 @@ inline void OpenStandardDescriptors() {
     }
 }
 
-}  // namespace terminal
+}  // namespace cli
 
 #endif
