@@ -1,77 +1,98 @@
-#include "cli/usage.h"
+#include "cli/command.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
-#include <cmath>
-#include <cstdlib>
-#include <optional>
-#include <regex>
-#include <vector>
+#include <cstring>
+
+#include "cli/wording.h"
+#include "cli/wrapping.h"
 
 namespace cli {
 namespace {
 
-constexpr const char* kTakes = "takes ";
+constexpr size_t kUsualNameColumns = 30;
 
-std::optional<int64_t> ReadWholeNumber(const std::string& text) {
-    char* end = nullptr;
-    errno = 0;
-    const long long number = std::strtoll(text.c_str(), &end, 0);
-    const bool whole = !text.empty() && *end == '\0' && errno == 0;
-    return whole ? std::optional<int64_t>(number) : std::nullopt;
-}
+// A help that fits the terminal.
+class FittingFormatter final : public CLI::Formatter {
+ public:
+    FittingFormatter() : width_(Width()), column_(std::min(kUsualNameColumns, width_ * 3 / 8)) {}
 
-std::optional<double> ReadNumber(const std::string& text) {
-    char* end = nullptr;
-    const double number = std::strtod(text.c_str(), &end);
-    const bool finite = !text.empty() && *end == '\0' && std::isfinite(number);
-    return finite ? std::optional<double>(number) : std::nullopt;
-}
+    std::string make_description(const CLI::App* app) const override {
+        return Lay(app->get_description(), width_) + "\n";
+    }
 
-std::string Instead(const std::string& given) {
-    return ", not \"" + given + "\"";
-}
+    std::string make_usage(const CLI::App* app, std::string name) const override {
+        const std::string usage = CLI::Formatter::make_usage(app, std::move(name));
+        return Fill(usage.substr(0, usage.find('\n')), 0, kContinuationIndent, width_) + "\n";
+    }
 
-CLI::Validator Named(std::function<std::string(const std::string&)> check) {
-    return CLI::Validator([check = std::move(check)](std::string& given) { return check(given); },
-                          std::string());
-}
+    std::string make_footer(const CLI::App* app) const override {
+        return Lay(app->get_footer(), width_);
+    }
 
-// What the parser says, and the same in plain words. VERB stands for what the program calls its
-// commands.
-struct Wording {
-    const char* parser;
-    const char* plain;
+    std::string make_option(const CLI::Option* option, bool is_positional) const override {
+        return Row(make_option_name(option, is_positional) + make_option_opts(option),
+                   make_option_desc(option), kIndent, column_, width_);
+    }
+
+    std::string make_subcommand(const CLI::App* command) const override {
+        return Row(command->get_display_name(true), command->get_description(), kIndent, column_,
+                   width_);
+    }
+
+    // A group of options that exclude each other.
+    std::string make_expanded(const CLI::App* group) const override {
+        const bool needed = group->get_require_option_min() > 0;
+        std::string text = needed ? "\nOne of these is needed:\n" : "\nAt most one of these:\n";
+        for (const CLI::Option* option : group->get_options()) {
+            if (option != group->get_help_ptr()) {
+                text += make_option(option, false);
+            }
+        }
+        return text;
+    }
+
+ private:
+    static constexpr size_t kIndent = 2;
+
+    size_t width_;
+    size_t column_;
 };
 
-constexpr Wording kWordings[] = {
-    {"A subcommand is required", "a VERB is missing"},
-    {R"(Exactly 1 option from \[(.*),(.*)\] is required)", "$1 or $2 is missing"},
-    {R"((?:Exactly|Requires at most) 1 option.* \[(.*),(.*)\].*)",
-     "$1 and $2 exclude each other: give one of them"},
-    {"(-.*) is required", "the option $1 is missing"},
-    {"(.*) is required", "$1 is missing"},
-    {R"((\S+): \d+ required (.*) missing)", "$1 needs a value: $2"},
-    {R"((\S+): At Most 1 required but received \d+)", "$1 is given more than once"},
-    {"Could not convert: (\\S+) = (-?(?:0x[0-9A-Fa-f]+|[0-9]+))",
-     "$1 does not go as far as \"$2\""},
-    {"Could not convert: (\\S+) = ([^]*)", "$1 takes a whole number, not \"$2\""},
-    {R"((\S+): ([^]*) not in \{(.*)\})", "$1 takes one of $3, not \"$2\""},
-    {R"((\S+): (takes [^]*))", "$1 $2"},
-    {R"((\S+) excludes (\S+))", "$1 and $2 exclude each other"},
-    {R"((\S+) requires (\S+))", "$1 needs $2 beside it"},
-    {R"((\S+) was given a disallowed flag override)", "--$1 takes no value"},
-};
+bool IsNumber(const std::string& type) {
+    return type == "INT" || type == "UINT" || type == "FLOAT";
+}
 
-std::string InPlainWords(const std::string& text, const std::string& kind) {
-    for (const Wording& wording : kWordings) {
-        const std::regex pattern(wording.parser);
-        if (std::regex_match(text, pattern)) {
-            const std::string plain = std::regex_replace(text, pattern, wording.plain);
-            return std::regex_replace(plain, std::regex("\\bVERB\\b"), kind);
+// Once all commands and options are there: a number is called N in the help, and a flag takes no
+// value.
+void FinishOptions(CLI::App& program) {
+    for (CLI::Option* option : program.get_options()) {
+        if (option->get_expected_max() == 0) {
+            option->disable_flag_override();
+        }
+        if (IsNumber(option->get_type_name())) {
+            option->type_name("N");
         }
     }
-    return text;
+    for (CLI::App* command : program.get_subcommands({})) {
+        FinishOptions(*command);
+    }
+}
+
+// The words for the parser. "--name=" with nothing behind it becomes "--name" and an empty word:
+// the parser would take the next word for the value, whatever that is.
+std::vector<char*> SeparateEmptyValues(int count, char** arguments) {
+    static char empty[] = "";
+    std::vector<char*> words;
+    for (char** word = arguments; word != arguments + count; ++word) {
+        words.push_back(*word);
+        char* const sign = std::strchr(*word, '=');
+        if (std::strncmp(*word, "--", 2) == 0 && sign != nullptr && sign[1] == '\0') {
+            *sign = '\0';
+            words.push_back(empty);
+        }
+    }
+    return words;
 }
 
 const CLI::App& Reached(const CLI::App& program) {
@@ -92,53 +113,159 @@ std::string PathOf(const CLI::App& command) {
     return before.empty() ? command.get_name() : before + " " + command.get_name();
 }
 
-bool IsOption(const std::string& word) {
-    return word.size() > 1 && word[0] == '-';
-}
-
-// What is left over: a word where a command should stand comes before an option, which may be that
-// command's.
-std::string ExplainRest(const CLI::App& reached, const std::vector<std::string>& rest,
-                        const std::string& path, const std::string& kind) {
-    const auto word = std::find_if_not(rest.begin(), rest.end(), IsOption);
-    if (reached.get_require_subcommand_min() > 0 && word != rest.end()) {
-        return "there is no " + kind + " \"" + (path.empty() ? *word : path + " " + *word) + "\"";
-    }
-    return IsOption(rest.front()) ? "there is no option \"" + rest.front() + "\""
-                                  : "\"" + rest.front() + "\" is one word too many";
-}
-
-}  // namespace
-
-CLI::Validator WholeNumber(int64_t least, int64_t most) {
-    return Named([least, most](const std::string& given) {
-        const std::optional<int64_t> number = ReadWholeNumber(given);
-        if (number && *number >= least && *number <= most) {
-            return std::string();
-        }
-        const bool bounded = most < std::numeric_limits<int64_t>::max();
-        return kTakes + ("a whole number from " + std::to_string(least)) +
-               (bounded ? " to " + std::to_string(most) : " on") + Instead(given);
-    });
-}
-
-CLI::Validator Seconds(int64_t most) {
-    return Named([most](const std::string& given) {
-        const std::optional<double> number = ReadNumber(given);
-        return number && *number >= 0 && *number <= static_cast<double>(most)
-                   ? std::string()
-                   : kTakes + ("0 to " + std::to_string(most)) + " seconds" + Instead(given);
-    });
-}
-
 Mistake Explain(const CLI::App& program, const CLI::ParseError& error, const std::string& kind) {
     const CLI::App& reached = Reached(program);
     const std::string path = PathOf(reached);
     const std::vector<std::string> rest = program.remaining(true);
-    const bool left_over = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr ||
-                           reached.get_require_subcommand_min() > 0;
-    return {path, left_over && !rest.empty() ? ExplainRest(reached, rest, path, kind)
+    const bool needs_command = reached.get_require_subcommand_min() > 0;
+    const bool left_over =
+        dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr || needs_command;
+    return {path, left_over && !rest.empty() ? ExplainRest(rest, needs_command, path, kind)
                                              : InPlainWords(error.what(), kind)};
+}
+
+}  // namespace
+
+Option& Option::Takes(const std::string& what) {
+    option_->type_name(what);
+    return *this;
+}
+
+Option& Option::Required() {
+    option_->required();
+    return *this;
+}
+
+Option& Option::ShowDefault() {
+    option_->capture_default_str();
+    return *this;
+}
+
+Option& Option::Checked(const Check& check) {
+    option_->check(check);
+    return *this;
+}
+
+Option& Option::OneOf(const std::vector<std::string>& values) {
+    option_->check(CLI::IsMember(values));
+    return *this;
+}
+
+Option& Option::Excludes(const Option& other) {
+    option_->excludes(other.option_);
+    return *this;
+}
+
+bool Option::IsGiven() const {
+    return option_->count() > 0;
+}
+
+Command Command::AddCommand(const std::string& name, const std::string& summary, Work work) {
+    CLI::App* const added = command_->add_subcommand(name, summary);
+    Chosen* const chosen = chosen_;
+    added->callback([added, chosen, work = std::move(work)] { *chosen = {PathOf(*added), work}; });
+    return {added, chosen_};
+}
+
+Command Command::AddGroup(const std::string& name, const std::string& summary) {
+    CLI::App* const added = command_->add_subcommand(name, summary);
+    added->require_subcommand(1);
+    added->footer("");
+    return {added, chosen_};
+}
+
+Command Command::Find(const std::string& name) const {
+    return {command_->get_subcommand(name), chosen_};
+}
+
+Option Command::Add(const std::string& name, std::string& value, const std::string& help) {
+    return Option(command_->add_option(name, value, help));
+}
+
+Option Command::Add(const std::string& name, std::optional<std::string>& value,
+                    const std::string& help) {
+    return Option(command_->add_option(name, value, help));
+}
+
+Option Command::Add(const std::string& name, int32_t& value, const std::string& help) {
+    return Option(command_->add_option(name, value, help));
+}
+
+Option Command::Add(const std::string& name, uint32_t& value, const std::string& help) {
+    return Option(command_->add_option(name, value, help));
+}
+
+Option Command::Add(const std::string& name, int64_t& value, const std::string& help) {
+    return Option(command_->add_option(name, value, help));
+}
+
+Option Command::Add(const std::string& name, double& value, const std::string& help) {
+    return Option(command_->add_option(name, value, help));
+}
+
+Option Command::AddFlag(const std::string& name, bool& value, const std::string& help) {
+    return Option(command_->add_flag(name, value, help));
+}
+
+void Command::AddVersion(const std::string& text) {
+    command_->set_version_flag("--version", text);
+}
+
+Command Command::AddAlternatives(const std::string& name, Need need) {
+    CLI::Option_group* const group = command_->add_option_group(name);
+    group->require_option(need == Need::kOne ? 1 : 0, 1);
+    return {group, chosen_};
+}
+
+bool Command::IsGiven() const {
+    return command_->count_all() > 0;
+}
+
+void Command::Describe(const std::string& text) {
+    command_->description(text);
+}
+
+void Command::Close(const std::string& text) {
+    command_->footer(text);
+}
+
+void Command::ShareOptions() {
+    command_->fallthrough();
+}
+
+void Command::OnceParsed(std::function<void()> action) {
+    command_->parse_complete_callback(std::move(action));
+}
+
+void Command::Retire() {
+    command_->group("");
+    command_->fallthrough(false);
+    command_->allow_extras();
+    command_->set_help_flag();
+}
+
+Program::Program(const std::string& name, const std::string& kind)
+    : kind_(kind), parser_(std::make_unique<CLI::App>()), top_(parser_.get(), &chosen_) {
+    parser_->name(name);
+    parser_->require_subcommand(1);
+    parser_->formatter(std::make_shared<FittingFormatter>());
+}
+
+Program::~Program() = default;
+
+std::optional<Chosen> Program::Parse(int count, char** words) {
+    FinishOptions(*parser_);
+    try {
+        const std::vector<char*> separated = SeparateEmptyValues(count, words);
+        parser_->parse(static_cast<int>(separated.size()), separated.data());
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success)) {
+            throw Explain(*parser_, error, kind_);
+        }
+        parser_->exit(error);  // shows what was asked for
+        return std::nullopt;
+    }
+    return chosen_;
 }
 
 }  // namespace cli

@@ -1,11 +1,12 @@
-#include "encoding.h"
+#include "cli/encoding.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
 
-#include "failure.h"
+#include "cli/failure.h"
 
+namespace cli {
 namespace {
 
 constexpr std::string_view kPemBegin = "-----BEGIN ";
@@ -72,7 +73,7 @@ std::string ToPem(const std::string& label, const std::string& base64) {
     const std::string text = WithoutBlanks(base64);
     if (!IsBase64(text)) {
         Failure failure;
-        failure.status = ExitStatus::kCodeReported;
+        failure.status = ExitStatus::kFailed;
         failure.what = "the key's answer cannot be shown as PEM";
         failure.why = "it is not Base64 text";
         failure.next = "use --format text to get it as the key gives it";
@@ -108,3 +109,5 @@ std::string Hex(std::string_view bytes) {
     }
     return text;
 }
+
+}  // namespace cli

@@ -1,9 +1,11 @@
-#ifndef UKEYCTL_ENCODING_H
-#define UKEYCTL_ENCODING_H
+#ifndef CLI_ENCODING_H
+#define CLI_ENCODING_H
 
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace cli {
 
 // The parts of a text joined with "||", without the empty ones.
 std::vector<std::string> SplitJoined(std::string_view text);
@@ -20,5 +22,7 @@ std::string WithoutBlanks(std::string_view text);
 std::string CertificateText(const std::string& contents);
 
 std::string Hex(std::string_view bytes);
+
+}  // namespace cli
 
 #endif

@@ -1,5 +1,5 @@
-#ifndef UKEYCTL_FAILURE_H
-#define UKEYCTL_FAILURE_H
+#ifndef CLI_FAILURE_H
+#define CLI_FAILURE_H
 
 #include <cstdint>
 #include <exception>
@@ -7,27 +7,20 @@
 #include <string>
 #include <utility>
 
-// What the command ends with. Scripts rely on the numbers; docs/ukeyctl.md lists them.
-enum class ExitStatus : int {
-    kSuccess = 0,
-    kCodeReported = 1,
-    kUsage = 2,
-    kLibraryNotLoaded = 3,
-    kFile = 4,
-    kNoEvent = 5,
-    kInternal = 70
-};
+#include "cli/exit_status.h"
 
-// A fault of the command itself: what is told of it wherever it shows.
+namespace cli {
+
+// A fault of a command itself: what is told of it wherever it shows.
 inline constexpr const char* kOwnFault = "the command itself failed";
 inline constexpr const char* kNextForOwnFault = "report this with the command line that led to it";
 
-// Why a verb did not do its work, told in the three sentences that a support engineer needs.
+// Why a command did not do its work, told in the three sentences that a support engineer needs.
 struct Failure {
     ExitStatus status = ExitStatus::kInternal;
     std::string what;
-    std::string why;
-    std::string next;
+    std::string why;       // empty: what tells it all
+    std::string next;      // empty: nobody knows
     std::string function;  // the exported function, when one gave a code
     std::optional<int32_t> code;
 };
@@ -44,5 +37,15 @@ class CommandFailure : public std::exception {
 
 // A usage mistake that the command line's grammar cannot express.
 [[noreturn]] void ThrowUsage(const std::string& why, const std::string& next);
+
+// Whether the texts behind "why:" and "next:" begin in one column. Scripts may look for either
+// form, so that each command keeps the one it has.
+enum class Layout { kAligned, kPlain };
+
+// The failure as people read it on standard error, without what a terminal would obey. command: its
+// name, and the verb's.
+std::string Describe(const std::string& command, const Failure& failure, Layout layout);
+
+}  // namespace cli
 
 #endif

@@ -1,4 +1,4 @@
-#include "files.h"
+#include "cli/files.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,12 +7,14 @@
 #include <cerrno>
 #include <cstring>
 
-#include "failure.h"
+#include "cli/failure.h"
 
+namespace cli {
 namespace {
 
 constexpr const char* kStandardInput = "-";
 constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+constexpr mode_t kEveryone = kOwnerOnly | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
 
 class File {
  public:
@@ -64,9 +66,10 @@ std::string ReadInput(const std::string& path) {
     }
 }
 
-void WriteOutput(const std::string& path, std::string_view contents) {
+void WriteOutput(const std::string& path, std::string_view contents, Readers readers) {
     constexpr const char* kWhat = "cannot write";
-    const File file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kOwnerOnly));
+    const mode_t mode = readers == Readers::kOwner ? kOwnerOnly : kEveryone;
+    const File file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
     if (file.Descriptor() < 0) {
         ThrowFile(kWhat, path);
     }
@@ -78,3 +81,5 @@ void WriteOutput(const std::string& path, std::string_view contents) {
         contents.remove_prefix(count > 0 ? static_cast<size_t>(count) : 0);
     }
 }
+
+}  // namespace cli

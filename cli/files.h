@@ -1,14 +1,21 @@
-#ifndef UKEYCTL_FILES_H
-#define UKEYCTL_FILES_H
+#ifndef CLI_FILES_H
+#define CLI_FILES_H
 
 #include <string>
 #include <string_view>
 
-// The whole contents of the file, or of standard input for "-". Every byte counts.
+namespace cli {
+
+// The whole contents of the file, or of standard input for "-". Every byte counts. Throws a failure
+// with status kFile, as WriteOutput does.
 std::string ReadInput(const std::string& path);
 
-// Replaces the file's contents. A new file is readable by its owner only: what the key gives may
-// be a secret.
-void WriteOutput(const std::string& path, std::string_view contents);
+// Who may read a file that is made: what a key gives may be a secret.
+enum class Readers { kOwner, kAsTheMaskSays };
+
+// Replaces the file's contents.
+void WriteOutput(const std::string& path, std::string_view contents, Readers readers);
+
+}  // namespace cli
 
 #endif

@@ -1,10 +1,17 @@
-#ifndef UKEYCTL_TABLE_H
-#define UKEYCTL_TABLE_H
+#ifndef CLI_TABLE_H
+#define CLI_TABLE_H
 
 #include <cstdint>
 #include <string>
 #include <variant>
 #include <vector>
+
+namespace cli {
+
+// Cells under headings, in columns as wide as their widest cell; each row is as long as there are
+// headings. What a key brings into a cell cannot disturb the terminal.
+std::string InColumns(const std::vector<std::string>& headings,
+                      const std::vector<std::vector<std::string>>& rows);
 
 // Rows of cells: a list of objects for scripts, columns under headings for people.
 struct Table {
@@ -22,5 +29,7 @@ struct Table {
 
 // Aligned lines; nothing without a row.
 std::string ShowTable(const Table& table);
+
+}  // namespace cli
 
 #endif

@@ -1,11 +1,11 @@
-#include "cli/help.h"
+#include "cli/wrapping.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <memory>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,28 +17,16 @@ namespace {
 
 constexpr size_t kUsualWidth = 80;
 constexpr size_t kNarrowest = 40;
-constexpr size_t kUsualNameColumns = 30;
 constexpr size_t kRightColumnAtLeast = 24;
-// Deeper than any option of the help stands, so that nobody takes a line's rest for one.
-constexpr size_t kContinuationIndent = 6;
 constexpr std::string_view kGap = "  ";
 
-size_t Width() {
-    const char* variable = std::getenv("COLUMNS");
-    long width = variable != nullptr ? std::strtol(variable, nullptr, 10) : 0;
-    winsize size{};
-    if (width <= 0 && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) {
-        width = size.ws_col;
+std::vector<std::string> Split(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    std::istringstream rest(text);
+    for (std::string part; std::getline(rest, part, separator);) {
+        parts.push_back(part);
     }
-    return width <= 0 ? kUsualWidth : std::max(static_cast<size_t>(width), kNarrowest);
-}
-
-std::vector<std::string> LinesOf(const std::string& text) {
-    std::vector<std::string> lines = CLI::detail::split(text, '\n');
-    if (!lines.empty() && lines.back().empty()) {
-        lines.pop_back();
-    }
-    return lines;
+    return parts;
 }
 
 // Where a word may be broken: behind the commas and bars of a list.
@@ -94,32 +82,6 @@ std::string Blanks(size_t count) {
     return std::string(count, ' ');
 }
 
-// Prose, filled up to the width; lines behind the first begin with `indent` blanks. `at` is where
-// the first one begins.
-std::string Fill(const std::string& text, size_t at, size_t indent, size_t width) {
-    std::string result;
-    size_t column = at;
-    bool first_in_line = true;
-    for (const std::string& word : CLI::detail::split(text, ' ')) {
-        bool whole = true;  // a blank stands in front of a word, not inside it
-        for (const std::string& piece : PiecesOf(word, width - indent)) {
-            const size_t blank = whole && !first_in_line ? 1 : 0;
-            if (!first_in_line && column + blank + Columns(piece) > width) {
-                result += "\n" + Blanks(indent);
-                column = indent;
-            } else {
-                result += Blanks(blank);
-                column += blank;
-            }
-            result += piece;
-            column += Columns(piece);
-            first_in_line = false;
-            whole = false;
-        }
-    }
-    return result;
-}
-
 // A command that is too long goes on in the next line as a shell reads it.
 std::string FillCommand(const std::string& command, size_t indent, size_t width) {
     constexpr std::string_view kContinued = " \\";
@@ -139,18 +101,6 @@ std::string FillCommand(const std::string& command, size_t indent, size_t width)
         column += Columns(word);
     }
     return Blanks(indent) + result;
-}
-
-// A name and what is told of it, side by side, or one below the other.
-std::string Row(const std::string& name, const std::string& text, size_t indent, size_t column,
-                size_t width) {
-    const size_t end = indent + Columns(name);
-    std::string result = Blanks(indent) + Fill(name, indent, indent + kContinuationIndent, width);
-    if (text.empty()) {
-        return result + "\n";
-    }
-    result += end + kGap.size() <= column ? Blanks(column - end) : "\n" + Blanks(column);
-    return result + Fill(text, column, column, width) + "\n";
 }
 
 // A line that begins with blanks: a command, or two columns with a gap between them.
@@ -173,83 +123,64 @@ std::string Arrange(const std::string& line, size_t width) {
            Fill(line.substr(text), below, below, width) + "\n";
 }
 
-std::string Lay(const std::string& text, size_t width) {
+}  // namespace
+
+size_t Width() {
+    const char* variable = std::getenv("COLUMNS");
+    long width = variable != nullptr ? std::strtol(variable, nullptr, 10) : 0;
+    winsize size{};
+    if (width <= 0 && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) {
+        width = size.ws_col;
+    }
+    return width <= 0 ? kUsualWidth : std::max(static_cast<size_t>(width), kNarrowest);
+}
+
+std::string Fill(const std::string& text, size_t at, size_t indent, size_t width) {
     std::string result;
-    for (const std::string& line : LinesOf(text)) {
-        const bool prose = !line.empty() && line[0] != ' ';
-        result += prose ? Fill(line, 0, 0, width) + "\n" : Arrange(line, width);
+    size_t column = at;
+    bool first_in_line = true;
+    for (const std::string& word : Split(text, ' ')) {
+        bool whole = true;  // a blank stands in front of a word, not inside it
+        for (const std::string& piece : PiecesOf(word, width - indent)) {
+            const size_t blank = whole && !first_in_line ? 1 : 0;
+            if (!first_in_line && column + blank + Columns(piece) > width) {
+                result += "\n" + Blanks(indent);
+                column = indent;
+            } else {
+                result += Blanks(blank);
+                column += blank;
+            }
+            result += piece;
+            column += Columns(piece);
+            first_in_line = false;
+            whole = false;
+        }
     }
     return result;
 }
 
-class FittingFormatter final : public CLI::Formatter {
- public:
-    FittingFormatter() : width_(Width()), column_(std::min(kUsualNameColumns, width_ * 3 / 8)) {}
-
-    std::string make_description(const CLI::App* app) const override {
-        return Lay(app->get_description(), width_) + "\n";
+std::string Row(const std::string& name, const std::string& text, size_t indent, size_t column,
+                size_t width) {
+    const size_t end = indent + Columns(name);
+    std::string result = Blanks(indent) + Fill(name, indent, indent + kContinuationIndent, width);
+    if (text.empty()) {
+        return result + "\n";
     }
-
-    std::string make_usage(const CLI::App* app, std::string name) const override {
-        const std::string usage = CLI::Formatter::make_usage(app, std::move(name));
-        return Fill(LinesOf(usage).front(), 0, kContinuationIndent, width_) + "\n";
-    }
-
-    std::string make_footer(const CLI::App* app) const override {
-        return Lay(app->get_footer(), width_);
-    }
-
-    std::string make_option(const CLI::Option* option, bool is_positional) const override {
-        return Row(make_option_name(option, is_positional) + make_option_opts(option),
-                   make_option_desc(option), kIndent, column_, width_);
-    }
-
-    std::string make_subcommand(const CLI::App* command) const override {
-        return Row(command->get_display_name(true), command->get_description(), kIndent, column_,
-                   width_);
-    }
-
-    // A group of options that exclude each other.
-    std::string make_expanded(const CLI::App* group) const override {
-        const bool needed = group->get_require_option_min() > 0;
-        std::string text = needed ? "\nOne of these is needed:\n" : "\nAt most one of these:\n";
-        for (const CLI::Option* option : group->get_options()) {
-            if (option != group->get_help_ptr()) {
-                text += make_option(option, false);
-            }
-        }
-        return text;
-    }
-
- private:
-    static constexpr size_t kIndent = 2;
-
-    size_t width_;
-    size_t column_;
-};
-
-bool IsNumber(const std::string& type) {
-    return type == "INT" || type == "UINT" || type == "FLOAT";
+    result += end + kGap.size() <= column ? Blanks(column - end) : "\n" + Blanks(column);
+    return result + Fill(text, column, column, width) + "\n";
 }
 
-}  // namespace
-
-void UseFittingHelp(CLI::App& program) {
-    program.formatter(std::make_shared<FittingFormatter>());
-}
-
-void FinishOptions(CLI::App& program) {
-    for (CLI::Option* option : program.get_options()) {
-        if (option->get_expected_max() == 0) {
-            option->disable_flag_override();
-        }
-        if (IsNumber(option->get_type_name())) {
-            option->type_name("N");
-        }
+std::string Lay(const std::string& text, size_t width) {
+    std::vector<std::string> lines = Split(text, '\n');
+    if (!lines.empty() && lines.back().empty()) {
+        lines.pop_back();
     }
-    for (CLI::App* command : program.get_subcommands({})) {
-        FinishOptions(*command);
+    std::string result;
+    for (const std::string& line : lines) {
+        const bool prose = !line.empty() && line[0] != ' ';
+        result += prose ? Fill(line, 0, 0, width) + "\n" : Arrange(line, width);
     }
+    return result;
 }
 
 }  // namespace cli

@@ -1,18 +1,29 @@
-#ifndef CLI_HELP_H
-#define CLI_HELP_H
+#ifndef CLI_WRAPPING_H
+#define CLI_WRAPPING_H
 
-#include <CLI/CLI.hpp>
+#include <cstddef>
+#include <string>
 
+// Texts laid out for a width.
 namespace cli {
 
-// Gives the program, and the commands that are added to it later, a help that fits the terminal: as
-// wide as COLUMNS says, else as the terminal is, else 80. In descriptions and footers a line that
-// begins with blanks is an example or a row of two columns; any other is filled up as prose.
-void UseFittingHelp(CLI::App& program);
+// Deeper than any option of a help stands, so that nobody takes a line's rest for one.
+inline constexpr size_t kContinuationIndent = 6;
 
-// Once all commands and options are there: a number is called N in the help, and a flag takes no
-// value.
-void FinishOptions(CLI::App& program);
+// As wide as COLUMNS says, else as the terminal is, else 80.
+size_t Width();
+
+// Prose, filled up to the width; lines behind the first begin with `indent` blanks. `at` is where
+// the first one begins.
+std::string Fill(const std::string& text, size_t at, size_t indent, size_t width);
+
+// A name and what is told of it, side by side, or one below the other.
+std::string Row(const std::string& name, const std::string& text, size_t indent, size_t column,
+                size_t width);
+
+// A whole text. A line that begins with blanks is an example or a row of two columns; any other is
+// filled up as prose.
+std::string Lay(const std::string& text, size_t width);
 
 }  // namespace cli
 

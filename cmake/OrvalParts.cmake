@@ -35,26 +35,25 @@ function(orval_settle option what)
 endfunction()
 
 orval_part(ORVAL_SOFTKEY "the software key and its commands")
-if(ORVAL_SOFTKEY)
-  find_package(OpenSSL 3.0 QUIET COMPONENTS Crypto)
-  find_package(SQLite3 QUIET)
-  find_package(CLI11 QUIET)
-  find_package(nlohmann_json QUIET)
-  orval_settle(ORVAL_SOFTKEY "the software key"
-    OpenSSL_FOUND "libssl-dev (3.0 or newer)"
-    SQLite3_FOUND libsqlite3-dev
-    CLI11_FOUND libcli11-dev
-    nlohmann_json_FOUND nlohmann-json3-dev)
-endif()
-
 orval_part(ORVAL_UKEYCTL "the command ukeyctl")
-if(ORVAL_UKEYCTL)
+if(ORVAL_SOFTKEY OR ORVAL_UKEYCTL)
   # Both are header-only, and the build machine's serve for any target.
   find_path(ORVAL_CLI11_FOLDER CLI/CLI.hpp NO_CMAKE_FIND_ROOT_PATH)
   find_path(ORVAL_JSON_FOLDER nlohmann/json.hpp NO_CMAKE_FIND_ROOT_PATH)
-  orval_settle(ORVAL_UKEYCTL "ukeyctl"
+  set(for_commands
     ORVAL_CLI11_FOLDER libcli11-dev
     ORVAL_JSON_FOLDER nlohmann-json3-dev)
+endif()
+if(ORVAL_SOFTKEY)
+  find_package(OpenSSL 3.0 QUIET COMPONENTS Crypto)
+  find_package(SQLite3 QUIET)
+  orval_settle(ORVAL_SOFTKEY "the software key"
+    OpenSSL_FOUND "libssl-dev (3.0 or newer)"
+    SQLite3_FOUND libsqlite3-dev
+    ${for_commands})
+endif()
+if(ORVAL_UKEYCTL)
+  orval_settle(ORVAL_UKEYCTL "ukeyctl" ${for_commands})
 endif()
 
 orval_part(ORVAL_TESTS "the tests")

@@ -2,7 +2,7 @@
 #include <string_view>
 
 #include "base/error.h"
-#include "base/error_texts.h"
+#include "codes/texts.h"
 #include "codes.h"
 #include "ukey.hpp"
 

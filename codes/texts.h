@@ -1,5 +1,5 @@
-#ifndef SOFTKEY_BASE_ERROR_TEXTS_H
-#define SOFTKEY_BASE_ERROR_TEXTS_H
+#ifndef CODES_TEXTS_H
+#define CODES_TEXTS_H
 
 #include <cstddef>
 #include <cstdint>

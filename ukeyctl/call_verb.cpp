@@ -18,7 +18,7 @@ intptr_t NumberIn(const std::string& text) {
     errno = 0;
     const long long number = std::strtoll(text.c_str(), &end, 0);
     if (text.empty() || *end != '\0' || errno != 0) {
-        ThrowUsage("\"" + text + "\" is no number", "give it in decimal or with 0x");
+        cli::ThrowUsage("\"" + text + "\" is no number", "give it in decimal or with 0x");
     }
     return static_cast<intptr_t>(number);
 }
@@ -73,19 +73,18 @@ std::vector<std::string> Names() {
 
 struct CallOptions {
     std::string name;
-    std::string argument;
-    const CLI::Option* argument_given = nullptr;
+    std::optional<std::string> argument;
     bool consent = false;
 };
 
 void CheckArgument(const PlainCall& plain, bool is_given) {
     const std::string name = plain.name;
     if (plain.argument != nullptr && !is_given) {
-        ThrowUsage(name + " takes an argument",
-                   "give it: ukeyctl call " + name + " " + plain.argument);
+        cli::ThrowUsage(name + " takes an argument",
+                        "give it: ukeyctl call " + name + " " + plain.argument);
     }
     if (plain.argument == nullptr && is_given) {
-        ThrowUsage(name + " takes no argument", "leave it out: ukeyctl call " + name);
+        cli::ThrowUsage(name + " takes no argument", "leave it out: ukeyctl call " + name);
     }
 }
 
@@ -96,27 +95,24 @@ void RunCall(Session& session, const CallOptions& options) {
     const auto* plain =
         std::find_if(std::begin(kPlainCalls), std::end(kPlainCalls),
                      [&options](const PlainCall& known) { return options.name == known.name; });
-    CheckArgument(*plain, options.argument_given->count() > 0);
+    CheckArgument(*plain, options.argument.has_value());
     session.Result().AddDetail("function", options.name);
-    plain->call(session, options.argument);
+    plain->call(session, options.argument.value_or(std::string()));
     session.Result().Say(options.name + " gave 0.");
 }
 
 }  // namespace
 
-void AddCallVerb(CLI::App& app, Session& session) {
+void AddCallVerb(cli::Command& app, Session& session) {
     const auto options = std::make_shared<CallOptions>();
-    CLI::App* verb = AddVerb(app, "call", "Call one of the functions that have no verb", session,
-                             [options](Session& running) { RunCall(running, *options); });
-    AddKeyOption(*verb, session, KeyUse::kChanging);
-    verb->add_option("FUNCTION", options->name, "The exported function's name")
-        ->required()
-        ->check(CLI::IsMember(Names()));
-    options->argument_given =
-        verb->add_option("ARGUMENT", options->argument,
-                         "With SetCharset and SetLanguage a name, with SetCachePinFlag and "
-                         "TestVerifyAndCachePin a number, passed to the key as it is");
-    verb->add_flag("--yes", options->consent, "With TestInitUKey: do erase the key");
-    AddExamples(*verb, {"ukeyctl call Initialize", "ukeyctl call SetCharset GB18030",
-                        "ukeyctl call SetCachePinFlag 1"});
+    cli::Command verb = AddVerb(app, "call", "Call one of the functions that have no verb", session,
+                                [options](Session& running) { RunCall(running, *options); });
+    AddKeyOption(verb, session, KeyUse::kChanging);
+    verb.Add("FUNCTION", options->name, "The exported function's name").Required().OneOf(Names());
+    verb.Add("ARGUMENT", options->argument,
+             "With SetCharset and SetLanguage a name, with SetCachePinFlag and "
+             "TestVerifyAndCachePin a number, passed to the key as it is");
+    verb.AddFlag("--yes", options->consent, "With TestInitUKey: do erase the key");
+    AddExamples(verb, {"ukeyctl call Initialize", "ukeyctl call SetCharset GB18030",
+                       "ukeyctl call SetCachePinFlag 1"});
 }

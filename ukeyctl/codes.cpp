@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "failure.h"
+#include "cli/failure.h"
 #include "ukey.hpp"
 
 namespace {
@@ -36,9 +36,10 @@ int32_t ParseCode(const std::string& text) {
     errno = 0;
     const long long value = std::strtoll(text.c_str(), &end, base);
     if (text.empty() || *end != '\0' || errno != 0 || value < INT32_MIN || value > UINT32_MAX) {
-        ThrowUsage("\"" + text + "\" is not a 32-bit code",
-                   "give it in decimal (-401), in hexadecimal (0x0A000001), or as the log shows it "
-                   "(FFFFFE6F)");
+        cli::ThrowUsage(
+            "\"" + text + "\" is not a 32-bit code",
+            "give it in decimal (-401), in hexadecimal (0x0A000001), or as the log shows it "
+            "(FFFFFE6F)");
     }
     return static_cast<int32_t>(static_cast<uint32_t>(value));
 }

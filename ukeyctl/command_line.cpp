@@ -1,82 +1,58 @@
 #include "command_line.h"
 
-#include "files.h"
-#include "cli/arguments.h"
+#include "cli/checks.h"
+#include "cli/files.h"
 
-namespace {
-
-// "cert get": the words that lead to the verb, without the command's own name.
-std::string PathOf(const CLI::App& verb) {
-    const CLI::App* parent = verb.get_parent();
-    if (parent == nullptr) {
-        return {};
-    }
-    const std::string before = PathOf(*parent);
-    return before.empty() ? verb.get_name() : before + " " + verb.get_name();
+cli::Command AddVerb(cli::Command& parent, const std::string& name, const std::string& summary,
+                     Session& session, Session::Action action) {
+    return parent.AddCommand(name, summary, [&session, action = std::move(action)] {
+        action(session);
+        return cli::ExitStatus::kDone;
+    });
 }
 
-}  // namespace
-
-CLI::App* AddVerb(CLI::App& parent, const std::string& name, const std::string& summary,
-                  Session& session, Session::Action action) {
-    CLI::App* verb = parent.add_subcommand(name, summary);
-    verb->callback(
-        [verb, &session, action = std::move(action)] { session.Choose(PathOf(*verb), action); });
-    return verb;
-}
-
-CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string& summary) {
-    CLI::App* group = parent.add_subcommand(name, summary);
-    group->require_subcommand(1);
-    group->footer("");
-    return group;
-}
-
-void AddExamples(CLI::App& verb, std::initializer_list<const char*> examples) {
+void AddExamples(cli::Command& verb, std::initializer_list<const char*> examples) {
     std::string footer = "Examples:";
     for (const char* example : examples) {
         footer += std::string("\n  ") + example;
     }
-    verb.footer(footer + "\n");
+    verb.Close(footer + "\n");
 }
 
-void AddKeyOption(CLI::App& verb, Session& session, KeyUse use) {
-    verb.add_option("--sn", session.serial_number,
-                    use == KeyUse::kChanging
-                        ? "The key's serial number; needed when several keys are plugged"
-                        : "The key's serial number; without it the library's choice of those "
-                          "that are plugged, which is told")
-        ->type_name("SN")
-        ->check(cli::CheckSerialNumber);
-    verb.parse_complete_callback([&session, use] { session.key_use = use; });
+void AddKeyOption(cli::Command& verb, Session& session, KeyUse use) {
+    verb.Add("--sn", session.serial_number,
+             use == KeyUse::kChanging
+                 ? "The key's serial number; needed when several keys are plugged"
+                 : "The key's serial number; without it the library's choice of those "
+                   "that are plugged, which is told")
+        .Takes("SN")
+        .Checked(cli::CheckSerialNumber);
+    verb.OnceParsed([&session, use] { session.key_use = use; });
 }
 
-void RequireValue(CLI::Option& option) {
-    option.check(cli::CheckValue);
-}
-
-void RequireConsent(CLI::App& verb, const std::shared_ptr<bool>& consent) {
-    verb.add_flag("--yes", *consent, "Do it: what is lost does not come back");
+void RequireConsent(cli::Command& verb, const std::shared_ptr<bool>& consent) {
+    verb.AddFlag("--yes", *consent, "Do it: what is lost does not come back");
 }
 
 void CheckConsent(bool consent, const std::string& consequence) {
     if (!consent) {
-        ThrowUsage("this " + consequence, "add --yes if that is what you want");
+        cli::ThrowUsage("this " + consequence, "add --yes if that is what you want");
     }
 }
 
-void AddAllowEmpty(CLI::App& verb, EmptyText& empty) {
+void AddAllowEmpty(cli::Command& verb, EmptyText& empty) {
     empty.is_offered = true;
-    verb.add_flag("--allow-empty", empty.is_allowed, "Take an empty text for what is meant");
+    verb.AddFlag("--allow-empty", empty.is_allowed, "Take an empty text for what is meant");
 }
 
 void CheckNotEmpty(const std::string& text, const std::string& source, EmptyText empty) {
     if (!text.empty() || empty.is_allowed) {
         return;
     }
-    ThrowUsage(source + " is empty: a shell variable may be unset, or a program may have failed",
-               std::string("give what is meant") +
-                   (empty.is_offered ? ", or --allow-empty if an empty text is" : ""));
+    cli::ThrowUsage(
+        source + " is empty: a shell variable may be unset, or a program may have failed",
+        std::string("give what is meant") +
+            (empty.is_offered ? ", or --allow-empty if an empty text is" : ""));
 }
 
 namespace {
@@ -88,48 +64,46 @@ std::string SourceName(const std::string& path) {
 }  // namespace
 
 std::string InputText::Read(EmptyText empty) const {
-    std::string given = file.empty() ? text : ReadInput(file);
+    std::string given = file.empty() ? text : cli::ReadInput(file);
     CheckNotEmpty(given, file.empty() ? "the text of --" + name : SourceName(file), empty);
     return given;
 }
 
 std::string ReadGiven(const std::string& path) {
-    std::string contents = ReadInput(path);
+    std::string contents = cli::ReadInput(path);
     CheckNotEmpty(contents, SourceName(path));
     return contents;
 }
 
 namespace {
 
-CLI::Option_group* AddTextGroup(CLI::App& verb, const std::string& name,
-                                const std::string& description, InputText& input) {
-    CLI::Option_group* group = verb.add_option_group(name);
-    group->add_option("--" + name, input.text, description)->type_name("TEXT");
-    RequireValue(*group
-                      ->add_option("--" + name + "-file", input.file,
-                                   "The same from a file; - is standard input")
-                      ->type_name("FILE"));
+cli::Command AddTextGroup(cli::Command& verb, const std::string& name,
+                          const std::string& description, cli::Need need, InputText& input) {
+    cli::Command group = verb.AddAlternatives(name, need);
+    group.Add("--" + name, input.text, description).Takes("TEXT");
+    group.Add("--" + name + "-file", input.file, "The same from a file; - is standard input")
+        .Takes("FILE")
+        .Checked(cli::CheckNotEmpty);
     input.name = name;
     return group;
 }
 
 }  // namespace
 
-void AddText(CLI::App& verb, const std::string& name, const std::string& description,
+void AddText(cli::Command& verb, const std::string& name, const std::string& description,
              InputText& input) {
-    AddTextGroup(verb, name, description, input)->require_option(1);
+    AddTextGroup(verb, name, description, cli::Need::kOne, input);
 }
 
-CLI::Option_group* AddOptionalText(CLI::App& verb, const std::string& name,
-                                   const std::string& description, InputText& input) {
-    CLI::Option_group* group = AddTextGroup(verb, name, description, input);
-    group->require_option(0, 1);
-    return group;
+cli::Command AddOptionalText(cli::Command& verb, const std::string& name,
+                             const std::string& description, InputText& input) {
+    return AddTextGroup(verb, name, description, cli::Need::kOneAtMost, input);
 }
 
-void AddOutOption(CLI::App& verb, std::string& path) {
-    RequireValue(*verb.add_option("--out", path, "Write it to this file instead of standard output")
-                      ->type_name("FILE"));
+void AddOutOption(cli::Command& verb, std::string& path) {
+    verb.Add("--out", path, "Write it to this file instead of standard output")
+        .Takes("FILE")
+        .Checked(cli::CheckNotEmpty);
 }
 
 void Deliver(Session& session, const std::string& key, const Report::Value& value,
@@ -143,23 +117,24 @@ void Deliver(Session& session, const std::string& key, const Report::Value& valu
     // A file gets the bytes and nothing else: a line end would make a decrypted message another
     // one.
     const auto* text = std::get_if<std::string>(&value);
-    WriteOutput(path, text != nullptr ? *text : output.ForPeople(Report::Destination::kFile));
+    cli::WriteOutput(path, text != nullptr ? *text : output.ForPeople(Report::Destination::kFile),
+                     cli::Readers::kOwner);
     session.Result().Add("file", "Written to", path);
 }
 
-void AddSelectors(CLI::App& verb, Selectors& selectors) {
-    verb.add_option("--param1", selectors.param1,
-                    "Which certificate: 1 signing, 2 encryption, or what else the key knows")
-        ->type_name("N")
-        ->capture_default_str();
-    verb.add_option("--param2", selectors.param2, "Which format, passed to the key as it is")
-        ->type_name("N")
-        ->capture_default_str();
+void AddSelectors(cli::Command& verb, Selectors& selectors) {
+    verb.Add("--param1", selectors.param1,
+             "Which certificate: 1 signing, 2 encryption, or what else the key knows")
+        .Takes("N")
+        .ShowDefault();
+    verb.Add("--param2", selectors.param2, "Which format, passed to the key as it is")
+        .Takes("N")
+        .ShowDefault();
 }
 
-void AddFormat(CLI::App& verb, std::string& format, std::initializer_list<const char*> names) {
+void AddFormat(cli::Command& verb, std::string& format, std::initializer_list<const char*> names) {
     format = *names.begin();
-    verb.add_option("--format", format, "How it is written")
-        ->check(CLI::IsMember(std::vector<std::string>(names.begin(), names.end())))
-        ->capture_default_str();
+    verb.Add("--format", format, "How it is written")
+        .OneOf(std::vector<std::string>(names.begin(), names.end()))
+        .ShowDefault();
 }

@@ -1,39 +1,33 @@
 #ifndef UKEYCTL_COMMAND_LINE_H
 #define UKEYCTL_COMMAND_LINE_H
 
-#include <CLI/CLI.hpp>
 #include <initializer_list>
 #include <memory>
 #include <string>
 
+#include "cli/command.h"
 #include "session.h"
 
 // A verb: what it is called, one sentence for the help, and its work.
-CLI::App* AddVerb(CLI::App& parent, const std::string& name, const std::string& summary,
-                  Session& session, Session::Action action);
+cli::Command AddVerb(cli::Command& parent, const std::string& name, const std::string& summary,
+                     Session& session, Session::Action action);
 
-// A word that is followed by one of several verbs.
-CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string& summary);
-
-void AddExamples(CLI::App& verb, std::initializer_list<const char*> examples);
+void AddExamples(cli::Command& verb, std::initializer_list<const char*> examples);
 
 // --sn, for verbs that concern one key. What the verb does with it decides whether the key must be
 // named when several are plugged.
-void AddKeyOption(CLI::App& verb, Session& session, KeyUse use);
+void AddKeyOption(cli::Command& verb, Session& session, KeyUse use);
 
 // --yes, without which a verb that destroys something refuses to work.
-void RequireConsent(CLI::App& verb, const std::shared_ptr<bool>& consent);
+void RequireConsent(cli::Command& verb, const std::shared_ptr<bool>& consent);
 void CheckConsent(bool consent, const std::string& consequence);
-
-// Refuses an empty value: for options whose value cannot be meant to be empty.
-void RequireValue(CLI::Option& option);
 
 // Whether an empty text is taken for what is meant: with --allow-empty, where a verb offers that.
 struct EmptyText {
     bool is_offered = false;
     bool is_allowed = false;
 };
-void AddAllowEmpty(CLI::App& verb, EmptyText& empty);
+void AddAllowEmpty(cli::Command& verb, EmptyText& empty);
 
 // Throws a usage failure that says where the empty text came from.
 void CheckNotEmpty(const std::string& text, const std::string& source, EmptyText empty = {});
@@ -51,15 +45,15 @@ struct InputText {
 std::string ReadGiven(const std::string& path);
 
 // --NAME TEXT or --NAME-file FILE: exactly one of them.
-void AddText(CLI::App& verb, const std::string& name, const std::string& description,
+void AddText(cli::Command& verb, const std::string& name, const std::string& description,
              InputText& input);
 
-// The same, or neither of them: the group tells by its count whether one was given.
-CLI::Option_group* AddOptionalText(CLI::App& verb, const std::string& name,
-                                   const std::string& description, InputText& input);
+// The same, or neither of them: the result tells whether one was given.
+cli::Command AddOptionalText(cli::Command& verb, const std::string& name,
+                             const std::string& description, InputText& input);
 
 // --out FILE, for what people would otherwise get on standard output.
-void AddOutOption(CLI::App& verb, std::string& path);
+void AddOutOption(cli::Command& verb, std::string& path);
 
 // Puts the verb's output into the report, or into the file if one was named.
 void Deliver(Session& session, const std::string& key, const Report::Value& value,
@@ -70,9 +64,9 @@ struct Selectors {
     int32_t param1 = 1;
     int32_t param2 = 0;
 };
-void AddSelectors(CLI::App& verb, Selectors& selectors);
+void AddSelectors(cli::Command& verb, Selectors& selectors);
 
 // --format, one of the names; the first is the default.
-void AddFormat(CLI::App& verb, std::string& format, std::initializer_list<const char*> names);
+void AddFormat(cli::Command& verb, std::string& format, std::initializer_list<const char*> names);
 
 #endif

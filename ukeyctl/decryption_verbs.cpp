@@ -17,20 +17,21 @@ void RunDecrypt(Session& session, const DecryptOptions& options) {
 
 }  // namespace
 
-void AddDecryptionVerbs(CLI::App& app, Session& session) {
+void AddDecryptionVerbs(cli::Command& app, Session& session) {
     const auto options = std::make_shared<DecryptOptions>();
-    CLI::App* verb = AddVerb(app, "decrypt", "Decrypt a text with the key's private key", session,
-                             [options](Session& running) { RunDecrypt(running, *options); });
-    AddKeyOption(*verb, session, KeyUse::kChanging);
-    AddText(*verb, "cipher", "The ciphertext; line breaks do not matter", options->cipher);
-    verb->add_option("--param1", options->param1,
-                     "Which certificate: 2 encryption, or what else the key knows")
-        ->type_name("N")
-        ->capture_default_str();
-    verb->add_option("--param2", options->param2, "Which formats, passed to the key as it is")
-        ->type_name("N")
-        ->capture_default_str();
-    AddOutOption(*verb, options->out);
-    AddExamples(*verb, {"ukeyctl decrypt --cipher-file message.txt",
-                        "ukeyctl decrypt --cipher-file - --out plain.txt < message.txt"});
+    cli::Command verb =
+        AddVerb(app, "decrypt", "Decrypt a text with the key's private key", session,
+                [options](Session& running) { RunDecrypt(running, *options); });
+    AddKeyOption(verb, session, KeyUse::kChanging);
+    AddText(verb, "cipher", "The ciphertext; line breaks do not matter", options->cipher);
+    verb.Add("--param1", options->param1,
+             "Which certificate: 2 encryption, or what else the key knows")
+        .Takes("N")
+        .ShowDefault();
+    verb.Add("--param2", options->param2, "Which formats, passed to the key as it is")
+        .Takes("N")
+        .ShowDefault();
+    AddOutOption(verb, options->out);
+    AddExamples(verb, {"ukeyctl decrypt --cipher-file message.txt",
+                       "ukeyctl decrypt --cipher-file - --out plain.txt < message.txt"});
 }

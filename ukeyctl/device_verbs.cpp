@@ -1,7 +1,7 @@
 #include <cmath>
 
+#include "cli/checks.h"
 #include "codes.h"
-#include "cli/usage.h"
 #include "verbs.h"
 
 namespace {
@@ -23,12 +23,12 @@ std::optional<ukey::KeyEvent> AwaitEvent(ukey::EventSource& events, double timeo
 }
 
 [[noreturn]] void ThrowNoEvent() {
-    Failure failure;
-    failure.status = ExitStatus::kNoEvent;
+    cli::Failure failure;
+    failure.status = cli::ExitStatus::kNoEvent;
     failure.what = "no key came or went";
     failure.why = "the time given with --timeout has passed";
     failure.next = "plug or unplug a key while the command waits, or give it more time";
-    throw CommandFailure(failure);
+    throw cli::CommandFailure(failure);
 }
 
 void Wait(Session& session, const WaitOptions& options) {
@@ -48,19 +48,19 @@ void Wait(Session& session, const WaitOptions& options) {
     }
 }
 
-void AddWait(CLI::App& app, Session& session) {
+void AddWait(cli::Command& app, Session& session) {
     const auto options = std::make_shared<WaitOptions>();
-    CLI::App* verb = AddVerb(app, "wait", "Wait until a key is plugged or unplugged", session,
-                             [options](Session& running) { Wait(running, *options); });
-    verb->add_option("--timeout", options->timeout,
-                     "Give up when nothing has happened for so long; without it, never")
-        ->type_name("SECONDS")
-        ->check(cli::Seconds(1000000));
-    verb->add_option("--count", options->count, "End after so many events; 0 goes on")
-        ->check(cli::WholeNumber(0, INT32_MAX))
-        ->capture_default_str();
-    AddExamples(*verb, {"ukeyctl wait", "ukeyctl wait --timeout 30 || echo 'no key'",
-                        "ukeyctl wait --count 0 --json        one JSON object per event"});
+    cli::Command verb = AddVerb(app, "wait", "Wait until a key is plugged or unplugged", session,
+                                [options](Session& running) { Wait(running, *options); });
+    verb.Add("--timeout", options->timeout,
+             "Give up when nothing has happened for so long; without it, never")
+        .Takes("SECONDS")
+        .Checked(cli::Seconds(1000000));
+    verb.Add("--count", options->count, "End after so many events; 0 goes on")
+        .Checked(cli::WholeNumber(0, INT32_MAX))
+        .ShowDefault();
+    AddExamples(verb, {"ukeyctl wait", "ukeyctl wait --timeout 30 || echo 'no key'",
+                       "ukeyctl wait --count 0 --json        one JSON object per event"});
 }
 
 // The library's own check is content with a folder that can be read, so the library in it is tried
@@ -72,19 +72,17 @@ void Check(Session& session, int32_t mode) {
         "The installation folder can be read, and the key maker's library in it is complete.");
 }
 
-void AddCheck(CLI::App& app, Session& session) {
+void AddCheck(cli::Command& app, Session& session) {
     const auto mode = std::make_shared<int32_t>(1);
-    CLI::App* verb = AddVerb(app, "check", "Check that the key's software is installed", session,
-                             [mode](Session& running) { Check(running, *mode); });
-    verb->add_option("--mode", *mode, "What to check; only 1 is supported")
-        ->type_name("N")
-        ->capture_default_str();
-    AddExamples(*verb, {"ukeyctl check"});
+    cli::Command verb = AddVerb(app, "check", "Check that the key's software is installed", session,
+                                [mode](Session& running) { Check(running, *mode); });
+    verb.Add("--mode", *mode, "What to check; only 1 is supported").Takes("N").ShowDefault();
+    AddExamples(verb, {"ukeyctl check"});
 }
 
 }  // namespace
 
-void AddDeviceVerbs(CLI::App& app, Session& session) {
+void AddDeviceVerbs(cli::Command& app, Session& session) {
     AddWait(app, session);
     AddCheck(app, session);
 }

@@ -36,12 +36,11 @@ void ShowError(Session& session, const std::string& given) {
 
 }  // namespace
 
-void AddErrorVerb(CLI::App& app, Session& session) {
+void AddErrorVerb(cli::Command& app, Session& session) {
     const auto code = std::make_shared<std::string>();
-    CLI::App* verb = AddVerb(app, "error", "Explain a code", session,
-                             [code](Session& running) { ShowError(running, *code); });
-    verb->add_option("CODE", *code, "Decimal, 0x and hexadecimal digits, or as in the log")
-        ->required();
-    AddExamples(*verb, {"ukeyctl error -401", "ukeyctl error 0x0A000001",
-                        "ukeyctl error FFFFFE6F        as the log shows -401"});
+    cli::Command verb = AddVerb(app, "error", "Explain a code", session,
+                                [code](Session& running) { ShowError(running, *code); });
+    verb.Add("CODE", *code, "Decimal, 0x and hexadecimal digits, or as in the log").Required();
+    AddExamples(verb, {"ukeyctl error -401", "ukeyctl error 0x0A000001",
+                       "ukeyctl error FFFFFE6F        as the log shows -401"});
 }

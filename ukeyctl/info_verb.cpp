@@ -7,17 +7,17 @@ constexpr int32_t kEnglishName = 2;
 
 using Keys = std::vector<LabelledKey>;
 
-Table::Cell CellOf(const std::string& text) {
-    return text.empty() ? Table::Cell() : Table::Cell(text);
+cli::Table::Cell CellOf(const std::string& text) {
+    return text.empty() ? cli::Table::Cell() : cli::Table::Cell(text);
 }
 
-Table TableOf(const Keys& keys) {
-    Table table{
+cli::Table TableOf(const Keys& keys) {
+    cli::Table table{
         {{"slot", "SLOT"}, {"serial_number", "SERIAL NUMBER"}, {"label", "LABEL"}, {"problem", ""}},
         {}};
     for (const LabelledKey& one : keys) {
         table.rows.push_back({int64_t{one.key.slot}, CellOf(one.key.serial_number),
-                              one.label ? Table::Cell(*one.label) : Table::Cell(),
+                              one.label ? cli::Table::Cell(*one.label) : cli::Table::Cell(),
                               CellOf(one.key.problem)});
     }
     return table;
@@ -83,11 +83,11 @@ void ShowInfo(Session& session) {
 
 }  // namespace
 
-void AddInfoVerbs(CLI::App& app, Session& session) {
-    CLI::App* info =
+void AddInfoVerbs(cli::Command& app, Session& session) {
+    cli::Command info =
         AddVerb(app, "info", "Show versions, ids, vendor and the plugged keys", session, ShowInfo);
-    AddExamples(*info, {"ukeyctl info", "ukeyctl info --json | jq -r .serial_number"});
-    CLI::App* list = AddVerb(app, "list", "List the plugged keys: slot, serial number and label",
-                             session, ListKeys);
-    AddExamples(*list, {"ukeyctl list", "ukeyctl list --json | jq -r .keys[].serial_number"});
+    AddExamples(info, {"ukeyctl info", "ukeyctl info --json | jq -r .serial_number"});
+    cli::Command list = AddVerb(app, "list", "List the plugged keys: slot, serial number and label",
+                                session, ListKeys);
+    AddExamples(list, {"ukeyctl list", "ukeyctl list --json | jq -r .keys[].serial_number"});
 }

@@ -1,6 +1,6 @@
 #include "key_choice.h"
 
-#include "failure.h"
+#include "cli/failure.h"
 
 namespace {
 
@@ -8,12 +8,12 @@ constexpr const char* kNameTheKey =
     "name the key with --sn SN; 'ukeyctl list' shows all that are plugged";
 
 [[noreturn]] void ThrowNoSerialNumber() {
-    Failure failure;
-    failure.status = ExitStatus::kCodeReported;
+    cli::Failure failure;
+    failure.status = cli::ExitStatus::kFailed;
     failure.what = "the key cannot be told apart from others";
     failure.why = "GetPrintNumber gave an empty serial number";
     failure.next = kNameTheKey;
-    throw CommandFailure(failure);
+    throw cli::CommandFailure(failure);
 }
 
 std::string ShowKey(const LabelledKey& labelled) {
@@ -28,8 +28,8 @@ std::string ShowKey(const LabelledKey& labelled) {
     for (const LabelledKey& labelled : ListLabelledKeys(library)) {
         shown += (shown.empty() ? "" : ", ") + ShowKey(labelled);
     }
-    ThrowUsage(std::to_string(count) + " keys are plugged, and none is named: " + shown,
-               kNameTheKey);
+    cli::ThrowUsage(std::to_string(count) + " keys are plugged, and none is named: " + shown,
+                    kNameTheKey);
 }
 
 std::string ShowPlace(const std::string& taken, const std::vector<PluggedKey>& keys) {
@@ -70,7 +70,7 @@ KeyChoice ChooseKey(const ukey::Library& library, KeyUse use) {
     const std::string unknown = "the plugged keys cannot be counted: " + count.problem;
     if (use == KeyUse::kChanging) {
         if (!count.problem.empty()) {
-            ThrowUsage(unknown, "name the key with --sn SN");
+            cli::ThrowUsage(unknown, "name the key with --sn SN");
         }
         if (count.keys.size() > 1) {
             ThrowChoice(library, count.keys.size());

@@ -1,4 +1,4 @@
-#include "encoding.h"
+#include "cli/encoding.h"
 #include "verbs.h"
 
 namespace {
@@ -19,36 +19,37 @@ void ShowPinInfo(Session& session) {
     Report& report = session.Result();
     report.Add("tries_left", "Tries left", NumberAt(record, 0));
     report.Add("tries_at_most", "Tries at most", NumberAt(record, 4));
-    report.AddDetail("record_hex", Hex(record));
+    report.AddDetail("record_hex", cli::Hex(record));
 }
 
-void AddChange(CLI::App& group, Session& session) {
-    CLI::App* verb = AddVerb(group, "change", std::string("Change the PIN. ") + kPinNote, session,
-                             [](Session& running) {
-                                 running.Key().ChangePin();
-                                 running.Result().Say("The PIN has been changed.");
-                             });
-    AddKeyOption(*verb, session, KeyUse::kChanging);
-    AddExamples(*verb, {"ukeyctl pin change"});
+void AddChange(cli::Command& group, Session& session) {
+    cli::Command verb = AddVerb(group, "change", std::string("Change the PIN. ") + kPinNote,
+                                session, [](Session& running) {
+                                    running.Key().ChangePin();
+                                    running.Result().Say("The PIN has been changed.");
+                                });
+    AddKeyOption(verb, session, KeyUse::kChanging);
+    AddExamples(verb, {"ukeyctl pin change"});
 }
 
-void AddVerify(CLI::App& group, Session& session) {
-    CLI::App* verb = AddVerb(group, "verify", std::string("Verify the PIN. ") + kPinNote, session,
-                             [](Session& running) {
-                                 running.Key().VerifyPIN();
-                                 running.Result().Say("The PIN is right.");
-                             });
-    AddKeyOption(*verb, session, KeyUse::kChanging);
-    AddExamples(*verb, {"ukeyctl pin verify", "ukeyctl pin verify --sn 1234567890123456"});
+void AddVerify(cli::Command& group, Session& session) {
+    cli::Command verb = AddVerb(group, "verify", std::string("Verify the PIN. ") + kPinNote,
+                                session, [](Session& running) {
+                                    running.Key().VerifyPIN();
+                                    running.Result().Say("The PIN is right.");
+                                });
+    AddKeyOption(verb, session, KeyUse::kChanging);
+    AddExamples(verb, {"ukeyctl pin verify", "ukeyctl pin verify --sn 1234567890123456"});
 }
 
 }  // namespace
 
-void AddPinVerbs(CLI::App& app, Session& session) {
-    CLI::App* group = AddGroup(app, "pin", "Change and verify the PIN");
-    AddChange(*group, session);
-    AddVerify(*group, session);
-    CLI::App* info = AddVerb(*group, "info", "Show how many tries are left", session, ShowPinInfo);
-    AddKeyOption(*info, session, KeyUse::kReading);
-    AddExamples(*info, {"ukeyctl pin info", "ukeyctl pin info --json"});
+void AddPinVerbs(cli::Command& app, Session& session) {
+    cli::Command group = app.AddGroup("pin", "Change and verify the PIN");
+    AddChange(group, session);
+    AddVerify(group, session);
+    cli::Command info =
+        AddVerb(group, "info", "Show how many tries are left", session, ShowPinInfo);
+    AddKeyOption(info, session, KeyUse::kReading);
+    AddExamples(info, {"ukeyctl pin info", "ukeyctl pin info --json"});
 }

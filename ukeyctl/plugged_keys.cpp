@@ -7,7 +7,7 @@
 #include <cstring>
 #include <memory>
 
-#include "failure.h"
+#include "cli/failure.h"
 #include "maker/token.h"
 
 namespace {
@@ -48,12 +48,12 @@ struct TokenLibrary {
 };
 
 [[noreturn]] void ThrowExceptionOf(const char* function) {
-    Failure failure;
-    failure.status = ExitStatus::kCodeReported;
+    cli::Failure failure;
+    failure.status = cli::ExitStatus::kFailed;
     failure.what = std::string(function) + " threw an exception";
     failure.why = "the key maker's token library does not work as it should";
     failure.next = "unplug the keys, plug them in again, and try once more";
-    throw CommandFailure(failure);
+    throw cli::CommandFailure(failure);
 }
 
 // Any of the token library's functions may throw.

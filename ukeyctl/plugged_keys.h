@@ -15,8 +15,8 @@ struct PluggedKey {
 };
 
 // All plugged keys. The product tells only one of them, so its token library is asked, as the
-// product asks it when it waits for keys. Throws ukey::LoadError, ukey::Error or CommandFailure
-// when that library cannot be asked.
+// product asks it when it waits for keys. Throws ukey::LoadError, ukey::Error or
+// cli::CommandFailure when that library cannot be asked.
 std::vector<PluggedKey> ListPluggedKeys(const ukey::Library& library);
 
 #endif

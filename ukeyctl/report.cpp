@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "codes.h"
-#include "encoding.h"
+#include "cli/encoding.h"
 #include "cli/printable.h"
+#include "codes.h"
 #include "ukey.hpp"
 
 namespace {
@@ -23,12 +23,12 @@ struct ShowValue {
         }
         return joined;
     }
-    std::string operator()(const Table& table) const { return ShowTable(table); }
+    std::string operator()(const cli::Table& table) const { return cli::ShowTable(table); }
 };
 
 struct EncodeValue {
     Json operator()(std::monostate /*none*/) const { return nullptr; }
-    Json operator()(const Table& table) const;
+    Json operator()(const cli::Table& table) const;
     template <typename T>
     Json operator()(const T& value) const {
         return value;
@@ -40,13 +40,13 @@ void Encode(Json& object, const std::string& key, const Value& value) {
     object[key] = std::visit(EncodeValue{}, value);
     const auto* text = std::get_if<std::string>(&value);
     if (text != nullptr && !cli::IsUtf8(*text)) {
-        object[key + "_hex"] = Hex(*text);
+        object[key + "_hex"] = cli::Hex(*text);
     }
 }
 
-Json EncodeValue::operator()(const Table& table) const {
+Json EncodeValue::operator()(const cli::Table& table) const {
     Json rows = Json::array();
-    for (const std::vector<Table::Cell>& row : table.rows) {
+    for (const std::vector<cli::Table::Cell>& row : table.rows) {
         Json object;
         for (size_t i = 0; i < row.size(); ++i) {
             Encode(object, table.columns[i].key, row[i]);
@@ -63,7 +63,7 @@ std::string WithLineEnd(std::string text) {
     return text;
 }
 
-Json EncodeFailure(const Failure& failure) {
+Json EncodeFailure(const cli::Failure& failure) {
     Json error = {{"status", static_cast<int>(failure.status)},
                   {"what", failure.what},
                   {"why", failure.why},
@@ -117,7 +117,7 @@ std::string Report::ForPeople(Destination destination) const {
     return text;
 }
 
-std::string Report::ForScripts(const std::string& verb, const Failure* failure) const {
+std::string Report::ForScripts(const std::string& verb, const cli::Failure* failure) const {
     Json object = {{"ok", failure == nullptr}, {"verb", verb}};
     for (const Field& field : fields_) {
         if (!field.key.empty()) {
@@ -127,13 +127,5 @@ std::string Report::ForScripts(const std::string& verb, const Failure* failure) 
     if (failure != nullptr) {
         object["error"] = EncodeFailure(*failure);
     }
-    return cli::PrintableJson(object.dump(-1, ' ', false, Json::error_handler_t::replace)) +
-           "\n";
-}
-
-std::string Describe(const std::string& verb, const Failure& failure) {
-    const std::string name = verb.empty() ? "ukeyctl" : "ukeyctl " + verb;
-    return name + ": " + cli::Printable(failure.what) +
-           "\n  why:  " + cli::Printable(failure.why) +
-           "\n  next: " + cli::Printable(failure.next) + "\n";
+    return cli::PrintableJson(object.dump(-1, ' ', false, Json::error_handler_t::replace)) + "\n";
 }

@@ -6,8 +6,8 @@
 #include <variant>
 #include <vector>
 
-#include "failure.h"
-#include "table.h"
+#include "cli/failure.h"
+#include "cli/table.h"
 
 // What a verb has to tell, put together once and shown in one of two forms: aligned lines for
 // people, or one JSON object on one line for scripts.
@@ -15,7 +15,7 @@ class Report {
  public:
     // Nothing, for a value that could not be had.
     using Value =
-        std::variant<std::monostate, std::string, int64_t, std::vector<std::string>, Table>;
+        std::variant<std::monostate, std::string, int64_t, std::vector<std::string>, cli::Table>;
 
     // Where people get it: a terminal must not be disturbed, a file gets every byte.
     enum class Destination { kTerminal, kFile };
@@ -37,7 +37,7 @@ class Report {
 
     // The object has "ok" and "verb", the fields, and "error" when there is a failure. Text that
     // is not UTF-8 is shown with replacement characters, and in a field KEY_hex byte by byte.
-    std::string ForScripts(const std::string& verb, const Failure* failure) const;
+    std::string ForScripts(const std::string& verb, const cli::Failure* failure) const;
 
  private:
     enum class Kind { kLine, kOutput, kDetail, kSentence };
@@ -49,8 +49,5 @@ class Report {
     };
     std::vector<Field> fields_;
 };
-
-// The failure as people read it on standard error.
-std::string Describe(const std::string& verb, const Failure& failure);
 
 #endif

@@ -1,4 +1,4 @@
-#include "encoding.h"
+#include "cli/encoding.h"
 #include "verbs.h"
 
 namespace {
@@ -17,9 +17,9 @@ struct RequestOptions {
 };
 
 std::vector<std::string> PemRequests(const std::string& joined) {
-    std::vector<std::string> requests = SplitJoined(joined);
+    std::vector<std::string> requests = cli::SplitJoined(joined);
     for (std::string& request : requests) {
-        request = ToPem(kPemLabel, request);
+        request = cli::ToPem(kPemLabel, request);
     }
     return requests;
 }
@@ -28,22 +28,22 @@ std::vector<std::string> PemRequests(const std::string& joined) {
 // nevertheless.
 void CheckDescription(const std::string& description) {
     if (description.find_first_not_of('|') == std::string::npos) {
-        ThrowUsage("the description asks for nothing; a shell variable may be unset",
-                   "name at least one record, such as 'CertType(1)KeyType(2)HashType(3)'");
+        cli::ThrowUsage("the description asks for nothing; a shell variable may be unset",
+                        "name at least one record, such as 'CertType(1)KeyType(2)HashType(3)'");
     }
 }
 
 [[noreturn]] void ThrowNothingMade() {
-    Failure failure;
-    failure.status = ExitStatus::kCodeReported;
+    cli::Failure failure;
+    failure.status = cli::ExitStatus::kFailed;
     failure.what = "no request was made";
     failure.why = "the key's answer is empty";
     failure.next = "see with --help what a description has to name";
-    throw CommandFailure(failure);
+    throw cli::CommandFailure(failure);
 }
 
 void DeliverRequests(Session& session, const RequestOptions& options, const std::string& joined) {
-    const auto count = static_cast<int64_t>(SplitJoined(joined).size());
+    const auto count = static_cast<int64_t>(cli::SplitJoined(joined).size());
     if (count == 0) {
         ThrowNothingMade();
     }
@@ -55,29 +55,28 @@ void DeliverRequests(Session& session, const RequestOptions& options, const std:
     }
 }
 
-void AddRequestOptions(CLI::App& verb, Session& session, RequestOptions& options) {
+void AddRequestOptions(cli::Command& verb, Session& session, RequestOptions& options) {
     AddKeyOption(verb, session, KeyUse::kChanging);
-    verb.add_option(
-            "--description", options.description,
-            "What to request: records separated by |, each CertType(D)KeyType(D)HashType(D) "
-            "with one digit D; what a record leaves out is as in the one before")
-        ->type_name("TEXT")
-        ->required();
+    verb.Add("--description", options.description,
+             "What to request: records separated by |, each CertType(D)KeyType(D)HashType(D) "
+             "with one digit D; what a record leaves out is as in the one before")
+        .Takes("TEXT")
+        .Required();
     AddFormat(verb, options.format, {"pem", "text"});
     AddOutOption(verb, options.out);
 }
 
-void AddRequest(CLI::App& app, Session& session) {
+void AddRequest(cli::Command& app, Session& session) {
     const auto options = std::make_shared<RequestOptions>();
-    CLI::App* verb =
+    cli::Command verb =
         AddVerb(app, "request", "Have the key make certificate requests (PKCS#10)", session,
                 [options](Session& running) {
                     CheckDescription(options->description);
                     DeliverRequests(running, *options,
                                     running.Key().GenerateCertRequest(options->description));
                 });
-    AddRequestOptions(*verb, session, *options);
-    AddExamples(*verb,
+    AddRequestOptions(verb, session, *options);
+    AddExamples(verb,
                 {"ukeyctl request --description 'CertType(1)KeyType(2)HashType(3)'",
                  "ukeyctl request --description 'CertType(1)KeyType(2)HashType(3)|CertType(2)' "
                  "--out both.pem",
@@ -94,26 +93,26 @@ void RunInitRequest(Session& session, const RequestOptions& options) {
         session.Key().Batch_InitAndGenerateCertRequest(options.mode, options.description));
 }
 
-void AddInitRequest(CLI::App& app, Session& session) {
+void AddInitRequest(cli::Command& app, Session& session) {
     const auto options = std::make_shared<RequestOptions>();
-    CLI::App* verb =
+    cli::Command verb =
         AddVerb(app, "init-request",
                 "Initialise the key if asked to, and make up to three requests in one step",
                 session, [options](Session& running) { RunInitRequest(running, *options); });
-    AddRequestOptions(*verb, session, *options);
-    verb->add_option("--mode", options->mode, "0: verify the PIN; 1: initialise the key first")
-        ->type_name("N")
-        ->capture_default_str();
-    verb->add_flag("--yes", options->consent, "With --mode 1: do erase the key");
+    AddRequestOptions(verb, session, *options);
+    verb.Add("--mode", options->mode, "0: verify the PIN; 1: initialise the key first")
+        .Takes("N")
+        .ShowDefault();
+    verb.AddFlag("--yes", options->consent, "With --mode 1: do erase the key");
     AddExamples(
-        *verb, {"ukeyctl init-request --description 'CertType(1)KeyType(2)HashType(3)|CertType(3)'",
-                "ukeyctl init-request --mode 1 --yes --description "
-                "'CertType(1)KeyType(2)HashType(3)'"});
+        verb, {"ukeyctl init-request --description 'CertType(1)KeyType(2)HashType(3)|CertType(3)'",
+               "ukeyctl init-request --mode 1 --yes --description "
+               "'CertType(1)KeyType(2)HashType(3)'"});
 }
 
 }  // namespace
 
-void AddRequestVerbs(CLI::App& app, Session& session) {
+void AddRequestVerbs(cli::Command& app, Session& session) {
     AddRequest(app, session);
     AddInitRequest(app, session);
 }

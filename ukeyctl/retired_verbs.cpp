@@ -22,22 +22,19 @@ constexpr RetiredVerb kRetiredVerbs[] = {
 };
 
 void Refuse(const RetiredVerb& retired) {
-    ThrowUsage("what this did held for one process and was gone when the command ended",
-               std::string(retired.instead) + "for a test, 'ukeyctl call " + retired.call + "'");
+    cli::ThrowUsage(
+        "what this did held for one process and was gone when the command ended",
+        std::string(retired.instead) + "for a test, 'ukeyctl call " + retired.call + "'");
 }
 
 }  // namespace
 
-void AddRetiredVerbs(CLI::App& app, Session& session) {
+void AddRetiredVerbs(cli::Command& app, Session& session) {
     for (const RetiredVerb& retired : kRetiredVerbs) {
-        CLI::App& parent = *retired.group == '\0' ? app : *app.get_subcommand(retired.group);
-        CLI::App* verb =
+        cli::Command parent = *retired.group == '\0' ? app : app.Find(retired.group);
+        cli::Command verb =
             AddVerb(parent, retired.name, "", session, [&retired](Session&) { Refuse(retired); });
-        verb->group("");  // not in the help
-        // Whatever follows, its own --help included, is taken and not looked at.
-        verb->fallthrough(false);
-        verb->allow_extras();
-        verb->set_help_flag();
-        verb->add_flag("--json", session.json);
+        verb.Retire();
+        verb.AddFlag("--json", session.json);
     }
 }

@@ -8,8 +8,8 @@
 #include <cstring>
 #include <filesystem>
 
-#include "codes.h"
 #include "cli/printable.h"
+#include "codes.h"
 
 namespace {
 
@@ -31,9 +31,9 @@ std::string ChooseLibrary(const std::string& given) {
     return variable != nullptr && *variable != '\0' ? variable : DefaultLibrary();
 }
 
-Failure FailureOf(const ukey::Error& error) {
-    Failure failure;
-    failure.status = ExitStatus::kCodeReported;
+cli::Failure FailureOf(const ukey::Error& error) {
+    cli::Failure failure;
+    failure.status = cli::ExitStatus::kFailed;
     failure.what = std::string(error.Function()) + " failed";
     failure.why = FormatCode(error.Code()) + ": " + error.code().message();
     failure.next = NextFor(error.Code(), error.Function(), error.code().message());
@@ -42,9 +42,9 @@ Failure FailureOf(const ukey::Error& error) {
     return failure;
 }
 
-Failure FailureOf(const ukey::ZeroByteError& error) {
-    Failure failure;
-    failure.status = ExitStatus::kUsage;
+cli::Failure FailureOf(const ukey::ZeroByteError& error) {
+    cli::Failure failure;
+    failure.status = cli::ExitStatus::kUsage;
     failure.what = "not carried out";
     failure.why = std::string("a text for ") + error.Function() +
                   " has a zero byte, behind which the key would not see it";
@@ -54,9 +54,9 @@ Failure FailureOf(const ukey::ZeroByteError& error) {
     return failure;
 }
 
-Failure FailureOf(const ukey::LoadError& error) {
-    Failure failure;
-    failure.status = ExitStatus::kLibraryNotLoaded;
+cli::Failure FailureOf(const ukey::LoadError& error) {
+    cli::Failure failure;
+    failure.status = cli::ExitStatus::kLibraryNotLoaded;
     failure.what = "the key library is not usable";
     failure.why = error.what();
     failure.next =
@@ -65,29 +65,24 @@ Failure FailureOf(const ukey::LoadError& error) {
     return failure;
 }
 
-Failure OutputFailure() {
-    Failure failure;
-    failure.status = ExitStatus::kFile;
+cli::Failure OutputFailure() {
+    cli::Failure failure;
+    failure.status = cli::ExitStatus::kFile;
     failure.what = "cannot write to standard output";
     failure.why = std::strerror(errno);
     failure.next = "check where the output goes";
     return failure;
 }
 
-Failure InternalFailure(const char* why) {
-    Failure failure;
-    failure.what = kOwnFault;
+cli::Failure InternalFailure(const char* why) {
+    cli::Failure failure;
+    failure.what = cli::kOwnFault;
     failure.why = why;
-    failure.next = kNextForOwnFault;
+    failure.next = cli::kNextForOwnFault;
     return failure;
 }
 
 }  // namespace
-
-void Session::Choose(const std::string& verb, Action action) {
-    verb_ = verb;
-    action_ = std::move(action);
-}
 
 const ukey::Library& Session::Library() {
     if (!library_) {
@@ -127,7 +122,7 @@ void Session::Publish() {
     published_ = true;
 }
 
-void Session::Show(const Failure* failure) {
+void Session::Show(const cli::Failure* failure) {
     using Destination = Report::Destination;
     const bool terminal = isatty(STDOUT_FILENO) != 0;
     Write(json ? report_.ForScripts(verb_, failure)
@@ -137,37 +132,44 @@ void Session::Show(const Failure* failure) {
 void Session::Write(const std::string& text) {
     const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
     if (!written || std::fflush(stdout) != 0) {
-        throw CommandFailure(OutputFailure());
+        throw cli::CommandFailure(OutputFailure());
     }
 }
 
-int Session::Fail(Failure failure) {
+int Session::Fail(const std::string& verb, cli::Failure failure) {
+    verb_ = verb;
     failure.next = NamingHelp(failure.next, verb_);
-    std::fputs(Describe(verb_, failure).c_str(), stderr);
+    Complain(failure);
     try {
         Show(&failure);
-    } catch (const CommandFailure& unwritable) {
-        std::fputs(Describe(verb_, unwritable.Details()).c_str(), stderr);
+    } catch (const cli::CommandFailure& unwritable) {
+        Complain(unwritable.Details());
     }
     return static_cast<int>(failure.status);
 }
 
-int Session::Run() {
+void Session::Complain(const cli::Failure& failure) const {
+    const std::string name = verb_.empty() ? "ukeyctl" : "ukeyctl " + verb_;
+    std::fputs(cli::Describe(name, failure, cli::Layout::kAligned).c_str(), stderr);
+}
+
+int Session::Run(const cli::Chosen& chosen) {
+    verb_ = chosen.path;
     try {
-        action_(*this);
+        const cli::ExitStatus status = chosen.work();
         if (!published_) {
             Publish();
         }
-        return static_cast<int>(ExitStatus::kSuccess);
-    } catch (const CommandFailure& failure) {
-        return Fail(failure.Details());
+        return static_cast<int>(status);
+    } catch (const cli::CommandFailure& failure) {
+        return Fail(verb_, failure.Details());
     } catch (const ukey::ZeroByteError& error) {
-        return Fail(FailureOf(error));
+        return Fail(verb_, FailureOf(error));
     } catch (const ukey::Error& error) {
-        return Fail(FailureOf(error));
+        return Fail(verb_, FailureOf(error));
     } catch (const ukey::LoadError& error) {
-        return Fail(FailureOf(error));
+        return Fail(verb_, FailureOf(error));
     } catch (const std::exception& error) {
-        return Fail(InternalFailure(error.what()));
+        return Fail(verb_, InternalFailure(error.what()));
     }
 }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "cli/command.h"
 #include "key_choice.h"
 #include "report.h"
 #include "ukey.hpp"
@@ -25,9 +26,6 @@ class Session {
     // Set by the verb that takes a key.
     KeyUse key_use = KeyUse::kChanging;
 
-    // The verb that was given; the last one counts.
-    void Choose(const std::string& verb, Action action);
-
     // The product, loaded by the first verb that needs it.
     const ukey::Library& Library();
 
@@ -41,19 +39,20 @@ class Session {
     void Publish();
 
     // Does the verb's work, shows its report or failure, and gives the command's exit status.
-    int Run();
+    int Run(const cli::Chosen& chosen);
 
-    // Shows the failure and gives the exit status.
-    int Fail(Failure failure);
+    // Shows the failure of a verb, or of the command where there is none, and gives the exit
+    // status.
+    int Fail(const std::string& verb, cli::Failure failure);
 
  private:
     void ApplySettings();
     std::string ChooseSerialNumber();
-    void Show(const Failure* failure);
+    void Complain(const cli::Failure& failure) const;
+    void Show(const cli::Failure* failure);
     void Write(const std::string& text);
 
     std::string verb_;
-    Action action_;
     std::optional<ukey::Library> library_;
     Report report_;
     bool published_ = false;

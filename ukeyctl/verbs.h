@@ -4,16 +4,16 @@
 #include "command_line.h"
 
 // The verb families, one file each.
-void AddInfoVerbs(CLI::App& app, Session& session);
-void AddErrorVerb(CLI::App& app, Session& session);
-void AddDeviceVerbs(CLI::App& app, Session& session);
-void AddPinVerbs(CLI::App& app, Session& session);
-void AddStorageVerbs(CLI::App& app, Session& session);
-void AddRequestVerbs(CLI::App& app, Session& session);
-void AddCertificateVerbs(CLI::App& app, Session& session);
-void AddSigningVerbs(CLI::App& app, Session& session);
-void AddDecryptionVerbs(CLI::App& app, Session& session);
-void AddCallVerb(CLI::App& app, Session& session);
-void AddRetiredVerbs(CLI::App& app, Session& session);  // after the others
+void AddInfoVerbs(cli::Command& app, Session& session);
+void AddErrorVerb(cli::Command& app, Session& session);
+void AddDeviceVerbs(cli::Command& app, Session& session);
+void AddPinVerbs(cli::Command& app, Session& session);
+void AddStorageVerbs(cli::Command& app, Session& session);
+void AddRequestVerbs(cli::Command& app, Session& session);
+void AddCertificateVerbs(cli::Command& app, Session& session);
+void AddSigningVerbs(cli::Command& app, Session& session);
+void AddDecryptionVerbs(cli::Command& app, Session& session);
+void AddCallVerb(cli::Command& app, Session& session);
+void AddRetiredVerbs(cli::Command& app, Session& session);  // after the others
 
 #endif

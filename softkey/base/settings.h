@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "base/error_texts.h"
+#include "codes/texts.h"
 
 namespace softkey {
 

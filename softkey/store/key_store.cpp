@@ -6,7 +6,6 @@
 #include "base/draft_file.h"
 #include "base/encoding.h"
 #include "base/file_lock.h"
-#include "cli/printable.h"
 #include "crypto/sealing.h"
 #include "store/home.h"
 

@@ -13,12 +13,12 @@
 
 #include "base/draft_file.h"
 #include "base/encoding.h"
+#include "cli/files.h"
 #include "crypto/enveloped_key.h"
 #include "crypto/pkcs10.h"
 #include "crypto/sealing.h"
 #include "store/home.h"
 #include "tools/console.h"
-#include "tools/refusal.h"
 
 namespace softkey::tools {
 namespace {
@@ -256,8 +256,8 @@ Authority::Root Authority::LoadRoot(const std::string& folder, KeyType type) {
             "there is no authority: its keys are not all in " + folder,
             "Make one with softca init --dir FOLDER, in a folder that has no part of one");
     }
-    const ssl::Output key_file = InputOf(ReadInput(KeyPathIn(folder, type)));
-    const ssl::Output certificate_file = InputOf(ReadInput(CertificatePath(folder, type)));
+    const ssl::Output key_file = InputOf(cli::ReadInput(KeyPathIn(folder, type)));
+    const ssl::Output certificate_file = InputOf(cli::ReadInput(CertificatePath(folder, type)));
     ssl::Key key(PEM_read_bio_PrivateKey(key_file.get(), nullptr, nullptr, nullptr));
     ssl::Certificate certificate(
         PEM_read_bio_X509(certificate_file.get(), nullptr, nullptr, nullptr));

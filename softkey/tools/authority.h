@@ -14,7 +14,7 @@ namespace softkey::tools {
 // private keys are not encrypted; it must never issue anything that matters.
 class Authority {
  public:
-    // Makes both roots. Throws Refusal when the folder holds an authority.
+    // Makes both roots. Refuses when the folder holds an authority.
     static void Create(const std::string& folder, const std::string& name);
 
     explicit Authority(const std::string& folder);

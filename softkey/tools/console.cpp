@@ -4,21 +4,13 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <fstream>
 #include <iostream>
-#include <iterator>
-#include <sstream>
 
-#include "base/error_texts.h"
+#include "codes/texts.h"
 #include "cli/printable.h"
 #include "pin/pin_source.h"
 #include "store/home.h"
 #include "store/key_store.h"
-#include "tools/refusal.h"
 
 namespace softkey::tools {
 namespace {
@@ -104,19 +96,24 @@ class Terminal {
     termios before_{};
 };
 
-// What cannot be read is no empty text.
-std::string ReadStandardInput() {
-    std::string text;
-    char chunk[4096];
-    for (size_t count = 0; (count = std::fread(chunk, 1, sizeof chunk, stdin)) > 0;) {
-        text.append(chunk, count);
-    }
-    if (std::ferror(stdin) != 0) {
-        const bool is_closed = errno == EBADF;
-        throw Error(Code::kFail, std::string("cannot read standard input: ") +
-                                     (is_closed ? "it is closed" : std::strerror(errno)));
-    }
-    return text;
+cli::Failure FailureOf(const Error& error) {
+    cli::Failure failure;
+    failure.status = cli::ExitStatus::kFailed;
+    failure.what = TextOf(static_cast<int32_t>(error.code()), Language::kEnglish);
+    failure.why = error.what();
+    failure.next = tools::AdviceFor(error);
+    return failure;
+}
+
+// A file that cannot be read or written is a failure of the operation like any other.
+cli::Failure OfOperation(const cli::Failure& failure) {
+    return failure.status == cli::ExitStatus::kFile
+               ? FailureOf(Error(Code::kFail, failure.what + ": " + failure.why))
+               : failure;
+}
+
+void Tell(const std::string& name, const cli::Failure& failure) {
+    std::cerr << cli::Describe(name, failure, cli::Layout::kPlain);
 }
 
 }  // namespace
@@ -126,56 +123,40 @@ std::string AdviceFor(const Error& error) {
 }
 
 void Report(const std::string& what, const Error& error) {
-    Complain(what + ": " + TextOf(static_cast<int32_t>(error.code()), Language::kEnglish));
-    if (*error.what() != '\0') {
-        Complain(std::string("  why: ") + error.what());
-    }
-    Complain("  next: " + AdviceFor(error));
+    Tell(what, FailureOf(error));
 }
 
-void Complain(const std::string& line) {
-    std::cerr << cli::Printable(line) << '\n';
+void Warn(const std::string& name, const std::string& what, const std::string& next) {
+    Tell(name, Refusal(what, next).Details());
 }
 
-int RunCommand(const std::string& name, const std::function<void()>& command) {
+cli::CommandFailure Refusal(const std::string& what, const std::string& next,
+                            cli::ExitStatus status) {
+    cli::Failure failure;
+    failure.status = status;
+    failure.what = what;
+    failure.next = next;
+    return cli::CommandFailure(failure);
+}
+
+cli::ExitStatus RunCommand(const std::string& name, const cli::Work& command) {
+    const auto fail = [&name](const cli::Failure& failure) {
+        Tell(name, failure);
+        return failure.status;
+    };
     try {
-        command();
-        return kExitSuccess;
+        return command();
     } catch (const Error& error) {
-        Report(name, error);
-    } catch (const Refusal& refusal) {
-        Complain(name + ": " + refusal.what());
-        Complain("  next: " + refusal.next());
-        return refusal.status();
+        return fail(FailureOf(error));
+    } catch (const cli::CommandFailure& failure) {
+        return fail(OfOperation(failure.Details()));
     } catch (const std::exception& error) {
-        Complain(name + ": " + error.what());
+        return fail(Refusal(error.what(), {}).Details());
     }
-    return kExitFailure;
 }
 
 void Say(const std::string& line) {
     std::cout << cli::Printable(line) << '\n';
-}
-
-void PrintTable(const std::vector<std::string>& heading,
-                const std::vector<std::vector<std::string>>& rows) {
-    std::vector<std::vector<std::string>> lines{heading};
-    lines.insert(lines.end(), rows.begin(), rows.end());
-    std::vector<size_t> widths(heading.size());
-    for (auto& line : lines) {
-        for (size_t i = 0; i < line.size(); ++i) {
-            line[i] = cli::Printable(line[i]);
-            widths[i] = std::max(widths[i], cli::Columns(line[i]));
-        }
-    }
-    for (const auto& line : lines) {
-        std::string text;
-        for (size_t i = 0; i < line.size(); ++i) {
-            text += line[i] + std::string(widths[i] - cli::Columns(line[i]) + 2, ' ');
-        }
-        text.erase(text.find_last_not_of(' ') + 1);
-        std::cout << text << '\n';
-    }
 }
 
 SecretBytes AskSecretOnTerminal(const std::string& prompt) {
@@ -205,30 +186,6 @@ void ConfirmOnTerminal(bool yes, const std::string& question) {
     const SecretBytes answer = terminal.ReadLine();
     if (answer.empty() || (answer[0] != 'y' && answer[0] != 'Y')) {
         throw Refusal("nothing was changed", "Answer y, or give --yes, to go on");
-    }
-}
-
-std::string ReadInput(const std::string& path) {
-    if (path == "-") {
-        return ReadStandardInput();
-    }
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        throw Error(Code::kFail, "cannot read " + path + ": " + std::strerror(errno));
-    }
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void WriteOutput(const std::string& path, const std::string& text) {
-    if (path == "-") {
-        std::cout << text;
-        return;
-    }
-    std::ofstream file(path, std::ios::binary);
-    file << text;
-    file.close();
-    if (!file) {
-        throw Error(Code::kFail, "cannot write " + path + ": " + std::strerror(errno));
     }
 }
 

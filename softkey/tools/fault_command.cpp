@@ -3,15 +3,16 @@
 #include <iostream>
 #include <memory>
 
-#include "base/error_texts.h"
-#include "cli/usage.h"
+#include "cli/checks.h"
+#include "cli/table.h"
+#include "codes/texts.h"
 #include "entry/faults.h"
 #include "maker/entries.h"
 #include "maker/token.h"
 #include "store/home.h"
 #include "tools/console.h"
 #include "tools/key_commands.h"
-#include "tools/refusal.h"
+#include "tools/program.h"
 
 namespace softkey::tools {
 namespace {
@@ -80,7 +81,8 @@ void CheckEntry(const std::string& entry) {
         return;
     }
     throw Refusal(entry + " is no entry",
-                  "softkey fault --help names the entries behind a client's functions", kExitUsage);
+                  "softkey fault --help names the entries behind a client's functions",
+                  cli::ExitStatus::kUsage);
 }
 
 // Decimal or hexadecimal, up to 32 bits: codes are written both as -401 and as 0xFFFFFE6F.
@@ -127,7 +129,7 @@ void ListFaults() {
     if (rows.empty()) {
         std::cout << "No faults are ordered.\n";
     } else {
-        PrintTable({"ENTRY", "CODE", "AFTER", "TIMES", "DELAY", "MEANING"}, rows);
+        std::cout << cli::InColumns({"ENTRY", "CODE", "AFTER", "TIMES", "DELAY", "MEANING"}, rows);
     }
 }
 
@@ -144,7 +146,7 @@ void OrderOrClear(const Options& options) {
     }
     if (options.entry.empty() || options.code.empty()) {
         throw Refusal("an entry and a code are needed, or --list or --clear",
-                      "For example: softkey fault VerifyPIN 0x0A000024", kExitUsage);
+                      "For example: softkey fault VerifyPIN 0x0A000024", cli::ExitStatus::kUsage);
     }
     OrderFault({options.entry, ReadCode(options.code),
                 options.always ? kUntilCleared : options.times, options.after, options.delay});
@@ -153,31 +155,29 @@ void OrderOrClear(const Options& options) {
 
 }  // namespace
 
-void AddFault(CLI::App& program, int& status) {
+void AddFault(cli::Command& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App* const command = program.add_subcommand(
-        "fault", "Make an entry of the key's libraries fail on purpose, for every key and process");
-    command->footer("Example:\n  softkey fault VerifyPIN 0x0A000024 --times 2 --after 1\n\n" +
-                    FunctionsAndEntries() + "\n" + kExitStatusHelp);
-    command->add_option("entry", options->entry,
-                        "The entry, e.g. VerifyPIN, GMCreatePKCS10 or VexaT_WaitForEvent");
-    command->add_option("code", options->code,
-                        "What it answers, e.g. 0x0A000024 or -401; 0 only delays the call. With "
-                        "X_ErrorConvert_UOS any code gives no text.");
-    CLI::Option* const times =
-        command->add_option("--times", options->times, "How many calls fail (default: 1)")
-            ->check(cli::WholeNumber(1));
-    command->add_flag("--always", options->always, "Until the fault is cleared")->excludes(times);
-    command->add_option("--after", options->after, "How many calls go well first (default: 0)")
-        ->check(cli::WholeNumber(0));
-    command->add_option("--delay", options->delay, "Milliseconds by which each such call is late")
-        ->check(cli::WholeNumber(0, kLongestDelay));
-    command->add_flag("--list", options->list, "List the ordered faults");
-    command->add_flag("--clear", options->clear,
-                      "Withdraw the entry's fault, or all faults; also a damaged file of faults");
-    command->callback([options, &status] {
-        status = RunCommand("softkey fault", [&] { OrderOrClear(*options); });
-    });
+    cli::Command command = program.AddCommand(
+        "fault", "Make an entry of the key's libraries fail on purpose, for every key and process",
+        Doing([options] { OrderOrClear(*options); }));
+    command.Close("Example:\n  softkey fault VerifyPIN 0x0A000024 --times 2 --after 1\n\n" +
+                  FunctionsAndEntries() + "\n" + cli::kStatusesOfSoftkey);
+    command.Add("entry", options->entry,
+                "The entry, e.g. VerifyPIN, GMCreatePKCS10 or VexaT_WaitForEvent");
+    command.Add("code", options->code,
+                "What it answers, e.g. 0x0A000024 or -401; 0 only delays the call. With "
+                "X_ErrorConvert_UOS any code gives no text.");
+    const cli::Option times =
+        command.Add("--times", options->times, "How many calls fail (default: 1)")
+            .Checked(cli::WholeNumber(1));
+    command.AddFlag("--always", options->always, "Until the fault is cleared").Excludes(times);
+    command.Add("--after", options->after, "How many calls go well first (default: 0)")
+        .Checked(cli::WholeNumber(0));
+    command.Add("--delay", options->delay, "Milliseconds by which each such call is late")
+        .Checked(cli::WholeNumber(0, kLongestDelay));
+    command.AddFlag("--list", options->list, "List the ordered faults");
+    command.AddFlag("--clear", options->clear,
+                    "Withdraw the entry's fault, or all faults; also a damaged file of faults");
 }
 
 }  // namespace softkey::tools

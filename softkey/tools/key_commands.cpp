@@ -8,10 +8,10 @@
 #include <optional>
 
 #include "base/encoding.h"
-#include "base/error_texts.h"
-#include "cli/arguments.h"
+#include "codes/texts.h"
+#include "cli/checks.h"
 #include "cli/printable.h"
-#include "cli/usage.h"
+#include "cli/table.h"
 #include "crypto/certificate_texts.h"
 #include "crypto/sealing.h"
 #include "pin/pin_source.h"
@@ -19,6 +19,7 @@
 #include "store/home.h"
 #include "store/key_store.h"
 #include "tools/console.h"
+#include "tools/program.h"
 
 namespace softkey::tools {
 namespace {
@@ -123,7 +124,7 @@ void ShowAsText(const KeySummary& summary) {
     if (rows.empty()) {
         std::cout << "No key pairs.\n";
     } else {
-        PrintTable({"USE", "TYPE", "CERTIFICATE"}, rows);
+        std::cout << cli::InColumns({"USE", "TYPE", "CERTIFICATE"}, rows);
     }
 }
 
@@ -198,7 +199,7 @@ void PrintList(const std::vector<ListedKey>& keys) {
     if (rows.empty()) {
         std::cout << "No software keys. Make one with: softkey new --label NAME\n";
     } else {
-        PrintTable({"SERIAL NUMBER", "SLOT", "PIN", "LABEL"}, rows);
+        std::cout << cli::InColumns({"SERIAL NUMBER", "SLOT", "PIN", "LABEL"}, rows);
     }
 }
 
@@ -235,8 +236,8 @@ bool List(bool as_json) {
     }
     bool sound = !slots.damaged;
     if (slots.damaged) {
-        Complain(std::string("softkey list: ") + kDamagedRecord);
-        Complain("  next: Plug keys again with: softkey plug SERIAL; that makes a new record");
+        Warn("softkey list", kDamagedRecord,
+             "Plug keys again with: softkey plug SERIAL; that makes a new record");
     }
     for (const ListedKey& key : keys) {
         if (key.problem) {
@@ -283,8 +284,8 @@ void Plug(const PlugOptions& options) {
     const bool damaged = Slots::Present().damaged;
     const PluggedKey key = Slots::OpenOrCreate().Plug(options.serial, source);
     if (damaged) {
-        Complain("softkey plug: the record of what is plugged was damaged and has been made anew");
-        Complain("  next: Plug the other keys again that were plugged");
+        Warn("softkey plug", "the record of what is plugged was damaged and has been made anew",
+             "Plug the other keys again that were plugged");
     }
     Say("Plugged " + key.serial + " into slot " + std::to_string(key.slot) + ".");
 }
@@ -299,101 +300,90 @@ void Unplug(const std::string& serial) {
 
 }  // namespace
 
-void AddNew(CLI::App& program, int& status) {
+void AddNew(cli::Command& program) {
     struct Options {
         std::string serial, label, pin_file;
         bool json = false;
     };
     const auto options = std::make_shared<Options>();
-    CLI::App* const command = program.add_subcommand(
-        "new", "Make a key. Prints its serial number; the PIN is asked for on the terminal.");
-    command->add_option("--label", options->label, "A name for people: UTF-8, at most 255 bytes");
+    cli::Command command = program.AddCommand(
+        "new", "Make a key. Prints its serial number; the PIN is asked for on the terminal.",
+        Doing(
+            [options] { New(options->serial, options->label, options->pin_file, options->json); }));
+    command.Add("--label", options->label, "A name for people: UTF-8, at most 255 bytes");
     command
-        ->add_option("--serial", options->serial,
-                     "Serial number: 16 capital letters and digits (default: a fresh one)")
-        ->check(cli::CheckSerialNumber);
-    command->add_option("--pin-file", options->pin_file,
-                        "Take the PIN from the first line of this file (mode 0600)");
-    command->add_flag("--json", options->json, "Print JSON");
-    command->callback([options, &status] {
-        status = RunCommand("softkey new", [&] {
-            New(options->serial, options->label, options->pin_file, options->json);
-        });
-    });
+        .Add("--serial", options->serial,
+             "Serial number: 16 capital letters and digits (default: a fresh one)")
+        .Checked(cli::CheckSerialNumber);
+    command.Add("--pin-file", options->pin_file,
+                "Take the PIN from the first line of this file (mode 0600)");
+    command.AddFlag("--json", options->json, "Print JSON");
 }
 
-void AddList(CLI::App& program, int& status) {
+void AddList(cli::Command& program) {
     const auto json = std::make_shared<bool>(false);
-    CLI::App* const command =
-        program.add_subcommand("list", "List all keys, where they are plugged, and their PINs");
-    command->add_flag("--json", *json, "Print JSON");
-    command->footer(
-        "A key that cannot be used is listed as unusable; standard error tells why and what to "
-        "do.\n"
-        "Exit status: 0 done, 1 something is damaged or the list cannot be made, 2 wrong usage.");
-    command->callback([json, &status] {
-        bool sound = false;
-        status = RunCommand("softkey list", [&] { sound = List(*json); });
-        status = status == kExitSuccess && !sound ? kExitFailure : status;
-    });
+    cli::Command command = program.AddCommand(
+        "list", "List all keys, where they are plugged, and their PINs",
+        [json] { return List(*json) ? cli::ExitStatus::kDone : cli::ExitStatus::kFailed; });
+    command.AddFlag("--json", *json, "Print JSON");
+    command.Close(
+        std::string(
+            "A key that cannot be used is listed as unusable; standard error tells why and what to "
+            "do.\n") +
+        cli::kStatusesOfList);
 }
 
-void AddPlug(CLI::App& program, int& status) {
+void AddPlug(cli::Command& program) {
     const auto options = std::make_shared<PlugOptions>();
-    CLI::App* const command = program.add_subcommand(
+    cli::Command command = program.AddCommand(
         "plug",
         "Plug a key in: clients see it arrive. PINs are asked for in a dialog (pinentry) unless "
-        "an unattended source is named here.");
-    command->add_option("serial", options->serial, "The key's serial number")
-        ->required()
-        ->check(cli::CheckSerialNumber);
-    CLI::Option* const file = command->add_option(
+        "an unattended source is named here.",
+        Doing([options] { Plug(*options); }));
+    command.Add("serial", options->serial, "The key's serial number")
+        .Required()
+        .Checked(cli::CheckSerialNumber);
+    const cli::Option file = command.Add(
         "--pin-file", options->pin_file,
         "Unattended: line 1 of this file is the PIN, line 2 the new PIN for a PIN change. The "
         "file must be yours with mode 0600.");
     command
-        ->add_option("--pin-fd", options->pin_descriptor,
-                     "Unattended: the same from this open descriptor of the client's process")
-        ->excludes(file)
-        ->check(cli::WholeNumber(0, std::numeric_limits<int>::max()));
+        .Add("--pin-fd", options->pin_descriptor,
+             "Unattended: the same from this open descriptor of the client's process")
+        .Excludes(file)
+        .Checked(cli::WholeNumber(0, std::numeric_limits<int>::max()));
     command
-        ->add_option("--confirm", options->confirm,
-                     "How critical signatures are confirmed: dialog, always or never (default: "
-                     "dialog; always with an unattended source)")
-        ->check(CLI::IsMember({"dialog", "always", "never"}));
-    command->callback(
-        [options, &status] { status = RunCommand("softkey plug", [&] { Plug(*options); }); });
+        .Add("--confirm", options->confirm,
+             "How critical signatures are confirmed: dialog, always or never (default: "
+             "dialog; always with an unattended source)")
+        .OneOf({"dialog", "always", "never"});
 }
 
-void AddUnplug(CLI::App& program, int& status) {
+void AddUnplug(cli::Command& program) {
     const auto serial = std::make_shared<std::string>();
-    CLI::App* const command =
-        program.add_subcommand("unplug", "Unplug a key: clients see it go, cached PINs are gone");
-    command->add_option("serial", *serial, "The key's serial number")
-        ->required()
-        ->check(cli::CheckSerialNumber);
-    command->callback(
-        [serial, &status] { status = RunCommand("softkey unplug", [&] { Unplug(*serial); }); });
+    cli::Command command =
+        program.AddCommand("unplug", "Unplug a key: clients see it go, cached PINs are gone",
+                           Doing([serial] { Unplug(*serial); }));
+    command.Add("serial", *serial, "The key's serial number")
+        .Required()
+        .Checked(cli::CheckSerialNumber);
 }
 
-void AddShow(CLI::App& program, int& status) {
+void AddShow(cli::Command& program) {
     struct Options {
         std::string serial;
         bool json = false;
     };
     const auto options = std::make_shared<Options>();
-    CLI::App* const command =
-        program.add_subcommand("show", "Show a key: its PIN's state, key pairs and certificates");
-    command->add_option("serial", options->serial, "The key's serial number")
-        ->required()
-        ->check(cli::CheckSerialNumber);
-    command->add_flag("--json", options->json, "Print JSON, with public keys and certificates");
-    command->callback([options, &status] {
-        status = RunCommand("softkey show", [&] {
+    cli::Command command = program.AddCommand(
+        "show", "Show a key: its PIN's state, key pairs and certificates", Doing([options] {
             const KeySummary summary = Summarize(options->serial);
             options->json ? ShowAsJson(summary) : ShowAsText(summary);
-        });
-    });
+        }));
+    command.Add("serial", options->serial, "The key's serial number")
+        .Required()
+        .Checked(cli::CheckSerialNumber);
+    command.AddFlag("--json", options->json, "Print JSON, with public keys and certificates");
 }
 
 }  // namespace softkey::tools

@@ -1,22 +1,22 @@
 #ifndef SOFTKEY_TOOLS_KEY_COMMANDS_H
 #define SOFTKEY_TOOLS_KEY_COMMANDS_H
 
-#include <CLI/CLI.hpp>
+#include "cli/command.h"
 
 namespace softkey::tools {
 
-// Each adds its command to the program. The exit status goes to `status`.
-void AddNew(CLI::App& program, int& status);
-void AddList(CLI::App& program, int& status);
-void AddPlug(CLI::App& program, int& status);
-void AddUnplug(CLI::App& program, int& status);
-void AddShow(CLI::App& program, int& status);
-void AddPin(CLI::App& program, int& status);
-void AddFault(CLI::App& program, int& status);
-void AddReset(CLI::App& program, int& status);
-void AddDelete(CLI::App& program, int& status);
-void AddBackup(CLI::App& program, int& status);
-void AddRestore(CLI::App& program, int& status);
+// Each adds its command to the program.
+void AddNew(cli::Command& program);
+void AddList(cli::Command& program);
+void AddPlug(cli::Command& program);
+void AddUnplug(cli::Command& program);
+void AddShow(cli::Command& program);
+void AddPin(cli::Command& program);
+void AddFault(cli::Command& program);
+void AddReset(cli::Command& program);
+void AddDelete(cli::Command& program);
+void AddBackup(cli::Command& program);
+void AddRestore(cli::Command& program);
 
 }  // namespace softkey::tools
 

@@ -2,14 +2,14 @@
 #include <iostream>
 #include <memory>
 
-#include "cli/arguments.h"
+#include "cli/checks.h"
 #include "key/backup.h"
 #include "pin/pin_source.h"
 #include "store/home.h"
 #include "store/key_store.h"
 #include "tools/console.h"
 #include "tools/key_commands.h"
-#include "tools/refusal.h"
+#include "tools/program.h"
 
 namespace softkey::tools {
 namespace {
@@ -80,77 +80,72 @@ void Restore(const Options& options) {
     }
     const RestoredKey restored = RestoreKey(options.file);
     if (restored.damaged) {
-        Complain("softkey restore: the key was damaged; its file is now " + *restored.damaged);
-        Complain("  next: Remove that file when you are sure that nothing in it is missed");
+        Warn("softkey restore", "the key was damaged; its file is now " + *restored.damaged,
+             "Remove that file when you are sure that nothing in it is missed");
     }
     Say(restored.serial);
 }
 
 using Action = void (*)(const Options&);
 
-CLI::App* AddAction(CLI::App& program, int& status, const std::shared_ptr<Options>& options,
-                    const std::string& name, const std::string& description, Action action) {
-    CLI::App* const command = program.add_subcommand(name, description);
-    command->callback([options, name, action, &status] {
-        status = RunCommand("softkey " + name, [&] { action(*options); });
-    });
-    return command;
+cli::Command AddAction(cli::Command& program, const std::shared_ptr<Options>& options,
+                       const std::string& name, const std::string& description, Action action) {
+    return program.AddCommand(name, description, Doing([options, action] { action(*options); }));
 }
 
-CLI::App* AddSerialAction(CLI::App& program, int& status, const std::shared_ptr<Options>& options,
-                          const std::string& name, const std::string& description, Action action) {
-    CLI::App* const command = AddAction(program, status, options, name, description, action);
-    command->add_option("serial", options->serial, "The key's serial number")
-        ->required()
-        ->check(cli::CheckSerialNumber);
+cli::Command AddSerialAction(cli::Command& program, const std::shared_ptr<Options>& options,
+                             const std::string& name, const std::string& description,
+                             Action action) {
+    cli::Command command = AddAction(program, options, name, description, action);
+    command.Add("serial", options->serial, "The key's serial number")
+        .Required()
+        .Checked(cli::CheckSerialNumber);
     return command;
 }
 
 }  // namespace
 
-void AddPin(CLI::App& program, int& status) {
+void AddPin(cli::Command& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App* const command = AddSerialAction(program, status, options, "pin",
-                                              "Change a key's PIN; six wrong tries lock it", Pin);
-    command->add_option("--pin-file", options->file,
-                        "Line 1: the present PIN, line 2: the new one (mode 0600)");
-    command->add_flag("--check", options->check,
-                      "Only try the present PIN; a wrong one costs a try");
+    cli::Command command = AddSerialAction(program, options, "pin",
+                                           "Change a key's PIN; six wrong tries lock it", Pin);
+    command.Add("--pin-file", options->file,
+                "Line 1: the present PIN, line 2: the new one (mode 0600)");
+    command.AddFlag("--check", options->check, "Only try the present PIN; a wrong one costs a try");
 }
 
-void AddReset(CLI::App& program, int& status) {
+void AddReset(cli::Command& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App* const command =
-        AddSerialAction(program, status, options, "reset",
-                        "Erase a key, also a locked one, and give it a new PIN", Reset);
-    command->add_option("--pin-file", options->file,
-                        "Take the new PIN from the first line of this file (mode 0600)");
-    command->add_option("--label", options->label, "A new label (default: keep the label)");
-    command->add_flag("--yes", options->yes, "Do not ask");
+    cli::Command command = AddSerialAction(
+        program, options, "reset", "Erase a key, also a locked one, and give it a new PIN", Reset);
+    command.Add("--pin-file", options->file,
+                "Take the new PIN from the first line of this file (mode 0600)");
+    command.Add("--label", options->label, "A new label (default: keep the label)");
+    command.AddFlag("--yes", options->yes, "Do not ask");
 }
 
-void AddDelete(CLI::App& program, int& status) {
+void AddDelete(cli::Command& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App* const command =
-        AddSerialAction(program, status, options, "delete",
+    cli::Command command =
+        AddSerialAction(program, options, "delete",
                         "Delete an unplugged key, also a damaged one, and all it holds", Delete);
-    command->add_flag("--yes", options->yes, "Do not ask");
+    command.AddFlag("--yes", options->yes, "Do not ask");
 }
 
-void AddBackup(CLI::App& program, int& status) {
+void AddBackup(cli::Command& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App* const command = AddSerialAction(
-        program, status, options, "backup",
+    cli::Command command = AddSerialAction(
+        program, options, "backup",
         "Copy a key to a new file. Its private keys stay encrypted under its PIN.", BackUp);
-    command->add_option("file", options->file, "The file to make")->required();
+    command.Add("file", options->file, "The file to make").Required();
 }
 
-void AddRestore(CLI::App& program, int& status) {
+void AddRestore(cli::Command& program) {
     const auto options = std::make_shared<Options>();
-    CLI::App* const command = AddAction(
-        program, status, options, "restore",
+    cli::Command command = AddAction(
+        program, options, "restore",
         "Bring a deleted or damaged key back from its copy; prints its serial number", Restore);
-    command->add_option("file", options->file, "The copy that `softkey backup` made")->required();
+    command.Add("file", options->file, "The copy that `softkey backup` made").Required();
 }
 
 }  // namespace softkey::tools

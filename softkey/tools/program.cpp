@@ -6,44 +6,31 @@
 #include <string>
 
 #include "base/error.h"
-#include "cli/arguments.h"
-#include "cli/help.h"
-#include "cli/printable.h"
 #include "cli/standard_descriptors.h"
-#include "cli/usage.h"
 #include "tools/console.h"
 
 namespace softkey::tools {
 namespace {
 
-void ReportUsage(const CLI::App& program, const std::string& name, const CLI::ParseError& error) {
-    const cli::Mistake mistake = cli::Explain(program, error, "command");
-    const std::string command = mistake.command.empty() ? name : name + " " + mistake.command;
-    std::cerr << command << ": " << cli::Printable(mistake.why) << "\n  next: " << command
-              << " --help tells how\n";
+cli::CommandFailure UsageFailure(const std::string& command, const cli::Mistake& mistake) {
+    return Refusal(mistake.what(), command + " --help tells how", cli::ExitStatus::kUsage);
 }
 
-int ParseAndRun(const char* name, AddCommands add_commands, int argc, char** argv) {
-    CLI::App program;
-    int status = kExitSuccess;
-    // Before the commands are added, which take them over.
-    program.name(name);
-    program.require_subcommand(1);
-    program.footer(kExitStatusHelp);
-    cli::UseFittingHelp(program);
-    add_commands(program, status);
-    cli::FinishOptions(program);
+cli::ExitStatus ParseAndRun(const std::string& name, AddCommands add_commands, int argc,
+                            char** argv) {
+    cli::Program program(name, "command");
+    // Before the commands are added, which take it over.
+    program.Top().Close(cli::kStatusesOfSoftkey);
+    add_commands(program.Top());
     try {
-        const std::vector<char*> words = cli::SeparateEmptyValues(argc, argv);
-        program.parse(static_cast<int>(words.size()), words.data());
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-            return program.exit(error);  // --help
-        }
-        ReportUsage(program, name, error);
-        return kExitUsage;
+        const std::optional<cli::Chosen> chosen = program.Parse(argc, argv);
+        return chosen ? RunCommand(name + " " + chosen->path, chosen->work)
+                      : cli::ExitStatus::kDone;
+    } catch (const cli::Mistake& mistake) {
+        const std::string command = mistake.Where().empty() ? name : name + " " + mistake.Where();
+        return RunCommand(command,
+                          [&]() -> cli::ExitStatus { throw UsageFailure(command, mistake); });
     }
-    return status;
 }
 
 // What was printed may be all that tells of a change, such as a new key's number.
@@ -57,16 +44,22 @@ void RequireThatOutputWasWritten() {
 
 }  // namespace
 
+cli::Work Doing(std::function<void()> work) {
+    return [work = std::move(work)] {
+        work();
+        return cli::ExitStatus::kDone;
+    };
+}
+
 int RunProgram(const char* name, AddCommands add_commands, int argc, char** argv) {
     cli::OpenStandardDescriptors();
-    int status = kExitSuccess;
-    const int failure = RunCommand(name, [&] {
-        status = ParseAndRun(name, add_commands, argc, argv);
-        if (status == kExitSuccess) {
+    return static_cast<int>(RunCommand(name, [&] {
+        const cli::ExitStatus status = ParseAndRun(name, add_commands, argc, argv);
+        if (status == cli::ExitStatus::kDone) {
             RequireThatOutputWasWritten();
         }
-    });
-    return failure == kExitSuccess ? status : failure;
+        return status;
+    }));
 }
 
 }  // namespace softkey::tools

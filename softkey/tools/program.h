@@ -1,12 +1,17 @@
 #ifndef SOFTKEY_TOOLS_PROGRAM_H
 #define SOFTKEY_TOOLS_PROGRAM_H
 
-#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "cli/command.h"
 
 namespace softkey::tools {
 
-// Adds a program's description and commands. A command that runs puts its exit status in `status`.
-using AddCommands = void (*)(CLI::App& program, int& status);
+// Adds a program's description and commands.
+using AddCommands = void (*)(cli::Command& program);
+
+// The work of a command that ends well unless it throws.
+cli::Work Doing(std::function<void()> work);
 
 // A program's whole main. Nothing leaves it but an exit status: what fails outside a command ends
 // like a failed command.

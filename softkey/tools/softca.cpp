@@ -1,8 +1,10 @@
 // softca: a small issuing authority that answers certificate requests of software keys.
 #include <cstdlib>
+#include <iostream>
 #include <memory>
 
-#include "cli/usage.h"
+#include "cli/checks.h"
+#include "cli/files.h"
 #include "tools/authority.h"
 #include "tools/console.h"
 #include "tools/program.h"
@@ -44,58 +46,60 @@ void Issue(Options& options) {
     options.terms.envelope_as_base64 = options.envelope == "base64";
     options.terms.names = options.pkcs7 == "gm" ? Pkcs7Names::kGm : Pkcs7Names::kRfc2315;
     const Authority authority(options.folder);
-    WriteOutput(options.output, authority.Answer(ReadInput(options.input), options.terms) + "\n");
+    const std::string answer =
+        authority.Answer(cli::ReadInput(options.input), options.terms) + "\n";
+    if (options.output == "-") {
+        std::cout << answer;
+    } else {
+        cli::WriteOutput(options.output, answer, cli::Readers::kAsTheMaskSays);
+    }
 }
 
-void AddInit(CLI::App& program, const std::shared_ptr<Options>& options, int& status) {
-    CLI::App* const command =
-        program.add_subcommand("init", "Make an authority: an SM2 root and an RSA root");
-    command->add_option("--name", options->name, "Common name of the roots")->capture_default_str();
-    command->callback(
-        [options, &status] { status = RunCommand("softca init", [&] { Init(*options); }); });
+void AddInit(cli::Command& program, const std::shared_ptr<Options>& options) {
+    cli::Command command =
+        program.AddCommand("init", "Make an authority: an SM2 root and an RSA root",
+                           Doing([options] { Init(*options); }));
+    command.Add("--name", options->name, "Common name of the roots").ShowDefault();
 }
 
-void AddIssue(CLI::App& program, const std::shared_ptr<Options>& options, int& status) {
-    CLI::App* const command = program.add_subcommand(
+void AddIssue(cli::Command& program, const std::shared_ptr<Options>& options) {
+    cli::Command command = program.AddCommand(
         "issue",
         "Answer requests, joined by \"||\" or PEM blocks in a row, with one text to import: a "
         "PKCS#7 "
         "with the certificates or, for a request that asks for both kinds, a package "
-        "SignCert(...)|EncPriKey(...)|EncCert(...).");
-    command->add_option("--in", options->input, "The requests; - is standard input")
-        ->capture_default_str();
-    command->add_option("--out", options->output, "The answer; - is standard output")
-        ->capture_default_str();
-    command->add_option("--subject", options->terms.subject,
-                        "Subject, e.g. CN=Alice,O=Example,C=CN, without commas in a value "
-                        "(default: the request's)");
-    command->add_option("--days", options->terms.days, "Days of validity")
-        ->check(cli::WholeNumber(1, 36500))
-        ->capture_default_str();
-    command->add_option("--envelope", options->envelope, "Text form of the enveloped key")
-        ->check(CLI::IsMember({"hex", "base64"}))
-        ->capture_default_str();
+        "SignCert(...)|EncPriKey(...)|EncCert(...).",
+        Doing([options] { Issue(*options); }));
+    command.Add("--in", options->input, "The requests; - is standard input").ShowDefault();
+    command.Add("--out", options->output, "The answer; - is standard output").ShowDefault();
+    command.Add("--subject", options->terms.subject,
+                "Subject, e.g. CN=Alice,O=Example,C=CN, without commas in a value "
+                "(default: the request's)");
+    command.Add("--days", options->terms.days, "Days of validity")
+        .Checked(cli::WholeNumber(1, 36500))
+        .ShowDefault();
+    command.Add("--envelope", options->envelope, "Text form of the enveloped key")
+        .OneOf({"hex", "base64"})
+        .ShowDefault();
     command
-        ->add_option("--pkcs7", options->pkcs7,
-                     "Object identifiers of the PKCS#7: those of RFC 2315 or of GB/T 35275")
-        ->check(CLI::IsMember({"rfc", "gm"}))
-        ->capture_default_str();
-    command->callback(
-        [options, &status] { status = RunCommand("softca issue", [&] { Issue(*options); }); });
+        .Add("--pkcs7", options->pkcs7,
+             "Object identifiers of the PKCS#7: those of RFC 2315 or of GB/T 35275")
+        .OneOf({"rfc", "gm"})
+        .ShowDefault();
 }
 
-void AddAll(CLI::App& program, int& status) {
-    program.description(
+void AddAll(cli::Command& program) {
+    program.Describe(
         "A small issuing authority for tests and demonstrations. Its private keys lie open in its "
         "folder: never let it issue anything that matters.\n\n"
         "  softca init                                 make the authority\n"
         "  softca issue --in request --out answer      answer certificate requests\n");
-    program.fallthrough();
+    program.ShareOptions();
     const auto options = std::make_shared<Options>();
-    program.add_option("--dir", options->folder, "The authority's folder ($ORVAL_SOFTCA_HOME)")
-        ->capture_default_str();
-    AddInit(program, options, status);
-    AddIssue(program, options, status);
+    program.Add("--dir", options->folder, "The authority's folder ($ORVAL_SOFTCA_HOME)")
+        .ShowDefault();
+    AddInit(program, options);
+    AddIssue(program, options);
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 namespace softkey::tools {
 namespace {
 
-void AddAll(CLI::App& program, int& status) {
-    program.description(
+void AddAll(cli::Command& program) {
+    program.Describe(
         "Software keys: USB keys without the hardware.\n\n"
         "  softkey new --label Alice      make a key (asks for a PIN); prints its serial number\n"
         "  softkey plug SERIAL            plug it in\n"
@@ -22,17 +22,17 @@ void AddAll(CLI::App& program, int& status) {
         "Each command has a --help of its own.\n"
         "Keys live in $ORVAL_SOFTKEY_HOME, else $XDG_DATA_HOME/orval-softkey, else "
         "~/.local/share/orval-softkey.");
-    AddNew(program, status);
-    AddList(program, status);
-    AddPlug(program, status);
-    AddUnplug(program, status);
-    AddShow(program, status);
-    AddPin(program, status);
-    AddFault(program, status);
-    AddReset(program, status);
-    AddDelete(program, status);
-    AddBackup(program, status);
-    AddRestore(program, status);
+    AddNew(program);
+    AddList(program);
+    AddPlug(program);
+    AddUnplug(program);
+    AddShow(program);
+    AddPin(program);
+    AddFault(program);
+    AddReset(program);
+    AddDelete(program);
+    AddBackup(program);
+    AddRestore(program);
 }
 
 }  // namespace

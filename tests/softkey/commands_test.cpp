@@ -58,7 +58,7 @@ class CommandsTest : public SoftKeyTest {
     std::string pin_file_;
 };
 
-void FailToBegin(CLI::App& /*program*/, int& /*status*/) {
+void FailToBegin(cli::Command& /*program*/) {
     throw std::runtime_error("no room");
 }
 

@@ -1,4 +1,4 @@
-#include "base/error_texts.h"
+#include "codes/texts.h"
 
 #include <cstring>
 #include <set>

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "base/error_texts.h"
+#include "codes/texts.h"
 #include "ukeyctl_fixture.h"
 
 namespace {
