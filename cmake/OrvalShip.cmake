@@ -16,6 +16,13 @@ if(CMAKE_SYSROOT)
     -ffile-prefix-map=${CMAKE_SYSROOT}=${orval_source_name}/build/sysroot/root)
 endif()
 
+# orval_ship_part(target): for a library that goes into a target that a package carries.
+function(orval_ship_part target)
+  if(ORVAL_SHIP)
+    target_compile_options(${target} PRIVATE ${orval_prefix_maps})
+  endif()
+endfunction()
+
 # orval_ship(target): for a target that a package carries; no effect but in a shipping build.
 function(orval_ship target)
   if(NOT ORVAL_SHIP)

@@ -1,7 +1,7 @@
 #include <cmath>
 
 #include "cli/checks.h"
-#include "codes.h"
+#include "codes/notation.h"
 #include "verbs.h"
 
 namespace {
@@ -42,7 +42,7 @@ void Wait(Session& session, const WaitOptions& options) {
         report.Add("event", "Event", NameOf(event->kind));
         report.Add("serial_number", "Serial number", event->serial_number);
         if (event->code != ORVAL_OK) {
-            report.Add("code", "Code", FormatCode(event->code));
+            report.Add("code", "Code", codes::InBothForms(event->code));
         }
         session.Publish();
     }

@@ -1,4 +1,5 @@
-#include "codes.h"
+#include "codes/advice.h"
+#include "codes/notation.h"
 #include "verbs.h"
 
 namespace {
@@ -9,11 +10,21 @@ std::string TextOf(Session& session, int32_t code) {
     try {
         return session.Library().GetErrorMsg(code);
     } catch (const std::runtime_error&) {
-        if (!FindKnownCode(code)) {
+        if (codes::FindKnown(code) == nullptr) {
             throw;
         }
         return {};
     }
+}
+
+int32_t ReadCode(const std::string& given) {
+    const std::optional<int32_t> code = codes::Parse(given);
+    if (!code) {
+        cli::ThrowUsage("\"" + given + "\" is not a 32-bit code",
+                        "give it in decimal (-401), in hexadecimal (0x0A000001), or as the log "
+                        "shows it (FFFFFE6F)");
+    }
+    return *code;
 }
 
 Report::Value OrNone(const char* text) {
@@ -21,17 +32,18 @@ Report::Value OrNone(const char* text) {
 }
 
 void ShowError(Session& session, const std::string& given) {
-    const int32_t code = ParseCode(given);
+    const int32_t code = ReadCode(given);
     const std::string text = TextOf(session, code);
-    const std::optional<KnownCode> known = FindKnownCode(code, text);
+    const codes::Row* const known = codes::FindKnown(code, text);
     Report& report = session.Result();
     report.Add("code", "Code", int64_t{code});
-    report.Add("hex", "Hexadecimal", ukey::detail::Hexadecimal(code));
-    report.Add("name", "Name", OrNone(known ? known->name : nullptr));
-    report.Add("defined_by", "Defined by", DefinedBy(code, text));
-    report.Add("meaning", "Meaning", OrNone(known ? known->meaning : nullptr));
+    report.Add("hex", "Hexadecimal", codes::Hexadecimal(code));
+    report.Add("name", "Name", OrNone(known != nullptr ? known->name : nullptr));
+    report.Add("defined_by", "Defined by", codes::DefinedBy(code, text));
+    report.Add("meaning", "Meaning",
+               known != nullptr ? Report::Value(codes::MeaningOf(*known)) : std::monostate());
     report.Add("text", "The key's text", OrNone(text.empty() ? nullptr : text.c_str()));
-    report.Add("next", "What to do", NamingHelp(NextFor(code, {}, text), {}));
+    report.Add("next", "What to do", codes::NextFor(code, {}, text, "the verb's --help"));
 }
 
 }  // namespace

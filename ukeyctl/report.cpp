@@ -5,8 +5,8 @@
 
 #include "cli/encoding.h"
 #include "cli/printable.h"
-#include "codes.h"
-#include "ukey.hpp"
+#include "codes/catalogue.h"
+#include "codes/notation.h"
 
 namespace {
 
@@ -69,11 +69,12 @@ Json EncodeFailure(const cli::Failure& failure) {
                   {"why", failure.why},
                   {"next", failure.next}};
     if (failure.code) {
-        const std::optional<KnownCode> known = FindKnownCode(*failure.code);
+        const codes::Row* const known = codes::Find(*failure.code);
         error["function"] = failure.function;
         error["code"] = *failure.code;
-        error["hex"] = ukey::detail::Hexadecimal(*failure.code);
-        error["name"] = known && known->name != nullptr ? Json(known->name) : Json(nullptr);
+        error["hex"] = codes::Hexadecimal(*failure.code);
+        error["name"] =
+            known != nullptr && known->name != nullptr ? Json(known->name) : Json(nullptr);
     }
     return error;
 }

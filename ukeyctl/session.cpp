@@ -9,7 +9,8 @@
 #include <filesystem>
 
 #include "cli/printable.h"
-#include "codes.h"
+#include "codes/advice.h"
+#include "codes/notation.h"
 
 namespace {
 
@@ -31,12 +32,16 @@ std::string ChooseLibrary(const std::string& given) {
     return variable != nullptr && *variable != '\0' ? variable : DefaultLibrary();
 }
 
-cli::Failure FailureOf(const ukey::Error& error) {
+static_assert(static_cast<int32_t>(ukey::Errc::kTextOutOfMemory) == codes::kTextOutOfMemory &&
+              static_cast<int32_t>(ukey::Errc::kTextMalformed) == codes::kTextMalformed);
+
+cli::Failure FailureOf(const ukey::Error& error, const std::string& verb) {
     cli::Failure failure;
     failure.status = cli::ExitStatus::kFailed;
     failure.what = std::string(error.Function()) + " failed";
-    failure.why = FormatCode(error.Code()) + ": " + error.code().message();
-    failure.next = NextFor(error.Code(), error.Function(), error.code().message());
+    failure.why = codes::InBothForms(error.Code()) + ": " + error.code().message();
+    failure.next = codes::NextFor(error.Code(), error.Function(), error.code().message(),
+                                  "'ukeyctl " + verb + " --help'");
     failure.function = error.Function();
     failure.code = error.Code();
     return failure;
@@ -136,9 +141,8 @@ void Session::Write(const std::string& text) {
     }
 }
 
-int Session::Fail(const std::string& verb, cli::Failure failure) {
+int Session::Fail(const std::string& verb, const cli::Failure& failure) {
     verb_ = verb;
-    failure.next = NamingHelp(failure.next, verb_);
     Complain(failure);
     try {
         Show(&failure);
@@ -166,7 +170,7 @@ int Session::Run(const cli::Chosen& chosen) {
     } catch (const ukey::ZeroByteError& error) {
         return Fail(verb_, FailureOf(error));
     } catch (const ukey::Error& error) {
-        return Fail(verb_, FailureOf(error));
+        return Fail(verb_, FailureOf(error, verb_));
     } catch (const ukey::LoadError& error) {
         return Fail(verb_, FailureOf(error));
     } catch (const std::exception& error) {

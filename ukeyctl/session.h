@@ -43,7 +43,7 @@ class Session {
 
     // Shows the failure of a verb, or of the command where there is none, and gives the exit
     // status.
-    int Fail(const std::string& verb, cli::Failure failure);
+    int Fail(const std::string& verb, const cli::Failure& failure);
 
  private:
     void ApplySettings();

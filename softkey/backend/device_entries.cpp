@@ -25,7 +25,7 @@ thread_local char text_given[kTextRoom];
 // For a wrong PIN the text also tells the tries that are left.
 std::string TextOfCode(int64_t code) {
     const softkey::Language language = softkey::CurrentLanguage();
-    std::string text = softkey::TextOf(static_cast<int32_t>(code), language);
+    std::string text = codes::TextOf(static_cast<int32_t>(code), language);
     const int32_t tries = softkey::LastTriesLeft();
     if (code == static_cast<int64_t>(Code::kPinIncorrect) && tries > 0) {
         const std::string number = std::to_string(tries);

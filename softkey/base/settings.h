@@ -8,6 +8,8 @@
 
 namespace softkey {
 
+using codes::Language;
+
 enum class Charset { kUtf8, kGb18030 };
 
 // The language of texts and dialogs, and the character set of texts that cross the interface. Both

@@ -6,53 +6,15 @@
 
 #include <iostream>
 
-#include "codes/texts.h"
 #include "cli/printable.h"
+#include "codes/advice.h"
+#include "codes/texts.h"
 #include "pin/pin_source.h"
 #include "store/home.h"
 #include "store/key_store.h"
 
 namespace softkey::tools {
 namespace {
-
-const char* AdviceFor(Code code) {
-    switch (code) {
-        case Code::kNoSuchKey:
-            return "See the keys with: softkey list";
-        case Code::kDeviceRemoved:
-            return "Plug the key in with: softkey plug SERIAL";
-        case Code::kAlreadyPlugged:
-            return "Unplug it first with: softkey unplug SERIAL";
-        case Code::kPinSourceRefused:
-            return "Make the file yours alone with: chmod 600 FILE";
-        case Code::kPinLocked:
-            return "Erase the key and set a new PIN with: softkey reset SERIAL";
-        case Code::kPinLength:
-        case Code::kPinInvalid:
-            return "Choose 6 to 16 letters, digits or signs of ASCII";
-        case Code::kPinIncorrect:
-            return "Try again; softkey show SERIAL tells how many tries are left";
-        case Code::kPinSourceUnreadable:
-            return "The first line of the file is the PIN; make it with: "
-                   "(umask 077; echo PIN > FILE)";
-        case Code::kNameLength:
-            return "Choose a label of at most 255 bytes";
-        case Code::kStoreDamaged:
-            return "Bring the key back from a copy with: softkey restore FILE; without one, delete "
-                   "it with: softkey delete SERIAL";
-        case Code::kStoreReadOnly:
-        case Code::kStoreUnreachable:
-            return "Check the owner and the permissions of the software key's folder; "
-                   "ORVAL_SOFTKEY_HOME names another one";
-        case Code::kStoreFull:
-            return "Free some space on the disk; nothing was changed";
-        case Code::kSerialTaken:
-            return "Choose another serial number or leave it out; a key that a copy is to replace "
-                   "goes with: softkey delete SERIAL";
-        default:
-            return "The command's --help tells what it takes";
-    }
-}
 
 class Terminal {
  public:
@@ -99,9 +61,9 @@ class Terminal {
 cli::Failure FailureOf(const Error& error) {
     cli::Failure failure;
     failure.status = cli::ExitStatus::kFailed;
-    failure.what = TextOf(static_cast<int32_t>(error.code()), Language::kEnglish);
+    failure.what = codes::TextOf(codes::Number(error.code()), codes::Language::kEnglish);
     failure.why = error.what();
-    failure.next = tools::AdviceFor(error);
+    failure.next = AdviceFor(error);
     return failure;
 }
 
@@ -119,7 +81,7 @@ void Tell(const std::string& name, const cli::Failure& failure) {
 }  // namespace
 
 std::string AdviceFor(const Error& error) {
-    return error.advice().empty() ? AdviceFor(error.code()) : error.advice();
+    return error.advice().empty() ? codes::NextForSoftkey(error.code()) : error.advice();
 }
 
 void Report(const std::string& what, const Error& error) {

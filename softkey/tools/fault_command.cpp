@@ -5,6 +5,7 @@
 
 #include "cli/checks.h"
 #include "cli/table.h"
+#include "codes/notation.h"
 #include "codes/texts.h"
 #include "entry/faults.h"
 #include "maker/entries.h"
@@ -99,12 +100,6 @@ int32_t ReadCode(const std::string& text) {
     return static_cast<int32_t>(static_cast<uint32_t>(number));
 }
 
-std::string Hex(int32_t code) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
-    return text;
-}
-
 std::vector<Fault> ReadFaults() {
     try {
         return OrderedFaults();
@@ -121,10 +116,10 @@ std::vector<Fault> ReadFaults() {
 void ListFaults() {
     std::vector<std::vector<std::string>> rows;
     for (const Fault& fault : ReadFaults()) {
-        rows.push_back({fault.entry, Hex(fault.code), std::to_string(fault.after),
+        rows.push_back({fault.entry, codes::Hexadecimal(fault.code), std::to_string(fault.after),
                         fault.times < 0 ? "always" : std::to_string(fault.times),
                         std::to_string(fault.delay_milliseconds) + " ms",
-                        TextOf(fault.code, Language::kEnglish)});
+                        codes::TextOf(fault.code, codes::Language::kEnglish)});
     }
     if (rows.empty()) {
         std::cout << "No faults are ordered.\n";

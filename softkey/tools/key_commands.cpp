@@ -8,10 +8,10 @@
 #include <optional>
 
 #include "base/encoding.h"
-#include "codes/texts.h"
 #include "cli/checks.h"
 #include "cli/printable.h"
 #include "cli/table.h"
+#include "codes/texts.h"
 #include "crypto/certificate_texts.h"
 #include "crypto/sealing.h"
 #include "pin/pin_source.h"
@@ -209,11 +209,11 @@ Json ListJson(const std::vector<ListedKey>& keys) {
         Json entry = key.summary ? SummaryJson(*key.summary) : PlaceJson(key.serial, key.plugged);
         entry["problem"] = nullptr;
         if (key.problem) {
-            entry["problem"] = {
-                {"code", static_cast<int32_t>(key.problem->code())},
-                {"text", TextOf(static_cast<int32_t>(key.problem->code()), Language::kEnglish)},
-                {"why", key.problem->what()},
-                {"next", key.problem->advice()}};
+            entry["problem"] = {{"code", static_cast<int32_t>(key.problem->code())},
+                                {"text", codes::TextOf(codes::Number(key.problem->code()),
+                                                       codes::Language::kEnglish)},
+                                {"why", key.problem->what()},
+                                {"next", key.problem->advice()}};
         }
         json.push_back(entry);
     }

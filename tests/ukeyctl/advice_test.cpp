@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "codes/texts.h"
+#include "codes/catalogue.h"
 #include "ukeyctl_fixture.h"
 
 namespace {
@@ -16,31 +16,23 @@ constexpr const char* kNoLibrary = "/nowhere/library.so";
 
 class AdviceTest : public UkeyctlTest {};
 
-// The software key's own codes, as its texts tell them.
-std::vector<softkey::ErrorText> OwnCodesOfTheSoftwareKey() {
-    size_t count = 0;
-    const softkey::ErrorText* texts = softkey::ErrorTexts(&count);
-    std::vector<softkey::ErrorText> own;
-    std::copy_if(texts, texts + count, std::back_inserter(own),
-                 [](const softkey::ErrorText& text) { return text.code >= 0x0A100000; });
-    return own;
-}
-
 TEST_F(AdviceTest, SoftwareKeysCodesAreKnownWithoutALibrary) {
-    const std::vector<softkey::ErrorText> own = OwnCodesOfTheSoftwareKey();
-    ASSERT_GE(own.size(), 21U);
-    for (const softkey::ErrorText& text : own) {
+    int asked = 0;
+    for (const codes::Row& row : codes::All()) {
+        if (codes::OwnerOf(row) != codes::Owner::kSoftwareKey) continue;
+        ++asked;
         const Outcome outcome =
-            Ukeyctl({"error", std::to_string(text.code), "--json", "--library", kNoLibrary}).Run();
-        ASSERT_EQ(outcome.status, 0) << text.english << outcome.err;
+            Ukeyctl({"error", std::to_string(row.code), "--json", "--library", kNoLibrary}).Run();
+        ASSERT_EQ(outcome.status, 0) << row.english << outcome.err;
         const nlohmann::json told = outcome.Json();
-        EXPECT_EQ(told["defined_by"], "the software key") << text.english;
-        EXPECT_EQ(told["meaning"], text.english);
-        EXPECT_TRUE(told["name"].is_null()) << text.english;
+        EXPECT_EQ(told["defined_by"], "the software key") << row.english;
+        EXPECT_EQ(told["meaning"], row.english);
+        EXPECT_TRUE(told["name"].is_null()) << row.english;
         EXPECT_THAT(told["next"].get<std::string>(),
                     AllOf(Not(HasSubstr("maker")), Not(HasSubstr("{"))))
-            << text.english;
+            << row.english;
     }
+    EXPECT_GE(asked, 21);
 }
 
 // A maker may have given the number to something else.
@@ -55,7 +47,7 @@ TEST_F(AdviceTest, NumberOfTheSoftwareKeysWithAnotherTextIsTheMakers) {
 TEST_F(AdviceTest, SoftwareKeysCodesAreKnownByTheirChineseTextToo) {
     const nlohmann::json told =
         Ukeyctl({"error", "0x0A100001", "--json"},
-                std::string("GetErrorMsg=") + softkey::FindErrorText(0x0A100001)->chinese + "\n")
+                std::string("GetErrorMsg=") + codes::Find(0x0A100001)->chinese + "\n")
             .Run()
             .Json();
     EXPECT_EQ(told["defined_by"], "the software key");
@@ -131,10 +123,11 @@ INSTANTIATE_TEST_SUITE_P(Ukeyctl, AdviceCaseTest, testing::ValuesIn(kAdviceCases
 
 TEST_P(AdviceCaseTest, FitsTheCodeAndTheFunction) {
     const AdviceCase& given = GetParam();
-    const softkey::ErrorText* text = softkey::FindErrorText(given.code);
+    const codes::Row* const row = codes::Find(given.code);
+    const bool has_text = row != nullptr && row->english != nullptr;
     const Outcome outcome =
-        Ukeyctl(given.words, text == nullptr ? std::string()
-                                             : std::string("GetErrorMsg=") + text->english + "\n")
+        Ukeyctl(given.words,
+                has_text ? std::string("GetErrorMsg=") + row->english + "\n" : std::string())
             .With("FAKE_CODES", std::string(given.function) + "=" + std::to_string(given.code))
             .Reads("x")
             .Run();

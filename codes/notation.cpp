@@ -1,13 +1,12 @@
-#include "codes.h"
+#include "codes/notation.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 
-#include "cli/failure.h"
-#include "ukey.hpp"
-
+namespace codes {
 namespace {
 
 bool IsHexadecimal(const std::string& text) {
@@ -25,21 +24,26 @@ bool IsLogForm(const std::string& text) {
 
 }  // namespace
 
-std::string FormatCode(int32_t code) {
-    return ukey::detail::Hexadecimal(code) + " (" + std::to_string(code) + ")";
+std::string Hexadecimal(int32_t code) {
+    char text[sizeof "0x00000000"];
+    std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
+    return text;
 }
 
-int32_t ParseCode(const std::string& text) {
+std::string InBothForms(int32_t code) {
+    return Hexadecimal(code) + " (" + std::to_string(code) + ")";
+}
+
+std::optional<int32_t> Parse(const std::string& text) {
     const bool prefixed = text.rfind("0x", 0) == 0 || text.rfind("0X", 0) == 0;
     const int base = prefixed || IsLogForm(text) ? 16 : 10;
     char* end = nullptr;
     errno = 0;
     const long long value = std::strtoll(text.c_str(), &end, base);
     if (text.empty() || *end != '\0' || errno != 0 || value < INT32_MIN || value > UINT32_MAX) {
-        cli::ThrowUsage(
-            "\"" + text + "\" is not a 32-bit code",
-            "give it in decimal (-401), in hexadecimal (0x0A000001), or as the log shows it "
-            "(FFFFFE6F)");
+        return std::nullopt;
     }
     return static_cast<int32_t>(static_cast<uint32_t>(value));
 }
+
+}  // namespace codes
