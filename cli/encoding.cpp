@@ -72,12 +72,8 @@ std::string ToPem(const std::string& label, const std::string& base64) {
     }
     const std::string text = WithoutBlanks(base64);
     if (!IsBase64(text)) {
-        Failure failure;
-        failure.status = ExitStatus::kFailed;
-        failure.what = "the key's answer cannot be shown as PEM";
-        failure.why = "it is not Base64 text";
-        failure.next = "use --format text to get it as the key gives it";
-        throw CommandFailure(failure);
+        Throw(ExitStatus::kFailed, "the key's answer cannot be shown as PEM",
+              "it is not Base64 text", "use --format text to get it as the key gives it");
     }
     std::string pem = "-----BEGIN " + label + "-----\n";
     for (size_t at = 0; at < text.size(); at += kPemColumns) {

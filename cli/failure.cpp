@@ -4,13 +4,23 @@
 
 namespace cli {
 
-void ThrowUsage(const std::string& why, const std::string& next) {
+Failure MakeFailure(ExitStatus status, const std::string& what, const std::string& why,
+                    const std::string& next) {
     Failure failure;
-    failure.status = ExitStatus::kUsage;
-    failure.what = "not carried out";
+    failure.status = status;
+    failure.what = what;
     failure.why = why;
     failure.next = next;
-    throw CommandFailure(failure);
+    return failure;
+}
+
+void Throw(ExitStatus status, const std::string& what, const std::string& why,
+           const std::string& next) {
+    throw CommandFailure(MakeFailure(status, what, why, next));
+}
+
+void ThrowUsage(const std::string& why, const std::string& next) {
+    Throw(ExitStatus::kUsage, "not carried out", why, next);
 }
 
 std::string Describe(const std::string& command, const Failure& failure, Layout layout) {

@@ -25,6 +25,9 @@ struct Failure {
     std::optional<int32_t> code;
 };
 
+Failure MakeFailure(ExitStatus status, const std::string& what, const std::string& why,
+                    const std::string& next);
+
 class CommandFailure : public std::exception {
  public:
     explicit CommandFailure(Failure failure) : failure_(std::move(failure)) {}
@@ -34,6 +37,9 @@ class CommandFailure : public std::exception {
  private:
     Failure failure_;
 };
+
+[[noreturn]] void Throw(ExitStatus status, const std::string& what, const std::string& why,
+                        const std::string& next);
 
 // A usage mistake that the command line's grammar cannot express.
 [[noreturn]] void ThrowUsage(const std::string& why, const std::string& next);

@@ -33,14 +33,13 @@ class File {
 };
 
 [[noreturn]] void ThrowFile(const std::string& what, const std::string& path) {
-    Failure failure;
-    const bool is_closed = path == kStandardInput && errno == EBADF;
-    failure.status = ExitStatus::kFile;
-    failure.what = what + " " + (path == kStandardInput ? "standard input" : path);
-    failure.why = is_closed ? "it is closed" : std::strerror(errno);
-    failure.next = is_closed ? "let it come from a file or a pipe"
-                             : "check the path, the permissions and the free space";
-    throw CommandFailure(failure);
+    const bool is_stream = path == kStandardInput;
+    if (is_stream && errno == EBADF) {
+        Throw(ExitStatus::kFile, what + " standard input", "it is closed",
+              "let it come from a file or a pipe");
+    }
+    Throw(ExitStatus::kFile, what + " " + (is_stream ? "standard input" : path),
+          std::strerror(errno), "check the path, the permissions and the free space");
 }
 
 }  // namespace

@@ -23,12 +23,9 @@ std::optional<ukey::KeyEvent> AwaitEvent(ukey::EventSource& events, double timeo
 }
 
 [[noreturn]] void ThrowNoEvent() {
-    cli::Failure failure;
-    failure.status = cli::ExitStatus::kNoEvent;
-    failure.what = "no key came or went";
-    failure.why = "the time given with --timeout has passed";
-    failure.next = "plug or unplug a key while the command waits, or give it more time";
-    throw cli::CommandFailure(failure);
+    cli::Throw(cli::ExitStatus::kNoEvent, "no key came or went",
+               "the time given with --timeout has passed",
+               "plug or unplug a key while the command waits, or give it more time");
 }
 
 void Wait(Session& session, const WaitOptions& options) {

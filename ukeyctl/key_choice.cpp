@@ -8,12 +8,8 @@ constexpr const char* kNameTheKey =
     "name the key with --sn SN; 'ukeyctl list' shows all that are plugged";
 
 [[noreturn]] void ThrowNoSerialNumber() {
-    cli::Failure failure;
-    failure.status = cli::ExitStatus::kFailed;
-    failure.what = "the key cannot be told apart from others";
-    failure.why = "GetPrintNumber gave an empty serial number";
-    failure.next = kNameTheKey;
-    throw cli::CommandFailure(failure);
+    cli::Throw(cli::ExitStatus::kFailed, "the key cannot be told apart from others",
+               "GetPrintNumber gave an empty serial number", kNameTheKey);
 }
 
 std::string ShowKey(const LabelledKey& labelled) {

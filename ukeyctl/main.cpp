@@ -54,12 +54,10 @@ void BuildCommandLine(cli::Command& app, Session& session) {
 
 int FailToParse(const cli::Mistake& mistake, Session& session) {
     const std::string& verb = mistake.Where();
-    cli::Failure failure;
-    failure.status = cli::ExitStatus::kUsage;
-    failure.what = "the command cannot be understood as given";
-    failure.why = mistake.what();
-    failure.next = "see 'ukeyctl " + verb + (verb.empty() ? "" : " ") + "--help'";
-    return session.Fail(verb, failure);
+    return session.Fail(
+        verb, cli::MakeFailure(cli::ExitStatus::kUsage, "the command cannot be understood as given",
+                               mistake.what(),
+                               "see 'ukeyctl " + verb + (verb.empty() ? "" : " ") + "--help'"));
 }
 
 // A mistake may come before the option has been seen.

@@ -48,12 +48,9 @@ struct TokenLibrary {
 };
 
 [[noreturn]] void ThrowExceptionOf(const char* function) {
-    cli::Failure failure;
-    failure.status = cli::ExitStatus::kFailed;
-    failure.what = std::string(function) + " threw an exception";
-    failure.why = "the key maker's token library does not work as it should";
-    failure.next = "unplug the keys, plug them in again, and try once more";
-    throw cli::CommandFailure(failure);
+    cli::Throw(cli::ExitStatus::kFailed, std::string(function) + " threw an exception",
+               "the key maker's token library does not work as it should",
+               "unplug the keys, plug them in again, and try once more");
 }
 
 // Any of the token library's functions may throw.

@@ -34,12 +34,8 @@ void CheckDescription(const std::string& description) {
 }
 
 [[noreturn]] void ThrowNothingMade() {
-    cli::Failure failure;
-    failure.status = cli::ExitStatus::kFailed;
-    failure.what = "no request was made";
-    failure.why = "the key's answer is empty";
-    failure.next = "see with --help what a description has to name";
-    throw cli::CommandFailure(failure);
+    cli::Throw(cli::ExitStatus::kFailed, "no request was made", "the key's answer is empty",
+               "see with --help what a description has to name");
 }
 
 void DeliverRequests(Session& session, const RequestOptions& options, const std::string& joined) {

@@ -48,43 +48,28 @@ cli::Failure FailureOf(const ukey::Error& error, const std::string& verb) {
 }
 
 cli::Failure FailureOf(const ukey::ZeroByteError& error) {
-    cli::Failure failure;
-    failure.status = cli::ExitStatus::kUsage;
-    failure.what = "not carried out";
-    failure.why = std::string("a text for ") + error.Function() +
-                  " has a zero byte, behind which the key would not see it";
-    failure.next =
+    return cli::MakeFailure(
+        cli::ExitStatus::kUsage, "not carried out",
+        std::string("a text for ") + error.Function() +
+            " has a zero byte, behind which the key would not see it",
         "give a text without zero bytes; binary data goes in hexadecimal or Base64 where the key "
-        "takes that";
-    return failure;
+        "takes that");
 }
 
 cli::Failure FailureOf(const ukey::LoadError& error) {
-    cli::Failure failure;
-    failure.status = cli::ExitStatus::kLibraryNotLoaded;
-    failure.what = "the key library is not usable";
-    failure.why = error.what();
-    failure.next =
+    return cli::MakeFailure(
+        cli::ExitStatus::kLibraryNotLoaded, "the key library is not usable", error.what(),
         "name the library with --library PATH or the environment variable ORVAL_LIBRARY; if it is "
-        "the maker's library that is missing, install the key's software";
-    return failure;
+        "the maker's library that is missing, install the key's software");
 }
 
 cli::Failure OutputFailure() {
-    cli::Failure failure;
-    failure.status = cli::ExitStatus::kFile;
-    failure.what = "cannot write to standard output";
-    failure.why = std::strerror(errno);
-    failure.next = "check where the output goes";
-    return failure;
+    return cli::MakeFailure(cli::ExitStatus::kFile, "cannot write to standard output",
+                            std::strerror(errno), "check where the output goes");
 }
 
 cli::Failure InternalFailure(const char* why) {
-    cli::Failure failure;
-    failure.what = cli::kOwnFault;
-    failure.why = why;
-    failure.next = cli::kNextForOwnFault;
-    return failure;
+    return cli::MakeFailure(cli::ExitStatus::kInternal, cli::kOwnFault, why, cli::kNextForOwnFault);
 }
 
 }  // namespace

@@ -59,12 +59,9 @@ class Terminal {
 };
 
 cli::Failure FailureOf(const Error& error) {
-    cli::Failure failure;
-    failure.status = cli::ExitStatus::kFailed;
-    failure.what = codes::TextOf(codes::Number(error.code()), codes::Language::kEnglish);
-    failure.why = error.what();
-    failure.next = AdviceFor(error);
-    return failure;
+    return cli::MakeFailure(cli::ExitStatus::kFailed,
+                            codes::TextOf(codes::Number(error.code()), codes::Language::kEnglish),
+                            error.what(), AdviceFor(error));
 }
 
 // A file that cannot be read or written is a failure of the operation like any other.
@@ -94,11 +91,7 @@ void Warn(const std::string& name, const std::string& what, const std::string& n
 
 cli::CommandFailure Refusal(const std::string& what, const std::string& next,
                             cli::ExitStatus status) {
-    cli::Failure failure;
-    failure.status = status;
-    failure.what = what;
-    failure.next = next;
-    return cli::CommandFailure(failure);
+    return cli::CommandFailure(cli::MakeFailure(status, what, {}, next));
 }
 
 cli::ExitStatus RunCommand(const std::string& name, const cli::Work& command) {
