@@ -1,7 +1,7 @@
 // A certificate package is of the type, and has the items, that a plain reading of it gives.
 #include "formats/certificate_package.h"
 #include "fuzz_target.h"
-#include "plain_package.h"
+#include "plain_readings.h"
 #include "qrv/string.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // A request description yields the records and values that a plain reading of it yields.
 #include "formats/request_description.h"
 #include "fuzz_target.h"
-#include "plain_description.h"
+#include "plain_readings.h"
 #include "qrv/exception.h"
 
 namespace {

@@ -1,5 +1,8 @@
 #include "functions.h"
 
+#include <tuple>
+#include <type_traits>
+
 #include "model.h"
 #include "orval_unified_kpxukey.h"
 
@@ -7,323 +10,142 @@ namespace walk {
 
 namespace {
 
-using Buffer = Recipe::Buffer;
-using Length = Recipe::Length;
-using Result = std::optional<int32_t>;
+// Hands out the client's arguments of each kind in order.
+class Supply final {
+ public:
+    explicit Supply(const Client& client) : client_(client) {}
 
-int32_t Number(const Client& c, size_t index) {
-    return static_cast<int32_t>(c.numbers[index]);
-}
-
-std::vector<Function> LifecycleFunctions() {
-    return {
-        {"Initialize",
-         4,
-         {},
-         [](const Client&) -> Result { return Initialize(); },
-         &Model::Initialize},
-        {"Finalize",
-         6,
-         {},
-         [](const Client&) -> Result {
-             Finalize();
-             return std::nullopt;
-         },
-         &Model::Finalize},
-        {"GetLastErrCode",
-         4,
-         {"", Buffer::kNone, Length::kOptional},
-         [](const Client& c) -> Result {
-             GetLastErrCode(c.length);
-             return std::nullopt;
-         },
-         &Model::GetLastErrCode},
-        {"GetErrorMsg",
-         10,
-         {"", Buffer::kOptional, Length::kOptional, 250},
-         [](const Client& c) -> Result { return GetErrorMsg(Number(c, 0), c.buffer, c.length); },
-         &Model::GetErrorMsg},
-    };
-}
-
-std::vector<Function> IdentityFunctions() {
-    return {
-        {"GetDriverVersion",
-         4,
-         {"", Buffer::kOptional, Length::kRequired},
-         [](const Client& c) -> Result { return GetDriverVersion(c.buffer, c.length); },
-         &Model::GetDriverVersion},
-        {"GetDllVersion",
-         4,
-         {"", Buffer::kOptional, Length::kRequired},
-         [](const Client& c) -> Result { return GetDllVersion(c.buffer, c.length); },
-         &Model::GetDllVersion},
-        {"GetVidAndPid",
-         4,
-         {"", Buffer::kOptional, Length::kRequired},
-         [](const Client& c) -> Result { return GetVidAndPid(c.buffer, c.length); },
-         &Model::GetVidAndPid},
-        {"GetPrintNumber",
-         8,
-         {"", Buffer::kOptional, Length::kRequired, 1023},
-         [](const Client& c) -> Result { return GetPrintNumber(c.buffer, c.length); },
-         &Model::GetPrintNumber},
-        {"GetVendorInfo",
-         5,
-         {"", Buffer::kOptional, Length::kOptionalWithBuffer},
-         [](const Client& c) -> Result { return GetVendorInfo(Number(c, 6), c.buffer, c.length); },
-         &Model::GetVendorInfo},
-    };
-}
-
-std::vector<Function> DeviceFunctions() {
-    return {
-        {"WaitForKeyEvent",
-         15,
-         {"", Buffer::kOptional, Length::kRequired, 0, true},
-         [](const Client& c) -> Result {
-             // The same bytes as the signed lengths of the other functions.
-             auto* length = reinterpret_cast<uint32_t*>(c.length);
-             return WaitForKeyEvent(c.event, c.buffer, length);
-         },
-         &Model::WaitForKeyEvent},
-        {"StopDetectUKey",
-         3,
-         {},
-         [](const Client&) -> Result { return StopDetectUKey(); },
-         &Model::StopDetectUKey},
-        {"CheckDriverIntegrity",
-         4,
-         {},
-         [](const Client& c) -> Result { return CheckDriverIntegrity(Number(c, 6)); },
-         &Model::CheckDriverIntegrity},
-    };
-}
-
-std::vector<Function> PinFunctions() {
-    return {
-        {"ChangePin",
-         4,
-         {"S"},
-         [](const Client& c) -> Result { return ChangePin(c.texts[0]); },
-         &Model::ChangePin},
-        {"VerifyPIN",
-         4,
-         {"s"},
-         [](const Client& c) -> Result { return VerifyPIN(c.texts[0]); },
-         &Model::VerifyPIN},
-        {"TestVerifyAndCachePin",
-         4,
-         {"s"},
-         [](const Client& c) -> Result { return TestVerifyAndCachePin(c.texts[0], c.numbers[0]); },
-         &Model::TestVerifyAndCachePin},
-        {"GetPinInfo",
-         6,
-         {"s", Buffer::kOptional, Length::kOptional, 8},
-         [](const Client& c) -> Result { return GetPinInfo(c.texts[0], c.buffer, c.length); },
-         &Model::GetPinInfo},
-        {"RemovePinCache",
-         3,
-         {},
-         [](const Client&) -> Result { return RemovePinCache(); },
-         &Model::RemovePinCache},
-        {"SetCachePinFlag",
-         6,
-         {"s"},
-         [](const Client& c) -> Result { return SetCachePinFlag(c.texts[0], c.numbers[0]); },
-         &Model::SetCachePinFlag},
-    };
-}
-
-std::vector<Function> StorageFunctions() {
-    return {
-        {"InitUKey",
-         6,
-         {"S"},
-         [](const Client& c) -> Result { return InitUKey(c.texts[0]); },
-         &Model::InitUKey},
-        {"TestInitUKey",
-         4,
-         {"s", Buffer::kOptional},
-         [](const Client& c) -> Result { return TestInitUKey(c.texts[0], c.buffer); },
-         &Model::TestInitUKey},
-        {"GetLabel",
-         10,
-         {"s", Buffer::kOptional, Length::kOptional, 511},
-         [](const Client& c) -> Result { return GetLabel(c.texts[0], c.buffer, c.length); },
-         &Model::GetLabel},
-        {"SetLabel",
-         4,
-         {"st"},
-         [](const Client& c) -> Result { return SetLabel(c.texts[0], c.texts[1]); },
-         &Model::SetLabel},
-        {"GetData",
-         10,
-         {"s", Buffer::kOptional, Length::kOptional, 259},
-         [](const Client& c) -> Result {
-             return GetData(c.texts[0], Number(c, 0), c.buffer, c.length);
-         },
-         &Model::GetData},
-        {"SetData",
-         8,
-         {"sd"},
-         [](const Client& c) -> Result { return SetData(c.texts[0], Number(c, 0), c.texts[1]); },
-         &Model::SetData},
-        {"SetCharset",
-         4,
-         {"tt"},
-         [](const Client& c) -> Result { return SetCharset(c.texts[0], c.texts[1]); },
-         &Model::SetCharset},
-        {"SetLanguage",
-         4,
-         {"tt"},
-         [](const Client& c) -> Result { return SetLanguage(c.texts[0], c.texts[1]); },
-         &Model::SetLanguage},
-    };
-}
-
-std::vector<Function> CryptographyFunctions() {
-    return {
-        {"Sign",
-         8,
-         {"stt", Buffer::kOptional, Length::kOptional, 400},
-         [](const Client& c) -> Result {
-             return Sign(c.texts[0], Number(c, 0), Number(c, 1), c.texts[1], c.texts[2], c.buffer,
-                         c.length);
-         },
-         &Model::Sign},
-        {"SignHash",
-         8,
-         {"st", Buffer::kOptional, Length::kOptional, 8191},
-         [](const Client& c) -> Result {
-             return SignHash(c.texts[0], Number(c, 0), Number(c, 1), c.texts[1], Number(c, 2),
-                             c.buffer, c.length);
-         },
-         &Model::SignHash},
-        {"Batch_Sign",
-         10,
-         {"stbt", Buffer::kOptional, Length::kOptional, 400},
-         [](const Client& c) -> Result {
-             return Batch_Sign(Number(c, 0), c.texts[0], Number(c, 1), Number(c, 2), c.texts[1],
-                               c.texts[3], c.numbers[3], Number(c, 4), Number(c, 5), c.texts[2],
-                               Number(c, 6), c.buffer, c.length);
-         },
-         &Model::Batch_Sign},
-        {"AsymDec",
-         10,
-         {"sc", Buffer::kOptional, Length::kOptional, 8191},
-         [](const Client& c) -> Result {
-             return AsymDec(c.texts[0], Number(c, 0), static_cast<uint32_t>(c.numbers[1]),
-                            c.texts[1], c.buffer, c.length);
-         },
-         &Model::AsymDec},
-    };
-}
-
-std::vector<Function> CertificateFunctions() {
-    return {
-        {"GetCert",
-         10,
-         {"s", Buffer::kOptional, Length::kOptional, 4095},
-         [](const Client& c) -> Result {
-             return GetCert(c.texts[0], Number(c, 0), Number(c, 1), c.buffer, c.length);
-         },
-         &Model::GetCert},
-        {"GetCertDN",
-         10,
-         {"s", Buffer::kOptional, Length::kOptional, 1023},
-         [](const Client& c) -> Result {
-             return GetCertDN(c.texts[0], Number(c, 0), Number(c, 1), c.buffer, c.length);
-         },
-         &Model::GetCertDN},
-        {"GetCertInfo",
-         6,
-         {"s", Buffer::kOptional, Length::kOptional, 1280},
-         [](const Client& c) -> Result {
-             return GetCertInfo(c.texts[0], c.numbers[0], c.buffer, c.length);
-         },
-         &Model::GetCertInfo},
-        {"DelCertAndTempKey",
-         4,
-         {"s"},
-         [](const Client& c) -> Result {
-             return DelCertAndTempKey(c.texts[0], Number(c, 0), Number(c, 1));
-         },
-         &Model::DelCertAndTempKey},
-        {"RegisterCert",
-         1,
-         {},
-         [](const Client&) -> Result { return RegisterCert(); },
-         &Model::Refuse},
-        {"UnregisterCert",
-         1,
-         {},
-         [](const Client&) -> Result { return UnregisterCert(); },
-         &Model::Refuse},
-        {"RepairDriver",
-         1,
-         {},
-         [](const Client&) -> Result { return RepairDriver(); },
-         &Model::Refuse},
-    };
-}
-
-std::vector<Function> ImportFunctions() {
-    return {
-        {"ImportX509Cert",
-         8,
-         {"sc"},
-         [](const Client& c) -> Result { return ImportX509Cert(c.texts[0], c.texts[1]); },
-         &Model::ImportX509Cert},
-        {"ImportEncX509Cert",
-         10,
-         {"sck"},
-         [](const Client& c) -> Result {
-             return ImportEncX509Cert(c.texts[0], c.texts[1], c.texts[2]);
-         },
-         &Model::ImportEncX509Cert},
-        {"Batch_ImportX509Cert",
-         20,
-         {"sp"},
-         [](const Client& c) -> Result { return Batch_ImportX509Cert(c.texts[0], c.texts[1]); },
-         &Model::Batch_ImportX509Cert},
-    };
-}
-
-std::vector<Function> RequestFunctions() {
-    return {
-        {"GenerateCertRequest",
-         40,
-         {"sr", Buffer::kOptional, Length::kOptional, 300},
-         [](const Client& c) -> Result {
-             return GenerateCertRequest(c.texts[0], c.texts[1], c.buffer, c.length);
-         },
-         &Model::GenerateCertRequest},
-        {"Batch_InitAndGenerateCertRequest",
-         40,
-         {"sr", Buffer::kOptional, Length::kOptional, 300},
-         [](const Client& c) -> Result {
-             return Batch_InitAndGenerateCertRequest(
-                 c.texts[0], static_cast<uint32_t>(c.numbers[6]), c.texts[1], c.buffer, c.length);
-         },
-         &Model::Batch_InitAndGenerateCertRequest},
-    };
-}
-
-std::vector<Function> AllFunctions() {
-    std::vector<Function> all;
-    for (const auto& family : {LifecycleFunctions(), IdentityFunctions(), DeviceFunctions(),
-                               PinFunctions(), StorageFunctions(), CryptographyFunctions(),
-                               CertificateFunctions(), ImportFunctions(), RequestFunctions()}) {
-        all.insert(all.end(), family.begin(), family.end());
+    template <typename Parameter>
+    Parameter Take() {
+        if constexpr (std::is_integral_v<Parameter>) {
+            return static_cast<Parameter>(client_.numbers[number_++]);
+        } else if constexpr (std::is_const_v<std::remove_pointer_t<Parameter>>) {
+            return client_.texts[text_++];
+        } else if constexpr (std::is_same_v<Parameter, int32_t*>) {
+            return client_.length;
+        } else if constexpr (std::is_same_v<Parameter, uint32_t*>) {
+            // The wait has an event and then a length, the same bytes as the signed ones.
+            return event_++ == 0 ? client_.event : reinterpret_cast<uint32_t*>(client_.length);
+        } else {
+            return client_.buffer;
+        }
     }
-    return all;
+
+ private:
+    const Client& client_;
+    size_t number_ = 0;
+    size_t text_ = 0;
+    size_t event_ = 0;
+};
+
+template <typename Result, typename... Parameters>
+std::optional<int32_t> CallWith(const Client& client, Result (*function)(Parameters...)) {
+    Supply supply(client);
+    const std::tuple<Parameters...> arguments{supply.Take<Parameters>()...};
+    if constexpr (std::is_void_v<Result>) {
+        std::apply(function, arguments);
+        return std::nullopt;
+    } else {
+        return std::apply(function, arguments);
+    }
 }
+
+template <auto function>
+std::optional<int32_t> Call(const Client& client) {
+    return CallWith(client, function);
+}
+
+int32_t PinInfoBound(const Arguments& /*in*/) {
+    return 8;
+}
+
+int32_t CertInfoBound(const Arguments& /*in*/) {
+    return 1280;
+}
+
+int32_t TextEstimate(const Arguments& in) {
+    return Estimate(*in.texts[1]);
+}
+
+int32_t BatchEstimate(const Arguments& in) {
+    uint32_t estimate = in.texts[1] ? static_cast<uint32_t>(in.texts[1]->size()) + 2048 : 0;
+    const std::string batch = in.texts[3].value_or("");
+    for (size_t at = batch.find("||"); at != std::string::npos; at = batch.find("||", at + 2)) {
+        estimate += static_cast<uint32_t>(batch.size()) + 2048;
+    }
+    return static_cast<int32_t>(estimate * 2);
+}
+
+constexpr Delivery kCode = Delivery::kCode;
+constexpr Delivery kOwnText = Delivery::kOwnText;
+constexpr Delivery kOwnBytes = Delivery::kOwnBytes;
+constexpr Delivery kUntested = Delivery::kUntested;
+constexpr Delivery kTested = Delivery::kTested;
+constexpr Delivery kTestedAndTerminator = Delivery::kTestedAndTerminator;
 
 }  // namespace
 
+int32_t Estimate(const std::string& text) {
+    return static_cast<int32_t>((static_cast<uint32_t>(text.size()) + 4096) * 2);
+}
+
 const std::vector<Function>& Functions() {
-    static const std::vector<Function> functions = AllFunctions();
+    // clang-format off
+    static const std::vector<Function> functions = {
+        // Those that do something of their own.
+        {"Initialize", Call<Initialize>, 4, "", 0, {}, &Model::Initialize},
+        {"Finalize", Call<Finalize>, 6, "", 0, {}, &Model::Finalize},
+        {"GetLastErrCode", Call<GetLastErrCode>, 4, "L", 0, {}, &Model::GetLastErrCode},
+        {"GetErrorMsg", Call<GetErrorMsg>, 10, "nBL", 250, {}, &Model::GetErrorMsg},
+        {"GetDriverVersion", Call<GetDriverVersion>, 4, "Bl", 0, {}, &Model::GetConstant},
+        {"GetDllVersion", Call<GetDllVersion>, 4, "Bl", 0, {}, &Model::GetConstant},
+        {"GetVidAndPid", Call<GetVidAndPid>, 4, "Bl", 0, {}, &Model::GetConstant},
+        {"GetPrintNumber", Call<GetPrintNumber>, 8, "Bl", 1023, {}, &Model::GetPrintNumber},
+        {"GetVendorInfo", Call<GetVendorInfo>, 5, "mBv", 0, {}, &Model::GetVendorInfo},
+        {"WaitForKeyEvent", Call<WaitForKeyEvent>, 15, "eBl", 0, {}, &Model::WaitForKeyEvent},
+        {"StopDetectUKey", Call<StopDetectUKey>, 3, "", 0, {}, &Model::StopDetectUKey},
+        {"CheckDriverIntegrity", Call<CheckDriverIntegrity>, 4, "m", 0, {}, &Model::CheckDriverIntegrity},
+        {"RegisterCert", Call<RegisterCert>, 1, "", 0, {}, &Model::RefuseSilently},
+        {"UnregisterCert", Call<UnregisterCert>, 1, "", 0, {}, &Model::RefuseSilently},
+        {"RepairDriver", Call<RepairDriver>, 1, "", 0, {}, &Model::RefuseSilently},
+        {"ImportX509Cert", Call<ImportX509Cert>, 8, "sc", 0, {}, &Model::ImportX509Cert},
+        {"ImportEncX509Cert", Call<ImportEncX509Cert>, 10, "sck", 0, {}, &Model::ImportEncX509Cert},
+        {"Batch_ImportX509Cert", Call<Batch_ImportX509Cert>, 20, "sp", 0, {}, &Model::Batch_ImportX509Cert},
+        {"GenerateCertRequest", Call<GenerateCertRequest>, 40, "srBL", 300, {}, &Model::GenerateCertRequest},
+        {"Batch_InitAndGenerateCertRequest", Call<Batch_InitAndGenerateCertRequest>, 40, "smrBL", 300, {},
+         &Model::Batch_InitAndGenerateCertRequest},
+        // PIN.
+        {"ChangePin", Call<ChangePin>, 4, "S", 0, {"lhir", "", nullptr, "ChangePin t0", kCode}},
+        {"VerifyPIN", Call<VerifyPIN>, 4, "s", 0, {"i", "", nullptr, "VerifyPIN t0", kCode}},
+        {"TestVerifyAndCachePin", Call<TestVerifyAndCachePin>, 4, "sn", 0, {"i", "", nullptr, "VerifyAndCachePin t0 w0", kCode}},
+        {"GetPinInfo", Call<GetPinInfo>, 6, "sBL", 8, {"i", "L", PinInfoBound, "GetPinInfo t0 B L", kOwnBytes}},
+        {"RemovePinCache", Call<RemovePinCache>, 3, "", 0, {"ir", "", nullptr, "GM_RemoveUserPin", kCode}},
+        {"SetCachePinFlag", Call<SetCachePinFlag>, 6, "sn", 0, {"r", "", nullptr, "SetCachePinFlag t0 w0", kCode}},
+        // Key storage.
+        {"InitUKey", Call<InitUKey>, 6, "S", 0, {"lhnr", "", nullptr, "CustInitCard t0 0 null 0", kCode}},
+        {"TestInitUKey", Call<TestInitUKey>, 4, "sB", 0, {"lir", "", nullptr, "CustInitCard t0 0 B 0", kCode}},
+        {"GetLabel", Call<GetLabel>, 10, "sBL", 511, {"ir", "L0E", nullptr, "GetLabel c0 z512", kTested}},
+        {"SetLabel", Call<SetLabel>, 4, "st", 0, {"i", "01", nullptr, "SetLabel t0 t1", kCode}},
+        {"GetData", Call<GetData>, 10, "snBL", 259, {"ir", "LK", nullptr, "GetData t0 n0 z260", kTestedAndTerminator}},
+        {"SetData", Call<SetData>, 8, "snd", 0, {"i", "KD", nullptr, "SetData t0 n0 t1", kCode}},
+        {"SetCharset", Call<SetCharset>, 4, "tt", 0, {"i", "01", nullptr, "UOS_SetCharset t1 t0", kCode}},
+        {"SetLanguage", Call<SetLanguage>, 4, "tt", 0, {"i", "01", nullptr, "UOS_SetLanguage t1 t0", kCode}},
+        // Signing and decryption.
+        {"Sign", Call<Sign>, 8, "snnttBL", 400,
+         {"i", "L12", TextEstimate, "SetWarningMsg t0 t2;GMUsbKeyCriticalSign t0 n0 n1 t1 b L", kOwnText}},
+        {"SignHash", Call<SignHash>, 8, "snntnBL", 8191,
+         {"ir", "L1", TextEstimate, "GMUsbKeyCommonSign c0 n0 n1 c1 n2 z~ L", kUntested}},
+        {"Batch_Sign", Call<Batch_Sign>, 10, "nsnnttnnnbnBL", 400,
+         {"i", "LF", BatchEstimate, "Batch_Sign n0 t0 n1 n2 t1 p2 w3 n4 n5 t3 n6 b L", kOwnText}},
+        {"AsymDec", Call<AsymDec>, 10, "snncBL", 8191,
+         {"ir", "L1", TextEstimate, "GMUSBKeyAsymDec2 c0 n0 u1 y1 z~ &~", kTested}},
+        // Reading certificates, and removing them.
+        {"GetCert", Call<GetCert>, 10, "snnBL", 4095, {"i", "L0", nullptr, "GetCertInfo t0 n0 n1 z4096 &4096", kTested}},
+        {"GetCertDN", Call<GetCertDN>, 10, "snnBL", 1023, {"ir", "L0", nullptr, "GM_GetCertDN t0 n0 n1 z1024", kTested}},
+        {"GetCertInfo", Call<GetCertInfo>, 6, "snBL", 1280, {"i", "L", CertInfoBound, "GetCertInfo_UOS t0 w0 B L", kOwnBytes}},
+        {"DelCertAndTempKey", Call<DelCertAndTempKey>, 4, "snn", 0, {"i", "", nullptr, "DelCertAndTempKey t0 n0 n1", kCode}},
+    };
+    // clang-format on
     return functions;
 }
 

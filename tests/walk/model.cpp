@@ -1,9 +1,11 @@
 #include "model.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
+#include <sstream>
 
 #include "argument.h"
-#include "functions.h"
 #include "log_file.h"
 
 namespace walk {
@@ -16,7 +18,7 @@ constexpr const char* kSlotNames[] = {
 #undef ORVAL_NAME
 };
 constexpr size_t kEntries = 29;
-static_assert(sizeof(kSlotNames) / sizeof(kSlotNames[0]) == kEntries, "29 entries");
+static_assert(std::size(kSlotNames) == kEntries, "29 entries");
 
 // The order in which the entries are looked up; what an incomplete back-end leaves behind depends
 // on it.
@@ -24,12 +26,16 @@ constexpr size_t kBindingOrder[kEntries] = {0,  3,  4,  5,  6,  1,  2,  7,  8,  
                                             10, 11, 12, 13, 14, 15, 16, 17, 18, 19,
                                             20, 21, 22, 23, 24, 25, 26, 27, 28};
 
-size_t SlotOf(const std::string& entry) {
-    size_t slot = 0;
-    while (kSlotNames[slot] != entry) {
-        ++slot;
-    }
-    return slot;
+bool Has(const char* letters, char letter) {
+    return std::strchr(letters, letter) != nullptr;
+}
+
+// A text as it is, or at the start of a zeroed buffer of that size.
+std::string InRoom(const std::string& text, const std::string& size) {
+    const std::string zeroed = "zeroed[" + size + "]";
+    return size.empty()   ? scripted::Quoted(text)
+           : text.empty() ? zeroed
+                          : scripted::Quoted(text) + " in " + zeroed;
 }
 
 }  // namespace
@@ -54,10 +60,6 @@ std::string AsCText(const std::string& bytes) {
     return bytes.substr(0, bytes.find('\0'));
 }
 
-int32_t Estimate(const std::string& text) {
-    return static_cast<int32_t>((static_cast<uint32_t>(text.size()) + 4096) * 2);
-}
-
 Outcome Model::Expect(const Step& step) {
     step_ = &step;
     next_reply_ = 0;
@@ -66,14 +68,15 @@ Outcome Model::Expect(const Step& step) {
     if (step.backend) {
         backend_ = *step.backend;
     }
-    out_.texts = In().texts;
-    out_.buffer = In().buffer;
-    out_.length = In().length;
-    out_.event = In().event;
-    (this->*Functions()[step.function].expect)();
+    out_.after = In();
+    const Function& function = Functions()[step.function];
+    if (function.odd != nullptr) {
+        (this->*function.odd)();
+    } else {
+        Follow(function.rule);
+    }
     out_.last_error = last_error_;
     out_.initialized = initialized_;
-    out_.backend_loaded = loaded_;
     for (const bool set : slots_) {
         out_.slots += set ? '1' : '0';
     }
@@ -85,14 +88,12 @@ Outcome Model::Expect(const Step& step) {
 int32_t Model::Bind() {
     slots_[kHandleSlot] = loaded_ || backend_.present;
     if (!slots_[kHandleSlot]) {
-        last_error_ = kUnavailable;
         return kUnavailable;
     }
     for (const size_t slot : kBindingOrder) {
         slots_[slot] = loaded_ || backend_.missing_entry != kSlotNames[slot];
         if (!slots_[slot]) {
             slots_[kHandleSlot] = false;
-            last_error_ = kUnavailable;
             return kUnavailable;
         }
     }
@@ -101,12 +102,13 @@ int32_t Model::Bind() {
 }
 
 void Model::Initialize() {
+    Finish(Bind());
+    initialized_ = initialized_ || last_error_ == 0;
+}
+
+void Model::Finalize() {
+    initialized_ = false;
     last_error_ = 0;
-    last_error_ = Bind();
-    if (last_error_ == 0) {
-        initialized_ = true;
-    }
-    Return(last_error_);
 }
 
 void Model::LazyInitialize() {
@@ -115,14 +117,14 @@ void Model::LazyInitialize() {
     }
 }
 
-void Model::Finalize() {
-    initialized_ = false;
-    last_error_ = 0;
-}
-
 void Model::Finish(int32_t code) {
     last_error_ = code;
     Return(code);
+}
+
+bool Model::Fails(int32_t code) {
+    Finish(code);
+    return code != 0;
 }
 
 void Model::Log(const std::string& name, const std::string& text) {
@@ -131,117 +133,195 @@ void Model::Log(const std::string& name, const std::string& text) {
     }
 }
 
-void Model::LogHex(const std::string& name, const std::string& bytes) {
-    std::string digits;
-    for (const char c : bytes) {
-        digits += Hex8(static_cast<unsigned char>(c), true).substr(6);
-    }
-    if (!step_->log_unwritable) {
-        out_.log += scripted::HexRecord(name, digits);
-    }
-}
-
 void Model::LogEnd(const std::string& name) {
     Log(name, "End G_LastError: " + Hex8(last_error_, true));
     Return(last_error_);
 }
 
-Model::Shown Model::Value(int64_t value) {
-    return {std::to_string(value), ""};
-}
-
-Model::Shown Model::Private(const std::string& shown) {
-    return {shown, "private"};
-}
-
-Model::Shown Model::Copy(const std::string& text) {
-    return Private(scripted::Quoted(text));
-}
-
-Model::Shown Model::CopyIn(const std::string& text, size_t size) {
-    const std::string zeroed = "zeroed[" + std::to_string(size) + "]";
-    return Private(text.empty() ? zeroed : scripted::Quoted(text) + " in " + zeroed);
-}
-
-Model::Shown Model::Null() {
-    return {"null", "null"};
-}
-
-Model::Shown Model::Own(size_t text_index) const {
-    const Text& text = TextAt(text_index);
-    return text ? Shown{scripted::Quoted(*text), "text " + std::to_string(text_index)} : Null();
-}
-
-Model::Shown Model::OwnBuffer(const std::string& shown) const {
-    return In().buffer ? Shown{shown, "buffer"} : Null();
-}
-
-Model::Shown Model::OwnLength() const {
-    return {"&" + std::to_string(In().length.value()), "length"};
-}
-
-void Model::Note(const std::string& name, const std::vector<Shown>& arguments) {
-    std::string note = name + ":";
-    for (const Shown& argument : arguments) {
-        note += argument.whose.empty() ? "" : " " + argument.whose + ",";
+// False when the call ends here.
+bool Model::LogBegin(const Rule& rule) {
+    if (Has(rule.frame, 'l')) {
+        Log(Functions()[step_->function].name, "Begin");
     }
-    out_.notes.push_back(note + " last error " + std::to_string(last_error_));
+    if (Has(rule.frame, 'h') && !step_->log_unwritable) {
+        std::string digits;
+        for (const char c : *TextAt(0)) {
+            digits += Hex8(static_cast<unsigned char>(c), true).substr(6);
+        }
+        out_.log += scripted::HexRecord("szSN:", digits);
+    }
+    if (Has(rule.frame, 'n') && !initialized_) {
+        Return(kNotInitialized);
+        return false;
+    }
+    return true;
 }
 
-// What an incomplete back-end leaves in its slots is gone with it.
-bool Model::IsBound(const std::string& entry) const {
-    return slots_[SlotOf(entry)] && slots_[kHandleSlot];
+bool Model::IsAcceptable(char required) const {
+    switch (required) {
+        case 'L':
+            return In().length.has_value();
+        case 'E':
+            return !TextAt(0)->empty();
+        case 'K':
+            return TextAt(0) && TextAt(0)->size() >= 10 && TextAt(0)->size() <= 16;
+        case 'D':
+            return TextAt(1) && TextAt(1)->size() <= 300;
+        case 'F':
+            return !In().buffer || Number(0) % 2 == 0 || (TextAt(0) && TextAt(1) && TextAt(2));
+        default:
+            return TextAt(static_cast<size_t>(required - '0')).has_value();
+    }
 }
 
-Reply Model::Call(const std::string& entry, const std::vector<Shown>& arguments) {
+void Model::Follow(const Rule& rule) {
+    if (!LogBegin(rule)) {
+        return;
+    }
+    if (Has(rule.frame, 'i')) {
+        LazyInitialize();
+    }
+    for (const char* required = rule.required; *required != '\0'; ++required) {
+        if (!IsAcceptable(*required)) {
+            return Finish(kInvalid);
+        }
+    }
+    if (rule.bound != nullptr && !In().buffer) {
+        out_.after.length = rule.bound(In());
+        return Finish(0);
+    }
+    if (Has(rule.frame, 'r')) {
+        last_error_ = 0;
+    }
+    std::istringstream calls(rule.calls);
+    for (std::string call; std::getline(calls, call, ';');) {
+        const Reply reply = Call(call);
+        Deliver(rule.delivery, reply, call);
+        if (reply.code != 0) {
+            break;
+        }
+    }
+    if (Has(rule.frame, 'l')) {
+        LogEnd(Functions()[step_->function].name);
+    }
+}
+
+void Model::Deliver(Delivery delivery, const Reply& reply, const std::string& call) {
+    Finish(reply.code);
+    const bool owned = call.find(" L") != std::string::npos;
+    if (owned && reply.length) {
+        out_.after.length = reply.length;
+    }
+    const std::string text = reply.text.value_or("");
+    if (owned && delivery != Delivery::kUntested) {
+        // What a back-end that was given the client's own buffer leaves there, whatever its code.
+        return Write(!reply.text ? "" : delivery == Delivery::kOwnBytes ? text : text + '\0');
+    }
+    if (reply.code != 0 || delivery == Delivery::kCode || delivery == Delivery::kOwnText) {
+        return;
+    }
+    if (delivery == Delivery::kUntested) {
+        return Write(text + '\0');
+    }
+    // Where the key reports a length, that counts, and before its report the room that it had.
+    auto length = static_cast<int32_t>(text.size());
+    const size_t room = call.find('&');
+    if (room != std::string::npos) {
+        const std::string size = call.substr(room + 1);
+        length = reply.length.value_or(size == "~" ? Estimate(*TextAt(1)) : std::stoi(size));
+    }
+    CopyOut(text, length, delivery == Delivery::kTested ? length : length + 1);
+}
+
+Reply Model::Call(const std::string& call, const std::string& extra) {
+    std::istringstream words(call);
+    std::string entry;
+    words >> entry;
     if (!IsBound(entry)) {
         last_error_ = kUnavailable;
         return {kUnavailable, std::nullopt, std::nullopt};
     }
     std::string shown;
-    for (const Shown& argument : arguments) {
-        shown += (shown.empty() ? "" : ", ") + argument.text;
+    for (std::string word; words >> word;) {
+        shown += (shown.empty() ? "" : ", ") + Argument(word, extra);
     }
-    out_.calls.push_back(entry + "(" + shown + ")");
-    Note(entry, arguments);
+    RecordCall(entry + "(" + shown + ")");
     const size_t index = next_reply_++;
     return index < step_->replies.size() ? step_->replies[index] : Reply();
 }
 
-void Model::CallToken(const std::string& call) {
-    out_.calls.push_back(call);
-    Note(call.substr(0, call.find('(')), {});
+// What an incomplete back-end leaves in its slots is gone with it.
+bool Model::IsBound(const std::string& entry) const {
+    const auto* name = std::find(std::begin(kSlotNames), std::end(kSlotNames), entry);
+    return slots_[static_cast<size_t>(name - kSlotNames)] && slots_[kHandleSlot];
+}
+
+// The words that stand for arguments:
+//     t0 n0 u0 w0   text 0; number 0 as int32_t, uint32_t, int64_t
+//     p0 b B L      text 0 and the buffer as pointers, the buffer as an output, the length
+//     c0 y0         a copy of text 0, as it is or without line ends; of null, an empty one
+//     x x512        the extra text; the same in a zeroed buffer
+//     z z512        the same without a text
+//     &4 r          a pointer to a number; the extra text without quotes
+// A size of ~ is what text 1 may become. Other words stand for themselves.
+std::string Model::Argument(const std::string& word, const std::string& extra) const {
+    const char kind = word[0];
+    const std::string rest = word.substr(1);
+    const std::string size = rest == "~" ? std::to_string(Estimate(*TextAt(1))) : rest;
+    const size_t index = Has("tpcynuw", kind) && word != "null" ? std::stoul(rest) : 0;
+    const Text& text = TextAt(index % kTexts);
+    const bool null = (Has("tp", kind) && !text) || (Has("bB", kind) && !In().buffer);
+    if (word == "null" || null) {
+        return "null";
+    }
+    switch (kind) {
+        case 't':
+            return scripted::Quoted(*text);
+        case 'c':
+            return scripted::Quoted(text.value_or(""));
+        case 'y':
+            return scripted::Quoted(Without(text.value_or(""), "\r\n"));
+        case 'n':
+            return std::to_string(Number(index));
+        case 'u':
+            return std::to_string(static_cast<uint32_t>(Number(index)));
+        case 'w':
+            return std::to_string(In().numbers[index]);
+        case 'x':
+            return InRoom(extra, size);
+        case 'z':
+            return InRoom("", size);
+        default:
+            return kind == '&'                  ? "&" + size
+                   : kind == 'L'                ? "&" + std::to_string(*In().length)
+                   : kind == 'r'                ? extra
+                   : kind == 'b'                ? "buffer"
+                   : kind == 'B' || kind == 'p' ? "pointer"
+                                                : word;
+    }
+}
+
+void Model::RecordCall(const std::string& call) {
+    out_.calls.push_back(call + " with last error " + std::to_string(last_error_));
 }
 
 void Model::Write(const std::string& text) {
-    out_.buffer->replace(0, text.size(), text);
+    out_.after.buffer->replace(0, text.size(), text);
 }
 
-// What a back-end that was given the client's own buffer and length leaves there.
-void Model::TakeFromKey(const Reply& reply) {
-    if (reply.length) {
-        out_.length = reply.length;
-    }
-    if (reply.text) {
-        Write(*reply.text + '\0');
-    }
-}
-
-// A text of n bytes goes out; the families differ in what they report for a buffer that is too
-// small.
-void Model::CopyOut(const std::string& text, int32_t length_when_too_small) {
-    const auto n = static_cast<int32_t>(text.size());
+// A text for which `length` is reported. The families differ in what they report for a buffer that
+// is too small.
+void Model::CopyOut(const std::string& text, int32_t length, int32_t length_when_too_small) {
     if (!In().buffer) {
-        out_.length = n + 1;
-        return Return(0);
-    }
-    if (*In().length >= n) {
-        out_.length = n;
+        out_.after.length = length + 1;
+    } else if (*In().length >= length) {
+        out_.after.length = length;
         Write(text + '\0');
-        return Return(0);
+    } else {
+        out_.after.length = length_when_too_small;
+        last_error_ = kTooSmall;
     }
-    out_.length = length_when_too_small;
-    Finish(kTooSmall);
+    Return(last_error_);
 }
 
 }  // namespace walk

@@ -3,7 +3,8 @@
 
 namespace walk {
 
-bool Model::RecordIsSound(PlainRead read) {
+bool Model::RecordIsSound(const std::string& record, PlainFields& fields) {
+    const PlainRead read = ReadPlainRecord(record, fields);
     if (read == PlainRead::kUnknownName) {
         Finish(kInvalid);
     } else if (read == PlainRead::kPositionPastEnd) {
@@ -14,46 +15,37 @@ bool Model::RecordIsSound(PlainRead read) {
 }
 
 // A length query never reads the remembered text.
-bool Model::ServedFromCache() {
+bool Model::IsServedFromCache() {
     if (!In().buffer || !cache_) {
         return false;
     }
-    if (cache_->description != *TextAt(1) || cache_->serial_number != TextAt(0).value_or("")) {
+    const Remembered found = *cache_;
+    const auto length = static_cast<int32_t>(found.text.size());
+    const bool serves =
+        found.description == *TextAt(1) && found.serial_number == TextAt(0).value_or("");
+    if (!serves || *In().length >= length) {
         cache_.reset();
-        return false;
     }
-    const auto length = static_cast<int32_t>(cache_->text.size());
-    if (*In().length < length) {
-        out_.length = length + 1;
-        Finish(kTooSmall);
-        return true;
+    if (serves) {
+        CopyOut(found.text, length, length + 1);
     }
-    out_.length = length;
-    Write(cache_->text + '\0');
-    cache_.reset();
-    Return(last_error_);
-    return true;
+    return serves;
 }
 
 void Model::DeliverRequests(const std::string& text) {
     if (!In().buffer) {
         cache_ = Remembered{text, *TextAt(1), TextAt(0).value_or("")};
     }
-    CopyOut(text, static_cast<int32_t>(text.size()));
+    const auto length = static_cast<int32_t>(text.size());
+    CopyOut(text, length, length);
 }
 
-// One request; false when the key refused.
-bool Model::MakeRequest(const PlainFields& fields, std::string& text, bool first) {
-    Finish(Call("VerifyPIN", {Own(0)}).code);
-    if (last_error_ != 0) {
-        return false;
-    }
-    const Reply reply =
-        Call("GMCreatePKCS10", {Own(0), Value(fields.cert_type), Value(fields.key_type),
-                                Value(fields.hash_type), Private("&null"), Null(), Value(0)});
-    Finish(reply.code);
+// False when the key refused.
+bool Model::AddRequest(const std::string& call, const std::string& extra, bool first,
+                       std::string& text) {
+    const Reply reply = Call(call, extra);
     text += (first ? "" : "||") + reply.text.value_or("");
-    return reply.code == 0;
+    return !Fails(reply.code);
 }
 
 void Model::GenerateCertRequest() {
@@ -62,14 +54,20 @@ void Model::GenerateCertRequest() {
     if (!In().length || !TextAt(0) || !TextAt(1)) {
         return Finish(kInvalid);
     }
-    if (ServedFromCache()) {
+    if (IsServedFromCache()) {
         return;
     }
     PlainFields fields;
     std::string text;
     bool first = true;
     for (const std::string& record : PlainRecords(*TextAt(1))) {
-        if (!RecordIsSound(ReadPlainRecord(record, fields)) || !MakeRequest(fields, text, first)) {
+        if (!RecordIsSound(record, fields) || Fails(Call("VerifyPIN t0").code)) {
+            return;
+        }
+        const std::string types = std::to_string(fields.cert_type) + " " +
+                                  std::to_string(fields.key_type) + " " +
+                                  std::to_string(fields.hash_type);
+        if (!AddRequest("GMCreatePKCS10 t0 " + types + " &null null 0", "", first, text)) {
             return;
         }
         first = false;
@@ -77,64 +75,51 @@ void Model::GenerateCertRequest() {
     DeliverRequests(text);
 }
 
-// False for a combination that is not offered.
-bool Model::AddRecord(const PlainFields& fields, Entries& entries) {
-    if (fields.cert_type == 3 && fields.key_type != 2) {
-        return false;
-    }
-    const bool pairs = entries.pairing != 0 && fields.key_type == 2 &&
-                       (entries.pairing_cert_type == 3) != (fields.cert_type == 3);
-    ++entries.records;
-    if (pairs) {
-        Entry& entry = entries.all[static_cast<size_t>(entries.pairing - 1)];
-        entry.merged = true;
-        if (fields.cert_type != 3) {
-            entry.fields.cert_type = fields.cert_type;
-        }
-        return true;
-    }
-    entries.all.push_back({fields, false});
-    if (fields.key_type == 2) {
-        entries.pairing = entries.records;
-        entries.pairing_cert_type = fields.cert_type;
-    }
-    return true;
-}
-
-bool Model::ReadEntries(Entries& entries) {
+// At most three records are read into entries. A record of key type 2 is merged into the entry of
+// the record of that type before it, if one of the two asks for an encryption certificate.
+bool Model::ReadEntries(std::vector<Entry>& entries) {
     PlainFields fields;
+    size_t records = 0;
+    size_t pairing = 0;  // the record before, counted from 1
+    int64_t pairing_cert_type = 0;
     for (const std::string& record : PlainRecords(*TextAt(1))) {
-        if (entries.records == 3) {
+        if (records == 3) {
             Finish(kInvalid);
             return false;
         }
-        if (!RecordIsSound(ReadPlainRecord(record, fields))) {
+        if (!RecordIsSound(record, fields)) {
             return false;
         }
-        if (!AddRecord(fields, entries)) {
+        const bool encrypts = fields.cert_type == 3;
+        if (encrypts && fields.key_type != 2) {
             Finish(kInvalid);
             return false;
+        }
+        ++records;
+        if (pairing != 0 && fields.key_type == 2 && (pairing_cert_type == 3) != encrypts) {
+            Entry& entry = entries[pairing - 1];
+            entry.merged = true;
+            entry.fields.cert_type = encrypts ? entry.fields.cert_type : fields.cert_type;
+            continue;
+        }
+        entries.push_back({fields, false});
+        if (fields.key_type == 2) {
+            pairing = records;
+            pairing_cert_type = fields.cert_type;
         }
     }
     return true;
 }
 
-bool Model::MakeEntry(const Entry& entry, size_t index, std::string& text) {
-    if (index == 0 && Number(6) != 1) {
-        Finish(Call("VerifyPIN", {Own(0)}).code);
-        if (last_error_ != 0) {
-            return false;
-        }
+bool Model::MakeEntry(const Entry& entry, bool first, std::string& text) {
+    if (first && Number(0) != 1 && Fails(Call("VerifyPIN t0").code)) {
+        return false;
     }
     const std::string shown = "{" + std::to_string(entry.fields.cert_type) + ", " +
                               std::to_string(entry.fields.key_type) + ", " +
                               std::to_string(entry.fields.hash_type) + ", " +
                               std::to_string(entry.merged) + "}";
-    const Reply reply = Call("GMCreatePKCS10Ex", {Copy(TextAt(0).value_or("")), Private(shown),
-                                                  Private("&null"), Value(1), Null(), Value(0)});
-    Finish(reply.code);
-    text += (index == 0 ? "" : "||") + reply.text.value_or("");
-    return reply.code == 0;
+    return AddRequest("GMCreatePKCS10Ex c0 r &null 1 null 0", shown, first, text);
 }
 
 void Model::Batch_InitAndGenerateCertRequest() {
@@ -144,28 +129,25 @@ void Model::Batch_InitAndGenerateCertRequest() {
     if (!TextAt(1) || !In().length) {
         return Finish(kInvalid);
     }
-    if (ServedFromCache()) {
+    if (IsServedFromCache()) {
         return;
     }
     last_error_ = 0;
-    Entries entries;
+    std::vector<Entry> entries;
     if (!ReadEntries(entries)) {
         return;
     }
-    const auto mode = static_cast<uint32_t>(In().numbers[6]);
+    const auto mode = static_cast<uint32_t>(Number(0));
     if (mode > 1) {
         return Finish(kInvalid);
     }
-    if (mode == 1) {
-        Finish(Call("CustInitCard", {Own(0), Value(1), Null(), Value(0)}).code);
-        if (last_error_ != 0) {
-            return;
-        }
+    if (mode == 1 && Fails(Call("CustInitCard t0 1 null 0").code)) {
+        return;
     }
     std::string text;
-    for (size_t i = 0; i < entries.all.size(); ++i) {
-        const Entry& entry = entries.all[i];
-        if (entry.fields.cert_type > 0 && entry.fields.key_type > 0 && !MakeEntry(entry, i, text)) {
+    for (size_t i = 0; i < entries.size(); ++i) {
+        const PlainFields& fields = entries[i].fields;
+        if (fields.cert_type > 0 && fields.key_type > 0 && !MakeEntry(entries[i], i == 0, text)) {
             return;
         }
     }

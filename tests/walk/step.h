@@ -20,7 +20,7 @@ constexpr size_t kNumbers = 7;
 struct Arguments {
     std::array<Text, kTexts> texts;
     std::array<int64_t, kNumbers> numbers{};
-    Text buffer;                    // all its bytes on entry; the last one is NUL
+    Text buffer;                    // all its bytes; on entry the last one is NUL
     std::optional<int32_t> length;  // the length argument, which need not be the buffer's size
     std::optional<uint32_t> event;
 };
@@ -40,14 +40,14 @@ struct Device {
 
 // What one call of the token library's wait does, and the pause after it.
 struct Wait {
-    enum class Pause { kCompleted, kInterrupted, kFailed };
+    enum Pause { kCompleted, kInterrupted, kFailed };
     uint32_t code = 1;
     bool throws = false;
     bool stopped = false;  // StopDetectUKey is called meanwhile
     bool fills_event = false;
     uint32_t kind = 0;
     uint32_t slot = 0;
-    Pause pause = Pause::kCompleted;
+    Pause pause = kCompleted;
     bool stopped_in_pause = false;
 };
 
@@ -76,7 +76,6 @@ struct Step {
     std::optional<Backend> backend;  // changed before the call
     bool log_unwritable = false;
     bool directory_unreadable = false;
-    int32_t microseconds = 0;
 };
 
 // All that a client, the libraries below and the file system see of one call.
@@ -85,21 +84,17 @@ struct Outcome {
     std::optional<int32_t> exception;  // the code of a string exception that left the call
     int32_t last_error = 0;
     bool initialized = false;
-    bool backend_loaded = false;
     std::string slots;  // a digit a slot: 1 where it is set
-    std::array<Text, kTexts> texts;
-    Text buffer;
-    std::optional<int32_t> length;
-    std::optional<uint32_t> event;
-    std::vector<std::string> calls;   // to both libraries, as the scripted key shows them
-    std::vector<std::string> notes;   // for each of them, whose its pointers are and G_LastError
+    Arguments after;
+    std::vector<std::string> calls;   // to both libraries as the scripted key shows them, and
+                                      // what G_LastError held
     std::vector<std::string> pauses;  // the sleeps of a wait
     std::string log;
 };
 
 // For people.
 std::string Describe(const Step& step);
-// Where the two differ, line by line; empty when they agree.
+// The parts in which the two differ; empty when they agree.
 std::string Differences(const Outcome& expected, const Outcome& seen);
 
 }  // namespace walk

@@ -11,12 +11,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 #include "generator.h"
 #include "model.h"
-#include "stage.h"
+#include "runner.h"
 
 namespace {
 
@@ -30,39 +29,22 @@ uint32_t Setting(const char* name, uint32_t otherwise) {
     return value == nullptr ? otherwise : static_cast<uint32_t>(std::strtoul(value, nullptr, 10));
 }
 
-// Each step is written down before it is taken, so that a crash leaves its history behind.
-class History final {
- public:
-    History() : file_(kHistoryPath, std::ios::trunc | std::ios::binary) {}
-
-    void Add(const std::string& text) {
-        file_ << text;
-        file_.flush();
-    }
-
-    static std::string Text() {
-        std::ifstream file(kHistoryPath, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    }
-
- private:
-    std::ofstream file_;
-};
-
 // The exit status of the child's process.
 int WalkAlong(uint32_t seed, uint32_t steps) {
     alarm(kSecondsPerSequence);
-    History history;
+    // Each step is written down before it is taken, so that a crash leaves its history behind.
+    std::ofstream history(kHistoryPath);
+    history << std::unitbuf;
     walk::Model model;
-    walk::Generator generator(seed, model);
-    walk::Stage stage;
+    walk::Chance chance(seed);
     for (uint32_t i = 1; i <= steps; ++i) {
-        const walk::Step step = generator.Next();
-        history.Add(std::to_string(i) + ". " + walk::Describe(step));
-        const walk::Outcome seen = stage.Run(step);
+        chance.remembered_length = model.RememberedLength();
+        const walk::Step step = walk::AnyStep(chance);
+        history << i << ". " << walk::Describe(step);
+        const walk::Outcome seen = walk::Run(step);
         const std::string differences = walk::Differences(model.Expect(step), seen);
         if (!differences.empty()) {
-            history.Add("the product and the model differ:\n" + differences);
+            history << "the product and the model differ:\n" << differences;
             return EXIT_FAILURE;
         }
     }
@@ -89,7 +71,7 @@ testing::AssertionResult SequenceFollowsTheContract(uint32_t seed, uint32_t step
                                    : "status " + std::to_string(WEXITSTATUS(status)))
            << "; run it again with ORVAL_WALK_SEED=" << seed << " ORVAL_WALK_COUNT=1"
            << " ORVAL_WALK_STEPS=" << steps << "\n"
-           << History::Text();
+           << std::ifstream(kHistoryPath).rdbuf();
 }
 
 class Walk : public testing::TestWithParam<uint32_t> {};

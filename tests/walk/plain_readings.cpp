@@ -1,4 +1,4 @@
-#include "plain_description.h"
+#include "plain_readings.h"
 
 #include <cctype>
 #include <cstddef>
@@ -35,6 +35,13 @@ bool IsSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
+std::string UpperCase(std::string text) {
+    for (char& c : text) {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    return text;
+}
+
 std::string Name(const std::string& token) {
     size_t first = 0;
     size_t end = token.size();
@@ -44,11 +51,7 @@ std::string Name(const std::string& token) {
     while (end > first && IsSpace(token[end - 1])) {
         --end;
     }
-    std::string name;
-    for (const char c : token.substr(first, end - first)) {
-        name += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    return name;
+    return UpperCase(token.substr(first, end - first));
 }
 
 int64_t* FieldOf(PlainFields& fields, const std::string& name) {
@@ -56,6 +59,11 @@ int64_t* FieldOf(PlainFields& fields, const std::string& name) {
            : name == "KEYTYPE"  ? &fields.key_type
            : name == "HASHTYPE" ? &fields.hash_type
                                 : nullptr;
+}
+
+bool IsItemName(const std::string& name) {
+    const std::string upper = UpperCase(name);
+    return upper == "SIGNCERT" || upper == "ENCCERT" || upper == "ENCPRIKEY";
 }
 
 }  // namespace
@@ -88,6 +96,36 @@ PlainRead ReadPlainRecord(const std::string& record, PlainFields& fields) {
         position = Take(record, token.next, ')').next;
     }
     return PlainRead::kDone;
+}
+
+int32_t PlainPackageType(const std::string& text) {
+    size_t bracket = text.find('(');
+    if (bracket == std::string::npos || bracket == 0) {
+        return kNoPackage;
+    }
+    size_t start = 0;
+    while (bracket != std::string::npos && IsItemName(text.substr(start, bracket - start))) {
+        const size_t bar = text.find('|', bracket + 1);
+        if (bar == std::string::npos) {
+            return kPackage;
+        }
+        start = bar + 1;
+        bracket = text.find('(', bar + 2);
+    }
+    return kMalformedPackage;
+}
+
+std::vector<std::string> PlainItems(const std::string& package, const std::string& name) {
+    std::vector<std::string> items;
+    size_t at = package.find(name);
+    while (at != std::string::npos) {
+        const size_t data = at + name.size();
+        const size_t end = package.find(')', at);
+        const bool closed = end != std::string::npos;
+        items.push_back(closed ? package.substr(data, end - data) : "");
+        at = package.find(name, closed ? end + 2 : data);
+    }
+    return items;
 }
 
 }  // namespace walk

@@ -1,5 +1,4 @@
 // The wait for a key's insertion or removal.
-#include <algorithm>
 #include <cstring>
 
 #include "argument.h"
@@ -11,13 +10,9 @@ namespace {
 
 constexpr size_t kEventSize = 332;
 constexpr size_t kSlotOffset = 12;
-const std::string kWaitTag = "SKF_WaitForDevEvent";                       // NOLINT(cert-err58-cpp)
-const std::string kArrivalTag = "VEXA_EVENT_INFO::SLOT_DEVICEARRIVAL  ";  // NOLINT(cert-err58-cpp)
-const std::string kRemovalTag = "VEXA_EVENT_INFO::SLOT_DEVICEREMOVE ";    // NOLINT(cert-err58-cpp)
-
-void PutNumber(std::string& record, size_t offset, uint32_t number) {
-    std::memcpy(&record[offset], &number, sizeof(number));
-}
+constexpr const char* kWaitTag = "SKF_WaitForDevEvent";
+constexpr const char* kArrivalTag = "VEXA_EVENT_INFO::SLOT_DEVICEARRIVAL  ";
+constexpr const char* kRemovalTag = "VEXA_EVENT_INFO::SLOT_DEVICEREMOVE ";
 
 uint32_t NumberIn(const std::string& record, size_t offset) {
     uint32_t number = 0;
@@ -42,18 +37,19 @@ void Model::LogWait(const std::string& tag, const std::string& what, int32_t val
 }
 
 void Model::ListSlots() {
-    const TokenScript& token = step_->token;
+    Log("X_getCurrentSlots", "before");
     slot_map_.clear();
-    CallToken("VexaT_GetSlotList(1, zeroed[64], &10)");
-    if (token.list_code != 0) {
-        return;
-    }
-    for (const Device& device : token.devices) {
-        CallToken("VexaT_GetDeviceInfo(" + std::to_string(device.slot) + ", 0, record)");
+    RecordCall("VexaT_GetSlotList(1, zeroed[64], &10)");
+    for (const Device& device : step_->token.devices) {
+        if (step_->token.list_code != 0) {
+            break;
+        }
+        RecordCall("VexaT_GetDeviceInfo(" + std::to_string(device.slot) + ", 0, record)");
         if (device.code == 0) {
             slot_map_[device.slot] = AsCText(device.media_id);
         }
     }
+    Log("X_getCurrentSlots", "after");
 }
 
 void Model::Stop() {
@@ -67,36 +63,28 @@ void Model::StopDetectUKey() {
     Return(0);
 }
 
-Wait Model::NextWait() {
-    const size_t index = next_wait_++;
-    if (index < step_->token.waits.size()) {
-        return step_->token.waits[index];
-    }
-    Wait last;
-    last.stopped = true;
-    return last;
-}
-
 void Model::Pause(const Wait& wait) {
     out_.pauses.emplace_back("20000000 ns, remainder in the same record");
     if (wait.stopped_in_pause) {
         Stop();
     }
-    if (wait.pause == Wait::Pause::kInterrupted) {
+    if (wait.pause == Wait::kInterrupted) {
         out_.pauses.emplace_back("7000000 ns, remainder in the same record");
     }
 }
 
 void Model::AwaitEvent(std::string& record) {
+    const TokenScript& token = step_->token;
     while (running_) {
-        CallToken("VexaT_WaitForEvent(1, 0, " + ShowRecord(record) + ", &" +
-                  std::to_string(step_->token.context) + ")");
-        const Wait wait = NextWait();
+        RecordCall("VexaT_WaitForEvent(1, 0, " + ShowRecord(record) + ", &" +
+                   std::to_string(token.context) + ")");
+        const bool used_up = next_wait_ >= token.waits.size();
+        const Wait wait = used_up ? Wait() : token.waits[next_wait_++];
         if (wait.fills_event) {
-            PutNumber(record, 0, wait.kind);
-            PutNumber(record, kSlotOffset, wait.slot);
+            std::memcpy(&record[0], &wait.kind, sizeof(wait.kind));
+            std::memcpy(&record[kSlotOffset], &wait.slot, sizeof(wait.slot));
         }
-        if (wait.stopped) {
+        if (wait.stopped || used_up) {
             Stop();
         }
         if (wait.throws) {
@@ -111,9 +99,9 @@ void Model::AwaitEvent(std::string& record) {
 std::string Model::Arrival(uint32_t slot) {
     const Device& device = step_->token.arrived;
     LogWait(kArrivalTag, " G_LastError", last_error_, 596);
-    out_.event = 1;
+    out_.after.event = 1;
     LogWait(kArrivalTag, " event.ei.slotEvent.u32SlotID", static_cast<int32_t>(slot), 600);
-    CallToken("VexaT_GetDeviceInfo(" + std::to_string(slot) + ", 917504, zeroed[396])");
+    RecordCall("VexaT_GetDeviceInfo(" + std::to_string(slot) + ", 917504, zeroed[396])");
     last_error_ = static_cast<int32_t>(device.code);
     LogWait(kArrivalTag, " G_LastError", last_error_, 603);
     return AsCText(device.media_id);
@@ -121,7 +109,7 @@ std::string Model::Arrival(uint32_t slot) {
 
 std::string Model::Removal(uint32_t slot) {
     LogWait(kRemovalTag, "G_LastError", last_error_, 606);
-    out_.event = 2;
+    out_.after.event = 2;
     const std::string serial_number = slot_map_[slot];
     LogWait(kRemovalTag, " G_LastError", last_error_, 609);
     last_error_ = 0;
@@ -132,8 +120,8 @@ void Model::EndWait(const std::string& record) {
     const uint32_t kind = NumberIn(record, 0);
     const uint32_t slot = NumberIn(record, kSlotOffset);
     const std::string serial_number = kind == 1 ? Arrival(slot) : kind == 2 ? Removal(slot) : "";
-    CallToken("VexaT_ContextFinal()");
-    out_.length = static_cast<int32_t>(serial_number.size());
+    RecordCall("VexaT_ContextFinal()");
+    out_.after.length = static_cast<int32_t>(serial_number.size());
     Write(serial_number + '\0');
     LogWait(kWaitTag, "end, G_LastError", last_error_, 616);
     Return(last_error_);
@@ -143,29 +131,24 @@ void Model::WaitForKeyEvent() {
     Log(kWaitTag, "begin");
     LazyInitialize();
     if (!In().buffer) {
-        out_.length = 17;
-        last_error_ = 0;
+        out_.after.length = 17;
         LogWait(kWaitTag, "end, G_LastError", 0, 560);
-        return Return(0);
+        return Finish(0);
     }
-    Log("X_getCurrentSlots", "before");
     ListSlots();
-    Log("X_getCurrentSlots", "after");
     running_ = true;
     last_error_ = 0;
-    CallToken("VexaT_ContextInit(&0)");
-    last_error_ = static_cast<int32_t>(step_->token.context_code);
-    if (last_error_ != 0) {
-        LogWait(kWaitTag, "end, G_LastError", last_error_, 571);
-        return Return(last_error_);
+    RecordCall("VexaT_ContextInit(&0)");
+    if (Fails(static_cast<int32_t>(step_->token.context_code))) {
+        return LogWait(kWaitTag, "end, G_LastError", last_error_, 571);
     }
     std::string record(kEventSize, '\0');
     AwaitEvent(record);
-    if (!running_) {
-        out_.event = 3;
-        return Return(0);
+    if (running_) {
+        return EndWait(record);
     }
-    EndWait(record);
+    out_.after.event = 3;
+    Return(0);
 }
 
 }  // namespace walk
