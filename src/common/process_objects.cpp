@@ -6,14 +6,15 @@
 #include <iostream>
 
 #include "common/commonfunction.h"
-#include "qrv/revival.h"
+#include "qrv/constructs_anew.h"
 
 namespace {
 
 using SlotMap = std::map<uint32_t, std::string>;
 
-const QRV::Revival<SlotMap> slot_map_revival(g_WaitEventSlotMap,
-                                             [](SlotMap* place) { new (place) SlotMap; });
+const QRV::ConstructsAnew<SlotMap> slot_map_after_its_end(g_WaitEventSlotMap, [](SlotMap* place) {
+    new (place) SlotMap;
+});
 
 }  // namespace
 

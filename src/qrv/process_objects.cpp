@@ -1,7 +1,7 @@
 #include "qrv/process_objects.h"
 
+#include "qrv/constructs_anew.h"
 #include "qrv/exception.h"
-#include "qrv/revival.h"
 #include "qrv/simple_buffer.h"
 #include "qrv/string.h"
 
@@ -18,8 +18,9 @@ void ConstructManager(CQrvBufferMgr* place) {
     place->GetNilBuffer()->references = kMoreThanAllStrings;
 }
 
-const Revival<CCRTHeap> heap_revival(g_heapmgr, [](CCRTHeap* place) { new (place) CCRTHeap; });
-const Revival<CQrvBufferMgr> manager_revival(g_bufmgr, ConstructManager);
+const ConstructsAnew<CCRTHeap> heap_after_its_end(g_heapmgr,
+                                                  [](CCRTHeap* place) { new (place) CCRTHeap; });
+const ConstructsAnew<CQrvBufferMgr> manager_after_its_end(g_bufmgr, ConstructManager);
 
 }  // namespace
 

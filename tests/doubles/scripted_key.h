@@ -17,7 +17,7 @@
 #include "argument.h"
 
 // The scripted key: a back-end key library and a token access library that record every call and
-// play what a test told them. The product loads them under their real names.
+// do what a test told them. The product loads them under their real names.
 //
 //     TEST(GetPrintNumber, ReportsTheSerialNumber) {
 //         Key().CheckDeviceEx.Writes("SN0123456789");
@@ -116,7 +116,7 @@ class Entry<Result(Parameters...)> {
                                            [&] { return arguments_.size() >= count; });
     }
 
-    // What the library's function does: records, then plays.
+    // What the library's function does: records, then answers.
     Result Call(Parameters... parameters) { return Record(parameters...)(parameters...); }
 
  private:

@@ -49,8 +49,8 @@ class BufferSource final : public Source {
 
 // The strings an operation meets. `sharer` holds `text`'s block, `alone` its own, `foreign` one of
 // another manager, `locked` one that may not be shared.
-struct Scene {
-    explicit Scene(QRV::IQrvBufferMgr* manager)
+struct Strings {
+    explicit Strings(QRV::IQrvBufferMgr* manager)
         : text(" some text, shared ", 19, manager),
           sharer(text),
           alone("some,text,alone", 15, manager),
@@ -68,11 +68,11 @@ struct Scene {
     CString empty;
 };
 
-// Everything that can be seen of a scene.
-struct Picture {
-    explicit Picture(const Scene& scene) {
-        for (const CString* string : {&scene.text, &scene.sharer, &scene.alone, &scene.foreign,
-                                      &scene.locked, &scene.empty}) {
+// Everything that can be seen of the strings.
+struct Contents {
+    explicit Contents(const Strings& strings) {
+        for (const CString* string : {&strings.text, &strings.sharer, &strings.alone,
+                                      &strings.foreign, &strings.locked, &strings.empty}) {
             data.push_back(string->Data());
             headers.push_back(*string->Data());
             texts.push_back(TextOf(*string));
@@ -80,7 +80,7 @@ struct Picture {
         }
     }
 
-    void ExpectSameAs(const Picture& other) const {
+    void ExpectSameAs(const Contents& other) const {
         EXPECT_EQ(data, other.data);
         EXPECT_EQ(texts, other.texts);
         EXPECT_EQ(terminators, other.terminators);
@@ -101,7 +101,7 @@ struct Picture {
 struct Case {
     const char* name;
     int requests;  // that the operation needs to succeed
-    std::function<void(Scene&)> operation;
+    std::function<void(Strings&)> operation;
 };
 
 const std::string& LongText() {
@@ -111,54 +111,54 @@ const std::string& LongText() {
 
 std::vector<Case> Cases() {
     return {
-        {"ConstructBuffer", 1, [](Scene& s) { CharBuffer("abc", 3, s.text.Data()->manager); }},
+        {"ConstructBuffer", 1, [](Strings& s) { CharBuffer("abc", 3, s.text.Data()->manager); }},
         {"ConstructEmptyBlock", 1,
-         [](Scene& s) { CharBuffer(nullptr, 0, s.text.Data()->manager); }},
-        {"ConstructFromText", 1, [](Scene&) { CString("abc"); }},
-        {"ConstructFromCharacters", 1, [](Scene&) { CString("a\0c", 3); }},
-        {"CopyOfLocked", 1, [](Scene& s) { const CString copy(s.locked); }},
-        {"AssignFromLocked", 1, [](Scene& s) { s.alone = s.locked; }},
-        {"AssignFromLockedToEmpty", 1, [](Scene& s) { s.empty = s.locked; }},
-        {"AssignAcrossManagersToShared", 1, [](Scene& s) { s.text = s.foreign; }},
-        {"AssignAcrossManagersGrowing", 1, [](Scene& s) { s.alone = s.foreign; }},
-        {"AssignToLockedGrowing", 1, [](Scene& s) { s.locked = s.text; }},
-        {"ForkOfShared", 1, [](Scene& s) { s.text.Fork(40); }},
-        {"ForkOfPrivate", 1, [](Scene& s) { s.alone.Fork(40); }},
-        {"GetBufferOfShared", 1, [](Scene& s) { s.text.GetBuffer(1); }},
-        {"GetBufferGrowing", 1, [](Scene& s) { s.alone.GetBuffer(5000, 0x40); }},
-        {"GetBufferOfEmpty", 1, [](Scene& s) { s.empty.GetBuffer(10); }},
-        {"GetBufferOfLockedGrowing", 1, [](Scene& s) { s.locked.GetBuffer(100); }},
-        {"AppendToShared", 1, [](Scene& s) { s.text += "x"; }},
-        {"AppendGrowing", 1, [](Scene& s) { s.alone += LongText().c_str(); }},
-        {"AppendToEmpty", 1, [](Scene& s) { s.empty += "x"; }},
-        {"AppendItself", 1, [](Scene& s) { s.alone += s.alone; }},
+         [](Strings& s) { CharBuffer(nullptr, 0, s.text.Data()->manager); }},
+        {"ConstructFromText", 1, [](Strings&) { CString("abc"); }},
+        {"ConstructFromCharacters", 1, [](Strings&) { CString("a\0c", 3); }},
+        {"CopyOfLocked", 1, [](Strings& s) { const CString copy(s.locked); }},
+        {"AssignFromLocked", 1, [](Strings& s) { s.alone = s.locked; }},
+        {"AssignFromLockedToEmpty", 1, [](Strings& s) { s.empty = s.locked; }},
+        {"AssignAcrossManagersToShared", 1, [](Strings& s) { s.text = s.foreign; }},
+        {"AssignAcrossManagersGrowing", 1, [](Strings& s) { s.alone = s.foreign; }},
+        {"AssignToLockedGrowing", 1, [](Strings& s) { s.locked = s.text; }},
+        {"ForkOfShared", 1, [](Strings& s) { s.text.Fork(40); }},
+        {"ForkOfPrivate", 1, [](Strings& s) { s.alone.Fork(40); }},
+        {"GetBufferOfShared", 1, [](Strings& s) { s.text.GetBuffer(1); }},
+        {"GetBufferGrowing", 1, [](Strings& s) { s.alone.GetBuffer(5000, 0x40); }},
+        {"GetBufferOfEmpty", 1, [](Strings& s) { s.empty.GetBuffer(10); }},
+        {"GetBufferOfLockedGrowing", 1, [](Strings& s) { s.locked.GetBuffer(100); }},
+        {"AppendToShared", 1, [](Strings& s) { s.text += "x"; }},
+        {"AppendGrowing", 1, [](Strings& s) { s.alone += LongText().c_str(); }},
+        {"AppendToEmpty", 1, [](Strings& s) { s.empty += "x"; }},
+        {"AppendItself", 1, [](Strings& s) { s.alone += s.alone; }},
         {"AppendTwice", 2,
-         [](Scene& s) {
+         [](Strings& s) {
              CString built;
              built += "abc";
              built += LongText().c_str();
              static_cast<void>(s);
          }},
-        {"MidOfAPart", 1, [](Scene& s) { s.text.Mid(1, 3); }},
-        {"MidOfNothing", 1, [](Scene& s) { s.text.Mid(100, 3); }},
-        {"MidOfLocked", 1, [](Scene& s) { s.locked.Mid(0, 6); }},
-        {"ReplaceInShared", 1, [](Scene& s) { s.text.Replace(",", ""); }},
-        {"ReplaceGrowing", 1, [](Scene& s) { s.alone.Replace(",", " and also "); }},
-        {"ReplaceGrowingLocked", 1, [](Scene& s) { s.locked.Replace("o", "a longer one"); }},
+        {"MidOfAPart", 1, [](Strings& s) { s.text.Mid(1, 3); }},
+        {"MidOfNothing", 1, [](Strings& s) { s.text.Mid(100, 3); }},
+        {"MidOfLocked", 1, [](Strings& s) { s.locked.Mid(0, 6); }},
+        {"ReplaceInShared", 1, [](Strings& s) { s.text.Replace(",", ""); }},
+        {"ReplaceGrowing", 1, [](Strings& s) { s.alone.Replace(",", " and also "); }},
+        {"ReplaceGrowingLocked", 1, [](Strings& s) { s.locked.Replace("o", "a longer one"); }},
         {"Tokenize", 1,
-         [](Scene& s) {
+         [](Strings& s) {
              int32_t position = 0;
              s.text.Tokenize(",", position);
          }},
         {"TokenizeToTheEnd", 3,
-         [](Scene& s) {
+         [](Strings& s) {
              int32_t position = 0;
              while (position >= 0) {
                  s.alone.Tokenize(",", position);
              }
          }},
-        {"TrimSpaceOfShared", 1, [](Scene& s) { s.text.TrimSpace(); }},
-        {"MakeUpperOfShared", 1, [](Scene& s) { s.text.MakeUpper(); }},
+        {"TrimSpaceOfShared", 1, [](Strings& s) { s.text.TrimSpace(); }},
+        {"MakeUpperOfShared", 1, [](Strings& s) { s.text.MakeUpper(); }},
     };
 }
 
@@ -179,17 +179,17 @@ class AllocationFailure : public testing::TestWithParam<std::tuple<Level, Case>>
         const DefaultManagerScope scope(source->Manager());
         bool succeeded = false;
         {
-            Scene scene(source->Manager());
-            const Picture before(scene);
+            Strings strings(source->Manager());
+            const Contents before(strings);
             const size_t live = source->LiveBlocks();
             source->FailAt(request);
-            const int32_t code = RaisedCode([&] { std::get<Case>(GetParam()).operation(scene); });
+            const int32_t code = RaisedCode([&] { std::get<Case>(GetParam()).operation(strings); });
             source->FailAt(0);
             succeeded = code == 0;
             if (!succeeded) {
                 EXPECT_EQ(code, static_cast<int32_t>(0x8007000E));
                 EXPECT_EQ(source->LiveBlocks(), live);
-                before.ExpectSameAs(Picture(scene));
+                before.ExpectSameAs(Contents(strings));
             }
         }
         EXPECT_EQ(source->LiveBlocks(), 0U);

@@ -1,5 +1,5 @@
-#ifndef ORVAL_QRV_REVIVAL_H
-#define ORVAL_QRV_REVIVAL_H
+#ifndef ORVAL_QRV_CONSTRUCTS_ANEW_H
+#define ORVAL_QRV_CONSTRUCTS_ANEW_H
 
 #include <new>
 
@@ -10,14 +10,15 @@ namespace QRV {
 // destroyed after it and constructs it anew, in the same place. What it constructs owns nothing:
 // when the library is unloaded, nobody destroys it again.
 template <typename T>
-class Revival final {
+class ConstructsAnew final {
  public:
     using Construct = void (*)(T* place);
 
-    Revival(T& object, Construct construct) noexcept : object_(&object), construct_(construct) {}
-    ~Revival() { construct_(object_); }
-    Revival(const Revival&) = delete;
-    Revival& operator=(const Revival&) = delete;
+    ConstructsAnew(T& object, Construct construct) noexcept
+        : object_(&object), construct_(construct) {}
+    ~ConstructsAnew() { construct_(object_); }
+    ConstructsAnew(const ConstructsAnew&) = delete;
+    ConstructsAnew& operator=(const ConstructsAnew&) = delete;
 
  private:
     T* object_;
