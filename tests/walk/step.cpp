@@ -1,5 +1,6 @@
 #include "step.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "argument.h"
@@ -58,17 +59,12 @@ std::string ShowAll(const Items& items) {
     return shown;
 }
 
-// All bytes: the difference may lie far behind.
-std::string Whole(const Text& text) {
-    return text ? scripted::Quoted(*text) : "null";
-}
-
-// A record of the log takes two lines, as in the file.
-std::string Lines(const std::string& log) {
+// All bytes, because the difference may lie far behind; a record of the log takes two lines.
+std::string ShowLines(const std::string& text) {
     std::string lines;
-    for (size_t start = 0, end = 0; start < log.size(); start = end) {
-        end = std::min(log.find('\n', start), log.size() - 1) + 1;
-        lines += "\n      " + scripted::Quoted(log.substr(start, end - start));
+    for (size_t start = 0, end = 0; start < text.size(); start = end) {
+        end = std::min(text.find('\n', start), text.size() - 1) + 1;
+        lines += "\n      " + scripted::Quoted(text.substr(start, end - start));
     }
     return lines;
 }
@@ -76,7 +72,7 @@ std::string Lines(const std::string& log) {
 std::string Joined(const std::vector<std::string>& items) {
     std::string text;
     for (const std::string& item : items) {
-        text += "\n      " + item;
+        text += item + "\n";
     }
     return text;
 }
@@ -90,13 +86,13 @@ std::vector<std::pair<std::string, std::string>> Parts(const Outcome& outcome) {
         {"slots", outcome.slots},
         {"length", Show(outcome.after.length)},
         {"event", Show(outcome.after.event)},
-        {"buffer", Whole(outcome.after.buffer)},
+        {"buffer", outcome.after.buffer.value_or("")},
         {"calls", Joined(outcome.calls)},
         {"pauses", Joined(outcome.pauses)},
-        {"log", Lines(outcome.log)},
+        {"log", outcome.log},
     };
     for (const Text& text : outcome.after.texts) {
-        parts.emplace_back("the client's text", Whole(text));
+        parts.emplace_back("the client's text", text.value_or(""));
     }
     return parts;
 }
@@ -130,8 +126,8 @@ std::string Differences(const Outcome& expected, const Outcome& seen) {
     std::string text;
     for (size_t i = 0; i < wanted.size(); ++i) {
         if (wanted[i] != got[i]) {
-            text += "  " + wanted[i].first + "\n    expected " + wanted[i].second +
-                    "\n    seen     " + got[i].second + "\n";
+            text += "  " + wanted[i].first + "\n    expected" + ShowLines(wanted[i].second) +
+                    "\n    seen" + ShowLines(got[i].second) + "\n";
         }
     }
     return text;
