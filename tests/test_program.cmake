@@ -1,0 +1,43 @@
+# How programs with test cases are built and run, everywhere alike.
+include(GoogleTest)
+
+# orval_sandbox(variable key option...): the command, up to its "--", that runs a program in a private
+# view of the file system with the key maker's libraries of the folder `key`.
+function(orval_sandbox variable key)
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    list(APPEND ARGN --emulator ${CMAKE_CROSSCOMPILING_EMULATOR})
+  endif()
+  set(${variable} ${PROJECT_SOURCE_DIR}/tests/support/sandbox
+    --tree ${PROJECT_SOURCE_DIR} --tree ${PROJECT_BINARY_DIR} --doubles ${key} ${ARGN} -- PARENT_SCOPE)
+endfunction()
+
+# orval_test_program(name KIND kind [PREFIX prefix] [KEY folder [option...]] [RPATH folder...]
+#                    [TIMEOUT seconds] SOURCES source... LIBRARIES library...)
+#
+# A program in tests/KIND of the build, whose cases CTest runs each in a process of its own, under the
+# name of their kind unless PREFIX gives another. With KEY they run in a sandbox with that folder's
+# libraries, and the program finds the product, or what RPATH names, at its place in the build.
+function(orval_test_program name)
+  cmake_parse_arguments(test "" "KIND;PREFIX;TIMEOUT" "KEY;RPATH;SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${test_SOURCES})
+  target_link_libraries(${name} PRIVATE orval_compile ${test_LIBRARIES})
+  set_target_properties(${name} PROPERTIES
+    RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests/${test_KIND})
+  if(test_KEY)
+    orval_sandbox(sandbox ${test_KEY})
+    set(rpath ${CMAKE_LIBRARY_OUTPUT_DIRECTORY} ${test_RPATH})
+    set_target_properties(${name} PROPERTIES
+      CROSSCOMPILING_EMULATOR "${sandbox}"
+      BUILD_WITH_INSTALL_RPATH ON
+      INSTALL_RPATH "${rpath}")
+  endif()
+  if(NOT PREFIX IN_LIST ARGN)
+    set(test_PREFIX ${test_KIND}.)
+  endif()
+  if(test_TIMEOUT)
+    set(properties PROPERTIES TIMEOUT ${test_TIMEOUT})
+  endif()
+  # Found when CTest starts, not when building: a builder needs no sandbox and no emulator.
+  gtest_discover_tests(${name} TEST_PREFIX "${test_PREFIX}" NO_PRETTY_VALUES
+    DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 ${properties})
+endfunction()
