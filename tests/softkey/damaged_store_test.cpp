@@ -29,6 +29,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
+using std::string_literals::operator""s;
 
 struct Damage {
     const char* name;
@@ -60,6 +61,15 @@ std::string Good(const std::string& arguments) {
 
 bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
+}
+
+// The command failed and said all of this; its output, for its advice.
+std::string Failed(const CommandResult& result, std::initializer_list<std::string> parts) {
+    EXPECT_EQ(1, result.status);
+    for (const std::string& part : parts) {
+        EXPECT_TRUE(Contains(result.output, part)) << part << " is not in\n" << result.output;
+    }
+    return result.output;
 }
 
 // What the commands of the advice begin with; each stands at the end of its line or before a ";".
@@ -122,17 +132,10 @@ TEST_F(DamagedKey, IsNamedInTheListBesideTheSoundOnes) {
     for (const Damage& damage : kDamages) {
         SCOPED_TRACE(damage.name);
         damage.inflict(KeyPath(kSerial));
-        const CommandResult list = SoftKey("list");
-        EXPECT_EQ(1, list.status);
-        EXPECT_TRUE(Contains(list.output, std::string(kSerial) + "  1     unusable\n"))
-            << list.output;
-        EXPECT_TRUE(
-            Contains(list.output, std::string(kOtherSerial) + "  2     6 of 6 tries left  Sound\n"))
-            << list.output;
-        EXPECT_TRUE(Contains(
-            list.output, std::string("softkey list: ") + kSerial + ": The key's store is damaged"))
-            << list.output;
-        EXPECT_TRUE(Contains(list.output, "\n  why: ")) << list.output;
+        Failed(
+            SoftKey("list"),
+            {kSerial + "  1     unusable\n"s, kOtherSerial + "  2     6 of 6 tries left  Sound\n"s,
+             "softkey list: "s + kSerial + ": The key's store is damaged", "\n  why: "});
     }
 }
 
@@ -153,9 +156,7 @@ TEST_F(DamagedKey, HasItsProblemInTheListForPrograms) {
 
 TEST_F(DamagedKey, OfWhichOnlyAPageIsLostIsNamedToo) {
     fs::resize_file(KeyPath(kSerial), fs::file_size(KeyPath(kSerial)) - 4096);
-    const CommandResult list = SoftKey("list");
-    EXPECT_EQ(1, list.status);
-    EXPECT_TRUE(Contains(list.output, std::string(kSerial) + "  1     unusable")) << list.output;
+    Failed(SoftKey("list"), {kSerial + "  1     unusable"s});
 }
 
 TEST_F(DamagedKey, IsNotNoticedByClientsOfOtherKeys) {
@@ -176,9 +177,9 @@ TEST_F(DamagedKey, IsDeletedAsTheListAdvises) {
     for (const Damage& damage : kDamages) {
         SCOPED_TRACE(damage.name);
         damage.inflict(KeyPath(kSerial));
-        Good("unplug " + std::string(kSerial));
+        Good("unplug "s + kSerial);
         const std::string advised = AdvisedCommand(SoftKey("list").output, "softkey delete ");
-        EXPECT_EQ(std::string("softkey delete ") + kSerial, advised);
+        EXPECT_EQ("softkey delete "s + kSerial, advised);
         Good(advised.substr(advised.find(' ')) + " --yes");
         EXPECT_FALSE(Contains(Good("list"), kSerial));
         CreateKey();
@@ -190,7 +191,7 @@ TEST_F(DamagedKey, IsReplacedByItsCopyAndItsFileIsKept) {
     GiveDualCertificates();
     const std::string certificate = CertificatePem(0x21);
     const std::string copy = Folder() + "/copy";
-    Good("backup " + std::string(kSerial) + " " + copy);
+    Good("backup "s + kSerial + " " + copy);
     for (const Damage& damage : kDamages) {
         SCOPED_TRACE(damage.name);
         damage.inflict(KeyPath(kSerial));
@@ -202,8 +203,8 @@ TEST_F(DamagedKey, IsReplacedByItsCopyAndItsFileIsKept) {
         EXPECT_EQ(certificate, CertificatePem(0x21));
         Good("list");
     }
-    Good("unplug " + std::string(kSerial));
-    Good("delete --yes " + std::string(kSerial));
+    Good("unplug "s + kSerial);
+    Good("delete --yes "s + kSerial);
     EXPECT_TRUE(FilesIn(KeysPath(), kSerial).empty());
 }
 
@@ -212,32 +213,26 @@ TEST_F(DamagedKey, IsNeitherBackedUpNorErased) {
     const std::string serial = kSerial;
     for (const std::string& arguments : {"backup " + serial + " " + Folder() + "/copy",
                                          "reset --yes " + serial, "show " + serial}) {
-        const CommandResult result = SoftKey(arguments);
-        EXPECT_EQ(1, result.status) << arguments;
-        EXPECT_TRUE(Contains(result.output, "softkey restore FILE")) << result.output;
-        EXPECT_TRUE(Contains(result.output, "softkey delete SERIAL")) << result.output;
+        SCOPED_TRACE(arguments);
+        Failed(SoftKey(arguments), {"softkey restore FILE", "softkey delete SERIAL"});
     }
     EXPECT_FALSE(fs::exists(Folder() + "/copy"));
 }
 
 TEST_F(DamagedKey, IsNotASoundOneAndADamagedCopyIsNoCopy) {
     const std::string copy = Folder() + "/copy";
-    Good("backup " + std::string(kSerial) + " " + copy);
-    const CommandResult taken = SoftKey("restore " + copy);
-    EXPECT_EQ(1, taken.status);
-    EXPECT_TRUE(Contains(taken.output, std::string("softkey delete ") + kSerial)) << taken.output;
+    Good("backup "s + kSerial + " " + copy);
+    Failed(SoftKey("restore " + copy), {"softkey delete "s + kSerial});
     fs::resize_file(copy, fs::file_size(copy) / 2);
     kGarbage.inflict(KeyPath(kSerial));
     const std::string before = ReadFile(KeyPath(kSerial));
-    const CommandResult damaged = SoftKey("restore " + copy);
-    EXPECT_EQ(1, damaged.status);
-    EXPECT_TRUE(Contains(damaged.output, "Name another copy")) << damaged.output;
+    Failed(SoftKey("restore " + copy), {"Name another copy"});
     EXPECT_EQ(before, ReadFile(KeyPath(kSerial)));
 }
 
 TEST_F(DamagedKey, LeavesNoJournalToTheNextKeyOfItsNumber) {
     const std::string copy = Folder() + "/copy";
-    Good("backup " + std::string(kSerial) + " " + copy);
+    Good("backup "s + kSerial + " " + copy);
     const std::string journal = KeyPath(kSerial) + "-journal";
     {
         // A writer that would be killed here leaves a journal to roll back.
@@ -259,7 +254,7 @@ TEST_F(DamagedKey, LeavesNoJournalToTheNextKeyOfItsNumber) {
     EXPECT_FALSE(fs::exists(journal));
     Good("list");
     fs::copy_file(Folder() + "/journal", journal);
-    Good("delete --yes " + std::string(kSerial));
+    Good("delete --yes "s + kSerial);
     EXPECT_FALSE(fs::exists(journal));
 }
 
@@ -272,23 +267,19 @@ TEST_F(DamagedSlots, MeanThatNothingIsPluggedAndAreMadeAnewByTheNextPlug) {
         SCOPED_TRACE(damage.name);
         damage.inflict(SlotsPath());
         EXPECT_EQ(Number(Code::kDeviceRemoved), LabelCode(kSerial));
-        const CommandResult list = SoftKey("list");
-        EXPECT_EQ(1, list.status);
-        EXPECT_TRUE(Contains(list.output, std::string(kSerial) + "  -     6 of 6")) << list.output;
-        EXPECT_TRUE(Contains(list.output, "no key counts as plugged")) << list.output;
-        EXPECT_TRUE(Contains(SoftKey("unplug " + std::string(kSerial)).output, "softkey plug"));
-        EXPECT_TRUE(Contains(Good("plug " + std::string(kSerial)), "has been made anew"));
+        Failed(SoftKey("list"), {kSerial + "  -     6 of 6"s, "no key counts as plugged"});
+        EXPECT_TRUE(Contains(SoftKey("unplug "s + kSerial).output, "softkey plug"));
+        EXPECT_TRUE(Contains(Good("plug "s + kSerial), "has been made anew"));
         EXPECT_EQ(kSuccess, LabelCode(kSerial));
         EXPECT_EQ(Number(Code::kDeviceRemoved), LabelCode(kOtherSerial));
-        EXPECT_EQ("Plugged OR00000000000002 into slot 2.\n",
-                  Good("plug " + std::string(kOtherSerial)));
+        EXPECT_EQ("Plugged OR00000000000002 into slot 2.\n", Good("plug "s + kOtherSerial));
         Good("list");
     }
 }
 
 TEST_F(DamagedSlots, DoNotKeepAKeyFromBeingDeleted) {
     kGarbage.inflict(SlotsPath());
-    Good("delete --yes " + std::string(kSerial));
+    Good("delete --yes "s + kSerial);
     EXPECT_FALSE(fs::exists(KeyPath(kSerial)));
 }
 
@@ -373,10 +364,8 @@ TEST_F(DamagedFaults, AreNamedByTheListAndRemovedByTheCommandThatItAdvises) {
         OrderFault({"GetLabel", -401, -1, 0, 0});
         OrderFault({"VexaT_WaitForEvent", -401, -1, 0, 0});
         damage.inflict(FaultsPath());
-        const CommandResult list = SoftKey("fault --list");
-        EXPECT_EQ(1, list.status);
-        EXPECT_TRUE(Contains(list.output, FaultsPath())) << list.output;
-        const std::string advised = AdvisedCommand(list.output, "softkey fault");
+        const std::string list = Failed(SoftKey("fault --list"), {FaultsPath()});
+        const std::string advised = AdvisedCommand(list, "softkey fault");
         EXPECT_EQ("No faults are ordered.\n", Good(advised.substr(advised.find(' '))));
         EXPECT_FALSE(fs::exists(FaultsPath()));
     }
@@ -478,7 +467,7 @@ TEST_F(AbandonedDraft, OfACopyIsClearedByTheNextOneOfItsName) {
     WriteFile(Folder() + "/copy.new-one", "somebody's own");
     WriteFile(Folder() + "/other.new-abcdef", "somebody's own");
     EXPECT_EQ(2U, FilesIn(Folder(), "copy.new-").size());
-    Good("backup " + std::string(kSerial) + " " + copy);
+    Good("backup "s + kSerial + " " + copy);
     EXPECT_EQ(std::vector<std::string>{"copy.new-one"}, FilesIn(Folder(), "copy.new-"));
     EXPECT_TRUE(fs::exists(Folder() + "/other.new-abcdef"));
 }
@@ -512,10 +501,7 @@ TEST_F(OpenToOthers, AFileOrFolderIsRefusedWheneverItIsOpenedAndTheAdviceHelps) 
 TEST_F(OpenToOthers, ASharedFolderIsRefusedAlsoForReading) {
     chmod(HomePath().c_str(), 01777);
     EXPECT_EQ(Number(Code::kStoreUnreachable), LabelCode(kSerial));
-    const CommandResult list = SoftKey("list");
-    EXPECT_EQ(1, list.status);
-    EXPECT_TRUE(Contains(list.output, "shared by several users")) << list.output;
-    EXPECT_TRUE(Contains(list.output, "ORVAL_SOFTKEY_HOME")) << list.output;
+    Failed(SoftKey("list"), {"shared by several users", "ORVAL_SOFTKEY_HOME"});
 }
 
 // What another user owns is seen as such by root, who may give it away, and by anybody else through
@@ -534,19 +520,14 @@ class AnothersFile : public DamagedStore {
 };
 
 TEST_F(AnothersFile, IsNotUsed) {
-    const CommandResult list = RunShell(SoftKeyWhile(KeyPath(kSerial), "/etc/passwd"));
-    EXPECT_EQ(1, list.status);
-    EXPECT_TRUE(Contains(list.output, KeyPath(kSerial) + " belongs to user ")) << list.output;
-    EXPECT_TRUE(Contains(
-        list.output, "sudo chown -R " + std::to_string(geteuid()) + " '" + KeyPath(kSerial) + "'"))
-        << list.output;
-    EXPECT_TRUE(Contains(list.output, std::string(kOtherSerial) + "  2     6 of 6")) << list.output;
+    Failed(RunShell(SoftKeyWhile(KeyPath(kSerial), "/etc/passwd")),
+           {KeyPath(kSerial) + " belongs to user ",
+            "sudo chown -R " + std::to_string(geteuid()) + " '" + KeyPath(kSerial) + "'",
+            kOtherSerial + "  2     6 of 6"s});
 }
 
 TEST_F(AnothersFile, InAnothersHomeIsNotUsedEither) {
-    const CommandResult list = RunShell(SoftKeyWhile(HomePath(), "/etc"));
-    EXPECT_EQ(1, list.status);
-    EXPECT_TRUE(Contains(list.output, HomePath() + " belongs to user ")) << list.output;
+    Failed(RunShell(SoftKeyWhile(HomePath(), "/etc")), {HomePath() + " belongs to user "});
     if (geteuid() == 0) {
         EXPECT_EQ(Number(Code::kStoreUnreachable), LabelCode(kOtherSerial));
         EXPECT_EQ(Code::kStoreUnreachable, CodeOfFailure([] { CreateKey("OR00000000000003"); }));
