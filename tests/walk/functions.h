@@ -23,7 +23,7 @@ struct Client {
 };
 
 // How a reply of the key reaches the client.
-enum class Delivery {
+enum Delivery {
     kCode,                 // nothing but the code
     kOwnText,              // the key writes a text into the client's own buffer
     kOwnBytes,             // the same with bytes that no terminator ends
@@ -45,7 +45,7 @@ struct Rule {
     const char* required = "";
     int32_t (*bound)(const Arguments& in) = nullptr;
     const char* calls = "";
-    Delivery delivery = Delivery::kCode;
+    Delivery delivery = kCode;
 };
 
 // An exported function: how to call it at random, the call itself, and what the model says of it.

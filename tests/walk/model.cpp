@@ -213,14 +213,14 @@ void Model::Deliver(Delivery delivery, const Reply& reply, const std::string& ca
         out_.after.length = reply.length;
     }
     const std::string text = reply.text.value_or("");
-    if (owned && delivery != Delivery::kUntested) {
+    if (owned && delivery != kUntested) {
         // What a back-end that was given the client's own buffer leaves there, whatever its code.
-        return Write(!reply.text ? "" : delivery == Delivery::kOwnBytes ? text : text + '\0');
+        return Write(!reply.text ? "" : delivery == kOwnBytes ? text : text + '\0');
     }
-    if (reply.code != 0 || delivery == Delivery::kCode || delivery == Delivery::kOwnText) {
+    if (reply.code != 0 || delivery == kCode || delivery == kOwnText) {
         return;
     }
-    if (delivery == Delivery::kUntested) {
+    if (delivery == kUntested) {
         return Write(text + '\0');
     }
     // Where the key reports a length, that counts, and before its report the room that it had.
@@ -230,7 +230,7 @@ void Model::Deliver(Delivery delivery, const Reply& reply, const std::string& ca
         const std::string size = call.substr(room + 1);
         length = reply.length.value_or(size == "~" ? Estimate(*TextAt(1)) : std::stoi(size));
     }
-    CopyOut(text, length, delivery == Delivery::kTested ? length : length + 1);
+    CopyOut(text, length, delivery == kTested ? length : length + 1);
 }
 
 Reply Model::Call(const std::string& call, const std::string& extra) {
