@@ -72,49 +72,12 @@ std::vector<std::string> CallsSince(size_t from) {
 
 // ------------------------------------------------------------------------ arguments
 
-TEST(Batch_InitAndGenerateCertRequest, LogsThenBindsBeforeItLooksAtArguments) {
-    EXPECT_TRUE(Gives(Batch_InitAndGenerateCertRequest(kSN, 0, nullptr, nullptr, nullptr), -401));
-    EXPECT_EQ(g_initFlag, 1);
-    EXPECT_EQ(LogText(), BeginRecord(kSN, "(null)"));
-}
-
-TEST(Batch_InitAndGenerateCertRequest, RefusesNullDescriptionAndLength) {
-    LeaveEarlierCode();
-    for (const bool with_buffer : {true, false}) {
-        Request without_description = For(nullptr);
-        G_LastError = kEarlierCode;
-        EXPECT_TRUE(Gives(without_description.Run(with_buffer), -401));
-        EXPECT_EQ(without_description.length, 100);
-        EXPECT_TRUE(without_description.text.Untouched());
-
-        Request without_length;
-        without_length.with_length = false;
-        G_LastError = kEarlierCode;
-        EXPECT_TRUE(Gives(without_length.Run(with_buffer), -401));
-        EXPECT_TRUE(without_length.text.Untouched());
-    }
-    EXPECT_THAT(Calls(), IsEmpty());
-}
-
-TEST(Batch_InitAndGenerateCertRequest, NullArgumentsKeepAPendingRequest) {
-    NumberTheRequests();
-    EXPECT_TRUE(Gives(Request().AskLength(), 0));
-    EXPECT_TRUE(Gives(For(nullptr).Run(), -401));
-    G_LastError = 0;
-    Request fetch;
-    EXPECT_TRUE(Gives(fetch.Run(), 0));
-    EXPECT_TRUE(fetch.text.Holds("R1\0"s));
-    EXPECT_EQ(Key().GMCreatePKCS10Ex.Arguments().size(), 1u);
-}
-
 TEST(Batch_InitAndGenerateCertRequest, LogsOneBeginRecordAndNoEndRecord) {
     const std::string description = "CertType(1)KeyType(1)|%s%n";
-    const std::string wrong = "Foo(1)";
-    NumberTheRequests();
-    EXPECT_TRUE(Gives(Request().Run(), 0));
-    EXPECT_TRUE(Gives(For(wrong.c_str()).Run(), -401));
+    EXPECT_TRUE(Gives(For("Foo(1)").Run(), -401));
+    EXPECT_TRUE(Gives(For(nullptr).Run(), -401));
     EXPECT_TRUE(Gives(For(description.c_str(), 2).AskLength(), -401));
-    EXPECT_EQ(LogText(), BeginRecord(kSN, kOneRecord) + BeginRecord(kSN, wrong) +
+    EXPECT_EQ(LogText(), BeginRecord(kSN, "Foo(1)") + BeginRecord(kSN, "(null)") +
                              BeginRecord(kSN, description));
 }
 
@@ -131,26 +94,6 @@ TEST(Batch_InitAndGenerateCertRequest, PassesANullSerialNumberOn) {
                                      "CustInitCard(null, 1, null, 0)",
                                      "GMCreatePKCS10Ex(\"\", {1, 1, 1, 0}, &null, 1, null, 0)"));
     EXPECT_EQ(LogText(), BeginRecord("(null)", kOneRecord) + BeginRecord("(null)", kOneRecord));
-}
-
-TEST(Batch_InitAndGenerateCertRequest, NullSerialNumberCanBeAskedAndFetched) {
-    NumberTheRequests();
-    Request request;
-    request.szSN = nullptr;
-    EXPECT_TRUE(Gives(request.AskLength(), 0));
-    EXPECT_EQ(request.length, 3);
-    EXPECT_TRUE(Gives(request.Run(), 0));
-    EXPECT_TRUE(request.text.Holds("R1\0"s));
-}
-
-TEST(Batch_InitAndGenerateCertRequest, GivesACopyOfTheSerialNumberToTheRequestOnly) {
-    NumberTheRequests();
-    For(kOneRecord, 0).Run();
-    For(kOneRecord, 1).Run();
-    EXPECT_EQ(std::get<0>(Key().VerifyPIN.Arguments().at(0)), kSN);
-    EXPECT_EQ(std::get<0>(Key().CustInitCard.Arguments().at(0)), kSN);
-    EXPECT_NE(std::get<0>(Key().GMCreatePKCS10Ex.Arguments().at(0)), kSN);
-    EXPECT_NE(std::get<0>(Key().GMCreatePKCS10Ex.Arguments().at(1)), kSN);
 }
 
 // --------------------------------------------------------------- records and entries
@@ -313,11 +256,14 @@ TEST(Batch_InitAndGenerateCertRequest, Mode0VerifiesThePinOnceForAllRequests) {
 }
 
 TEST(Batch_InitAndGenerateCertRequest, Mode1FormatsTheKeyAndVerifiesNoPin) {
+    LeaveEarlierCode();
     NumberTheRequests();
+    const auto during_formatting = NoteLastError(Key().CustInitCard);
     Request request = For(kOneRecord, 1);
     EXPECT_TRUE(Gives(request.Run(), 0));
     EXPECT_TRUE(request.text.Holds("R1\0"s));
     EXPECT_THAT(Calls(), ElementsAre(kInitialised, Created("1, 1, 1, 0")));
+    EXPECT_EQ(*during_formatting, 0);
 }
 
 TEST(Batch_InitAndGenerateCertRequest, OtherModesAreRefusedAfterADescriptionThatIsWellFormed) {
@@ -351,17 +297,6 @@ TEST(Batch_InitAndGenerateCertRequest, FailureAfterFormattingUndoesNothing) {
     Key().GMCreatePKCS10Ex.Returns(kKeyRefuses);
     EXPECT_TRUE(Gives(For(kOneRecord, 1).Run(), kKeyRefuses));
     EXPECT_THAT(Calls(), ElementsAre(kInitialised, Created("1, 1, 1, 0")));
-}
-
-TEST(Batch_InitAndGenerateCertRequest, RefusedPinEndsTheCall) {
-    for (const int32_t code : kCodes) {
-        Key().VerifyPIN.ReturnsOnce(code);
-        Request request;
-        EXPECT_TRUE(Gives(request.Run(), code));
-        EXPECT_EQ(Calls().back(), kVerified);
-        EXPECT_EQ(request.length, 100);
-        EXPECT_TRUE(request.text.Untouched());
-    }
 }
 
 // ------------------------------------------------------------------- entries skipped
@@ -420,13 +355,6 @@ TEST(Batch_InitAndGenerateCertRequest, EmptyDescriptionMakesNoRequest) {
     EXPECT_THAT(Calls(), IsEmpty());
 }
 
-TEST(Batch_InitAndGenerateCertRequest, EmptyTextIsRememberedAsWell) {
-    EXPECT_TRUE(Gives(For("").AskLength(), 0));
-    Request fetch = For("");
-    EXPECT_TRUE(Gives(fetch.RunWithCapacity(-1), -404));
-    EXPECT_EQ(fetch.length, 1);  // the remembered text's rule; a fresh one gives 0
-}
-
 TEST(Batch_InitAndGenerateCertRequest, EmptyDescriptionStillFormatsTheKey) {
     Request request = For("|||", 1);
     EXPECT_TRUE(Gives(request.AskLength(), 0));
@@ -463,107 +391,14 @@ TEST(Batch_InitAndGenerateCertRequest, RequestsAreNotLookedInto) {
     EXPECT_TRUE(request.text.Holds("a||b\r\n,%s||a||b\r\n,%s\0"s));
 }
 
-TEST(Batch_InitAndGenerateCertRequest, ResetsTheLastErrorBeforeTheKeyWorks) {
-    LeaveEarlierCode();
-    const auto during_initialisation = NoteLastError(Key().CustInitCard);
-    const auto during_verification = NoteLastError(Key().VerifyPIN);
-    const auto during_request = NoteLastError(Key().GMCreatePKCS10Ex);
-    EXPECT_TRUE(Gives(For(kOneRecord, 1).Run(), 0));
-    EXPECT_EQ(*during_initialisation, 0);
-    EXPECT_EQ(*during_request, 0);
-    G_LastError = kEarlierCode;
-    EXPECT_TRUE(Gives(For(kOneRecord, 0).Run(), 0));
-    EXPECT_EQ(*during_verification, 0);
-}
-
 TEST(Batch_InitAndGenerateCertRequest, MissingBackendGivesItsCodeWhereTheKeyIsNeeded) {
     RemoveBackend();
-    Request request;
-    EXPECT_TRUE(Gives(request.Run(), -101));
-    EXPECT_EQ(request.length, 100);
-    EXPECT_TRUE(request.text.Untouched());
     EXPECT_TRUE(Gives(For(kOneRecord, 1).Run(), -101));
     EXPECT_TRUE(Gives(For("").Run(), 0));
     EXPECT_TRUE(Gives(For("Foo(1)").Run(), -401));
 }
 
-TEST(Batch_InitAndGenerateCertRequest, EmptySlotEndsTheCall) {
-    LeaveEarlierCode();
-    ORVAL_ComFunc.GMCreatePKCS10Ex = nullptr;
-    EXPECT_TRUE(Gives(Request().Run(), -101));
-    EXPECT_THAT(Calls(), ElementsAre(kVerified));
-}
-
-TEST(Batch_InitAndGenerateCertRequest, LetsAnExceptionOfTheKeyOut) {
-    LeaveEarlierCode();
-    Key().GMCreatePKCS10Ex.HandsOverOnce("R1");
-    Key().GMCreatePKCS10Ex.ThrowsOnce(std::runtime_error("torn out"));
-    Request request = For(kThreeRecords);
-    EXPECT_THROW(request.AskLength(), std::runtime_error);
-    EXPECT_EQ(G_LastError, 0);
-    EXPECT_EQ(request.length, 100);
-}
-
-// --------------------------------------------------------- lengths and the pending request
-
-TEST(Batch_InitAndGenerateCertRequest, KeepsTheLengthRuleWhereTheRequestsAreFresh) {
-    Key().GMCreatePKCS10Ex.HandsOver("REQUEST");
-    for (const int32_t capacity : {7, 8, 100, INT32_MAX}) {
-        Request request;
-        EXPECT_TRUE(Gives(request.RunWithCapacity(capacity), 0));
-        EXPECT_EQ(request.length, 7);
-        EXPECT_TRUE(request.text.Holds("REQUEST\0"s));
-    }
-    for (const int32_t capacity : {6, 0, -1, INT32_MIN}) {
-        Request request;
-        EXPECT_TRUE(Gives(request.RunWithCapacity(capacity), -404));
-        EXPECT_EQ(request.length, 7);
-        EXPECT_TRUE(request.text.Untouched());
-    }
-    EXPECT_EQ(Key().GMCreatePKCS10Ex.Arguments().size(), 8u);
-}
-
-// Clients pass exactly the length that was reported, in a buffer with room for one byte more.
-TEST(Batch_InitAndGenerateCertRequest, CapacityOfTheLengthSucceedsAndTheTerminatorLiesBehindIt) {
-    Key().GMCreatePKCS10Ex.HandsOver("REQUEST");
-    Request fresh;
-    fresh.text = Canary(7);
-    EXPECT_TRUE(Gives(fresh.RunWithCapacity(7), 0));
-    EXPECT_TRUE(fresh.text.Holds("REQUEST\0"s));
-    EXPECT_TRUE(Gives(Request().AskLength(), 0));
-    Request pending;
-    pending.text = Canary(7);
-    EXPECT_TRUE(Gives(pending.RunWithCapacity(7), 0));
-    EXPECT_TRUE(pending.text.Holds("REQUEST\0"s));
-}
-
-TEST(Batch_InitAndGenerateCertRequest, FetchAfterALengthQueryAsksTheKeyForNothing) {
-    NumberTheRequests();
-    Request request = For(kThreeRecords);
-    EXPECT_TRUE(Gives(request.AskLength(), 0));
-    EXPECT_EQ(request.length, 11);
-    const size_t before = Calls().size();
-    EXPECT_TRUE(Gives(request.RunWithCapacity(10), 0));
-    EXPECT_EQ(request.length, 10);
-    EXPECT_TRUE(request.text.Holds("R1||R2||R3\0"s));
-    EXPECT_THAT(CallsSince(before), IsEmpty());
-
-    EXPECT_TRUE(Gives(request.Run(), 0));
-    EXPECT_TRUE(request.text.Holds("R4||R5||R6\0"s));
-}
-
-TEST(Batch_InitAndGenerateCertRequest, TooSmallBufferReportsTheTerminatorForAPendingRequestOnly) {
-    Key().GMCreatePKCS10Ex.HandsOver("REQUEST");
-    Request fresh;
-    EXPECT_TRUE(Gives(fresh.RunWithCapacity(6), -404));
-    EXPECT_EQ(fresh.length, 7);
-    EXPECT_TRUE(Gives(Request().AskLength(), 0));
-    Request pending;
-    EXPECT_TRUE(Gives(pending.RunWithCapacity(6), -404));
-    EXPECT_EQ(pending.length, 8);
-    EXPECT_TRUE(pending.text.Untouched());
-    EXPECT_EQ(Key().GMCreatePKCS10Ex.Arguments().size(), 2u);
-}
+// ------------------------------------------------------ the code of a pending request
 
 // The code of the call before is not reset on this path: the text is delivered all the same, and a
 // client that retries after -404 tells success by the length.
@@ -583,21 +418,6 @@ TEST(Batch_InitAndGenerateCertRequest, PendingRequestIsDeliveredWithTheCodeOfThe
     EXPECT_TRUE(after_failure.text.Holds("REQUEST\0"s));
 }
 
-// Here the two request calls differ: one starts with a clean code, the other does not.
-TEST(Batch_InitAndGenerateCertRequest, UnlikeGenerateCertRequestKeepsTheCodeOfTheCallBefore) {
-    Key().GMCreatePKCS10Ex.HandsOver("REQUEST");
-    EXPECT_TRUE(Gives(Request().AskLength(), 0));
-    G_LastError = kEarlierCode;
-    Request single;
-    EXPECT_TRUE(Gives(GenerateCertRequest(kSN, kOneRecord, single.text, &single.length), 0));
-    EXPECT_TRUE(Gives(Request().AskLength(), 0));
-    G_LastError = kEarlierCode;
-    Request batch;
-    EXPECT_TRUE(Gives(batch.Run(), kEarlierCode));
-    EXPECT_TRUE(single.text.Holds("REQUEST\0"s));
-    EXPECT_TRUE(batch.text.Holds("REQUEST\0"s));
-}
-
 TEST(Batch_InitAndGenerateCertRequest, LazyInitialisationGivesAPendingRequestACleanCode) {
     NumberTheRequests();
     EXPECT_TRUE(Gives(Request().AskLength(), 0));
@@ -606,22 +426,6 @@ TEST(Batch_InitAndGenerateCertRequest, LazyInitialisationGivesAPendingRequestACl
     Request request;
     EXPECT_TRUE(Gives(request.Run(), 0));
     EXPECT_TRUE(request.text.Holds("R1\0"s));
-}
-
-TEST(Batch_InitAndGenerateCertRequest, SharesThePendingRequestWithGenerateCertRequest) {
-    NumberTheRequests();
-    Key().GMCreatePKCS10.HandsOver("SINGLE");
-    Request batch;
-    EXPECT_TRUE(Gives(batch.AskLength(), 0));
-    Request single;
-    EXPECT_TRUE(Gives(GenerateCertRequest(kSN, kOneRecord, single.text, &single.length), 0));
-    EXPECT_TRUE(single.text.Holds("R1\0"s));
-    EXPECT_THAT(Key().GMCreatePKCS10.Arguments(), IsEmpty());
-
-    EXPECT_TRUE(Gives(GenerateCertRequest(kSN, kOneRecord, nullptr, &single.length), 0));
-    EXPECT_TRUE(Gives(batch.RunWithCapacity(6), 0));
-    EXPECT_TRUE(batch.text.Holds("SINGLE\0"s));
-    EXPECT_EQ(Key().GMCreatePKCS10Ex.Arguments().size(), 1u);
 }
 
 // The mode belongs to the work, and a pending request needs none.
@@ -634,127 +438,6 @@ TEST(Batch_InitAndGenerateCertRequest, PendingRequestIsDeliveredInAnyMode) {
         EXPECT_TRUE(Gives(fetch.Run(), 0));
         EXPECT_EQ(fetch.length, 2);
         EXPECT_THAT(CallsSince(before), IsEmpty());
-    }
-}
-
-TEST(Batch_InitAndGenerateCertRequest, OtherSerialNumberOrDescriptionDropsThePendingRequest) {
-    NumberTheRequests();
-    Request other_key;
-    other_key.szSN = "sn0123456789";
-    Request other_description = For("certtype(1)KeyType(1)HashType(1)");
-    int made = 0;
-    for (Request* other : {&other_key, &other_description}) {
-        EXPECT_TRUE(Gives(Request().AskLength(), 0));
-        made += 2;
-        EXPECT_TRUE(Gives(other->Run(), 0));
-        EXPECT_TRUE(other->text.Holds(WithTerminator("R" + std::to_string(made))));
-        Request again;
-        made += 1;
-        EXPECT_TRUE(Gives(again.Run(), 0));
-        EXPECT_TRUE(again.text.Holds(WithTerminator("R" + std::to_string(made))));
-    }
-}
-
-TEST(Batch_InitAndGenerateCertRequest,
-     FetchOfAnotherDescriptionDropsThePendingRequestEvenIfItFails) {
-    NumberTheRequests();
-    EXPECT_TRUE(Gives(Request().AskLength(), 0));
-    EXPECT_TRUE(Gives(For("Foo(1)").Run(), -401));
-    EXPECT_TRUE(Gives(Request().Run(), 0));
-    EXPECT_EQ(Key().GMCreatePKCS10Ex.Arguments().size(), 2u);
-}
-
-TEST(Batch_InitAndGenerateCertRequest, LengthQueryThatFailsKeepsThePendingRequest) {
-    NumberTheRequests();
-    EXPECT_TRUE(Gives(Request().AskLength(), 0));
-    EXPECT_TRUE(Gives(For("Foo(1)").AskLength(), -401));
-    EXPECT_TRUE(Gives(For("", 2).AskLength(), -401));
-    EXPECT_EQ(RaisedCode([] { For("KeyType").AskLength(); }), QRV::kInvalidArgument);
-    Key().VerifyPIN.ReturnsOnce(kKeyRefuses);
-    EXPECT_TRUE(Gives(Request().AskLength(), kKeyRefuses));
-    G_LastError = 0;
-    Request fetch;
-    EXPECT_TRUE(Gives(fetch.Run(), 0));
-    EXPECT_TRUE(fetch.text.Holds("R1\0"s));
-    EXPECT_EQ(Key().GMCreatePKCS10Ex.Arguments().size(), 1u);
-}
-
-TEST(Batch_InitAndGenerateCertRequest, SecondLengthQueryAsksTheKeyAgainAndReplacesTheRequest) {
-    NumberTheRequests();
-    EXPECT_TRUE(Gives(Request().AskLength(), 0));
-    EXPECT_TRUE(Gives(Request().AskLength(), 0));
-    EXPECT_EQ(Key().VerifyPIN.Arguments().size(), 2u);
-    Request fetch;
-    EXPECT_TRUE(Gives(fetch.Run(), 0));
-    EXPECT_TRUE(fetch.text.Holds("R2\0"s));
-}
-
-TEST(Batch_InitAndGenerateCertRequest, PendingRequestNeedsNoBackend) {
-    NumberTheRequests();
-    EXPECT_TRUE(Gives(Request().AskLength(), 0));
-    Finalize();
-    Libc().dlopen.replacement = [](const char*, int) -> void* { return nullptr; };
-    Request fetch;
-    EXPECT_TRUE(Gives(fetch.Run(), -101));  // left by the lazy initialisation
-    EXPECT_EQ(fetch.length, 2);
-    EXPECT_TRUE(fetch.text.Holds("R1\0"s));
-}
-
-TEST(Batch_InitAndGenerateCertRequest, StringLibraryOutOfMemoryLeavesAsItsException) {
-    LeaveEarlierCode();
-    NumberTheRequests();
-    for (int request = 1;; ++request) {
-        ScarceStrings strings(request);
-        Request query = For("CertType(1)KeyType(2)HashType(1)|CertType(3)|CertType(1)KeyType(1)");
-        const int32_t raised = RaisedCode([&] { query.AskLength(); });
-        EXPECT_EQ(strings.LiveBlocks(), 0);
-        if (!strings.Failed()) {
-            EXPECT_GT(request, 3) << "no text was copied";
-            EXPECT_EQ(raised, 0);
-            break;
-        }
-        EXPECT_EQ(raised, QRV::kOutOfMemory);
-        EXPECT_EQ(query.length, 100);
-    }
-}
-
-TEST(Batch_InitAndGenerateCertRequest, RequestOfAKeyThatThrowsIsReleased) {
-    Initialize();
-    Key().GMCreatePKCS10Ex.Does([](auto, auto, char** request, auto...) -> int32_t {
-        *request = scripted::NewText("handed over");
-        throw std::runtime_error("out of the key");
-    });
-    const ScarceArrays arrays;
-    EXPECT_THROW(Request().AskLength(), std::runtime_error);
-    EXPECT_EQ(arrays.Requests().size(), 1U);
-    EXPECT_EQ(arrays.LiveBlocks(), 0);
-}
-
-// The three parts of a pending request are there together or not at all.
-TEST(Batch_InitAndGenerateCertRequest, MemoryThatRunsOutWhileTheRequestIsKeptLeavesNoHalfOfIt) {
-    LeaveEarlierCode();
-    Key().GMCreatePKCS10Ex.HandsOver("REQUEST");
-    for (size_t request = 1;; ++request) {
-        bool out_of_memory = false;
-        bool failed = false;
-        {
-            const ScarceArrays arrays(request);
-            try {
-                Request().AskLength();
-            } catch (const std::bad_alloc&) {
-                out_of_memory = true;
-            }
-            failed = arrays.Failed();
-        }
-        EXPECT_EQ(out_of_memory, failed);
-        G_LastError = 0;
-        Request fetch;
-        EXPECT_TRUE(Gives(fetch.Run(), 0));
-        EXPECT_TRUE(fetch.text.Holds("REQUEST\0"s));
-        if (!failed) {
-            EXPECT_GE(request, 4u) << "request, description and serial number are kept";
-            break;
-        }
     }
 }
 

@@ -36,38 +36,7 @@ std::vector<std::string> CallsSince(size_t from) {
     return {calls.begin() + static_cast<std::ptrdiff_t>(from), calls.end()};
 }
 
-// A length query for a request, which the next import may or may not forget.
-void MakeRequestPending() {
-    Key().GMCreatePKCS10.HandsOver("REQUEST");
-    int32_t length = 0;
-    ASSERT_TRUE(Gives(GenerateCertRequest(kSN, "CertType(1)", nullptr, &length), 0));
-}
-
-// Fetches the request: a pending one costs no call to the key.
-bool RequestIsPending() {
-    const size_t made = Key().GMCreatePKCS10.Arguments().size();
-    char request[16];
-    int32_t length = sizeof(request);
-    EXPECT_TRUE(Gives(GenerateCertRequest(kSN, "CertType(1)", request, &length), 0));
-    return Key().GMCreatePKCS10.Arguments().size() == made;
-}
-
 // ------------------------------------------------------------------ ImportX509Cert
-
-TEST(ImportX509Cert, BindsTheBackendBeforeItLooksAtArguments) {
-    EXPECT_TRUE(Gives(ImportX509Cert(nullptr, nullptr), -401));
-    EXPECT_EQ(g_initFlag, 1);
-}
-
-TEST(ImportX509Cert, RefusesNullArgumentsAndKeepsAPendingRequest) {
-    MakeRequestPending();
-    const size_t before = Calls().size();
-    EXPECT_TRUE(Gives(ImportX509Cert(nullptr, "MII"), -401));
-    EXPECT_TRUE(Gives(ImportX509Cert(kSN, nullptr), -401));
-    EXPECT_THAT(CallsSince(before), IsEmpty());
-    EXPECT_EQ(LogText(), "");
-    EXPECT_TRUE(RequestIsPending());
-}
 
 TEST(ImportX509Cert, WritesTheTextWithoutCommasAndLineBreaks) {
     const std::pair<std::string, std::string> cases[] = {
@@ -86,19 +55,6 @@ TEST(ImportX509Cert, WritesTheTextWithoutCommasAndLineBreaks) {
     EXPECT_EQ(LogText(), "");
 }
 
-TEST(ImportX509Cert, GivesTheKeyTheCallersSerialNumberAndACopyOfTheText) {
-    const char pkcs7[] = "MIIBuwYJ";
-    Key().GMWritePKCS7.Does([](const char*, char* text, QRV::CString&) {
-        std::memset(text, '!', 8);
-        return 0;
-    });
-    EXPECT_TRUE(Gives(ImportX509Cert(kSN, pkcs7), 0));
-    const auto writing = Key().GMWritePKCS7.Arguments().at(0);
-    EXPECT_EQ(std::get<0>(writing), kSN);
-    EXPECT_NE(std::get<1>(writing), pkcs7);
-    EXPECT_STREQ(pkcs7, "MIIBuwYJ");
-}
-
 TEST(ImportX509Cert, DiscardsWhatTheKeyPutsIntoItsString) {
     Key().GMWritePKCS7.Does([](const char*, char*, QRV::CString& output) {
         output = QRV::CString("something that the key has to say");
@@ -109,118 +65,10 @@ TEST(ImportX509Cert, DiscardsWhatTheKeyPutsIntoItsString) {
     EXPECT_THAT(Calls(), ElementsAre(WriteCall("MII"), WriteCall("MII")));
 }
 
-TEST(ImportX509Cert, PassesTheKeysCodesThroughUnchanged) {
-    for (const int32_t code : kCodes) {
-        Key().GMWritePKCS7.Returns(code);
-        EXPECT_TRUE(Gives(ImportX509Cert(kSN, "MII"), code));
-    }
-    EXPECT_EQ(LogText(), "");
-}
-
-TEST(ImportX509Cert, LeavesTheLastErrorAloneUntilTheKeyHasAnswered) {
-    LeaveEarlierCode();
-    const auto during_writing = NoteLastError(Key().GMWritePKCS7);
-    EXPECT_TRUE(Gives(ImportX509Cert(kSN, "MII"), 0));
-    EXPECT_EQ(*during_writing, kEarlierCode);
-}
-
-TEST(ImportX509Cert, ForgetsAPendingRequest) {
-    MakeRequestPending();
-    EXPECT_TRUE(Gives(ImportX509Cert(kSN, "MII"), 0));
-    EXPECT_FALSE(RequestIsPending());
-}
-
-// The request is discarded once an import begins, however it ends.
-TEST(ImportX509Cert, ForgetsAPendingRequestWhenTheKeyFailsToo) {
-    MakeRequestPending();
-    Key().GMWritePKCS7.Returns(kKeyRefuses);
-    EXPECT_TRUE(Gives(ImportX509Cert(kSN, "MII"), kKeyRefuses));
-    EXPECT_FALSE(RequestIsPending());
-}
-
-TEST(ImportX509Cert, MissingBackendGivesItsCode) {
-    RemoveBackend();
-    EXPECT_TRUE(Gives(ImportX509Cert(kSN, "MII"), -101));
-}
-
-TEST(ImportX509Cert, LetsAnExceptionOfTheKeyOut) {
-    LeaveEarlierCode();
-    Key().GMWritePKCS7.ThrowsOnce(std::runtime_error("torn out"));
-    EXPECT_THROW(ImportX509Cert(kSN, "MII"), std::runtime_error);
-    EXPECT_EQ(G_LastError, kEarlierCode);
-}
-
-// Runs the call with the n-th request for text memory failing, for every n until it succeeds. All
-// memory is taken before the key is asked, so that no import ends half way.
-template <typename Call>
-void ExpectOutOfMemoryLeavesAsAnException(Call call) {
-    LeaveEarlierCode();
-    for (int request = 1;; ++request) {
-        ScarceStrings strings(request);
-        const size_t before = Calls().size();
-        const int32_t raised = RaisedCode(call);
-        EXPECT_EQ(strings.LiveBlocks(), 0);
-        if (!strings.Failed()) {
-            EXPECT_GT(request, 1) << "no text was copied";
-            EXPECT_EQ(raised, 0);
-            break;
-        }
-        EXPECT_EQ(raised, QRV::kOutOfMemory);
-        EXPECT_THAT(CallsSince(before), IsEmpty());
-    }
-}
-
-TEST(ImportX509Cert, OutOfMemoryLeavesAsTheStringLibrarysException) {
-    ExpectOutOfMemoryLeavesAsAnException([] { ImportX509Cert(kSN, "M,I\r\nI"); });
-}
-
 // --------------------------------------------------------------- ImportEncX509Cert
 
 std::string KeyTextRecord(const std::string& function, const std::string& key) {
     return TextRecord("CKPXUSBKey::" + function + "  strPriKeyTemp:", "strPriKeyTemp:" + key);
-}
-
-TEST(ImportEncX509Cert, BindsTheBackendBeforeItLooksAtArguments) {
-    EXPECT_TRUE(Gives(ImportEncX509Cert(nullptr, nullptr, nullptr), -401));
-    EXPECT_EQ(g_initFlag, 1);
-}
-
-TEST(ImportEncX509Cert, RefusesNullArgumentsAndKeepsAPendingRequest) {
-    MakeRequestPending();
-    const size_t before = Calls().size();
-    EXPECT_TRUE(Gives(ImportEncX509Cert(nullptr, "MII", "1234"), -401));
-    EXPECT_TRUE(Gives(ImportEncX509Cert(kSN, nullptr, "1234"), -401));
-    EXPECT_TRUE(Gives(ImportEncX509Cert(kSN, "MII", nullptr), -401));
-    EXPECT_THAT(CallsSince(before), IsEmpty());
-    EXPECT_EQ(LogText(), "");
-    EXPECT_TRUE(RequestIsPending());
-}
-
-TEST(ImportEncX509Cert, ImportsTheKeyThenWritesTheCertificate) {
-    EXPECT_TRUE(Gives(ImportEncX509Cert(kSN, "MII,Bu", "12,34"), 0));
-    EXPECT_THAT(Calls(), ElementsAre(ImportCall("1234"), WriteCall("MIIBu")));
-    EXPECT_EQ(LogText(), KeyTextRecord("ImportEncX509Cert", "1234"));
-}
-
-TEST(ImportEncX509Cert, GivesTheKeyCopies) {
-    const char certificate[] = "MIIBuwYJ";
-    const char key[] = "1234";
-    Key().GMImportPriKey.Does([](const char*, char* text, int32_t) {
-        std::memset(text, '!', 1024);
-        return 0;
-    });
-    Key().GMWritePKCS7.Does([](const char*, char* text, QRV::CString& output) {
-        std::memset(text, '!', 8);
-        output = QRV::CString("something that the key has to say");
-        return 0;
-    });
-    EXPECT_TRUE(Gives(ImportEncX509Cert(kSN, certificate, key), 0));
-    EXPECT_NE(std::get<0>(Key().GMImportPriKey.Arguments().at(0)), kSN);
-    EXPECT_NE(std::get<1>(Key().GMImportPriKey.Arguments().at(0)), key);
-    EXPECT_NE(std::get<0>(Key().GMWritePKCS7.Arguments().at(0)), kSN);
-    EXPECT_NE(std::get<1>(Key().GMWritePKCS7.Arguments().at(0)), certificate);
-    EXPECT_STREQ(certificate, "MIIBuwYJ");
-    EXPECT_STREQ(key, "1234");
 }
 
 // Clients that send wrapped certificates rely on either form reaching the key as it does today.
@@ -312,82 +160,6 @@ TEST(ImportEncX509Cert, RefusesALongerKeyTextBeforeItAsksTheKey) {
     EXPECT_EQ(LogText(), log);
 }
 
-TEST(ImportEncX509Cert, FailingKeyImportLeavesTheCertificateUnwritten) {
-    std::string log;
-    for (const int32_t code : kCodes) {
-        Key().GMImportPriKey.Returns(code);
-        EXPECT_TRUE(Gives(ImportEncX509Cert(kSN, "MII", "1234"), code));
-        log += KeyTextRecord("ImportEncX509Cert", "1234");
-    }
-    EXPECT_THAT(Key().GMWritePKCS7.Arguments(), IsEmpty());
-    EXPECT_EQ(LogText(), log);
-}
-
-TEST(ImportEncX509Cert, PassesTheCodesOfWritingThroughUnchanged) {
-    for (const int32_t code : kCodes) {
-        Key().GMWritePKCS7.Returns(code);
-        EXPECT_TRUE(Gives(ImportEncX509Cert(kSN, "MII", "1234"), code));
-    }
-    EXPECT_EQ(Key().GMImportPriKey.Arguments().size(), std::size(kCodes));
-}
-
-TEST(ImportEncX509Cert, UnlikeImportX509CertResetsTheLastErrorBeforeTheKeyWorks) {
-    LeaveEarlierCode();
-    const auto during_import = NoteLastError(Key().GMImportPriKey);
-    const auto during_writing = NoteLastError(Key().GMWritePKCS7);
-    EXPECT_TRUE(Gives(ImportX509Cert(kSN, "MII"), 0));
-    EXPECT_EQ(*during_writing, kEarlierCode);
-    G_LastError = kEarlierCode;
-    EXPECT_TRUE(Gives(ImportEncX509Cert(kSN, "MII", "1234"), 0));
-    EXPECT_EQ(*during_import, 0);
-    EXPECT_EQ(*during_writing, 0);
-}
-
-TEST(ImportEncX509Cert, ForgetsAPendingRequest) {
-    MakeRequestPending();
-    EXPECT_TRUE(Gives(ImportEncX509Cert(kSN, "MII", "1234"), 0));
-    EXPECT_FALSE(RequestIsPending());
-}
-
-TEST(ImportEncX509Cert, ForgetsAPendingRequestWhenTheKeyFailsToo) {
-    MakeRequestPending();
-    Key().GMImportPriKey.Returns(kKeyRefuses);
-    EXPECT_TRUE(Gives(ImportEncX509Cert(kSN, "MII", "1234"), kKeyRefuses));
-    EXPECT_FALSE(RequestIsPending());
-}
-
-TEST(ImportEncX509Cert, ForgetsAPendingRequestWhenTheKeyTextIsTooLong) {
-    MakeRequestPending();
-    EXPECT_TRUE(Gives(ImportEncX509Cert(kSN, "MII", std::string(1024, 'k').c_str()), -401));
-    EXPECT_FALSE(RequestIsPending());
-}
-
-TEST(ImportEncX509Cert, MissingBackendGivesItsCode) {
-    RemoveBackend();
-    EXPECT_TRUE(Gives(ImportEncX509Cert(kSN, "MII", "1234"), -101));
-    EXPECT_EQ(LogText(), KeyTextRecord("ImportEncX509Cert", "1234"));
-}
-
-TEST(ImportEncX509Cert, EmptySlotEndsTheImport) {
-    LeaveEarlierCode();
-    ORVAL_ComFunc.GMImportPriKey = nullptr;
-    EXPECT_TRUE(Gives(ImportEncX509Cert(kSN, "MII", "1234"), -101));
-    EXPECT_THAT(Calls(), IsEmpty());
-}
-
-TEST(ImportEncX509Cert, LetsAnExceptionOfTheKeyOut) {
-    LeaveEarlierCode();
-    Key().GMImportPriKey.ThrowsOnce(std::runtime_error("torn out"));
-    EXPECT_THROW(ImportEncX509Cert(kSN, "MII", "1234"), std::runtime_error);
-    EXPECT_EQ(G_LastError, 0);
-    EXPECT_THAT(Key().GMWritePKCS7.Arguments(), IsEmpty());
-}
-
-TEST(ImportEncX509Cert, OutOfMemoryLeavesAsTheStringLibrarysException) {
-    const std::string key = kPrefix + "12,34";
-    ExpectOutOfMemoryLeavesAsAnException([&] { ImportEncX509Cert(kSN, "M,I\r\nI", key.c_str()); });
-}
-
 // ------------------------------------------------------------ GetBatchCertDataType
 
 TEST(GetBatchCertDataType, TypesEveryListedText) {
@@ -458,20 +230,6 @@ std::vector<std::string> ToldCalls(const std::string& told) {
     return calls;
 }
 
-TEST(Batch_ImportX509Cert, BindsTheBackendBeforeItLooksAtArguments) {
-    EXPECT_TRUE(Gives(Batch_ImportX509Cert(nullptr, nullptr), -401));
-    EXPECT_EQ(g_initFlag, 1);
-}
-
-TEST(Batch_ImportX509Cert, RefusesNullArgumentsWithoutALogRecord) {
-    LeaveEarlierCode();
-    EXPECT_TRUE(Gives(Batch_ImportX509Cert(kSN, nullptr), -401));
-    G_LastError = kEarlierCode;
-    EXPECT_TRUE(Gives(Batch_ImportX509Cert(nullptr, "SignCert(X)"), -401));
-    EXPECT_THAT(Calls(), IsEmpty());
-    EXPECT_EQ(LogText(), "");
-}
-
 TEST(Batch_ImportX509Cert, ImportsEveryListedPackage) {
     for (const Case& one : ReadCases("package_imports.txt")) {
         SCOPED_TRACE("package_imports.txt:" + std::to_string(one.line) + ": " + one.text);
@@ -486,12 +244,6 @@ TEST(Batch_ImportX509Cert, ImportsEveryListedPackage) {
         EXPECT_THAT(CallsSince(before),
                     ElementsAreArray(refused ? std::vector<std::string>() : ToldCalls(told)));
     }
-}
-
-TEST(Batch_ImportX509Cert, LogsTheCleanedPackageAndTheKeyText) {
-    EXPECT_TRUE(Gives(Batch_ImportX509Cert(kSN, "SignCert(X,\r\nX)|EncPriKey(Y)|EncCert(Z)\n"), 0));
-    EXPECT_EQ(LogText(), BeginRecord("SignCert(XX)|EncPriKey(Y)|EncCert(Z)") +
-                             KeyTextRecord("Batch_ImportX509Cert", "Y"));
 }
 
 TEST(Batch_ImportX509Cert, LogsLongTextsAndPercentSignsAsTheyAre) {
@@ -611,19 +363,6 @@ TEST(Batch_ImportX509Cert, FailingEncryptionCertificateIsLoggedUnderAnotherName)
     }
 }
 
-TEST(Batch_ImportX509Cert, ResetsTheLastErrorBeforeTheKeyWorks) {
-    LeaveEarlierCode();
-    const auto during_import = NoteLastError(Key().GMImportPriKey);
-    const auto during_writing = NoteLastError(Key().GMWritePKCS7);
-    EXPECT_TRUE(Gives(Batch_ImportX509Cert(kSN, "SignCert(X)|EncPriKey(Y)"), 0));
-    EXPECT_EQ(*during_import, 0);
-    EXPECT_EQ(*during_writing, 0);
-    G_LastError = kEarlierCode;
-    *during_writing = kEarlierCode;
-    EXPECT_TRUE(Gives(Batch_ImportX509Cert(kSN, "MII"), 0));
-    EXPECT_EQ(*during_writing, 0);
-}
-
 TEST(Batch_ImportX509Cert, DropsTheFixedPrefixOfTheKeyText) {
     for (const KeyText& text : KeyTextsWithAndWithoutPrefix()) {
         EXPECT_TRUE(Gives(Batch_ImportX509Cert(kSN, ("EncPriKey(" + text.given + ")").c_str()), 0));
@@ -674,67 +413,6 @@ TEST(Batch_ImportX509Cert, ManyUnclosedItemsComeToAnEnd) {
     }
     EXPECT_TRUE(Gives(Batch_ImportX509Cert(kSN, package.c_str()), 0));
     EXPECT_EQ(Key().GMWritePKCS7.Arguments().size(), 501u);
-}
-
-// A bank may import a package while a further request is still to be fetched.
-TEST(Batch_ImportX509Cert, UnlikeTheSingleImportsKeepsAPendingRequest) {
-    MakeRequestPending();
-    EXPECT_TRUE(Gives(Batch_ImportX509Cert(kSN, "SignCert(X)|EncPriKey(Y)|EncCert(Z)"), 0));
-    EXPECT_TRUE(RequestIsPending());
-    MakeRequestPending();
-    EXPECT_TRUE(Gives(Batch_ImportX509Cert(kSN, "MII"), 0));
-    EXPECT_TRUE(RequestIsPending());
-    MakeRequestPending();
-    EXPECT_TRUE(Gives(Batch_ImportX509Cert(kSN, "Foo(X)"), -401));
-    EXPECT_TRUE(RequestIsPending());
-    MakeRequestPending();
-    EXPECT_TRUE(Gives(ImportX509Cert(kSN, "MII"), 0));
-    EXPECT_FALSE(RequestIsPending());
-}
-
-TEST(Batch_ImportX509Cert, MissingBackendGivesItsCode) {
-    RemoveBackend();
-    EXPECT_TRUE(Gives(Batch_ImportX509Cert(kSN, "SignCert(X)|EncCert(Z)"), -101));
-    EXPECT_EQ(LogText(), BeginRecord("SignCert(X)|EncCert(Z)") +
-                             EndRecord("Batch_ImportX509Cert", -101, "GMWritePKCS7"));
-}
-
-TEST(Batch_ImportX509Cert, EmptySlotEndsTheImport) {
-    LeaveEarlierCode();
-    ORVAL_ComFunc.GMImportPriKey = nullptr;
-    EXPECT_TRUE(Gives(Batch_ImportX509Cert(kSN, "SignCert(X)|EncPriKey(Y)|EncCert(Z)"), -101));
-    EXPECT_THAT(Calls(), ElementsAre(WriteCall("X")));
-}
-
-TEST(Batch_ImportX509Cert, LetsAnExceptionOfTheKeyOut) {
-    LeaveEarlierCode();
-    Key().GMImportPriKey.ThrowsOnce(std::runtime_error("torn out"));
-    EXPECT_THROW(Batch_ImportX509Cert(kSN, "SignCert(X)|EncPriKey(Y)|EncCert(Z)"),
-                 std::runtime_error);
-    EXPECT_EQ(G_LastError, 0);
-    EXPECT_EQ(Key().GMWritePKCS7.Arguments().size(), 1u);
-}
-
-// Memory may run out between two items; what was written before stays written, as after a failure.
-TEST(Batch_ImportX509Cert, OutOfMemoryLeavesAsTheStringLibrarysException) {
-    LeaveEarlierCode();
-    const std::string package = "SignCert(X)|EncPriKey(" + kPrefix + "Y)|EncCert(Z)\r\n";
-    const std::vector<std::string> all = {WriteCall("X"), ImportCall("Y"), WriteCall("Z")};
-    for (int request = 1;; ++request) {
-        ScarceStrings strings(request);
-        const size_t before = Calls().size();
-        const int32_t raised = RaisedCode([&] { Batch_ImportX509Cert(kSN, package.c_str()); });
-        EXPECT_EQ(strings.LiveBlocks(), 0);
-        const std::vector<std::string> calls = CallsSince(before);
-        if (!strings.Failed()) {
-            EXPECT_GT(request, 2) << "neither the serial number nor the package was copied";
-            EXPECT_EQ(calls, all);
-            break;
-        }
-        EXPECT_EQ(raised, QRV::kOutOfMemory);
-        ASSERT_LT(calls.size(), all.size());
-        EXPECT_TRUE(std::equal(calls.begin(), calls.end(), all.begin()));
-    }
 }
 
 }  // namespace

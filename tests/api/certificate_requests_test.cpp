@@ -1,12 +1,5 @@
-#include <dlfcn.h>
-
-#include <functional>
-#include <stdexcept>
-
 #include "api_test.h"
-#include "qrv/buffer_manager.h"
 #include "qrv/exception.h"
-#include "scarce_memory.h"
 
 namespace {
 
@@ -259,43 +252,7 @@ TEST_P(EmptyDescription, BufferReceivesAnEmptyText) {
     EXPECT_THAT(Calls(), IsEmpty());
 }
 
-// --- Arguments and the key ---------------------------------------------------------------------
-
-TEST(GenerateCertRequest, NullArgumentsAreRefused) {
-    Canary out(8);
-    int32_t length = 8;
-    for (const auto& call : std::vector<std::function<int32_t()>>{
-             [&] { return GenerateCertRequest(nullptr, "CertType(1)", out, &length); },
-             [&] { return GenerateCertRequest(kSerialNumber, nullptr, out, &length); },
-             [&] { return GenerateCertRequest(kSerialNumber, "CertType(1)", out, nullptr); },
-             [&] { return GenerateCertRequest(nullptr, nullptr, nullptr, nullptr); }}) {
-        G_LastError = 77;
-        EXPECT_EQ(call(), -401);
-        EXPECT_EQ(G_LastError, -401);
-    }
-    EXPECT_EQ(length, 8);
-    EXPECT_TRUE(out.Untouched());
-    EXPECT_THAT(Calls(), IsEmpty());
-    EXPECT_EQ(LogText(), "");
-}
-
-TEST(GenerateCertRequest, NullArgumentsKeepTheCache) {
-    Key().GMCreatePKCS10.HandsOver("request");
-    EXPECT_EQ(QueryLength("CertType(1)"), (Outcome{0, 8}));
-    Canary out(16);
-    int32_t length = 16;
-    EXPECT_EQ(GenerateCertRequest(nullptr, "CertType(1)", out, &length), -401);
-    EXPECT_EQ(GenerateCertRequest(kSerialNumber, nullptr, out, &length), -401);
-    EXPECT_EQ(Generate("CertType(1)", out, 16), (Outcome{0, 7}));
-    EXPECT_EQ(Calls(), CallsFor({{1, 0, 0}}));
-}
-
-TEST(GenerateCertRequest, HandsTheCallersOwnSerialNumberOn) {
-    Key().GMCreatePKCS10.HandsOver("request");
-    EXPECT_EQ(QueryLength("CertType(1)").code, 0);
-    EXPECT_EQ(std::get<0>(Key().VerifyPIN.Arguments()[0]), kSerialNumber);
-    EXPECT_EQ(std::get<0>(Key().GMCreatePKCS10.Arguments()[0]), kSerialNumber);
-}
+// --- The key ---------------------------------------------------------------------
 
 TEST(GenerateCertRequest, EmptySerialNumberIsTheKeysAffair) {
     Key().GMCreatePKCS10.HandsOver("request");
@@ -339,21 +296,10 @@ TEST(GenerateCertRequest, LongRequests) {
     EXPECT_TRUE(out.Holds(request + "||" + request + '\0'));
 }
 
-TEST(GenerateCertRequest, BindsTheBackendFirst) {
-    Key().GMCreatePKCS10.HandsOver("request");
-    EXPECT_EQ(QueryLength("CertType(1)"), (Outcome{0, 8}));
-    EXPECT_EQ(g_initFlag, 1);
-}
-
 // Without a record nothing asks for the back-end, and the frame's reset hides the failed bind.
-TEST(GenerateCertRequest, EmptyDescriptionNeedsNoBackend) {
+TEST(GenerateCertRequest, DescriptionWithoutARequestNeedsNoBackend) {
     scripted::RemoveBackend();
     EXPECT_EQ(QueryLength("|||"), (Outcome{0, 1}));
-}
-
-TEST(GenerateCertRequest, WithoutABackendAnswersUnavailable) {
-    scripted::RemoveBackend();
-    EXPECT_EQ(QueryLength("CertType(1)"), (Outcome{-101, -77}));
     EXPECT_EQ(QueryLength("Foo(1)"), (Outcome{-401, -77}));
 }
 
@@ -377,12 +323,6 @@ INSTANTIATE_TEST_SUITE_P(GenerateCertRequest, KeyFailure, testing::Bool(), [](co
     return std::string(buffer.param ? "WithABuffer" : "LengthQuery");
 });
 
-TEST_P(KeyFailure, FirstVerificationStopsTheCall) {
-    Key().VerifyPIN.Returns(0x0A000001);
-    Fails(0x0A000001);
-    EXPECT_THAT(Calls(), ElementsAre(Verified()));
-}
-
 TEST_P(KeyFailure, LaterVerificationStopsTheCall) {
     Key().VerifyPIN.ReturnsOnce(0);
     Key().VerifyPIN.ReturnsOnce(-5);
@@ -394,258 +334,6 @@ TEST_P(KeyFailure, LaterCreationStopsTheCall) {
     Key().GMCreatePKCS10.Returns(9);
     Fails(9);
     EXPECT_THAT(Calls(), ElementsAre(Verified(), Created(1, 0, 0), Verified(), Created(2, 0, 0)));
-}
-
-TEST(GenerateCertRequestFailure, FirstCreationStopsTheCall) {
-    Key().GMCreatePKCS10.Returns(9);
-    EXPECT_EQ(QueryLength("CertType(1)|CertType(2)"), (Outcome{9, -77}));
-    EXPECT_EQ(Calls(), CallsFor({{1, 0, 0}}));
-}
-
-// The leak checker of the sanitizer build is the witness that the text is released.
-TEST_P(KeyFailure, TextHandedOverWithAFailureIsReleased) {
-    Key().GMCreatePKCS10.HandsOver("never used", 9);
-    Fails(9);
-}
-
-TEST_P(KeyFailure, LeavesTheCacheAsItWas) {
-    EXPECT_EQ(QueryLength("HashType(1)"), (Outcome{0, 9}));
-    Key().VerifyPIN.Returns(-5);
-    EXPECT_EQ(QueryLength("CertType(1)"), (Outcome{-5, -77}));
-    Canary out(16);
-    EXPECT_EQ(Generate("HashType(1)", out, 16), (Outcome{0, 8}));
-    EXPECT_TRUE(out.Holds("request1\0"s));
-}
-
-// --- Length and cache --------------------------------------------------------------------------
-
-// The key hands over a different text each time, so that a cached text is told from a fresh one.
-class RequestCache : public testing::Test {
- protected:
-    static constexpr const char* kDescription = "CertType(1)KeyType(2)HashType(3)";
-
-    RequestCache() {
-        for (const char* text : {"fresh-1", "fresh-2", "fresh-3", "fresh-4"}) {
-            Key().GMCreatePKCS10.HandsOverOnce(text);
-        }
-    }
-    // Fetches with room enough and returns the text.
-    static std::string Fetch(const char* description = kDescription,
-                             const char* serial_number = kSerialNumber) {
-        char out[64] = {};
-        EXPECT_EQ(Generate(description, out, 63, serial_number), (Outcome{0, 7}));
-        return out;
-    }
-};
-
-TEST_F(RequestCache, LengthQueryReportsTheTerminator) {
-    EXPECT_EQ(QueryLength(kDescription), (Outcome{0, 8}));
-}
-
-TEST_F(RequestCache, FetchIsServedWithoutTheKey) {
-    QueryLength(kDescription);
-    EXPECT_EQ(Fetch(), "fresh-1");
-    EXPECT_EQ(Calls(), CallsFor({{1, 2, 3}}));
-}
-
-TEST_F(RequestCache, ServesABufferOfExactlyTheTextLength) {
-    QueryLength(kDescription);
-    Canary out(7);
-    EXPECT_EQ(Generate(kDescription, out, 7), (Outcome{0, 7}));
-    EXPECT_TRUE(out.Holds("fresh-1\0"s));
-    EXPECT_EQ(Calls(), CallsFor({{1, 2, 3}}));
-}
-
-TEST_F(RequestCache, SmallerBuffersAreToldTheTerminatorAndTheCacheStays) {
-    QueryLength(kDescription);
-    for (const int32_t capacity : {6, 1, 0, -1, INT32_MIN}) {
-        Canary out(16);
-        EXPECT_EQ(Generate(kDescription, out, capacity), (Outcome{-404, 8})) << capacity;
-        EXPECT_TRUE(out.Untouched()) << capacity;
-    }
-    EXPECT_EQ(Fetch(), "fresh-1");
-    EXPECT_EQ(Calls(), CallsFor({{1, 2, 3}}));
-}
-
-TEST_F(RequestCache, IsEmptyAfterAFetch) {
-    QueryLength(kDescription);
-    EXPECT_EQ(Fetch(), "fresh-1");
-    EXPECT_EQ(Fetch(), "fresh-2");
-    EXPECT_EQ(Calls(), CallsFor({{1, 2, 3}, {1, 2, 3}}));
-}
-
-TEST_F(RequestCache, FetchWithoutAQueryGeneratesAndCachesNothing) {
-    EXPECT_EQ(Fetch(), "fresh-1");
-    EXPECT_EQ(Fetch(), "fresh-2");
-}
-
-TEST_F(RequestCache, GeneratedTextFitsABufferOfExactlyItsLength) {
-    Canary out(7);
-    EXPECT_EQ(Generate(kDescription, out, 7), (Outcome{0, 7}));
-    EXPECT_TRUE(out.Holds("fresh-1\0"s));
-}
-
-TEST_F(RequestCache, GeneratedTextTellsSmallerBuffersNoTerminatorAndIsLost) {
-    for (const int32_t capacity : {6, 0, -1}) {
-        Canary out(16);
-        EXPECT_EQ(Generate(kDescription, out, capacity), (Outcome{-404, 7})) << capacity;
-        EXPECT_TRUE(out.Untouched()) << capacity;
-    }
-    EXPECT_EQ(Fetch(), "fresh-4");
-}
-
-TEST_F(RequestCache, OtherSerialNumberDropsIt) {
-    QueryLength(kDescription);
-    EXPECT_EQ(Fetch(kDescription, "SN9876543210"), "fresh-2");
-    EXPECT_EQ(Fetch(), "fresh-3");
-}
-
-TEST_F(RequestCache, OtherDescriptionDropsIt) {
-    QueryLength(kDescription);
-    EXPECT_EQ(Fetch("CertType(1)KeyType(2)HashType(4)"), "fresh-2");
-    EXPECT_EQ(Fetch(), "fresh-3");
-}
-
-TEST_F(RequestCache, ComparesByteForByte) {
-    QueryLength(kDescription);
-    EXPECT_EQ(Fetch("CertType(1)KeyType(2)hashtype(3)"), "fresh-2");
-    QueryLength(kDescription);
-    EXPECT_EQ(Fetch(kDescription, "sn0123456789"), "fresh-4");
-}
-
-TEST_F(RequestCache, APrefixIsNoMatch) {
-    QueryLength(kDescription);
-    EXPECT_EQ(Fetch("CertType(1)KeyType(2)HashType(3"), "fresh-2");
-    QueryLength(kDescription);
-    EXPECT_EQ(Fetch(kDescription, "SN012345678"), "fresh-4");
-}
-
-TEST_F(RequestCache, IsDroppedBeforeAFetchThatFails) {
-    QueryLength(kDescription);
-    Canary out(16);
-    EXPECT_EQ(Generate("Foo(1)", out, 16), (Outcome{-401, 16}));
-    EXPECT_EQ(Fetch(), "fresh-2");
-}
-
-TEST_F(RequestCache, SecondQueryGeneratesAndReplacesIt) {
-    QueryLength(kDescription);
-    QueryLength(kDescription);
-    EXPECT_EQ(Fetch(), "fresh-2");
-    EXPECT_EQ(Calls(), CallsFor({{1, 2, 3}, {1, 2, 3}}));
-}
-
-TEST_F(RequestCache, QueryForAnotherKeyReplacesIt) {
-    QueryLength(kDescription);
-    QueryLength(kDescription, "SN9876543210");
-    EXPECT_EQ(Fetch(kDescription, "SN9876543210"), "fresh-2");
-    EXPECT_EQ(Fetch(), "fresh-3");
-}
-
-TEST_F(RequestCache, MalformedQueryKeepsIt) {
-    QueryLength(kDescription);
-    EXPECT_EQ(QueryLength("Foo(1)"), (Outcome{-401, -77}));
-    EXPECT_EQ(Fetch(), "fresh-1");
-}
-
-TEST_F(RequestCache, QueryThatRaisesKeepsIt) {
-    QueryLength(kDescription);
-    int32_t length = 0;
-    EXPECT_THROW(GenerateCertRequest(kSerialNumber, "CertType", nullptr, &length),
-                 QRV::CQrvException);
-    EXPECT_EQ(Fetch(), "fresh-1");
-}
-
-TEST_F(RequestCache, FinalizeKeepsIt) {
-    QueryLength(kDescription);
-    Finalize();
-    EXPECT_EQ(Fetch(), "fresh-1");
-}
-
-TEST_F(RequestCache, HoldsCopiesOfTheCallersTexts) {
-    std::string description = kDescription;
-    std::string serial_number = kSerialNumber;
-    QueryLength(description.c_str(), serial_number.c_str());
-    description.assign(description.size(), 'x');
-    serial_number.assign(serial_number.size(), 'x');
-    EXPECT_EQ(Fetch(), "fresh-1");
-}
-
-TEST_F(RequestCache, IsServedWithoutABackend) {
-    QueryLength(kDescription);
-    Finalize();
-    Libc().dlopen.replacement = [](const char*, int) -> void* { return nullptr; };
-    EXPECT_EQ(Fetch(), "fresh-1");
-}
-
-// --- Memory ------------------------------------------------------------------------------------
-
-TEST(GenerateCertRequest, RequestOfAKeyThatThrowsIsReleased) {
-    Initialize();
-    Key().GMCreatePKCS10.Does([](auto, auto, auto, auto, char** request, auto...) -> int32_t {
-        *request = scripted::NewText("handed over");
-        throw std::runtime_error("out of the key");
-    });
-    int32_t length = 0;
-    const scripted::ScarceArrays arrays;
-    EXPECT_THROW(GenerateCertRequest(kSerialNumber, "CertType(1)KeyType(1)", nullptr, &length),
-                 std::runtime_error);
-    EXPECT_EQ(arrays.Requests().size(), 1U);
-    EXPECT_EQ(arrays.LiveBlocks(), 0);
-}
-
-// Refuses one request, counted from 0, or none.
-class FailingMemory final : public QRV::IQrvMemMgr {
- public:
-    void* Allocate(size_t size) noexcept override {
-        return requests_++ == refused_ ? nullptr : std::malloc(size);
-    }
-    void Free(void* block) noexcept override { std::free(block); }
-    void* Reallocate(void* block, size_t size) noexcept override {
-        return requests_++ == refused_ ? nullptr : std::realloc(block, size);
-    }
-    size_t GetSize(void* /*block*/) noexcept override { return 0; }
-
-    void RefuseNext(int request) {
-        requests_ = 0;
-        refused_ = request;
-    }
-
- private:
-    int requests_ = 0;
-    int refused_ = -1;
-};
-
-// Where the product's strings take their buffers from. Looked up, because a program cannot be
-// linked to the product's own copy of a variable.
-QRV::IQrvBufferMgr*& DefaultManager() {
-    return *static_cast<QRV::IQrvBufferMgr**>(dlsym(RTLD_DEFAULT, "_ZN3QRV17_qrvBufferManagerE"));
-}
-
-TEST(GenerateCertRequest, ExhaustedMemoryIsRaisedAndNothingIsLost) {
-    Key().GMCreatePKCS10.HandsOver("a request that needs memory of its own");
-    FailingMemory memory;
-    QRV::CQrvBufferMgr buffers(&memory);
-    QRV::IQrvBufferMgr*& default_manager = DefaultManager();
-    QRV::IQrvBufferMgr* const before = default_manager;
-    default_manager = &buffers;
-    int failures = 0;
-    for (bool raised = true; raised; ++failures) {
-        memory.RefuseNext(failures);
-        Canary out(256);
-        int32_t length = 256;
-        raised = false;
-        try {
-            EXPECT_EQ(GenerateCertRequest(kSerialNumber, "CertType(1)|KeyType(2)", out, &length),
-                      0);
-        } catch (const QRV::CQrvException& exception) {
-            raised = true;
-            EXPECT_EQ(exception.Code(), static_cast<int32_t>(0x8007000E));
-            EXPECT_EQ(length, 256);
-            EXPECT_TRUE(out.Untouched());
-        }
-    }
-    EXPECT_GT(failures, 5);
-    default_manager = before;
 }
 
 }  // namespace

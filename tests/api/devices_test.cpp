@@ -630,13 +630,4 @@ TEST(StopDetectUKey, NextWaitStartsAnew) {
                 ElementsAre(kListCall, kInitCall, kListCall, kInitCall, kWaitCall, kFinalCall));
 }
 
-TEST(StopDetectUKey, WithoutAWaitOnlyResetsTheLastError) {
-    G_LastError = 77;
-    EXPECT_EQ(StopDetectUKey(), 0);
-    EXPECT_EQ(G_LastError, 0);
-    EXPECT_EQ(g_initFlag, 1);
-    EXPECT_THAT(Calls(), IsEmpty());
-    EXPECT_EQ(LogText(), "");
-}
-
 }  // namespace

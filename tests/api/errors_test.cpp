@@ -46,70 +46,6 @@ class GetErrorMsgTest : public testing::Test {
     }
 };
 
-TEST_F(GetErrorMsgTest, NullLengthIsRefused) {
-    Canary message(16);
-    EXPECT_EQ(GetErrorMsg(5, message, nullptr), -401);
-    EXPECT_EQ(G_LastError, -401);
-    EXPECT_TRUE(message.Untouched());
-    EXPECT_THAT(Calls(), IsEmpty());
-}
-
-TEST_F(GetErrorMsgTest, NullBufferReportsTheBoundWhateverTheCode) {
-    for (const int32_t code : {0, -101, 0x0A000001, INT32_MIN}) {
-        int32_t length = -1;
-        EXPECT_EQ(GetErrorMsg(code, nullptr, &length), 0) << code;
-        EXPECT_EQ(length, 200) << code;
-        EXPECT_EQ(G_LastError, 77) << code;
-    }
-    EXPECT_THAT(Calls(), IsEmpty());
-    EXPECT_EQ(LogText(), "");
-}
-
-TEST_F(GetErrorMsgTest, CopiesTheMessageAndReportsItsTerminator) {
-    Key().X_ErrorConvert_UOS.Returns("PIN locked");
-    Canary message(64);
-    int32_t length = 64;
-    EXPECT_EQ(GetErrorMsg(-5, message, &length), 0);
-    EXPECT_EQ(length, 11);
-    EXPECT_TRUE(message.Holds("PIN locked\0"s));
-    EXPECT_EQ(G_LastError, 77);
-    EXPECT_THAT(Calls(), ElementsAre("X_ErrorConvert_UOS(-5)"));
-    EXPECT_EQ(LogText(), "");
-}
-
-TEST_F(GetErrorMsgTest, CodesAreWidenedWithTheirSign) {
-    Canary message(8);
-    int32_t length = 8;
-    GetErrorMsg(INT32_MIN, message, &length);
-    length = 8;
-    GetErrorMsg(INT32_MAX, message, &length);
-    EXPECT_THAT(Calls(),
-                ElementsAre("X_ErrorConvert_UOS(-2147483648)", "X_ErrorConvert_UOS(2147483647)"));
-}
-
-TEST_F(GetErrorMsgTest, RoomForTheTerminatorIsNeeded) {
-    Key().X_ErrorConvert_UOS.Returns("PIN locked");
-    Canary message(11);
-    int32_t length = 11;
-    EXPECT_EQ(GetErrorMsg(5, message, &length), 0);
-    EXPECT_EQ(length, 11);
-    EXPECT_TRUE(message.Holds("PIN locked\0"s));
-    EXPECT_EQ(G_LastError, 77);
-}
-
-TEST_F(GetErrorMsgTest, SmallerBuffersAreToldTheLengthWithTerminator) {
-    Key().X_ErrorConvert_UOS.Returns("PIN locked");
-    for (const int32_t capacity : {10, 9, 1, 0, -1, INT32_MIN}) {
-        Canary message(16);
-        int32_t length = capacity;
-        G_LastError = 77;
-        EXPECT_EQ(GetErrorMsg(5, message, &length), -404) << capacity;
-        EXPECT_EQ(length, 11) << capacity;
-        EXPECT_TRUE(message.Untouched()) << capacity;
-        EXPECT_EQ(G_LastError, -404) << capacity;
-    }
-}
-
 TEST_F(GetErrorMsgTest, MessagesMayBeLongerThanTheBound) {
     const std::string long_message(1000, 'm');
     Key().X_ErrorConvert_UOS.Returns(long_message.c_str());
@@ -138,29 +74,6 @@ TEST_F(GetErrorMsgTest, NullMessageStillNeedsRoomForATerminator) {
     EXPECT_EQ(length, 1);
     EXPECT_TRUE(message.Untouched());
     EXPECT_EQ(G_LastError, -404);
-}
-
-TEST_F(GetErrorMsgTest, AskingForAMessageKeepsTheCodeThatItExplains) {
-    Key().VerifyPIN.Returns(0x0A000002);
-    Key().X_ErrorConvert_UOS.Returns("wrong PIN");
-    VerifyPIN("SN0123456789");
-    Canary message(200);
-    int32_t length = 200;
-    EXPECT_EQ(GetErrorMsg(0x0A000002, message, &length), 0);
-    int32_t code = 0;
-    GetLastErrCode(&code);
-    EXPECT_EQ(code, 0x0A000002);
-}
-
-TEST_F(GetErrorMsgTest, StringLibraryOutOfMemoryLeavesAsItsException) {
-    Key().X_ErrorConvert_UOS.Returns("message");
-    Canary message(200);
-    int32_t length = 200;
-    const scripted::ScarceStrings scarce(1);
-    EXPECT_EQ(scripted::RaisedCode([&] { GetErrorMsg(5, message, &length); }), QRV::kOutOfMemory);
-    EXPECT_TRUE(message.Untouched());
-    EXPECT_EQ(length, 200);
-    EXPECT_EQ(G_LastError, 77);
 }
 
 // Memory for a text of the largest length that takes little: only its beginning is kept.
@@ -203,34 +116,6 @@ TEST(GetErrorMsgUninitialized, BindsFirst) {
     EXPECT_EQ(g_initFlag, 1);
     EXPECT_EQ(length, 10);
     EXPECT_EQ(G_LastError, 0);
-}
-
-TEST(GetErrorMsgUninitialized, FailedBindIsLeftInTheLastErrorByALengthQuery) {
-    scripted::RemoveBackend();
-    int32_t length = 0;
-    EXPECT_EQ(GetErrorMsg(2, nullptr, &length), 0);
-    EXPECT_EQ(length, 200);
-    EXPECT_EQ(G_LastError, -101);
-}
-
-TEST(GetErrorMsgUninitialized, WithoutABackendAnswersUnavailable) {
-    scripted::RemoveBackend();
-    Canary message(200);
-    int32_t length = 200;
-    EXPECT_EQ(GetErrorMsg(2, message, &length), -101);
-    EXPECT_EQ(length, 200);
-    EXPECT_TRUE(message.Untouched());
-    EXPECT_EQ(G_LastError, -101);
-}
-
-TEST(RefusingEntries, LeaveThePreviousCode) {
-    G_LastError = 77;
-    EXPECT_EQ(RegisterCert(), -300);
-    EXPECT_EQ(UnregisterCert(), -300);
-    EXPECT_EQ(RepairDriver(), -300);
-    EXPECT_EQ(G_LastError, 77);
-    EXPECT_EQ(g_initFlag, 0);
-    EXPECT_FALSE(scripted::BackendIsLoaded());
 }
 
 }  // namespace

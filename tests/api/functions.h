@@ -30,7 +30,7 @@ struct Arguments {
     int32_t second = 12;
     int32_t third = 13;
     int64_t wide = 14;
-    void* parameter = &G_LastError;
+    void* parameter = const_cast<char*>(serial_number) + 1;
     char* buffer = nullptr;
     int32_t* length = nullptr;
 };
@@ -51,7 +51,7 @@ struct AnyEntry {
     std::function<void(std::function<int32_t(Outputs&)>)> answers;
     // The pointers among the arguments of one call, counted from 0.
     std::function<std::vector<const void*>(size_t)> pointers;
-    std::function<void()> empty_slot;
+    std::function<void(CommonFunction&)> empty_slot;
 };
 
 template <typename Result, typename... Parameters>
@@ -89,7 +89,7 @@ AnyEntry Any(Entry<Result(Parameters...)>& entry, Result (*CommonFunction::*slot
                    entry.Arguments().at(call));
         return found;
     };
-    return {answers, pointers, [slot] { ORVAL_ComFunc.*slot = nullptr; }};
+    return {answers, pointers, [slot](CommonFunction& slots) { slots.*slot = nullptr; }};
 }
 
 // A call of the key as it is recorded.
@@ -152,6 +152,8 @@ class Function {
     Function& KeepsTheLastError() { return Set(keeps_last_error, true); }
     // The bytes of the buffer that the key writes to, where it is not the caller's.
     Function& Room(size_t bytes) { return Set(room, bytes); }
+    // The length of the text is the one that the key tells; otherwise the text itself is measured.
+    Function& TakesTheKeysLength() { return Set(takes_the_keys_length, true); }
     // Requests for text memory, at least, that come before the key is asked, or all along.
     Function& Copies(int texts) { return Set(copies, texts); }
     Function& CopiesOnTheWay(int texts) {
@@ -168,6 +170,8 @@ class Function {
     // What comes before a call that is to succeed.
     Function& After(void (*preparation)()) { return Set(prepare, preparation); }
     Function& Gives(int32_t code) { return Set(success, code); }
+    // The code of a call that does not bind, when nothing is bound.
+    Function& GivesUnbound(int32_t code) { return Set(unbound, code); }
 
     const char* name;
     int32_t (*call)(const Arguments&);
@@ -183,6 +187,7 @@ class Function {
     bool resets_first = false;
     bool keeps_last_error = false;
     size_t room = 0;
+    bool takes_the_keys_length = false;
     int copies = 0;
     bool on_the_way = false;
     bool estimates = false;
@@ -192,6 +197,7 @@ class Function {
     bool logs_in_its_own_way = false;
     void (*prepare)() = [] {};
     int32_t success = 0;
+    int32_t unbound = 0;
 
  private:
     template <typename Member, typename Value>
@@ -230,7 +236,7 @@ inline const std::vector<Function>& Functions() {
             .Asks({ORVAL_KEY_CALL(X_ErrorConvert_UOS, "11")})
             .AtTheExtremes("-2147483648")
             .KeepsTheLastError()
-            .Copies(1),
+            .CopiesOnTheWay(1),
         Function(ORVAL_CALL(GetDriverVersion, (a.buffer, a.length)))
             .Logs({{"GetDriverVersion", "pszVersion: {buffer}"},
                    {"GetDriverVersion", "End G_LastError: {code}"}}),
@@ -286,12 +292,14 @@ inline const std::vector<Function>& Functions() {
             .Asks({ORVAL_KEY_CALL(GM_RemoveUserPin, "")})
             .ResetsTheLastErrorFirst(),
         Function(ORVAL_CALL(SetCachePinFlag, (a.serial_number, a.wide)), kNeverBinds)
+            .GivesUnbound(-101)
             .Asks({ORVAL_KEY_CALL(SetCachePinFlag, R"("SN0123456789", 14)")})
             .HandsOn({kSerialNumber})
             .AtTheExtremes(R"("SN0123456789", -9223372036854775808)")
             .AsksWithout(kSerialNumber, {"SetCachePinFlag(null, 14)"})
             .ResetsTheLastErrorFirst(),
         Function(ORVAL_CALL(InitUKey, (a.serial_number)), kNeverBinds)
+            .GivesUnbound(-109)
             .Asks({ORVAL_KEY_CALL(CustInitCard, R"("SN0123456789", 0, null, 0)")})
             .HandsOn({kSerialNumber})
             .ResetsTheLastErrorFirst()
@@ -363,6 +371,7 @@ inline const std::vector<Function>& Functions() {
                          {R"(GMUsbKeyCommonSign("", 11, 12, "abc", 13, zeroed[8198], &100))"})
             .ResetsTheLastErrorFirst()
             .Room(8198)
+            .TakesTheKeysLength()
             .Copies(2)
             .Estimates(),
         Function(ORVAL_CALL(Batch_Sign,
@@ -390,6 +399,7 @@ inline const std::vector<Function>& Functions() {
                          {R"(GMUSBKeyAsymDec2("", 11, 12, "c1ph3r", zeroed[8204], &8204))"})
             .ResetsTheLastErrorFirst()
             .Room(8204)
+            .TakesTheKeysLength()
             .Copies(2)
             .Estimates(),
         Function(ORVAL_CALL(GetCert, (a.serial_number, a.first, a.second, a.buffer, a.length)))
@@ -397,7 +407,8 @@ inline const std::vector<Function>& Functions() {
             .Asks({ORVAL_KEY_CALL(GetCertInfo, R"("SN0123456789", 11, 12, zeroed[4096], &4096)")})
             .HandsOn({kSerialNumber})
             .AtTheExtremes(R"("SN0123456789", -2147483648, -1, zeroed[4096], &4096)")
-            .Room(4096),
+            .Room(4096)
+            .TakesTheKeysLength(),
         Function(ORVAL_CALL(GetCertDN, (a.serial_number, a.first, a.second, a.buffer, a.length)))
             .Requires({kSerialNumber, kLength})
             .Asks({ORVAL_KEY_CALL(GM_GetCertDN, R"("SN0123456789", 11, 12, zeroed[1024])")})
@@ -416,9 +427,18 @@ inline const std::vector<Function>& Functions() {
             .HandsOn({kSerialNumber})
             .AtTheExtremes(R"("SN0123456789", -2147483648, -1)")
             .AsksWithout(kSerialNumber, {"DelCertAndTempKey(null, 11, 12)"}),
-        Function(ORVAL_CALL(RegisterCert, ()), kNeverBinds).KeepsTheLastError().Gives(-300),
-        Function(ORVAL_CALL(UnregisterCert, ()), kNeverBinds).KeepsTheLastError().Gives(-300),
-        Function(ORVAL_CALL(RepairDriver, ()), kNeverBinds).KeepsTheLastError().Gives(-300),
+        Function(ORVAL_CALL(RegisterCert, ()), kNeverBinds)
+            .KeepsTheLastError()
+            .Gives(-300)
+            .GivesUnbound(-300),
+        Function(ORVAL_CALL(UnregisterCert, ()), kNeverBinds)
+            .KeepsTheLastError()
+            .Gives(-300)
+            .GivesUnbound(-300),
+        Function(ORVAL_CALL(RepairDriver, ()), kNeverBinds)
+            .KeepsTheLastError()
+            .Gives(-300)
+            .GivesUnbound(-300),
         Function(ORVAL_CALL(ImportX509Cert, (a.serial_number, a.text)))
             .On("M,I\r\nI")
             .Requires({kSerialNumber, kText})

@@ -89,6 +89,12 @@ bool Contains(const std::vector<Part>& parts, Part part) {
     return std::find(parts.begin(), parts.end(), part) != parts.end();
 }
 
+// The function delivers a text of the key and counts its characters itself.
+bool IsMeasured(const Function& function) {
+    return !function.asked.empty() && !function.takes_the_keys_length &&
+           !Contains(function.handed_on, kBuffer);
+}
+
 std::string Hex(const char* format, int32_t number) {
     char digits[16];
     std::snprintf(digits, sizeof(digits), format, static_cast<unsigned>(number));
@@ -177,7 +183,11 @@ std::vector<Part> CallersOwn(const std::vector<const void*>& pointers, const Arg
     return own;
 }
 
-void Deliver(Outputs& outputs, const std::string& text) {
+// Where the function has a length, there is a text to deliver.
+void Deliver(const Function& function, Outputs& outputs, const std::string& text) {
+    if (LengthsOf(function) == nullptr) {
+        return;
+    }
     outputs.message = text.c_str();
     if (outputs.request != nullptr) {
         *outputs.request = NewText(text);
@@ -199,12 +209,10 @@ void Answer(const Function& function, const std::function<int32_t(int which, Out
     }
 }
 
-// The key succeeds, and delivers the text where the function has a length.
+// The key succeeds and delivers the text.
 void DeliverText(const Function& function, const std::string& text) {
-    Answer(function, [text, delivers = LengthsOf(function) != nullptr](int, Outputs& outputs) {
-        if (delivers) {
-            Deliver(outputs, text);
-        }
+    Answer(function, [&function, text](int, Outputs& outputs) {
+        Deliver(function, outputs, text);
         return 0;
     });
     function.prepare();
@@ -368,7 +376,7 @@ CLIMB(NeverBinding, ROWS(row.binding == kNeverBinds));
 
 TEST_P(NeverBinding, LeavesTheBackendUnbound) {
     G_LastError = kEarlierCode;
-    Call(GetParam()).Run();
+    EXPECT_EQ(Call(GetParam()).Run(), GetParam().unbound);
     EXPECT_EQ(g_initFlag, 0);
     EXPECT_FALSE(BackendIsLoaded());
     EXPECT_THAT(Calls(), IsEmpty());
@@ -415,7 +423,7 @@ TEST_P(AskingTheKey, FindsTheLastErrorAsTheRowSays) {
     Answer(GetParam(), [&](int which, Outputs& outputs) {
         found.push_back(G_LastError);
         expected.push_back(LastErrorDuring(GetParam(), which));
-        Deliver(outputs, "");
+        Deliver(GetParam(), outputs, "");
         return 0;
     });
     EXPECT_TRUE(Succeeds(GetParam(), Call(GetParam()).Run()));
@@ -594,6 +602,65 @@ TEST_P(TextOfTheKey, MayBeEmpty) {
     ExpectAnswer(row);
 }
 
+using MeasuredText = LengthRung;
+CLIMB(MeasuredText, LENGTHS(IsMeasured(FunctionNamed(row.function))));
+
+TEST_P(MeasuredText, EndsAtItsFirstNul) {
+    LeaveEarlierCode();
+    DeliverText(FunctionNamed(GetParam().function), "ab\0cd"s);
+    const Lengths row = ForText(GetParam(), "ab");
+    ExpectSuccess(row, kCapacity);
+    ExpectAnswer(row);
+}
+
+using LengthOfTheKey = LengthRung;
+CLIMB(LengthOfTheKey, LENGTHS(FunctionNamed(row.function).takes_the_keys_length));
+
+// What is written is a text all the same.
+TEST_P(LengthOfTheKey, IsReportedWhateverTheTextsLength) {
+    const Function& function = FunctionNamed(GetParam().function);
+    LeaveEarlierCode();
+    const std::pair<std::string, int32_t> cases[] = {
+        {"ab\0cd"s, 5}, {"abcdef", 3}, {"ab", -7}, {"ab", INT32_MAX}};
+    for (const auto& [text, told] : cases) {
+        Answer(function, [&function, &text = text, told = told](int, Outputs& outputs) {
+            Deliver(function, outputs, text);
+            *outputs.length = told;
+            return 0;
+        });
+        Lengths row = GetParam();
+        row.reported = row.too_small = told;
+        row.written = text.c_str() + "\0"s;
+        ExpectSuccess(row, told);
+        if (row.enough != kAny) {
+            ExpectTooSmall(row, told - 1);
+        }
+        if (row.how == kMeasured) {
+            row.answered = told == INT32_MAX ? INT32_MIN : told + 1;
+            ExpectAnswer(row);
+        }
+    }
+}
+
+TEST_P(LengthOfTheKey, StaysTheOneHandedOverWhereTheKeySetsNone) {
+    const Function& function = FunctionNamed(GetParam().function);
+    LeaveEarlierCode();
+    Answer(function, [&function](int, Outputs& outputs) {
+        outputs.length = nullptr;
+        Deliver(function, outputs, "text");
+        return 0;
+    });
+    const auto room = static_cast<int32_t>(function.room);
+    Lengths row = GetParam();
+    row.too_small = room;
+    row.reported = Contains(function.handed_on, kLength) ? kUnchanged : room;
+    row.written = "text\0"s;
+    ExpectSuccess(row, room);
+    if (row.enough != kAny) {
+        ExpectTooSmall(row, room - 1);
+    }
+}
+
 using BufferOfItsOwn = LengthRung;
 CLIMB(BufferOfItsOwn, LENGTHS(FunctionNamed(row.function).room != 0));
 
@@ -677,14 +744,11 @@ CLIMB(RefusingKey, ROWS(!row.asked.empty() && row.name != "GetErrorMsg"s));
 
 TEST_P(RefusingKey, EndsTheCallWithItsCode) {
     LeaveEarlierCode();
-    const Lengths* lengths = LengthsOf(GetParam());
     std::string log;
     for (size_t refused = 0; refused < GetParam().asked.size(); ++refused) {
         for (const int32_t code : kCodes) {
             Answer(GetParam(), [&](size_t which, Outputs& outputs) {
-                if (lengths != nullptr) {
-                    Deliver(outputs, "half");
-                }
+                Deliver(GetParam(), outputs, "half");
                 return which == refused ? code : 0;
             });
             const size_t before = Calls().size();
@@ -714,8 +778,8 @@ TEST_P(RefusedQuestion, EndsWithTheKeysCode) {
     LeaveEarlierCode();
     std::string log;
     for (const int32_t code : kCodes) {
-        Answer(function, [code](int, Outputs& outputs) {
-            Deliver(outputs, "half");
+        Answer(function, [&function, code](int, Outputs& outputs) {
+            Deliver(function, outputs, "half");
             return code;
         });
         Call call(function);
@@ -736,7 +800,7 @@ TEST_P(ThrowingKey, EndsTheCallWithItsException) {
             if (which == throwing) {
                 throw std::runtime_error("torn out");
             }
-            Deliver(outputs, "");
+            Deliver(GetParam(), outputs, "");
             return 0;
         });
         const size_t before = Calls().size();
@@ -757,7 +821,7 @@ TEST_P(EmptySlot, EndsTheCallUnavailable) {
     for (const KeyCall& missing : asked) {
         LeaveEarlierCode();
         DeliverTheUsual(GetParam());
-        missing.entry.empty_slot();
+        missing.entry.empty_slot(ORVAL_ComFunc);
         const size_t before = Calls().size();
         Call call(GetParam());
         EXPECT_TRUE(Gives(call.Run(), -101));
@@ -816,13 +880,13 @@ TEST_P(TextMemory, ThatRunsOutLeavesAsTheStringLibrarysException) {
             break;
         }
         EXPECT_EQ(raised, QRV::kOutOfMemory);
-        EXPECT_EQ(G_LastError, LastErrorDuring(GetParam(), 0));
         EXPECT_TRUE(call.LeftAlone());
-        if (GetParam().on_the_way || GetParam().keeps_last_error) {
+        if (GetParam().on_the_way) {
             ASSERT_LE(calls.size(), all.size());
             EXPECT_TRUE(std::equal(calls.begin(), calls.end(), all.begin()));
         } else {
             EXPECT_THAT(calls, IsEmpty());
+            EXPECT_EQ(G_LastError, LastErrorDuring(GetParam(), 0));
         }
     }
 }

@@ -314,118 +314,6 @@ TEST(InitFlag, WhenSetNothingIsBound) {
     EXPECT_FALSE(scripted::BackendIsLoaded());
 }
 
-// One exported function with arguments that reach its back-end entry.
-struct ExportedCall {
-    const char* name;
-    std::function<int32_t()> call;
-};
-
-char buffer[8192];
-int32_t length = 8000;
-
-const ExportedCall kBackendCalls[] = {
-    {"GetPrintNumber", [] { return GetPrintNumber(buffer, &length); }},
-    {"GetErrorMsg", [] { return GetErrorMsg(5, buffer, &length); }},
-    {"ChangePin", [] { return ChangePin(kSerialNumber); }},
-    {"VerifyPIN", [] { return VerifyPIN(kSerialNumber); }},
-    {"TestVerifyAndCachePin", [] { return TestVerifyAndCachePin(kSerialNumber, 0); }},
-    {"GetPinInfo", [] { return GetPinInfo(kSerialNumber, buffer, &length); }},
-    {"RemovePinCache", [] { return RemovePinCache(); }},
-    {"TestInitUKey", [] { return TestInitUKey(kSerialNumber, nullptr); }},
-    {"GetLabel", [] { return GetLabel(kSerialNumber, buffer, &length); }},
-    {"SetLabel", [] { return SetLabel(kSerialNumber, "label"); }},
-    {"GetData", [] { return GetData(kSerialNumber, 0, buffer, &length); }},
-    {"SetData", [] { return SetData(kSerialNumber, 0, "data"); }},
-    {"SetCharset", [] { return SetCharset("a", "b"); }},
-    {"SetLanguage", [] { return SetLanguage("a", "b"); }},
-    {"Sign", [] { return Sign(kSerialNumber, 0, 0, "data", "warning", buffer, &length); }},
-    {"SignHash", [] { return SignHash(kSerialNumber, 0, 0, "data", 0, buffer, &length); }},
-    {"Batch_Sign",
-     [] {
-         return Batch_Sign(0, kSerialNumber, 0, 0, "text", nullptr, 0, 0, 0, "batch", 0, buffer,
-                           &length);
-     }},
-    {"AsymDec", [] { return AsymDec(kSerialNumber, 0, 0, "cipher", buffer, &length); }},
-    {"GetCert", [] { return GetCert(kSerialNumber, 0, 0, buffer, &length); }},
-    {"GetCertDN", [] { return GetCertDN(kSerialNumber, 0, 0, buffer, &length); }},
-    {"GetCertInfo", [] { return GetCertInfo(kSerialNumber, 0, buffer, &length); }},
-    {"DelCertAndTempKey", [] { return DelCertAndTempKey(kSerialNumber, 0, 0); }},
-    {"ImportX509Cert", [] { return ImportX509Cert(kSerialNumber, "pkcs7"); }},
-    {"ImportEncX509Cert", [] { return ImportEncX509Cert(kSerialNumber, "pkcs7", "key"); }},
-    {"Batch_ImportX509Cert", [] { return Batch_ImportX509Cert(kSerialNumber, "pkcs7"); }},
-    {"GenerateCertRequest",
-     [] { return GenerateCertRequest(kSerialNumber, "CertType(1)", buffer, &length); }},
-    {"Batch_InitAndGenerateCertRequest",
-     [] {
-         return Batch_InitAndGenerateCertRequest(kSerialNumber, 0, "CertType(1)KeyType(1)", buffer,
-                                                 &length);
-     }},
-};
-
-// Functions that initialise although they call no entry.
-const ExportedCall kOtherCalls[] = {
-    {"GetDriverVersion", [] { return GetDriverVersion(nullptr, &length); }},
-    {"GetDllVersion", [] { return GetDllVersion(nullptr, &length); }},
-    {"GetVidAndPid", [] { return GetVidAndPid(nullptr, &length); }},
-    {"GetVendorInfo", [] { return GetVendorInfo(1, nullptr, &length); }},
-    {"WaitForKeyEvent",
-     [] {
-         uint32_t event = 0;
-         uint32_t number_length = 0;
-         return WaitForKeyEvent(&event, nullptr, &number_length);
-     }},
-    {"StopDetectUKey", [] { return StopDetectUKey(); }},
-    {"CheckDriverIntegrity", [] { return CheckDriverIntegrity(1); }},
-};
-
-class BackendCall : public testing::TestWithParam<ExportedCall> {};
-class InitializingCall : public testing::TestWithParam<ExportedCall> {};
-
-constexpr auto kNameOfCall = [](const auto& exported) { return std::string(exported.param.name); };
-
-INSTANTIATE_TEST_SUITE_P(Lifecycle, BackendCall, testing::ValuesIn(kBackendCalls), kNameOfCall);
-INSTANTIATE_TEST_SUITE_P(Lifecycle, InitializingCall, testing::ValuesIn(kBackendCalls),
-                         kNameOfCall);
-INSTANTIATE_TEST_SUITE_P(LifecycleWithoutEntry, InitializingCall, testing::ValuesIn(kOtherCalls),
-                         kNameOfCall);
-
-TEST_P(InitializingCall, BindsOnceWhenTheFlagIsClear) {
-    const Loader loader;
-    GetParam().call();
-    EXPECT_EQ(g_initFlag, 1);
-    EXPECT_TRUE(scripted::BackendIsLoaded());
-    const size_t opened = loader.opened.size();
-    length = 8000;
-    GetParam().call();
-    EXPECT_EQ(loader.opened.size(), opened);
-}
-
-TEST_P(InitializingCall, GoesOnAfterAFailedBindAndTriesAgain) {
-    scripted::RemoveBackend();
-    const Loader loader;
-    GetParam().call();
-    EXPECT_EQ(g_initFlag, 0);
-    EXPECT_EQ(loader.opened.size(), 1U);
-    GetParam().call();
-    EXPECT_EQ(loader.opened.size(), 2U);
-}
-
-TEST_P(BackendCall, EmptySlotAnswersUnavailable) {
-    scripted::RemoveBackend();
-    length = 8000;
-    EXPECT_EQ(GetParam().call(), -101);
-    EXPECT_EQ(G_LastError, -101);
-}
-
-// Every slot but the last one holds an address in a library that is closed again.
-TEST_P(BackendCall, IncompleteBackendAnswersUnavailable) {
-    scripted::UseBackendWithout("SetCachePinFlag");
-    length = 8000;
-    EXPECT_EQ(GetParam().call(), -101);
-    EXPECT_EQ(G_LastError, -101);
-    EXPECT_THAT(Calls(), IsEmpty());
-}
-
 TEST(FreeFunc, LaterCallsAnswerUnavailable) {
     ASSERT_EQ(Initialize(), 0);
     EXPECT_EQ(ORVAL_ComFunc.FreeFunc(), 0);
@@ -494,14 +382,6 @@ TEST(SetCachePinFlag, AfterFinalizeFindsItsSlotStillSet) {
     Key().SetCachePinFlag.Returns(5);
     EXPECT_EQ(SetCachePinFlag(kSerialNumber, 1), 5);
     EXPECT_EQ(g_initFlag, 0);
-}
-
-TEST(InitUKey, RefusesToInitialize) {
-    G_LastError = 77;
-    EXPECT_EQ(InitUKey(kSerialNumber), -109);
-    EXPECT_EQ(G_LastError, 77);
-    EXPECT_EQ(g_initFlag, 0);
-    EXPECT_FALSE(scripted::BackendIsLoaded());
 }
 
 TEST(MemcpyS, CopiesWhatFits) {
