@@ -1,7 +1,4 @@
-#include <stdexcept>
-
 #include "api_test.h"
-#include "common/commonfunction.h"
 #include "outcome.h"
 #include "scarce_memory.h"
 

@@ -1,11 +1,8 @@
-#include <stdexcept>
-
 #include "api_test.h"
 #include "cases.h"
 #include "common/commonfunction.h"
 #include "outcome.h"
 #include "qrv/string.h"
-#include "scarce_memory.h"
 
 // The product exports the larger operations of its strings; the small ones are the client's own.
 template class QRV::CSimpleBufferT<char>;

@@ -44,8 +44,8 @@ struct Place {
 
 // Strings, which are nothing but their buffers, that were there before the manager failed: `shared`
 // holds the same block as `sharer`.
-struct Strings {
-    explicit Strings(IQrvBufferMgr* manager)
+struct Scene {
+    explicit Scene(IQrvBufferMgr* manager)
         : shared("shared text", 11, manager), sharer(shared), alone("alone", 5, manager) {}
 
     Place place;
@@ -57,37 +57,37 @@ struct Strings {
 struct Call {
     const char* name;
     FaultyManager::Operation calls;
-    std::function<void(Strings&)> call;
+    std::function<void(Scene&)> call;
 };
 
 void PrintTo(const Call& call, std::ostream* out) {
     *out << call.name;
 }
 
-void SignAHash(Strings& /*strings*/) {
+void SignAHash(Scene& /*scene*/) {
     Canary signature(64);
     int32_t length = 64;
     SignHash(kSerialNumber, 1, 2, "data", 3, signature, &length);
 }
 
-void RequestACertificate(Strings& /*strings*/) {
+void RequestACertificate(Scene& /*scene*/) {
     Canary request(64);
     int32_t length = 64;
     GenerateCertRequest(kSerialNumber, "CertType(1)|KeyType(2)", request, &length);
 }
 
-void ConstructBuffer(Strings& s) {
+void ConstructBuffer(Scene& s) {
     Exported<void(void*, const char*, int32_t, IQrvBufferMgr*)>(
         "_ZN3QRV14CSimpleBufferTIcEC1EPKciPNS_13IQrvBufferMgrE")(&s.place, "abc", 3,
                                                                  s.alone.Data()->manager);
 }
 
-void ConstructString(Strings& s) {
+void ConstructString(Scene& s) {
     Exported<void(void*, const char*)>(
         "_ZN3QRV8CStringTIcNS_11StrTraitQRVIcNS_10ChTraitsExIcEEEEEC1EPKc")(&s.place, "abc");
 }
 
-void Fork(Strings& s) {
+void Fork(Scene& s) {
     Exported<void(CharBuffer*, int32_t)>("_ZN3QRV14CSimpleBufferTIcE4ForkEi")(&s.alone, 40);
 }
 
@@ -96,22 +96,22 @@ void GetBuffer(CharBuffer& text) {
         &text, 99, 0);
 }
 
-void CloneData(Strings& s) {
+void CloneData(Scene& s) {
     Exported<CBufferData*(CBufferData*)>("_ZN3QRV14CSimpleBufferTIcE9CloneDataEPNS_11CBufferDataE")(
         s.alone.Data());
 }
 
-void Assign(Strings& s) {
+void Assign(Scene& s) {
     Exported<void(CharBuffer*, const CharBuffer*)>("_ZN3QRV14CSimpleBufferTIcEaSERKS1_")(&s.alone,
                                                                                          &s.shared);
 }
 
-void Mid(Strings& s) {
+void Mid(Scene& s) {
     Exported<CharBuffer(const CharBuffer*, int32_t, int32_t)>(
         "_ZNK3QRV8CStringTIcNS_11StrTraitQRVIcNS_10ChTraitsExIcEEEEE3MidEii")(&s.alone, 1, 2);
 }
 
-void Replace(Strings& s) {
+void Replace(Scene& s) {
     Exported<int32_t(CharBuffer*, const char*, const char*)>(
         "_ZN3QRV8CStringTIcNS_11StrTraitQRVIcNS_10ChTraitsExIcEEEEE7ReplaceEPKcS7_")(&s.alone, "n",
                                                                                      "nn");
@@ -132,8 +132,8 @@ const Call kHandedSomething[] = {
     {"StringConstructorAllocates", M::kAllocate, ConstructString},
     {"ForkClones", M::kClone, Fork},
     {"ForkAllocates", M::kAllocate, Fork},
-    {"GetBufferOfSharedAllocates", M::kAllocate, [](Strings& s) { GetBuffer(s.shared); }},
-    {"GetBufferGrowingReallocates", M::kReallocate, [](Strings& s) { GetBuffer(s.alone); }},
+    {"GetBufferOfSharedAllocates", M::kAllocate, [](Scene& s) { GetBuffer(s.shared); }},
+    {"GetBufferGrowingReallocates", M::kReallocate, [](Scene& s) { GetBuffer(s.alone); }},
     {"CloneDataClones", M::kClone, CloneData},
     {"AssignClones", M::kClone, Assign},
     {"MidClones", M::kClone, Mid},
@@ -157,10 +157,10 @@ class FaultyManagerTest : public testing::TestWithParam<Call> {
     }
     ~FaultyManagerTest() override { *scripted::DefaultManager() = usual_manager_; }
 
-    void Run(FaultyManager::Fault fault, const std::function<void(Strings&)>& call) {
-        Strings strings(&manager_);
+    void Run(FaultyManager::Fault fault, const std::function<void(Scene&)>& call) {
+        Scene scene(&manager_);
         manager_.Fails(GetParam().calls, fault);
-        call(strings);
+        call(scene);
         manager_.Fails(GetParam().calls, FaultyManager::kNone);
     }
 
@@ -179,16 +179,16 @@ TEST_P(FaultyManagerDeathTest, ExceptionEndsTheProcess) {
 }
 
 TEST_P(FaultyManagerTest, NothingHandedOutIsOutOfMemory) {
-    Run(FaultyManager::kYieldsNothing, [](Strings& strings) {
+    Run(FaultyManager::kYieldsNothing, [](Scene& scene) {
         int32_t code = 0;
         try {
-            GetParam().call(strings);
+            GetParam().call(scene);
         } catch (const QRV::CQrvException& exception) {
             code = exception.Code();
         }
         EXPECT_EQ(code, static_cast<int32_t>(0x8007000E));
-        EXPECT_STREQ(strings.alone.GetString(), "alone");
-        EXPECT_STREQ(strings.shared.GetString(), "shared text");
+        EXPECT_STREQ(scene.alone.GetString(), "alone");
+        EXPECT_STREQ(scene.shared.GetString(), "shared text");
     });
     EXPECT_EQ(manager_.LiveBlocks(), 0);
 }

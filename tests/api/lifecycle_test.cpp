@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <array>
-#include <functional>
 
 #include "api_test.h"
 #include "common/commonfunction.h"

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "orval_unified_kpxukey.h"
 
@@ -17,9 +16,6 @@ constexpr int32_t kEarlierCode = 0x0A000123;
 
 // A code as a key gives it.
 constexpr int32_t kKeyRefuses = 0x0A000042;
-
-constexpr int32_t kLowest = INT32_MIN;
-constexpr int32_t kHighest = INT32_MAX;
 
 // The state after an initialised library's call failed: whoever resets G_LastError shows it.
 inline void LeaveEarlierCode() {
@@ -45,11 +41,6 @@ std::shared_ptr<int32_t> NoteLastError(Entry& entry) {
         return 0;
     });
     return noted;
-}
-
-// A text as it stands in a buffer.
-inline std::string WithTerminator(const std::string& text) {
-    return text + '\0';
 }
 
 }  // namespace scripted

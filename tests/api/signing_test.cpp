@@ -70,7 +70,7 @@ TEST(Batch_Sign, LengthQueryAsksForNoRequiredArgument) {
 
 TEST(Batch_Sign, BitZeroDemandsSerialNumberTextAndSixthArgument) {
     LeaveEarlierCode();
-    for (const int32_t flags : {1, 3, -1, kHighest}) {
+    for (const int32_t flags : {1, 3, -1, INT32_MAX}) {
         for (const int missing : {2, 5, 6}) {
             BatchSignCall call;
             call.nFlags = flags;
@@ -88,7 +88,7 @@ TEST(Batch_Sign, BitZeroDemandsSerialNumberTextAndSixthArgument) {
 }
 
 TEST(Batch_Sign, OtherBitsDemandNothing) {
-    for (const int32_t flags : {0, 2, -2, kLowest}) {
+    for (const int32_t flags : {0, 2, -2, INT32_MIN}) {
         BatchSignCall call;
         call.nFlags = flags;
         call.szSN = nullptr;

@@ -18,7 +18,7 @@ using scripted::FaultyManager;
 
 // The strings an operation meets. `shared` holds the same block as `sharer`, `alone` its own,
 // `foreign` one of another manager, `locked` one that may not be shared.
-struct Strings {
+struct Scene {
     CString shared = "shared, text";
     CString sharer = shared;
     CString alone = "alone";
@@ -26,7 +26,7 @@ struct Strings {
     CharBuffer foreign = MakeBuffer("foreign", &Elsewhere());
     CharBuffer no_text = MakeBuffer("", &Elsewhere());
 
-    Strings() { ForbidSharing(locked); }
+    Scene() { ForbidSharing(locked); }
 
     std::string Texts() const {
         return TextOf(shared) + "|" + TextOf(sharer) + "|" + TextOf(alone) + "|" + TextOf(locked) +
@@ -42,7 +42,7 @@ struct Strings {
 struct Call {
     const char* name;
     FaultyManager::Operation calls;
-    std::function<void(Strings&)> operation;
+    std::function<void(Scene&)> operation;
 };
 
 void PrintTo(const Call& call, std::ostream* out) {
@@ -51,49 +51,49 @@ void PrintTo(const Call& call, std::ostream* out) {
 
 std::vector<Call> Calls() {
     using M = FaultyManager;
-    const auto manager = [](Strings& s) { return s.alone.Data()->manager; };
+    const auto manager = [](Scene& s) { return s.alone.Data()->manager; };
     return {
-        {"ConstructEmptyAsksForTheNilBuffer", M::kGetNilBuffer, [](Strings&) { CString(); }},
-        {"ConstructFromTextAsksForTheNilBuffer", M::kGetNilBuffer, [](Strings&) { CString("x"); }},
-        {"ConstructFromTextClones", M::kClone, [](Strings&) { CString("x"); }},
-        {"ConstructFromTextAllocates", M::kAllocate, [](Strings&) { CString("x"); }},
+        {"ConstructEmptyAsksForTheNilBuffer", M::kGetNilBuffer, [](Scene&) { CString(); }},
+        {"ConstructFromTextAsksForTheNilBuffer", M::kGetNilBuffer, [](Scene&) { CString("x"); }},
+        {"ConstructFromTextClones", M::kClone, [](Scene&) { CString("x"); }},
+        {"ConstructFromTextAllocates", M::kAllocate, [](Scene&) { CString("x"); }},
         {"ConstructFromCharactersAllocates", M::kAllocate,
-         [=](Strings& s) { CharBuffer("x", 1, manager(s)); }},
-        {"DestroyFrees", M::kFree, [=](Strings& s) { CharBuffer("x", 1, manager(s)); }},
-        {"CopyClones", M::kClone, [](Strings& s) { CString copy(s.alone); }},
-        {"CopyOfLockedAllocates", M::kAllocate, [](Strings& s) { CString copy(s.locked); }},
-        {"CloneDataClones", M::kClone, [](Strings& s) { CString::CloneData(s.alone.Data()); }},
+         [=](Scene& s) { CharBuffer("x", 1, manager(s)); }},
+        {"DestroyFrees", M::kFree, [=](Scene& s) { CharBuffer("x", 1, manager(s)); }},
+        {"CopyClones", M::kClone, [](Scene& s) { CString copy(s.alone); }},
+        {"CopyOfLockedAllocates", M::kAllocate, [](Scene& s) { CString copy(s.locked); }},
+        {"CloneDataClones", M::kClone, [](Scene& s) { CString::CloneData(s.alone.Data()); }},
         {"CloneDataOfLockedAllocates", M::kAllocate,
-         [](Strings& s) { CString::CloneData(s.locked.Data()); }},
-        {"AssignClones", M::kClone, [](Strings& s) { s.alone = s.shared; }},
-        {"AssignFreesTheOldBlock", M::kFree, [](Strings& s) { s.alone = s.shared; }},
+         [](Scene& s) { CString::CloneData(s.locked.Data()); }},
+        {"AssignClones", M::kClone, [](Scene& s) { s.alone = s.shared; }},
+        {"AssignFreesTheOldBlock", M::kFree, [](Scene& s) { s.alone = s.shared; }},
         {"AssignOfForeignReallocates", M::kReallocate,
-         [](Strings& s) { s.alone.CharBuffer::operator=(s.foreign); }},
+         [](Scene& s) { s.alone.CharBuffer::operator=(s.foreign); }},
         {"AssignOfForeignEmptyAsksForTheNilBuffer", M::kGetNilBuffer,
-         [](Strings& s) { s.alone.CharBuffer::operator=(s.no_text); }},
-        {"ForkClones", M::kClone, [](Strings& s) { s.alone.Fork(40); }},
-        {"ForkAllocates", M::kAllocate, [](Strings& s) { s.alone.Fork(40); }},
-        {"ForkFreesTheOldBlock", M::kFree, [](Strings& s) { s.alone.Fork(40); }},
-        {"GetBufferOfSharedClones", M::kClone, [](Strings& s) { s.shared.GetBuffer(1); }},
-        {"GetBufferOfSharedAllocates", M::kAllocate, [](Strings& s) { s.shared.GetBuffer(1); }},
-        {"GetBufferGrowingReallocates", M::kReallocate, [](Strings& s) { s.alone.GetBuffer(99); }},
-        {"AppendReallocates", M::kReallocate, [](Strings& s) { s.alone += "x"; }},
-        {"MidOfAllClones", M::kClone, [](Strings& s) { s.alone.Mid(0, 5); }},
-        {"MidOfAPartClones", M::kClone, [](Strings& s) { s.alone.Mid(1, 2); }},
-        {"MidOfAPartAllocates", M::kAllocate, [](Strings& s) { s.alone.Mid(1, 2); }},
-        {"ReplaceReallocates", M::kReallocate, [](Strings& s) { s.alone.Replace("n", "nn"); }},
-        {"ReplaceInSharedAllocates", M::kAllocate, [](Strings& s) { s.shared.Replace(",", ""); }},
+         [](Scene& s) { s.alone.CharBuffer::operator=(s.no_text); }},
+        {"ForkClones", M::kClone, [](Scene& s) { s.alone.Fork(40); }},
+        {"ForkAllocates", M::kAllocate, [](Scene& s) { s.alone.Fork(40); }},
+        {"ForkFreesTheOldBlock", M::kFree, [](Scene& s) { s.alone.Fork(40); }},
+        {"GetBufferOfSharedClones", M::kClone, [](Scene& s) { s.shared.GetBuffer(1); }},
+        {"GetBufferOfSharedAllocates", M::kAllocate, [](Scene& s) { s.shared.GetBuffer(1); }},
+        {"GetBufferGrowingReallocates", M::kReallocate, [](Scene& s) { s.alone.GetBuffer(99); }},
+        {"AppendReallocates", M::kReallocate, [](Scene& s) { s.alone += "x"; }},
+        {"MidOfAllClones", M::kClone, [](Scene& s) { s.alone.Mid(0, 5); }},
+        {"MidOfAPartClones", M::kClone, [](Scene& s) { s.alone.Mid(1, 2); }},
+        {"MidOfAPartAllocates", M::kAllocate, [](Scene& s) { s.alone.Mid(1, 2); }},
+        {"ReplaceReallocates", M::kReallocate, [](Scene& s) { s.alone.Replace("n", "nn"); }},
+        {"ReplaceInSharedAllocates", M::kAllocate, [](Scene& s) { s.shared.Replace(",", ""); }},
         {"TokenizeAllocates", M::kAllocate,
-         [](Strings& s) {
+         [](Scene& s) {
              int32_t position = 0;
              s.shared.Tokenize(",", position);
          }},
         {"TokenizeToTheEndAsksForTheNilBuffer", M::kGetNilBuffer,
-         [](Strings& s) {
+         [](Scene& s) {
              int32_t position = -1;
              s.shared.Tokenize(",", position);
          }},
-        {"MakeUpperOfSharedAllocates", M::kAllocate, [](Strings& s) { s.shared.MakeUpper(); }},
+        {"MakeUpperOfSharedAllocates", M::kAllocate, [](Scene& s) { s.shared.MakeUpper(); }},
     };
 }
 
@@ -107,10 +107,10 @@ std::vector<Call> CallsThatAreHandedSomething() {
 
 class FaultyManagerTest : public testing::TestWithParam<Call> {
  protected:
-    void Run(FaultyManager::Fault fault, const std::function<void(Strings&)>& operation) {
-        Strings strings;
+    void Run(FaultyManager::Fault fault, const std::function<void(Scene&)>& operation) {
+        Scene scene;
         manager_.Fails(GetParam().calls, fault);
-        operation(strings);
+        operation(scene);
         manager_.Fails(GetParam().calls, FaultyManager::kNone);
     }
 
@@ -127,10 +127,10 @@ TEST_P(FaultyManagerDeathTest, ExceptionEndsTheProcess) {
 }
 
 TEST_P(FaultyManagerTest, NothingHandedOutIsOutOfMemory) {
-    Run(FaultyManager::kYieldsNothing, [](Strings& strings) {
-        const std::string before = strings.Texts();
-        EXPECT_EQ(RaisedCode([&] { GetParam().operation(strings); }), kOutOfMemory);
-        EXPECT_EQ(strings.Texts(), before);
+    Run(FaultyManager::kYieldsNothing, [](Scene& scene) {
+        const std::string before = scene.Texts();
+        EXPECT_EQ(RaisedCode([&] { GetParam().operation(scene); }), kOutOfMemory);
+        EXPECT_EQ(scene.Texts(), before);
     });
     EXPECT_EQ(manager_.LiveBlocks(), 0);
     EXPECT_EQ(NilReferences(&manager_), 2);
