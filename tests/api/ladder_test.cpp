@@ -70,8 +70,7 @@ const Lengths kLengths[] = {
 };
 
 const Function& FunctionNamed(const std::string& name) {
-    const auto& functions = Functions();
-    return *std::find_if(functions.begin(), functions.end(),
+    return *std::find_if(kFunctions.begin(), kFunctions.end(),
                          [&name](const Function& function) { return function.name == name; });
 }
 
@@ -256,7 +255,7 @@ using LengthRung = testing::TestWithParam<Lengths>;
 
 std::vector<Function> Rows(bool (*has)(const Function&)) {
     std::vector<Function> rows;
-    std::copy_if(Functions().begin(), Functions().end(), std::back_inserter(rows), has);
+    std::copy_if(kFunctions.begin(), kFunctions.end(), std::back_inserter(rows), has);
     return rows;
 }
 
@@ -323,7 +322,7 @@ TEST(Ladder, HasEveryExportedFunction) {
         }
     }
     std::set<std::string> rows = {"Initialize", "Finalize", "GetLastErrCode"};
-    for (const Function& function : Functions()) {
+    for (const Function& function : kFunctions) {
         rows.insert(function.name);
     }
     EXPECT_EQ(rows, exported);

@@ -51,7 +51,7 @@ class Hijack : public testing::TestWithParam<Function> {
     scripted::Arguments arguments_ = GetParam().usual;
 };
 
-INSTANTIATE_TEST_SUITE_P(Symbols, Hijack, testing::ValuesIn(scripted::Functions()),
+INSTANTIATE_TEST_SUITE_P(Symbols, Hijack, testing::ValuesIn(scripted::kFunctions),
                          [](const auto& exported) { return std::string(exported.param.name); });
 
 TEST_P(Hijack, ProcessOwnFunctionsAreNotReached) {
@@ -82,7 +82,7 @@ TEST(Symbols, CallsWithoutResultStayInside) {
 // The tests above mean something only while this program's functions come first.
 TEST(Symbols, ProgramComesBeforeTheProduct) {
     ASSERT_NE(Product(), nullptr);
-    for (const Function& exported : scripted::Functions()) {
+    for (const Function& exported : scripted::kFunctions) {
         void* first = dlsym(RTLD_DEFAULT, exported.name);
         ASSERT_NE(first, nullptr) << exported.name;
         EXPECT_NE(first, dlsym(Product(), exported.name)) << exported.name;
