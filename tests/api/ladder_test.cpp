@@ -25,7 +25,7 @@ const std::string kBefore = "what was there before\0"s;
 constexpr int32_t kCodes[] = {kKeyRefuses, 1, -1, -404, INT32_MIN, INT32_MAX};
 
 // docs/length-rules.md in figures, row by row: what a function answers when the key delivers this
-// text. A bound is answered without the key.
+// text. A bound is answered without the key, and so is the length of a constant text.
 enum Answers { kBound, kMeasured };
 enum Served { kFresh, kRemembered };  // remembered: fetched after the question for the length
 constexpr int32_t kAny = INT32_MIN;   // no capacity is too small
