@@ -20,9 +20,6 @@ constexpr char kSerial[] = "OR00000000000001";
 constexpr char kOtherSerial[] = "OR00000000000002";
 
 constexpr int32_t kSuccess = 0;
-constexpr int32_t Number(Code code) {
-    return static_cast<int32_t>(code);
-}
 
 // The key's library as a client has it: loaded by path, entries found by name.
 struct KeyLibrary {
