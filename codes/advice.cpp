@@ -4,6 +4,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "maker/places.h"
 #include "orval_unified_kpxukey.h"
 
 namespace codes {
@@ -35,8 +36,8 @@ constexpr AdviceInPlace kInPlace[] = {
     {ORVAL_INVALID_ARGUMENT, "Batch_Sign",
      "with bit 0 of --flags give --text and --param6 as well"},
     {ORVAL_UNSUPPORTED, "CheckDriverIntegrity",
-     "with --mode 1 it means that /opt/apps/com.kpx.uosorval/files/bin cannot be read: install the "
-     "key's software; there is no other mode"},
+     "with --mode 1 it means that " ORVAL_APPLICATION_DIRECTORY
+     " cannot be read: install the key's software; there is no other mode"},
     {ORVAL_UNSUPPORTED, "RegisterCert UnregisterCert RepairDriver",
      "nothing can be done: this function refuses every call"},
     {kTextMalformed, "GenerateCertRequest Batch_InitAndGenerateCertRequest",

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <iterator>
 
+#include "maker/places.h"
 #include "orval_unified_kpxukey.h"
 
 namespace codes {
@@ -273,8 +274,8 @@ constexpr Row kRows[] = {
     {ORVAL_BACKEND_UNAVAILABLE, "ORVAL_BACKEND_UNAVAILABLE",
      "the key maker's library libOrvalKPX.so cannot be loaded or lacks an entry point",
      "The key's library cannot be loaded.", "无法加载钥匙库。",
-     "install or reinstall the key's software; the library belongs in "
-     "/opt/apps/com.kpx.uosorval/files/bin"},
+     "install or reinstall the key's software; the library belongs "
+     "in " ORVAL_APPLICATION_DIRECTORY},
 };
 
 constexpr bool IsSound(const Row& row) {
