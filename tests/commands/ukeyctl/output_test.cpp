@@ -97,8 +97,7 @@ TEST_F(OutputTest, ErrorsAreEscaped) {
 TEST_F(OutputTest, JsonHoldsNoControlCharacterAndMeansTheSame) {
     const std::string text = "A\x1B[2J\x7F\xC2\x9B\xE6\xB5\x8B";
     const Outcome outcome = Ukeyctl({"label", "get", "--json"}, "GetLabel=" + text + "\n").Run();
-    EXPECT_TRUE(cli::IsPrintable(outcome.out.substr(0, outcome.out.size() - 1)))
-        << outcome.out;
+    EXPECT_TRUE(cli::IsPrintable(outcome.out.substr(0, outcome.out.size() - 1))) << outcome.out;
     EXPECT_EQ(outcome.Json()["label"], text);
 }
 

@@ -24,7 +24,7 @@ TEST(GetCertDN, UnlikeGetCertMeasuresTheTextItself) {
     EXPECT_EQ(length, 2);
 }
 
-// Unlike its siblings it looks at no serial number of its own: the key decides, and is not asked here.
+// Unlike its siblings it looks at no serial number: the key decides, and is not asked here.
 TEST(GetCertInfo, LengthQueryNeedsNoSerialNumber) {
     int32_t length = -1;
     EXPECT_TRUE(Gives(GetCertInfo(nullptr, 7, nullptr, &length), 0));
