@@ -1,4 +1,6 @@
 #include <cstring>
+#include <fstream>
+#include <regex>
 #include <set>
 
 #include "codes/catalogue.h"
@@ -30,6 +32,21 @@ TEST(ErrorTexts, EveryCodeHasOneTextInEachLanguage) {
         EXPECT_LT(std::strlen(row.chinese), 200U);
     }
     for (const int32_t own : {-101, -109, -300, -401, -404, 0}) EXPECT_EQ(1U, seen.count(own));
+}
+
+TEST(ErrorTexts, EveryCodeThatAnEntryAnswersHasOne) {
+    std::ifstream header(SOFTKEY_CODES);
+    const std::regex enumerator(R"( +(k\w+) = (\w+),)");
+    int seen = 0;
+    std::smatch code;
+    for (std::string line; std::getline(header, line);) {
+        if (!std::regex_match(line, code, enumerator)) continue;
+        ++seen;
+        const codes::Row* const row = codes::Find(std::stoi(code[2], nullptr, 0));
+        EXPECT_TRUE(row != nullptr && row->english != nullptr)
+            << code[1] << " has no row with texts in codes/catalogue.cpp";
+    }
+    EXPECT_GT(seen, 0);
 }
 
 TEST(ErrorTexts, AnUnknownCodeShowsItsNumber) {
