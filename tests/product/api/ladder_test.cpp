@@ -187,7 +187,10 @@ void Deliver(const Function& function, Outputs& outputs, const std::string& text
     if (LengthsOf(function) == nullptr) {
         return;
     }
-    outputs.message = text.c_str();
+    // The text of an error stays the key's, and outlives the call.
+    static std::string message;
+    message = text;
+    outputs.message = message.c_str();
     if (outputs.request != nullptr) {
         *outputs.request = NewText(text);
     } else if (outputs.buffer != nullptr) {
