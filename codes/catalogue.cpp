@@ -35,8 +35,6 @@ constexpr const char* kChooseAnotherPin =
 constexpr const char* kVerifyFirst = "verify the PIN with 'ukeyctl pin verify', then try again";
 constexpr const char* kMakeRoom =
     "delete what is not needed any more, see 'ukeyctl cert delete --help'";
-constexpr const char* kSeeSoftwareKeysPage =
-    "the software key's page tells what it asks for and answers";
 constexpr const char* kWriteItemFirst =
     "check the number of the item; 'ukeyctl data set' writes one";
 

@@ -62,7 +62,7 @@ extern "C" {
 enum {
     /** Success. */
     ORVAL_OK = 0,
-    /** The key maker's library, or one of its 29 entry points, is missing. */
+    /** The key maker's library, or one of its entry points, is missing. */
     ORVAL_BACKEND_UNAVAILABLE = -101,
     /** InitUKey() before anything has initialised the library. */
     ORVAL_NOT_INITIALIZED = -109,
@@ -110,7 +110,7 @@ ORVAL_API extern uint8_t g_initFlag;
 /* ---------------------------------------------------------------- lifecycle */
 
 /**
- * Initialize: loads the key maker's library and binds its 29 entry points, all or none.
+ * Initialize: loads the key maker's library and binds its entry points, all or none.
  *
  * Binds anew on every call, also when already initialised. Not logged.
  *

@@ -54,22 +54,24 @@ struct AnyEntry {
     std::function<void(CommonFunction&)> empty_slot;
 };
 
+// Notes a parameter that the entry answers through.
+template <typename Parameter>
+void FindOutput(Outputs& outputs, const Parameter& parameter) {
+    if constexpr (std::is_same_v<Parameter, char*> || std::is_same_v<Parameter, void*>) {
+        outputs.buffer = static_cast<char*>(parameter);
+    } else if constexpr (std::is_same_v<Parameter, int32_t*>) {
+        outputs.length = parameter;
+    } else if constexpr (std::is_same_v<Parameter, char**>) {
+        outputs.request = parameter;
+    }
+}
+
 template <typename Result, typename... Parameters>
 AnyEntry Any(Entry<Result(Parameters...)>& entry, Result (*CommonFunction::*slot)(Parameters...)) {
-    const auto find = [](Outputs& outputs, auto& parameter) {
-        using Parameter = std::decay_t<decltype(parameter)>;
-        if constexpr (std::is_same_v<Parameter, char*> || std::is_same_v<Parameter, void*>) {
-            outputs.buffer = static_cast<char*>(parameter);
-        } else if constexpr (std::is_same_v<Parameter, int32_t*>) {
-            outputs.length = parameter;
-        } else if constexpr (std::is_same_v<Parameter, char**>) {
-            outputs.request = parameter;
-        }
-    };
-    const auto answers = [&entry, find](const std::function<int32_t(Outputs&)>& answer) {
-        entry.Does([answer, find](Parameters... parameters) -> Result {
+    const auto answers = [&entry](const std::function<int32_t(Outputs&)>& answer) {
+        entry.Does([answer](Parameters... parameters) -> Result {
             Outputs outputs;
-            (find(outputs, parameters), ...);
+            (FindOutput(outputs, parameters), ...);
             const int32_t code = answer(outputs);
             if constexpr (std::is_pointer_v<Result>) {
                 return outputs.message;

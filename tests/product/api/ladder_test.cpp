@@ -316,6 +316,44 @@ TEST(Ladder, HasTheRowsOfTheLengthRulesInTheirOrder) {
     EXPECT_EQ(rows, FunctionsOfThePage());
 }
 
+// What a cell says of a length, in figures for a text of that length; kAny where it says nothing.
+int32_t Said(const std::string& cell, const std::string& before, int32_t length) {
+    const size_t at = cell.find(before + "L");
+    if (at == std::string::npos) {
+        return kAny;
+    }
+    return cell.compare(at + before.size(), 5, "L + 1") == 0 ? length + 1 : length;
+}
+
+TEST(Ladder, SaysWhatThePagesCellsSay) {
+    std::ifstream page(Path("docs/length-rules.md"));
+    auto row = std::begin(kLengths);
+    size_t functions = 0;
+    for (std::string line; std::getline(page, line);) {
+        if (line.rfind("| `", 0) != 0 && line.rfind("| the same", 0) != 0) {
+            continue;
+        }
+        std::vector<std::string> cells;
+        for (size_t at = 0; at + 1 < line.size(); at = line.find('|', at + 1)) {
+            cells.push_back(line.substr(at + 1, line.find('|', at + 1) - at - 1));
+        }
+        const auto named = static_cast<size_t>(std::count(cells[0].begin(), cells[0].end(), '`'));
+        functions = named == 0 ? functions : named / 2;
+        for (size_t i = 0; i < functions && row != std::end(kLengths); ++i, ++row) {
+            const auto length = static_cast<int32_t>(row->text.size());
+            const std::pair<int32_t, int32_t> pairs[] = {
+                {cells[1].rfind(" L", 0) == 0 ? Said(cells[1], " ", length) : kAny, row->answered},
+                {Said(cells[2], "reports ", length), row->too_small},
+                {Said(cells[3], "reports ", length), row->reported}};
+            for (const auto& [said, figure] : pairs) {
+                EXPECT_TRUE(said == kAny || said == figure)
+                    << row->function << ": the page says " << said << ", the row " << figure;
+            }
+        }
+    }
+    EXPECT_EQ(row, std::end(kLengths));
+}
+
 TEST(Ladder, HasEveryExportedFunction) {
     std::ifstream symbols(Path("tests/product/api/exported_symbols.txt"));
     std::set<std::string> exported;
@@ -328,7 +366,14 @@ TEST(Ladder, HasEveryExportedFunction) {
     for (const Function& function : kFunctions) {
         rows.insert(function.name);
     }
-    EXPECT_EQ(rows, exported);
+    EXPECT_THAT(rows, testing::ContainerEq(exported));
+}
+
+TEST(Ladder, HasTheLengthsOfEveryFunctionThatRequiresALength) {
+    for (const Function& function : kFunctions) {
+        EXPECT_TRUE(!Contains(function.required, kLength) || LengthsOf(function) != nullptr)
+            << function.name << " has no row in docs/length-rules.md";
+    }
 }
 
 // --- Unbound -------------------------------------------------------------------------------------

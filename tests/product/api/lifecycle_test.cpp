@@ -15,7 +15,6 @@ constexpr size_t kHandleSlot = maker::kHandleSlot;
 
 // What is known of the interface, written out once more: a slip in the list would change both the
 // product and what the tests expect of it.
-static_assert(maker::kEntryCount == 29, "a new entry? Then write its name and its look-up here");
 
 // The entries by slot.
 constexpr const char* kSlotNames[] = {
@@ -27,11 +26,13 @@ constexpr const char* kSlotNames[] = {
     "DelCertAndTempKey",    "VerifyPIN",        "VerifyAndCachePin", "GetPinInfo",
     "GetCertInfo_UOS",      "SetData",          "GetData",           "Batch_Sign",
     "SetCachePinFlag"};
+static_assert(std::size(kSlotNames) == maker::kEntryCount, "a new entry? Then write its name here");
 
 // The slots in the order of their look-up.
-constexpr std::array<size_t, maker::kEntryCount> kLookUpOrder = {
-    0,  3,  4,  5,  6,  1,  2,  7,  8,  9,  10, 11, 12, 13, 14,
-    15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28};
+constexpr size_t kLookUpOrder[] = {0,  3,  4,  5,  6,  1,  2,  7,  8,  9,  10, 11, 12, 13, 14,
+                                   15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28};
+static_assert(std::size(kLookUpOrder) == maker::kEntryCount,
+              "a new entry? Then write its place in the look-up here");
 
 using Slots = std::array<void*, maker::kHandleSlot + 1>;
 static_assert(sizeof(Slots) == sizeof(CommonFunction));
@@ -202,7 +203,7 @@ TEST_P(MissingEntry, LeavesTheSlotsPartlySet) {
     MarkSlots();
     EXPECT_EQ(Initialize(), -101);
     const Slots slots = ReadSlots();
-    for (size_t position = 0; position < kLookUpOrder.size(); ++position) {
+    for (size_t position = 0; position < std::size(kLookUpOrder); ++position) {
         const size_t slot = kLookUpOrder[position];
         if (position < Position()) {
             EXPECT_NE(slots[slot], Marker(slot)) << kSlotNames[slot];

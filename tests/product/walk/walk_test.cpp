@@ -4,6 +4,7 @@
 //     ORVAL_WALK_SEED   the first sequence's seed
 //     ORVAL_WALK_COUNT  how many sequences, with seeds that follow one another
 //     ORVAL_WALK_STEPS  calls in each
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,8 +12,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <string>
 
+#include "functions.h"
 #include "generator.h"
 #include "model.h"
 #include "runner.h"
@@ -72,6 +75,21 @@ testing::AssertionResult SequenceFollowsTheContract(uint32_t seed, uint32_t step
            << "; run it again with ORVAL_WALK_SEED=" << seed << " ORVAL_WALK_COUNT=1"
            << " ORVAL_WALK_STEPS=" << steps << "\n"
            << std::ifstream(kHistoryPath).rdbuf();
+}
+
+TEST(WalkModel, HasEveryExportedFunction) {
+    std::ifstream symbols(ORVAL_SYMBOL_LIST);
+    std::set<std::string> exported;
+    for (std::string line; std::getline(symbols, line);) {
+        if (line.rfind("func ", 0) == 0 && line.find("_Z") == std::string::npos) {
+            exported.insert(line.substr(line.find_last_of(' ') + 1));
+        }
+    }
+    std::set<std::string> rows;
+    for (const walk::Function& function : walk::Functions()) {
+        rows.insert(function.name);
+    }
+    EXPECT_THAT(rows, testing::ContainerEq(exported));
 }
 
 class Walk : public testing::TestWithParam<uint32_t> {};
