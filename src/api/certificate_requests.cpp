@@ -35,7 +35,7 @@ void AppendRequest(QRV::CString& requests, int32_t position, const char* request
     if (position > 0) {
         requests += kRequestSeparator;
     }
-    requests += QRV::CString(request);
+    requests += request;
 }
 
 // The steps of a call store their outcome and return it.

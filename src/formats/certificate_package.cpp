@@ -13,8 +13,7 @@ constexpr char UpperAscii(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-bool IsItemName(const QRV::CString& text) {
-    const std::string_view name(text.GetString(), static_cast<size_t>(text.GetLength()));
+bool IsItemName(std::string_view name) {
     return std::any_of(std::begin(kItemNames), std::end(kItemNames), [name](auto known) {
         known.remove_suffix(1);  // the bracket
         return std::equal(name.begin(), name.end(), known.begin(), known.end(),
@@ -24,20 +23,20 @@ bool IsItemName(const QRV::CString& text) {
 
 }  // namespace
 
-PackageType TypeOfPackage(const QRV::CString& text) {
-    int32_t bracket = text.Find("(");
-    if (bracket <= 0) {
+PackageType TypeOfPackage(const QRV::CString& package) {
+    const std::string_view text = package.AsView();
+    size_t item = 0;
+    size_t bracket = text.find('(');
+    if (bracket == 0 || bracket == text.npos) {
         return PackageType::kSinglePkcs7;
     }
-    int32_t item = 0;
-    while (IsItemName(text.Mid(item, bracket - item))) {
-        const int32_t separator = text.Find("|", bracket + 1);
-        if (separator < 0) {
+    while (bracket != text.npos && IsItemName(text.substr(item, bracket - item))) {
+        const size_t separator = text.find('|', bracket + 1);
+        if (separator == text.npos) {
             return PackageType::kPackage;
         }
         item = separator + 1;
-        // No bracket gives -1 and with it an empty, unknown name.
-        bracket = text.Find("(", int64_t{separator} + 2);
+        bracket = text.find('(', separator + 2);
     }
     return PackageType::kMalformed;
 }

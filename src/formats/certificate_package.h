@@ -24,7 +24,7 @@ enum class PackageType : int32_t {
 };
 
 // Names are compared without regard to case here, unlike below.
-PackageType TypeOfPackage(const QRV::CString& text);
+PackageType TypeOfPackage(const QRV::CString& package);
 
 // The items of one name in a certificate package, pulled in the order of the text:
 //

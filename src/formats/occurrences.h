@@ -4,15 +4,20 @@
 #include <cstdint>
 #include <string_view>
 
+#include "qrv/scan.h"
+
 namespace orval {
 
 // Counts occurrences that do not overlap. An empty part is found at every position and at the end:
 // the text's length + 1 times.
 inline int32_t CountOccurrences(std::string_view text, std::string_view part) {
-    const size_t step = part.empty() ? 1 : part.size();
+    if (part.empty()) {
+        return static_cast<int32_t>(static_cast<uint32_t>(text.size()) + 1U);
+    }
     uint32_t count = 0;
-    for (size_t at = text.find(part); at != std::string_view::npos;
-         at = text.find(part, at + step)) {
+    for (size_t at = QRV::PositionIn(text, part); at != text.npos;
+         at = QRV::PositionIn(text, part)) {
+        text.remove_prefix(at + part.size());
         ++count;
     }
     return static_cast<int32_t>(count);

@@ -1,10 +1,18 @@
 #include "formats/request_description.h"
 
+#include <algorithm>
+#include <iterator>
+
+#include "qrv/scan.h"
+
 namespace orval {
 namespace {
 
+using QRV::NextToken;
+using std::literals::operator""sv;
+
 struct FieldName {
-    const char* name;
+    std::string_view name;
     int32_t RequestFields::*value;
 };
 
@@ -14,18 +22,41 @@ constexpr FieldName kFieldNames[] = {
     {"HashType", &RequestFields::hash_type},
 };
 
-// The field of that name, whatever its case and the white space around it, or null.
-const FieldName* FindField(QRV::CString name) {
-    name.TrimSpace();
-    name.MakeUpper();
-    for (const FieldName& field : kFieldNames) {
-        QRV::CString known(field.name);
-        known.MakeUpper();
-        if (name == known) {
-            return &field;
-        }
+using Traits = QRV::ChTraitsEx<char>;
+
+std::string_view WithoutSpaceAround(std::string_view text) {
+    while (!text.empty() && Traits::IsSpace(text.front())) {
+        text.remove_prefix(1);
     }
-    return nullptr;
+    while (!text.empty() && Traits::IsSpace(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+// Clients write the names as they are documented, nearly always: those need no character's case.
+bool IsWhateverTheCase(std::string_view name, std::string_view known) {
+    return name == known ||
+           std::equal(name.begin(), name.end(), known.begin(), known.end(),
+                      [](char a, char b) { return Traits::ToUpper(a) == Traits::ToUpper(b); });
+}
+
+// The field of that name, whatever its case and the white space around it, or null.
+const FieldName* FindField(std::string_view name) {
+    name = WithoutSpaceAround(name);
+    const auto* const found = std::find_if(
+        std::begin(kFieldNames), std::end(kFieldNames),
+        [name](const FieldName& field) { return IsWhateverTheCase(name, field.name); });
+    return found == std::end(kFieldNames) ? nullptr : found;
+}
+
+// The end of a record reads as its terminator.
+char CharacterAt(std::string_view record, int32_t position) {
+    const auto at = static_cast<size_t>(position);
+    if (at > record.size()) {
+        QRV::QrvThrow(QRV::kInvalidArgument);
+    }
+    return at < record.size() ? record[at] : '\0';
 }
 
 // One character, whatever it is: back-ends have been given values beyond the digits this way. It
@@ -37,25 +68,25 @@ int32_t DigitValue(char character) {
 }  // namespace
 
 bool RequestDescription::TakeRecord() {
-    record_ = text_.Tokenize("|", position_);
-    return position_ != QRV::CString::kNoToken;
+    record_ = NextToken(text_.AsView(), "|"sv, position_);
+    return position_ != QRV::kNoToken;
 }
 
 bool RequestDescription::ReadFields(RequestFields& fields) const {
     int32_t position = 0;
-    while (position != QRV::CString::kNoToken) {
-        const QRV::CString name = record_.Tokenize("(", position);
-        if (position == QRV::CString::kNoToken) {
+    while (position != QRV::kNoToken) {
+        const std::string_view name = NextToken(record_, "("sv, position);
+        if (position == QRV::kNoToken) {
             break;
         }
         const FieldName* field = FindField(name);
         if (field == nullptr) {
             return false;
         }
-        fields.*(field->value) = DigitValue(record_.GetAt(position));
+        fields.*(field->value) = DigitValue(CharacterAt(record_, position));
         // Steps over the value. A token skips the delimiters in front of it, so after an empty
         // value the next field is stepped over with it.
-        record_.Tokenize(")", position);
+        NextToken(record_, ")"sv, position);
     }
     return true;
 }

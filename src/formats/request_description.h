@@ -2,6 +2,7 @@
 #define ORVAL_FORMATS_REQUEST_DESCRIPTION_H
 
 #include <cstdint>
+#include <string_view>
 
 #include "qrv/string.h"
 
@@ -37,8 +38,9 @@ class RequestDescription final {
     bool ReadFields(RequestFields& fields) const;
 
  private:
+    // A copy: the back-end is called between two records, and may change what it was given.
     QRV::CString text_;
-    QRV::CString record_;
+    std::string_view record_;
     int32_t position_ = 0;
 };
 

@@ -2,13 +2,15 @@
 
 #include <pthread.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdarg>
 #include <cstdio>
-#include <ctime>
-#include <memory>
+#include <cstring>
+
+#include "log/local_time.h"
 
 namespace orval {
 namespace {
@@ -17,77 +19,141 @@ constexpr const char* kPath = "/tmp/VexaPinpad_ORVAL.log";
 // A larger file is deleted, not kept beside the new one.
 constexpr off_t kSizeLimit = 104857600;
 
-using LogFile = std::unique_ptr<FILE, int (*)(FILE*)>;
-
-LogFile OpenLog() {
-    struct stat status = {};
-    if (stat(kPath, &status) == 0 && status.st_size > kSizeLimit) {
-        std::remove(kPath);
+// Small texts and numbers, put together without printf's parsing: it is a third of a record's time.
+class Line final {
+ public:
+    Line& Text(const char* text) {
+        const size_t length = std::strlen(text);
+        std::memcpy(characters_ + length_, text, length);
+        length_ += length;
+        return *this;
     }
-    return LogFile(std::fopen(kPath, "a"), std::fclose);
-}
 
-struct Moment {
-    tm local = {};
-    long microseconds = 0;
+    // In decimal, with zeros in front up to that many digits.
+    Line& Number(int64_t number, int digits = 1) {
+        if (number < 0) {
+            characters_[length_++] = '-';
+        }
+        char reversed[20];
+        int count = 0;
+        auto rest = static_cast<uint64_t>(number < 0 ? -number : number);
+        for (; rest != 0 || count < digits; rest /= 10) {
+            reversed[count++] = static_cast<char>('0' + rest % 10);
+        }
+        std::reverse_copy(reversed, reversed + count, characters_ + length_);
+        length_ += static_cast<size_t>(count);
+        return *this;
+    }
+
+    void WriteTo(FILE* file) const { std::fwrite(characters_, 1, length_, file); }
+
+ private:
+    // The longest line has five numbers and 31 characters.
+    char characters_[160];
+    size_t length_ = 0;
 };
 
-Moment Now() {
-    timeval time = {};
-    gettimeofday(&time, nullptr);
-    Moment now;
-    // localtime without its shared result, which belongs to the client; like localtime it honours
-    // a time zone changed since the last record.
-    tzset();
-    localtime_r(&time.tv_sec, &now.local);
-    now.microseconds = static_cast<long>(time.tv_usec);
-    return now;
-}
+// One record: the file is opened with it, and ended and closed with it. A file that cannot be
+// opened has no record.
+class Record final {
+ public:
+    Record() {
+        struct stat status = {};
+        if (stat(kPath, &status) == 0 && status.st_size > kSizeLimit) {
+            std::remove(kPath);
+        }
+        file_ = std::fopen(kPath, "a");
+        if (file_ != nullptr) {
+            // A buffer of the stream's own would be allocated, after a look at the file's state.
+            std::setvbuf(file_, buffer_, _IOFBF, sizeof(buffer_));
+        }
+    }
+    ~Record() {
+        if (file_ != nullptr) {
+            Write("]\r\n");
+            std::fclose(file_);
+        }
+    }
+    Record(const Record&) = delete;
+    Record& operator=(const Record&) = delete;
 
-void WriteHeader(FILE* file, const char* name, const Moment& now, long fraction) {
+    // Null when there is no record.
+    FILE* File() const { return file_; }
+
+    void Write(const char* text) { std::fputs(text, file_); }
+
     // The fraction has at least three digits: a hex record passes microseconds and shows up to six.
-    std::fprintf(file, "[%02d,%02d:%02d:%02d.%03ld] %s: ", now.local.tm_mday, now.local.tm_hour,
-                 now.local.tm_min, now.local.tm_sec, fraction, name);
-    // The low 32 bits of the thread's identifier, shown as a signed number.
-    const auto thread = static_cast<int32_t>(static_cast<uint32_t>(pthread_self()));
-    std::fprintf(file, "(Process is %d, thread is %d)\r\n\t[", getpid(), thread);
-}
+    void WriteHeader(const char* name, const tm& local, long fraction) {
+        Line time;
+        time.Text("[").Number(local.tm_mday, 2).Text(",").Number(local.tm_hour, 2).Text(":");
+        time.Number(local.tm_min, 2).Text(":").Number(local.tm_sec, 2).Text(".");
+        time.Number(fraction, 3).Text("] ").WriteTo(file_);
+        Write(name);
+        // The low 32 bits of the thread's identifier, shown as a signed number.
+        const auto thread = static_cast<int32_t>(static_cast<uint32_t>(pthread_self()));
+        Line ids;
+        ids.Text(": (Process is ").Number(getpid()).Text(", thread is ").Number(thread);
+        ids.Text(")\r\n\t[").WriteTo(file_);
+    }
 
-void WriteEnd(FILE* file) {
-    std::fputs("]\r\n", file);
+ private:
+    char buffer_[4096];
+    FILE* file_;
+};
+
+using Pair = std::array<char, 2>;
+
+// The two digits of each byte.
+constexpr std::array<Pair, 256> kHexDigits = [] {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    std::array<Pair, 256> pairs = {};
+    for (size_t byte = 0; byte < pairs.size(); ++byte) {
+        pairs[byte] = {kDigits[byte / 16], kDigits[byte % 16]};
+    }
+    return pairs;
+}();
+
+void WriteHex(FILE* file, const unsigned char* bytes, size_t count) {
+    std::array<Pair, 512> digits;
+    while (count > 0) {
+        const size_t some = std::min(count, digits.size());
+        std::transform(bytes, bytes + some, digits.begin(),
+                       [](unsigned char byte) { return kHexDigits[byte]; });
+        std::fwrite(digits.data(), sizeof(Pair), some, file);
+        bytes += some;
+        count -= some;
+    }
 }
 
 }  // namespace
 
 void LogEntry(const char* pszName, const char* pszFormat, ...) {
-    const LogFile file = OpenLog();
-    if (file == nullptr) {
+    Record record;
+    if (record.File() == nullptr) {
         return;
     }
-    const Moment now = Now();
-    WriteHeader(file.get(), pszName, now, now.microseconds / 1000);
+    const LocalTime now = LocalTimeNow();
+    record.WriteHeader(pszName, now.parts, now.microseconds / 1000);
     va_list arguments;
     va_start(arguments, pszFormat);
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is two lines up
-    std::vfprintf(file.get(), pszFormat, arguments);
+    std::vfprintf(record.File(), pszFormat, arguments);
     va_end(arguments);
-    WriteEnd(file.get());
 }
 
 void LogHex(const char* pszName, const void* pData, int32_t nLen) {
-    const LogFile file = OpenLog();
-    if (file == nullptr) {
+    Record record;
+    if (record.File() == nullptr) {
         return;
     }
-    const Moment now = Now();
+    const LocalTime now = LocalTimeNow();
     // Raw microseconds, where a text record shows milliseconds: tools that read the log tell the
     // two kinds apart by it.
-    WriteHeader(file.get(), pszName, now, now.microseconds);
-    const auto* bytes = static_cast<const unsigned char*>(pData);
-    for (int32_t i = 0; i < nLen; ++i) {
-        std::fprintf(file.get(), "%02X", static_cast<unsigned>(bytes[i]));
+    record.WriteHeader(pszName, now.parts, now.microseconds);
+    if (nLen > 0) {
+        WriteHex(record.File(), static_cast<const unsigned char*>(pData),
+                 static_cast<size_t>(nLen));
     }
-    WriteEnd(file.get());
 }
 
 }  // namespace orval

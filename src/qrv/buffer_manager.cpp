@@ -1,5 +1,7 @@
 #include "qrv/buffer_manager.h"
 
+#include "qrv/process_objects.h"
+
 namespace QRV {
 namespace {
 
@@ -21,6 +23,12 @@ int32_t CapacityOf(uint32_t characters) {
     return static_cast<int32_t>(characters - 1U);
 }
 
+// The process heap is called by its own type, which spares a virtual call.
+template <typename Operation>
+auto CallMemory(IQrvMemMgr* memory, Operation operation) {
+    return memory == &g_heapmgr ? operation(g_heapmgr) : operation(*memory);
+}
+
 }  // namespace
 
 IQrvBufferMgr::~IQrvBufferMgr() = default;
@@ -37,7 +45,9 @@ CBufferData* CQrvBufferMgr::Allocate(int32_t nLength, int32_t nCharSize) {
     // A negative length gets a block without characters: whoever asked finds the length above the
     // capacity and refuses it as such, instead of running out of memory on gigabytes.
     const uint32_t characters = nLength < 0 ? 0 : CharacterCount(nLength);
-    auto* data = static_cast<CBufferData*>(memory_->Allocate(BlockSize(characters, nCharSize)));
+    const size_t size = BlockSize(characters, nCharSize);
+    auto* data = static_cast<CBufferData*>(
+        CallMemory(memory_, [size](auto& memory) { return memory.Allocate(size); }));
     if (data == nullptr) {
         return nullptr;
     }
@@ -46,27 +56,19 @@ CBufferData* CQrvBufferMgr::Allocate(int32_t nLength, int32_t nCharSize) {
 }
 
 void CQrvBufferMgr::Free(CBufferData* data) {
-    memory_->Free(data);
+    CallMemory(memory_, [data](auto& memory) { memory.Free(data); });
 }
 
 CBufferData* CQrvBufferMgr::Reallocate(CBufferData* data, int32_t nLength, int32_t nCharSize) {
     const uint32_t characters = CharacterCount(nLength);
-    auto* resized =
-        static_cast<CBufferData*>(memory_->Reallocate(data, BlockSize(characters, nCharSize)));
+    const size_t size = BlockSize(characters, nCharSize);
+    auto* resized = static_cast<CBufferData*>(
+        CallMemory(memory_, [data, size](auto& memory) { return memory.Reallocate(data, size); }));
     if (resized == nullptr) {
         return nullptr;
     }
     resized->capacity = CapacityOf(characters);
     return resized;
-}
-
-CBufferData* CQrvBufferMgr::GetNilBuffer() noexcept {
-    ++nil_.header.references;
-    return &nil_.header;
-}
-
-IQrvBufferMgr* CQrvBufferMgr::Clone() noexcept {
-    return this;
 }
 
 }  // namespace QRV

@@ -46,14 +46,6 @@ class ORVAL_QRV_EXPORT IQrvBufferMgr {
     virtual IQrvBufferMgr* Clone() = 0;
 };
 
-// How the strings call a manager, and the only way: an exception that escapes from one ends the
-// process here, before it meets a string that is half changed.
-template <typename Result, typename... Parameters>
-Result CallManager(IQrvBufferMgr* manager, Result (IQrvBufferMgr::*operation)(Parameters...),
-                   Parameters... arguments) noexcept {
-    return (manager->*operation)(arguments...);
-}
-
 // Buffers rounded up to eight characters, from a memory manager.
 class ORVAL_QRV_EXPORT CQrvBufferMgr final : public IQrvBufferMgr {
  public:
@@ -63,8 +55,11 @@ class ORVAL_QRV_EXPORT CQrvBufferMgr final : public IQrvBufferMgr {
     CBufferData* Allocate(int32_t nLength, int32_t nCharSize) override;
     void Free(CBufferData* data) override;
     CBufferData* Reallocate(CBufferData* data, int32_t nLength, int32_t nCharSize) override;
-    CBufferData* GetNilBuffer() noexcept override;
-    IQrvBufferMgr* Clone() noexcept override;
+    ORVAL_QRV_EXPORT CBufferData* GetNilBuffer() noexcept override {
+        ++nil_.header.references;
+        return &nil_.header;
+    }
+    ORVAL_QRV_EXPORT IQrvBufferMgr* Clone() noexcept override { return this; }
 
  private:
     struct NilBuffer {

@@ -27,12 +27,21 @@ class ORVAL_QRV_EXPORT CCRTHeap final : public IQrvMemMgr {
  public:
     ~CCRTHeap() override;
 
-    void* Allocate(size_t size) noexcept override;
-    void Free(void* block) noexcept override;
-    void* Reallocate(void* block, size_t size) noexcept override;
+    ORVAL_QRV_EXPORT void* Allocate(size_t size) noexcept override {
+        last_size_ = size;
+        return std::malloc(size);
+    }
+    ORVAL_QRV_EXPORT void Free(void* block) noexcept override {
+        last_size_ = 0;
+        std::free(block);
+    }
+    ORVAL_QRV_EXPORT void* Reallocate(void* block, size_t size) noexcept override {
+        last_size_ = size;
+        return std::realloc(block, size);
+    }
     // The size of the most recent request, whatever `block` is: callers compare it with the
     // request they have just made.
-    size_t GetSize(void* block) noexcept override;
+    ORVAL_QRV_EXPORT size_t GetSize(void* /*block*/) noexcept override { return last_size_; }
 
  private:
     size_t last_size_ = 0;

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <limits>
 
-#include "qrv/buffer_manager.h"
 #include "qrv/exception.h"
 #include "qrv/export.h"
+#include "qrv/process_objects.h"
 
 namespace QRV {
 
@@ -27,9 +27,7 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
 
  public:
     // An empty buffer, sharing the manager's nil buffer.
-    explicit CSimpleBufferT(IQrvBufferMgr* mgr) {
-        Attach(Obtain(mgr, &IQrvBufferMgr::GetNilBuffer));
-    }
+    explicit CSimpleBufferT(IQrvBufferMgr* mgr) { Attach(NilBufferOf(mgr)); }
 
     // A copy of `n` characters, which may contain NUL. Raises kInvalidArgument for a null `p` with
     // n other than 0 and for a negative n, kOutOfMemory when the manager has no block.
@@ -58,13 +56,31 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
 
     // Appends `n` characters, which may lie in this buffer itself. Raises kInvalidArgument for a
     // null `p` with n other than 0, for a negative n and for one that no length can hold.
-    void Append(const T* p, int32_t n);
+    void Append(const T* p, int32_t n) {
+        // Inline where there is room, which is nearly always. A text of this buffer's own stays
+        // where it is then.
+        CBufferData* data = Data();
+        if (p != nullptr && n > 0 && n <= data->capacity - data->length && data->references <= 1) {
+            std::memmove(characters_ + data->length, p, static_cast<size_t>(n));
+            data->length += n;
+            characters_[data->length] = T{};
+            return;
+        }
+        AppendGrowing(p, n);
+    }
 
     // Makes the buffer private in a new block for nLength characters, nLength not below the length.
     void Fork(int32_t nLength);
 
     // The block itself with one reference more, or a copy of it where it may not be shared.
-    static CBufferData* CloneData(CBufferData* src);
+    static CBufferData* CloneData(CBufferData* src) {
+        IQrvBufferMgr* manager = ClonedManager(src);
+        if (src->MayBeShared() && manager == src->manager) {
+            ++src->references;
+            return src;
+        }
+        return CopyOf(CharactersOf(src), src->length, manager);
+    }
 
     [[noreturn]] static void ThrowMemoryException();
 
@@ -78,7 +94,7 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
     }
     // The manager for a buffer made from this one.
     static IQrvBufferMgr* ClonedManager(const CBufferData* data) {
-        return Obtain(data->manager, &IQrvBufferMgr::Clone);
+        return Obtain(data->manager, [](auto& manager) { return manager.Clone(); });
     }
 
  private:
@@ -87,38 +103,40 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
     static constexpr int32_t kGrowthStep = 1024;
 
     // What a manager hands out; raises kOutOfMemory when that is nothing.
-    template <typename Result, typename... Parameters>
-    static Result* Obtain(IQrvBufferMgr* manager,
-                          Result* (IQrvBufferMgr::*operation)(Parameters...),
-                          Parameters... arguments) {
-        Result* result = CallManager(manager, operation, arguments...);
+    template <typename Operation>
+    static auto Obtain(IQrvBufferMgr* manager, Operation operation) {
+        auto* result = CallManager(manager, operation);
         if (result == nullptr) {
             ThrowMemoryException();
         }
         return result;
     }
+    static CBufferData* NilBufferOf(IQrvBufferMgr* manager) {
+        return Obtain(manager, [](auto& from) { return from.GetNilBuffer(); });
+    }
+    static CBufferData* BlockFor(int32_t length, IQrvBufferMgr* manager) {
+        return Obtain(manager, [length](auto& from) { return from.Allocate(length, kCharSize); });
+    }
 
     static T* CharactersOf(CBufferData* data) noexcept {
         return static_cast<T*>(data->Characters());
     }
-    static void Release(CBufferData* data) noexcept;
+    static void Release(CBufferData* data) noexcept {
+        if (--data->references <= 0) {
+            CallManager(data->manager, [data](auto& manager) { manager.Free(data); });
+        }
+    }
     static CBufferData* CopyOf(const T* p, int32_t n, IQrvBufferMgr* mgr);
     static int32_t GrownCapacity(int32_t capacity, int32_t needed);
 
     void Attach(CBufferData* data) noexcept { characters_ = CharactersOf(data); }
     void ReplaceBlock(CBufferData* data) noexcept;
+    void AppendGrowing(const T* p, int32_t n);
     void MakeWritable(int32_t needed);
     void Empty();
 
     T* characters_;
 };
-
-template <typename T>
-void CSimpleBufferT<T>::Release(CBufferData* data) noexcept {
-    if (--data->references <= 0) {
-        CallManager(data->manager, &IQrvBufferMgr::Free, data);
-    }
-}
 
 template <typename T>
 void CSimpleBufferT<T>::ReplaceBlock(CBufferData* data) noexcept {
@@ -132,7 +150,7 @@ CBufferData* CSimpleBufferT<T>::CopyOf(const T* p, int32_t n, IQrvBufferMgr* mgr
     if (p == nullptr && n != 0) {
         QrvThrow(kInvalidArgument);
     }
-    CBufferData* data = Obtain(mgr, &IQrvBufferMgr::Allocate, n, kCharSize);
+    CBufferData* data = BlockFor(n, mgr);
     if (n < 0 || n > data->capacity) {
         Release(data);
         QrvThrow(kInvalidArgument);
@@ -143,16 +161,6 @@ CBufferData* CSimpleBufferT<T>::CopyOf(const T* p, int32_t n, IQrvBufferMgr* mgr
     data->length = n;
     CharactersOf(data)[n] = T{};
     return data;
-}
-
-template <typename T>
-CBufferData* CSimpleBufferT<T>::CloneData(CBufferData* src) {
-    IQrvBufferMgr* manager = ClonedManager(src);
-    if (src->MayBeShared() && manager == src->manager) {
-        ++src->references;
-        return src;
-    }
-    return CopyOf(CharactersOf(src), src->length, manager);
 }
 
 template <typename T>
@@ -178,7 +186,7 @@ template <typename T>
 void CSimpleBufferT<T>::Empty() {
     CBufferData* own = Data();
     if (own->MayBeShared()) {
-        ReplaceBlock(Obtain(own->manager, &IQrvBufferMgr::GetNilBuffer));
+        ReplaceBlock(NilBufferOf(own->manager));
         return;
     }
     own->length = 0;
@@ -215,7 +223,7 @@ void CSimpleBufferT<T>::SetLength(int32_t length) {
 }
 
 template <typename T>
-void CSimpleBufferT<T>::Append(const T* p, int32_t n) {
+void CSimpleBufferT<T>::AppendGrowing(const T* p, int32_t n) {
     const int32_t length = GetLength();
     if ((p == nullptr && n != 0) || n < 0 || n > std::numeric_limits<int32_t>::max() - length) {
         QrvThrow(kInvalidArgument);
@@ -234,7 +242,7 @@ void CSimpleBufferT<T>::Append(const T* p, int32_t n) {
 template <typename T>
 void CSimpleBufferT<T>::Fork(int32_t nLength) {
     CBufferData* old = Data();
-    CBufferData* forked = Obtain(ClonedManager(old), &IQrvBufferMgr::Allocate, nLength, kCharSize);
+    CBufferData* forked = BlockFor(nLength, ClonedManager(old));
     const size_t copied = static_cast<size_t>(std::min(old->length, nLength)) + 1;
     std::memcpy(forked->Characters(), old->Characters(), copied);
     forked->length = old->length;
@@ -262,8 +270,10 @@ void CSimpleBufferT<T>::MakeWritable(int32_t needed) {
     if (data->capacity >= needed) {
         return;
     }
-    Attach(Obtain(data->manager, &IQrvBufferMgr::Reallocate, data,
-                  GrownCapacity(data->capacity, needed), kCharSize));
+    const int32_t grown = GrownCapacity(data->capacity, needed);
+    Attach(Obtain(data->manager, [data, grown](auto& manager) {
+        return manager.Reallocate(data, grown, kCharSize);
+    }));
 }
 
 template <typename T>

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "qrv/process_objects.h"
+#include "qrv/scan.h"
 #include "qrv/simple_buffer.h"
 
 namespace QRV {
@@ -63,28 +64,35 @@ class ORVAL_QRV_EXPORT CStringT : public CSimpleBufferT<T> {
     // texts may be this string's own.
     int32_t Replace(const T* pszOld, const T* pszNew);
 
-    // The next token from `position`: delimiters there are skipped, the token ends before the next
-    // one and `position` moves behind that (one past the end of the text if there was none, which
-    // wraps behind the longest text there is). Nothing left: an empty token, and kNoToken.
-    static constexpr int32_t kNoToken = -1;
+    // The next token from `position`, as NextToken finds it.
+    static constexpr int32_t kNoToken = QRV::kNoToken;
     CStringT Tokenize(const T* pszDelimiters, int32_t& position) const;
 
     void TrimSpace();
     void MakeUpper();
 
-    CStringT& operator+=(const CStringT& other);
-    CStringT& operator+=(const T* psz);
+    CStringT& operator+=(const CStringT& other) {
+        this->Append(other.GetString(), other.GetLength());
+        return *this;
+    }
+    CStringT& operator+=(const T* psz) {
+        this->Append(psz, Traits::Length(psz));
+        return *this;
+    }
 
     // Index of the first `text` at or behind `start`, or -1; also -1 for a start beyond the end.
     int32_t Find(const T* text, int64_t start = 0) const;
+
+    View AsView() const { return View(this->GetString(), static_cast<size_t>(this->GetLength())); }
 
     bool operator==(const CStringT& other) const { return AsView() == other.AsView(); }
     bool operator!=(const CStringT& other) const { return !(*this == other); }
 
  private:
-    View AsView() const { return View(this->GetString(), static_cast<size_t>(this->GetLength())); }
-    static int32_t Occurrences(View text, View pattern);
-    static int32_t ReplacedLength(int32_t length, int32_t count, View from, View to);
+    // The length with each `from` replaced by a longer `to`.
+    static int32_t GrownLength(View text, View from, View to);
+    // Copies `rest` to `target` with each `from` replaced, and moves `target` behind it.
+    static int32_t Rewrite(View rest, View from, View to, T*& target);
 };
 
 template <typename T, typename Traits>
@@ -104,24 +112,31 @@ CStringT<T, Traits> CStringT<T, Traits>::Mid(int32_t iFirst, int32_t nCount) con
 }
 
 template <typename T, typename Traits>
-int32_t CStringT<T, Traits>::Occurrences(View text, View pattern) {
-    int32_t count = 0;
-    for (size_t at = text.find(pattern); at != View::npos;
-         at = text.find(pattern, at + pattern.size())) {
-        ++count;
+int32_t CStringT<T, Traits>::GrownLength(View text, View from, View to) {
+    size_t length = text.size();
+    for (size_t at = PositionIn(text, from); at != View::npos; at = PositionIn(text, from)) {
+        text.remove_prefix(at + from.size());
+        // One occurrence is at least one character, so the sum stays within 64 bits.
+        length += to.size() - from.size();
     }
-    return count;
+    if (length > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
+        QrvThrow(kInvalidArgument);
+    }
+    return static_cast<int32_t>(length);
 }
 
 template <typename T, typename Traits>
-int32_t CStringT<T, Traits>::ReplacedLength(int32_t length, int32_t count, View from, View to) {
-    const int64_t growth = static_cast<int64_t>(to.size()) - static_cast<int64_t>(from.size());
-    // One occurrence is at least one character, so the product stays within 64 bits.
-    const int64_t result = length + count * growth;
-    if (result > std::numeric_limits<int32_t>::max()) {
-        QrvThrow(kInvalidArgument);
+int32_t CStringT<T, Traits>::Rewrite(View rest, View from, View to, T*& target) {
+    int32_t count = 0;
+    for (size_t at = PositionIn(rest, from); at != View::npos; at = PositionIn(rest, from)) {
+        std::memmove(target, rest.data(), at);
+        target = std::copy(to.begin(), to.end(), target + at);
+        rest.remove_prefix(at + from.size());
+        ++count;
     }
-    return static_cast<int32_t>(result);
+    std::memmove(target, rest.data(), rest.size());
+    target += rest.size();
+    return count;
 }
 
 template <typename T, typename Traits>
@@ -131,8 +146,8 @@ int32_t CStringT<T, Traits>::Replace(const T* pszOld, const T* pszNew) {
     }
     const View from(pszOld);
     const View to = pszNew == nullptr ? View() : View(pszNew);
-    const int32_t count = Occurrences(AsView(), from);
-    if (count == 0) {
+    const size_t first = PositionIn(AsView(), from);
+    if (first == View::npos) {
         return 0;
     }
     if (this->Holds(pszOld) || this->Holds(pszNew)) {
@@ -140,43 +155,29 @@ int32_t CStringT<T, Traits>::Replace(const T* pszOld, const T* pszNew) {
         return Replace(CStringT(pszOld).GetString(), CStringT(pszNew).GetString());
     }
     const int32_t length = this->GetLength();
-    const int32_t new_length = ReplacedLength(length, count, from, to);
-    const int32_t room = std::max(length, new_length);
-    T* target = this->GetBuffer(room);
+    const int32_t room = to.size() > from.size() ? GrownLength(AsView(), from, to) : length;
+    T* const text = this->GetBuffer(room);
 
-    // The old text moves to the end of the room; the new text is then written from the front in
-    // one pass and never overtakes it, so the work stays linear in the length.
-    const T* source = target + (room - length);
-    std::memmove(target + (room - length), target, static_cast<size_t>(length));
-    View rest(source, static_cast<size_t>(length));
-    for (size_t at = rest.find(from); at != View::npos; at = rest.find(from)) {
-        std::memmove(target, rest.data(), at);
-        target += at;
-        if (!to.empty()) {
-            std::memcpy(target, to.data(), to.size());
-            target += to.size();
-        }
-        rest.remove_prefix(at + from.size());
+    // What changes moves to the end of the room, and is then written from the front in one pass
+    // that never overtakes it: the work stays linear in the length.
+    T* target = text + first;
+    const View rest(target + (room - length), static_cast<size_t>(length) - first);
+    if (room != length) {
+        std::memmove(target + (room - length), target, rest.size());
     }
-    std::memmove(target, rest.data(), rest.size());
-    this->SetLength(new_length);
+    const int32_t count = Rewrite(rest, from, to, target);
+    this->SetLength(static_cast<int32_t>(target - text));
     return count;
 }
 
 template <typename T, typename Traits>
 CStringT<T, Traits> CStringT<T, Traits>::Tokenize(const T* pszDelimiters, int32_t& position) const {
-    const View text = AsView();
-    const View delimiters(pszDelimiters);
-    const size_t start = position < 0
-                             ? View::npos
-                             : text.find_first_not_of(delimiters, static_cast<size_t>(position));
-    if (start == View::npos) {
-        position = kNoToken;
+    const View token = NextToken(AsView(), View(pszDelimiters), position);
+    if (token.empty()) {
         return CStringT();
     }
-    const size_t end = std::min(text.find_first_of(delimiters, start), text.size());
-    position = static_cast<int32_t>(end + 1);
-    return Mid(static_cast<int32_t>(start), static_cast<int32_t>(end - start));
+    return Mid(static_cast<int32_t>(token.data() - this->GetString()),
+               static_cast<int32_t>(token.size()));
 }
 
 template <typename T, typename Traits>
@@ -206,21 +207,12 @@ void CStringT<T, Traits>::MakeUpper() {
 }
 
 template <typename T, typename Traits>
-CStringT<T, Traits>& CStringT<T, Traits>::operator+=(const CStringT& other) {
-    this->Append(other.GetString(), other.GetLength());
-    return *this;
-}
-
-template <typename T, typename Traits>
-CStringT<T, Traits>& CStringT<T, Traits>::operator+=(const T* psz) {
-    this->Append(psz, Traits::Length(psz));
-    return *this;
-}
-
-template <typename T, typename Traits>
 int32_t CStringT<T, Traits>::Find(const T* text, int64_t start) const {
-    const size_t at = start < 0 ? View::npos : AsView().find(text, static_cast<size_t>(start));
-    return at == View::npos ? -1 : static_cast<int32_t>(at);
+    if (start < 0 || start > this->GetLength()) {
+        return -1;
+    }
+    const size_t at = PositionIn(AsView().substr(static_cast<size_t>(start)), View(text));
+    return at == View::npos ? -1 : static_cast<int32_t>(at + static_cast<size_t>(start));
 }
 
 using CString = CStringT<char, StrTraitQRV<char, ChTraitsEx<char>>>;

@@ -26,6 +26,7 @@ LibcHooks* NewHooks() {
     FindReal(hooks->dlopen, "dlopen");
     FindReal(hooks->dlclose, "dlclose");
     FindReal(hooks->toupper, "toupper");
+    FindReal(hooks->tzset, "tzset");
     return hooks;
 }
 
@@ -88,6 +89,10 @@ ORVAL_INTERPOSED int dlclose(void* handle) noexcept {
 
 ORVAL_INTERPOSED int toupper(int c) noexcept {
     return Run(Libc().toupper, c);
+}
+
+ORVAL_INTERPOSED void tzset() noexcept {
+    Run(Libc().tzset);
 }
 
 ORVAL_INTERPOSED int gettimeofday(timeval* time, void* /*zone*/) noexcept {

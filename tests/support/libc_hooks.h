@@ -32,6 +32,7 @@ struct LibcHooks {
     Hook<void*(const char*, int)> dlopen;
     Hook<int(void*)> dlclose;
     Hook<int(int)> toupper;
+    Hook<void()> tzset;
 
     // What gettimeofday answers. Every moment of a test is this one, so that log records can be
     // compared byte for byte. It is 8 March, 23:05:03 and 4321 microseconds, UTC.

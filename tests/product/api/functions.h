@@ -472,7 +472,7 @@ inline const std::vector<Function> kFunctions = {
                ORVAL_KEY_CALL(GMCreatePKCS10, R"("SN0123456789", 1, 0, 0, &null, null, 0)")})
         .HandsOn({kSerialNumber, kSerialNumber})
         .ResetsTheLastErrorFirst()
-        .CopiesOnTheWay(5),
+        .CopiesOnTheWay(2),
     Function(ORVAL_CALL(Batch_InitAndGenerateCertRequest,
                         (a.serial_number, 0, a.text, a.buffer, a.length)))
         .On("CertType(1)KeyType(1)")

@@ -133,6 +133,53 @@ TEST(LogEntry, TimeZoneThatChangedSinceTheLastRecordCounts) {
                              Behind("[08,19:35:03.004] Name: ", "after"));
 }
 
+TEST(LogEntry, TimeZoneThatTheClientUsedMeanwhileDoesNot) {
+    LogEntry("Name", "before");
+    const std::string zone = getenv("TZ");
+    setenv("TZ", "<-0330>3:30", 1);
+    tzset();
+    setenv("TZ", zone.c_str(), 1);
+    LogEntry("Name", "after");
+    EXPECT_EQ(LogText(), Behind("[09,07:50:03.004] Name: ", "before") +
+                             Behind("[09,07:50:03.004] Name: ", "after"));
+}
+
+TEST(LogEntry, TimeZoneWithALongNameCountsAtOnce) {
+    const std::string west = "<-0330" + std::string(100, '0') + ">3:30";
+    const std::string east = "<+0845" + std::string(100, '0') + ">-8:45";
+    setenv("TZ", west.c_str(), 1);
+    LogEntry("Name", "west");
+    setenv("TZ", east.c_str(), 1);
+    LogEntry("Name", "east");
+    unsetenv("TZ");
+    LogEntry("Name", "here");
+    setenv("TZ", "", 1);
+    LogEntry("Name", "nowhere");
+    const std::string text = LogText();
+    EXPECT_NE(text.find("[08,19:35:03.004] Name: "), text.npos) << text;
+    EXPECT_NE(text.find("[09,07:50:03.004] Name: "), text.npos) << text;
+    EXPECT_NE(text.rfind("[08,23:05:03.004] Name: "), text.npos) << text;
+}
+
+// The C library looks at the zone's file when it is asked for the zone; how often is ours to say.
+TEST(LogEntry, LooksForAReplacedTimeZoneInEachSecond) {
+    int looks = 0;
+    Libc().tzset.replacement = [&] {
+        ++looks;
+        Libc().tzset.real();
+    };
+    LogEntry("Name", "text");
+    EXPECT_EQ(looks, 1);
+    LogHex("Name", "A", 1);
+    EXPECT_EQ(looks, 1);
+    for (const time_t step : {1, 1, -5}) {
+        looks = 0;
+        Libc().now.tv_sec += step;
+        LogEntry("Name", "text");
+        EXPECT_EQ(looks, 1) << step;
+    }
+}
+
 TEST(LogEntry, ShowsTheWritingThread) {
     std::string expected;
     std::thread([&] {
@@ -153,6 +200,21 @@ TEST(LogHex, WritesUpperCaseDigitsForEveryByte) {
     }
     LogHex("bytes", bytes.data(), 256);
     EXPECT_EQ(LogText(), HexRecord("bytes", digits));
+}
+
+TEST(LogHex, WritesBytesOfAnyNumber) {
+    for (const size_t size : {511U, 512U, 513U, 1024U, 5000U}) {
+        std::remove(kLogPath);
+        std::string bytes;
+        std::string digits;
+        for (size_t i = 0; i < size; ++i) {
+            bytes += static_cast<char>(i % 251);
+            digits += "0123456789ABCDEF"[i % 251 / 16];
+            digits += "0123456789ABCDEF"[i % 251 % 16];
+        }
+        LogHex("bytes", bytes.data(), static_cast<int32_t>(size));
+        EXPECT_EQ(LogText(), HexRecord("bytes", digits)) << size;
+    }
 }
 
 TEST(LogHex, LabelWithAColonShowsTwo) {
