@@ -9,7 +9,10 @@ namespace orval {
 namespace {
 
 using QRV::NextToken;
-using std::literals::operator""sv;
+
+constexpr std::string_view kRecordEnd = "|";
+constexpr std::string_view kNameEnd = "(";
+constexpr std::string_view kValueEnd = ")";
 
 struct FieldName {
     std::string_view name;
@@ -68,14 +71,14 @@ int32_t DigitValue(char character) {
 }  // namespace
 
 bool RequestDescription::TakeRecord() {
-    record_ = NextToken(text_.AsView(), "|"sv, position_);
+    record_ = NextToken(text_.AsView(), kRecordEnd, position_);
     return position_ != QRV::kNoToken;
 }
 
 bool RequestDescription::ReadFields(RequestFields& fields) const {
     int32_t position = 0;
     while (position != QRV::kNoToken) {
-        const std::string_view name = NextToken(record_, "("sv, position);
+        const std::string_view name = NextToken(record_, kNameEnd, position);
         if (position == QRV::kNoToken) {
             break;
         }
@@ -86,7 +89,7 @@ bool RequestDescription::ReadFields(RequestFields& fields) const {
         fields.*(field->value) = DigitValue(CharacterAt(record_, position));
         // Steps over the value. A token skips the delimiters in front of it, so after an empty
         // value the next field is stepped over with it.
-        NextToken(record_, ")"sv, position);
+        NextToken(record_, kValueEnd, position);
     }
     return true;
 }

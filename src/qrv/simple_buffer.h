@@ -60,10 +60,12 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
         // Inline where there is room, which is nearly always. A text of this buffer's own stays
         // where it is then.
         CBufferData* data = Data();
-        if (p != nullptr && n > 0 && n <= data->capacity - data->length && data->references <= 1) {
-            std::memmove(characters_ + data->length, p, static_cast<size_t>(n));
-            data->length += n;
-            characters_[data->length] = T{};
+        const int32_t length = data->length;
+        if (p != nullptr && n > 0 && n <= data->capacity - length && data->references <= 1) {
+            T* const end = characters_ + length;
+            std::memmove(end, p, static_cast<size_t>(n));
+            end[n] = T{};
+            data->length = length + n;
             return;
         }
         AppendGrowing(p, n);
