@@ -1,49 +1,68 @@
-#include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+// Records of the diagnostic log, on the file system that /tmp is.
+#include <linux/magic.h>
+#include <sys/vfs.h>
 
 #include <cstdio>
-#include <cstring>
 
-#include "benchmarks.h"
+#include "families.h"
+#include "least/calls.h"
 #include "log/vexa_log.h"
+#include "rows.h"
 
 namespace {
 
-constexpr const char* kLog = "/tmp/VexaPinpad_ORVAL.log";
-constexpr const char* kPlainFile = "/tmp/plain.log";
-// As long as the record below.
-constexpr char kRecord[] =
-    "[21,12:00:00.000] GetDllVersion: (Process is 1000, thread is -1000000000)\r\n"
-    "\t[End G_LastError: 00000000]\r\n";
+// As long as what a record has in front of its text.
+constexpr const char* kHead =
+    "[21,12:00:00.000] GetDllVersion: (Process is 1000, thread is -1000000000)\r\n\t[";
+constexpr int64_t kTextSizes[] = {32, 1 << 10, 64 << 10, 1 << 20};
+constexpr int64_t kDataSizes[] = {16, 1 << 10, 64 << 10};
 
-void WriteRecord(benchmark::State& state) {
-    for ([[maybe_unused]] auto unused : state) {
-        orval::LogEntry("GetDllVersion", "End G_LastError: %08X", 0U);
-    }
-    std::remove(kLog);
+const char* FileSystem() {
+    struct statfs status = {};
+    return statfs("/tmp", &status) == 0 && status.f_type == TMPFS_MAGIC ? "in memory" : "on disk";
 }
 
-// What a record cannot do without: the size, the opened file, the written bytes, the closed file.
-void MakeBareSystemCalls(benchmark::State& state) {
-    for ([[maybe_unused]] auto unused : state) {
-        struct stat status = {};
-        if (stat(kPlainFile, &status) == 0 && status.st_size > 104857600) {
-            unlink(kPlainFile);
-        }
-        const int file = open(kPlainFile, O_WRONLY | O_CREAT | O_APPEND, 0666);
-        if (write(file, kRecord, sizeof(kRecord) - 1) != sizeof(kRecord) - 1) {
-            state.SkipWithError("the record could not be written");
-        }
-        close(file);
-    }
-    std::remove(kPlainFile);
+// What was logged is thrown away behind each measurement: the log's own limit is not the subject.
+template <typename Write>
+void WriteRecords(benchmark::State& state, Write write) {
+    bench::Repeat(state, [&] {
+        write();
+        return 0;
+    });
+    std::remove("/tmp/VexaPinpad_ORVAL.log");
+    std::remove("/tmp/limit.log");
+}
+
+template <typename Ours, typename Limit>
+void AddRecord(const std::string& row, Ours ours, Limit limit) {
+    bench::Add(row, bench::kOurs, WriteRecords<Ours>, ours);
+    bench::Add(row, bench::kLimit, WriteRecords<Limit>, limit);
+}
+
+void AddText(int64_t size) {
+    const std::string text(static_cast<size_t>(size), 'x');
+    const std::string record = kHead + text + "]\r\n";
+    AddRecord(
+        bench::Sized("log record " + std::string(FileSystem()) + ", text", size),
+        [text] { orval::LogEntry("GetDllVersion", "%s", text.c_str()); },
+        [record] { least::WriteRecord(record.data(), record.size()); });
+}
+
+void AddHex(int64_t size) {
+    const std::string data(static_cast<size_t>(size), '\x5A');
+    AddRecord(
+        bench::Sized("log record " + std::string(FileSystem()) + ", hex", size),
+        [data] { orval::LogHex("GetDllVersion", data.data(), static_cast<int32_t>(data.size())); },
+        [data] { least::WriteHexRecord(kHead, data.data(), data.size()); });
 }
 
 }  // namespace
 
-void RegisterLogBenchmarks() {
-    benchmark::RegisterBenchmark("log record/ours", WriteRecord);
-    benchmark::RegisterBenchmark("log record/plain", MakeBareSystemCalls);
+void bench::AddLogRows() {
+    for (const int64_t size : kTextSizes) {
+        AddText(size);
+    }
+    for (const int64_t size : kDataSizes) {
+        AddHex(size);
+    }
 }

@@ -1,36 +1,55 @@
-#include <benchmark/benchmark.h>
+// From the stop's call until the wait on another thread has returned. Each stop is a repetition of
+// its own, so that the judge has them all.
 #include <dlfcn.h>
 
-#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <random>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "benchmarks.h"
-#include "instant_token.h"
+#include "families.h"
+#include "maker/token.h"
 #include "orval_unified_kpxukey.h"
+#include "rows.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
-// The pause between two attempts. A stop takes effect after one attempt and one pause at most.
+// The pause between two attempts.
 constexpr double kPauseMs = 20.0;
-constexpr int kStops = 60;
+constexpr int kManyStops = 1000;
+constexpr int kSlowStops = 60;
+// The software key's wait begins anew at least this often.
+constexpr double kKeyCycleMs = 200.0;
 
-TokenControl* Token() {
-    return static_cast<TokenControl*>(dlsym(RTLD_DEFAULT, kTokenControlName));
+std::atomic<uint32_t> attempts{0};
+std::atomic<uint32_t> added_ms{0};
+
+}  // namespace
+
+// Stands in front of the token library's, which it asks: counts the attempts at an event, and makes
+// each longer where a row says so.
+extern "C" __attribute__((visibility("default"))) uint32_t VexaT_WaitForEvent(
+    uint32_t kind, uint32_t flags, VEXA_EVENT_INFO* event, uint32_t* context) {
+    static const auto next =
+        reinterpret_cast<decltype(&VexaT_WaitForEvent)>(dlsym(RTLD_NEXT, __func__));
+    ++attempts;
+    if (added_ms != 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(added_ms));
+    }
+    return next(kind, flags, event, context);
 }
+
+namespace {
 
 class Wait final {
  public:
-    Wait() : attempts_(Token()->attempts), thread_([this] { Run(); }) {}
+    Wait() : thread_([this] { Run(); }) {}
 
     void AwaitFirstAttempt() const {
-        while (Token()->attempts == attempts_) {
+        while (attempts == attempts_before_) {
             std::this_thread::yield();
         }
     }
@@ -52,7 +71,7 @@ class Wait final {
 
     uint32_t event_ = 0;
     Clock::time_point returned_;
-    uint32_t attempts_;
+    uint32_t attempts_before_ = attempts;
     std::thread thread_;
 };
 
@@ -64,27 +83,18 @@ double SleepAndTellLateness(Milliseconds asked) {
     return (slept - asked).count();
 }
 
-double NotExceededByMost(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[(values.size() - 1) * 95 / 100];
-}
-
-// From the stop's call until the wait has returned, with stops spread evenly over the wait's cycle.
-void StopWait(benchmark::State& state, uint32_t attempt_ms) {
-    Token()->attempt_duration_us = attempt_ms * 1000;
-    const double cycle_ms = kPauseMs + attempt_ms;
-    std::mt19937 random(1);
+// The stops are spread evenly over the wait's cycle.
+void StopWait(benchmark::State& state, uint32_t attempt_ms, double cycle_ms) {
+    static std::mt19937 random(1);
+    added_ms = attempt_ms;
     std::uniform_real_distribution<double> moment(0, cycle_ms);
-    std::vector<double> latencies;
-    std::vector<double> lateness;
-    uint32_t calls_after_stop = 0;
     for ([[maybe_unused]] auto unused : state) {
         Wait wait;
         wait.AwaitFirstAttempt();
-        lateness.push_back(SleepAndTellLateness(Milliseconds(moment(random))));
+        const double lateness = SleepAndTellLateness(Milliseconds(moment(random)));
         const auto start = Clock::now();
         StopDetectUKey();
-        const uint32_t calls = Token()->attempts;
+        const uint32_t calls = attempts;
         bool stopped = false;
         const Milliseconds latency = wait.Join(stopped) - start;
         if (!stopped) {
@@ -92,31 +102,26 @@ void StopWait(benchmark::State& state, uint32_t attempt_ms) {
             break;
         }
         state.SetIterationTime(latency.count() / 1000);
-        latencies.push_back(latency.count());
-        calls_after_stop = std::max(calls_after_stop, Token()->attempts - calls);
+        state.counters["machine_late_ms"] = lateness;
+        state.counters["calls_after_stop"] = attempts - calls;
     }
-    if (latencies.empty()) {
-        return;
-    }
-    state.counters[kLongestCounter] = *std::max_element(latencies.begin(), latencies.end());
-    state.counters[kMostCounter] = NotExceededByMost(latencies);
-    state.counters[kLatenessCounter] = NotExceededByMost(lateness);
-    state.counters[kCallsCounter] = calls_after_stop;
-    state.counters[kBoundCounter] = cycle_ms;
 }
 
-void Register(const char* subject, uint32_t attempt_ms) {
-    const std::string name = std::string(kStopPrefix) + subject;
-    benchmark::RegisterBenchmark(name.c_str(), StopWait, attempt_ms)
-        ->Iterations(kStops)
-        ->Repetitions(1)
+void AddStop(const char* row, uint32_t attempt_ms, double cycle_ms, int stops) {
+    bench::Add(row, bench::kOurs, StopWait, attempt_ms, cycle_ms)
+        ->Iterations(1)
+        ->Repetitions(stops)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);
 }
 
 }  // namespace
 
-void RegisterStopBenchmarks() {
-    Register("token library answers at once", 0);
-    Register("token library takes 30 ms", 30);
+void bench::AddInstantStopRows() {
+    AddStop("stop of a wait, token library answers at once", 0, kPauseMs, kManyStops);
+    AddStop("stop of a wait, token library takes 30 ms", 30, kPauseMs + 30, kSlowStops);
+}
+
+void bench::AddKeyStopRows() {
+    AddStop("stop of a wait, software key", 0, kKeyCycleMs, kManyStops);
 }

@@ -1,144 +1,188 @@
-#include <benchmark/benchmark.h>
+// The string class against its limit, the standard string and Qt's. Every kind does the same work.
+#include <algorithm>
+#include <cstring>
+#include <random>
 
-#include <string>
-
-#include "benchmarks.h"
+#include "families.h"
+#include "least/bare_string.h"
 #include "qrv/string.h"
+#include "rows.h"
+#include "texts.h"
+
+#ifdef ORVAL_BENCH_QT
+#include <QByteArray>
+#include <QString>
+#endif
 
 namespace {
 
+using least::BareString;
 using QRV::CString;
 
-// Small enough that both kinds of string are served from the same lists of the heap.
-constexpr int32_t kTextLength = 512;
-constexpr int32_t kAppended = 1000;
+constexpr int32_t kTextLength = 1024;
+constexpr int kAppended = 64 << 10;
+constexpr int32_t kPartLengths[] = {8, 64, 500};
+constexpr int64_t kCleanedSizes[] = {64 << 10, 1 << 20, 64 << 20};
+constexpr const char* kPrefix =
+    "00000000000000010000000000000001000000000000000000000000000000000000000000000273";
 
-// Every tenth character is a comma, as in the texts that certificates come in.
-std::string SampleText() {
-    std::string text(kTextLength, 'A');
-    for (size_t i = 9; i < text.size(); i += 10) {
-        text[i] = ',';
+// What a kind calls the same thing.
+
+CString Part(const CString& text, int32_t first, int32_t count) {
+    return text.Mid(first, count);
+}
+BareString Part(const BareString& text, int32_t first, int32_t count) {
+    return text.Mid(static_cast<size_t>(first), static_cast<size_t>(count));
+}
+std::string Part(const std::string& text, int32_t first, int32_t count) {
+    return text.substr(static_cast<size_t>(first), static_cast<size_t>(count));
+}
+
+void AppendOne(CString& text) {
+    text += "x";
+}
+void AppendOne(BareString& text) {
+    text.Append("x", 1);
+}
+void AppendOne(std::string& text) {
+    text += "x";
+}
+
+void RemoveAll(CString& text, char unwanted) {
+    const char from[] = {unwanted, '\0'};
+    text.Replace(from, "");
+}
+void RemoveAll(BareString& text, char unwanted) {
+    text.RemoveAll(unwanted);
+}
+void RemoveAll(std::string& text, char unwanted) {
+    text.erase(std::remove(text.begin(), text.end(), unwanted), text.end());
+}
+
+bool Has(const CString& text, const CString& part) {
+    return text.Find(part.GetString()) >= 0;
+}
+bool Has(const BareString& text, const BareString& part) {
+    return memmem(text.Text(), text.Length(), part.Text(), part.Length()) != nullptr;
+}
+bool Has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+#ifdef ORVAL_BENCH_QT
+QByteArray Part(const QByteArray& text, int32_t first, int32_t count) {
+    return text.mid(first, count);
+}
+QString Part(const QString& text, int32_t first, int32_t count) {
+    return text.mid(first, count);
+}
+void AppendOne(QByteArray& text) {
+    text += "x";
+}
+void AppendOne(QString& text) {
+    text += QLatin1String("x");
+}
+void RemoveAll(QByteArray& text, char unwanted) {
+    const char from[] = {unwanted, '\0'};
+    text.replace(from, "");
+}
+void RemoveAll(QString& text, char unwanted) {
+    text.remove(QLatin1Char(unwanted));
+}
+bool Has(const QByteArray& text, const QByteArray& part) {
+    return text.contains(part);
+}
+bool Has(const QString& text, const QString& part) {
+    return text.contains(part);
+}
+#endif
+
+template <typename String>
+void Make(benchmark::State& state) {
+    const std::string text(kTextLength, 'A');
+    bench::Repeat(state, [&] { return String(text.c_str()); });
+}
+
+template <typename String>
+void Share(benchmark::State& state) {
+    const String text(std::string(kTextLength, 'A').c_str());
+    bench::Repeat(state, [&] { return String(text); });
+}
+
+template <typename String>
+void TakePart(benchmark::State& state, int32_t first, int32_t count) {
+    const String text(std::string(kTextLength, 'A').c_str());
+    bench::Repeat(state, [&] { return Part(text, first, count); });
+}
+
+template <typename String>
+void AppendOneByOne(benchmark::State& state) {
+    bench::Repeat(state, [] {
+        String text;
+        for (int i = 0; i < kAppended; ++i) {
+            AppendOne(text);
+        }
+        return text;
+    });
+}
+
+template <typename String>
+void CleanUp(benchmark::State& state, int64_t size) {
+    const std::string source = bench::LinedText(static_cast<size_t>(size));
+    bench::Repeat(state, [&] {
+        String text(source.c_str());
+        for (const char unwanted : {',', '\r', '\n'}) {
+            RemoveAll(text, unwanted);
+        }
+        return text;
+    });
+}
+
+template <typename String>
+void FindPrefix(benchmark::State& state, std::string (*make_text)(size_t)) {
+    const String text(make_text(size_t{1} << 20).c_str());
+    const String prefix(kPrefix);
+    bench::Repeat(state, [&] { return Has(text, prefix); });
+}
+
+// What a key text looks like in the worst case for a search, and what it looks like otherwise.
+std::string Zeros(size_t size) {
+    return std::string(size, '0');
+}
+std::string RandomDigits(size_t size) {
+    std::mt19937 random(1);
+    std::string text(size, '0');
+    for (char& digit : text) {
+        digit = "0123456789ABCDEF"[random() % 16];
     }
     return text;
 }
 
 template <typename String>
-String Sample() {
-    return String(SampleText().c_str());
-}
-
-template <typename String>
-void Copy(benchmark::State& state) {
-    const auto text = Sample<String>();
-    for ([[maybe_unused]] auto unused : state) {
-        String copy(text);
-        benchmark::DoNotOptimize(copy);
+void AddWay(const char* way) {
+    bench::Add("string made from 1 KiB of text", way, Make<String>);
+    bench::Add("copy of a string, 1 KiB", way, Share<String>);
+    bench::Add("Mid of a whole string, 1 KiB", way, TakePart<String>, 0, kTextLength);
+    for (const int32_t length : kPartLengths) {
+        bench::Add(bench::Sized("Mid of a part", length), way, TakePart<String>, 100, length);
     }
-}
-
-void Overwrite(CString& text) {
-    text.GetBuffer(text.GetLength())[0] = 'B';
-}
-
-void Overwrite(std::string& text) {
-    text[0] = 'B';
-}
-
-template <typename String>
-void CopyAndWrite(benchmark::State& state) {
-    const auto text = Sample<String>();
-    for ([[maybe_unused]] auto unused : state) {
-        String copy(text);
-        Overwrite(copy);
-        benchmark::DoNotOptimize(copy);
+    bench::Add("append one character at a time, 64 KiB", way, AppendOneByOne<String>);
+    for (const int64_t size : kCleanedSizes) {
+        bench::Add(bench::Sized("clean-up of commas and line breaks", size), way, CleanUp<String>,
+                   size);
     }
-}
-
-template <typename String>
-void AppendCharacters(benchmark::State& state) {
-    for ([[maybe_unused]] auto unused : state) {
-        String text;
-        for (int32_t i = 0; i < kAppended; ++i) {
-            text += "x";
-        }
-        benchmark::DoNotOptimize(text);
-    }
-}
-
-template <typename String>
-void AppendTexts(benchmark::State& state) {
-    const auto piece = Sample<String>();
-    for ([[maybe_unused]] auto unused : state) {
-        String text;
-        for (int i = 0; i < 16; ++i) {
-            text += piece;
-        }
-        benchmark::DoNotOptimize(text);
-    }
-}
-
-CString Part(const CString& text, int32_t first, int32_t count) {
-    return text.Mid(first, count);
-}
-
-std::string Part(const std::string& text, int32_t first, int32_t count) {
-    return text.substr(static_cast<size_t>(first), static_cast<size_t>(count));
-}
-
-template <typename String>
-void TakePart(benchmark::State& state, int32_t first, int32_t count) {
-    const auto text = Sample<String>();
-    for ([[maybe_unused]] auto unused : state) {
-        String part = Part(text, first, count);
-        benchmark::DoNotOptimize(part);
-    }
-}
-
-void ReplaceAll(CString& text, const char* from, const char* to) {
-    text.Replace(from, to);
-}
-
-// The best that is easily written with the standard string: one pass into a new one.
-void ReplaceAll(std::string& text, const char* from, const char* to) {
-    const std::string pattern(from);
-    std::string result;
-    result.reserve(text.size());
-    size_t start = 0;
-    for (size_t at = text.find(pattern); at != std::string::npos; at = text.find(pattern, start)) {
-        result.append(text, start, at - start).append(to);
-        start = at + pattern.size();
-    }
-    text = result.append(text, start);
-}
-
-template <typename String>
-void Replace(benchmark::State& state, const char* to) {
-    const auto text = Sample<String>();
-    for ([[maybe_unused]] auto unused : state) {
-        String copy(text);
-        ReplaceAll(copy, ",", to);
-        benchmark::DoNotOptimize(copy);
-    }
-}
-
-template <typename Ours, typename Plain, typename... Arguments>
-void Compare(const std::string& subject, Ours ours, Plain plain, Arguments... arguments) {
-    benchmark::RegisterBenchmark((subject + "/ours").c_str(), ours, arguments...);
-    benchmark::RegisterBenchmark((subject + "/plain").c_str(), plain, arguments...);
+    bench::Add("find the key prefix among zeros, 1 MiB", way, FindPrefix<String>, Zeros);
+    bench::Add("find the key prefix among digits, 1 MiB", way, FindPrefix<String>, RandomDigits);
 }
 
 }  // namespace
 
-void RegisterStringBenchmarks() {
-    Compare("string copy", Copy<CString>, Copy<std::string>);
-    Compare("string copy, then write", CopyAndWrite<CString>, CopyAndWrite<std::string>);
-    Compare("string append, 1000 x 1 character", AppendCharacters<CString>,
-            AppendCharacters<std::string>);
-    Compare("string append, 16 x 512 characters", AppendTexts<CString>, AppendTexts<std::string>);
-    Compare("string Mid, the whole", TakePart<CString>, TakePart<std::string>, 0, kTextLength);
-    Compare("string Mid, half", TakePart<CString>, TakePart<std::string>, 0, kTextLength / 2);
-    Compare("string Mid, 8 characters", TakePart<CString>, TakePart<std::string>, 100, 8);
-    Compare("string Replace, shrinking", Replace<CString>, Replace<std::string>, "");
-    Compare("string Replace, equal", Replace<CString>, Replace<std::string>, ";");
-    Compare("string Replace, growing", Replace<CString>, Replace<std::string>, ", ");
+void bench::AddStringRows() {
+    AddWay<CString>(kOurs);
+    AddWay<BareString>(kLimit);
+    AddWay<std::string>("std::string");
+#ifdef ORVAL_BENCH_QT
+    AddWay<QByteArray>("QByteArray");
+    AddWay<QString>("QString");
+#endif
 }
