@@ -21,8 +21,8 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 constexpr double kPauseMs = 20.0;
 constexpr int kManyStops = 1000;
 constexpr int kSlowStops = 60;
-// The software key's wait begins anew at least this often.
-constexpr double kKeyCycleMs = 200.0;
+// The software key is asked anew at least this often.
+constexpr double kKeyCycleMs = 40.0;
 
 std::atomic<uint32_t> attempts{0};
 std::atomic<uint32_t> added_ms{0};
