@@ -97,7 +97,8 @@ class Record final {
     }
 
  private:
-    char buffer_[4096];
+    // What fits is one write, between those of other processes.
+    char buffer_[16384];
     FILE* file_;
 };
 

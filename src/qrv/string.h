@@ -57,7 +57,10 @@ class ORVAL_QRV_EXPORT CStringT : public CSimpleBufferT<T> {
 
     // At most nCount characters from iFirst on, both clipped to the text. The whole text shares
     // this string's block.
-    CStringT Mid(int32_t iFirst, int32_t nCount) const;
+    CStringT Mid(int32_t iFirst, int32_t nCount) const {
+        const bool whole = iFirst <= 0 && std::max(nCount, 0) >= this->GetLength();
+        return whole ? *this : Part(iFirst, nCount);
+    }
 
     // Replaces each occurrence of pszOld, left to right and never inside what was just put in.
     // Embedded NUL characters do not end the search. Returns the number of replacements. The
@@ -89,10 +92,15 @@ class ORVAL_QRV_EXPORT CStringT : public CSimpleBufferT<T> {
     bool operator!=(const CStringT& other) const { return !(*this == other); }
 
  private:
+    CStringT Part(int32_t iFirst, int32_t nCount) const;
     // The length with each `from` replaced by a longer `to`.
     static int32_t GrownLength(View text, View from, View to);
-    // Copies `rest` to `target` with each `from` replaced, and moves `target` behind it.
-    static int32_t Rewrite(View rest, View from, View to, T*& target);
+    struct Rewritten {
+        T* end;
+        int32_t count;
+    };
+    // Copies `rest` to `target` with each `from` replaced.
+    static Rewritten Rewrite(View rest, View from, View to, T* target);
 };
 
 template <typename T, typename Traits>
@@ -101,13 +109,10 @@ CStringT<T, Traits>::CStringT(const T* psz) : Buffer(Traits::DefaultManager()) {
 }
 
 template <typename T, typename Traits>
-CStringT<T, Traits> CStringT<T, Traits>::Mid(int32_t iFirst, int32_t nCount) const {
+CStringT<T, Traits> CStringT<T, Traits>::Part(int32_t iFirst, int32_t nCount) const {
     const int32_t length = this->GetLength();
     const int32_t first = std::min(std::max(iFirst, 0), length);
     const int32_t count = std::min(std::max(nCount, 0), length - first);
-    if (iFirst <= 0 && count == length) {
-        return *this;
-    }
     return CStringT(this->GetString() + first, count, Buffer::ClonedManager(this->Data()));
 }
 
@@ -126,7 +131,7 @@ int32_t CStringT<T, Traits>::GrownLength(View text, View from, View to) {
 }
 
 template <typename T, typename Traits>
-int32_t CStringT<T, Traits>::Rewrite(View rest, View from, View to, T*& target) {
+auto CStringT<T, Traits>::Rewrite(View rest, View from, View to, T* target) -> Rewritten {
     int32_t count = 0;
     for (size_t at = PositionIn(rest, from); at != View::npos; at = PositionIn(rest, from)) {
         std::memmove(target, rest.data(), at);
@@ -135,8 +140,7 @@ int32_t CStringT<T, Traits>::Rewrite(View rest, View from, View to, T*& target) 
         ++count;
     }
     std::memmove(target, rest.data(), rest.size());
-    target += rest.size();
-    return count;
+    return {target + rest.size(), count};
 }
 
 template <typename T, typename Traits>
@@ -160,14 +164,14 @@ int32_t CStringT<T, Traits>::Replace(const T* pszOld, const T* pszNew) {
 
     // What changes moves to the end of the room, and is then written from the front in one pass
     // that never overtakes it: the work stays linear in the length.
-    T* target = text + first;
-    const View rest(target + (room - length), static_cast<size_t>(length) - first);
+    T* const changed = text + first;
+    const View rest(changed + (room - length), static_cast<size_t>(length) - first);
     if (room != length) {
-        std::memmove(target + (room - length), target, rest.size());
+        std::memmove(changed + (room - length), changed, rest.size());
     }
-    const int32_t count = Rewrite(rest, from, to, target);
-    this->SetLength(static_cast<int32_t>(target - text));
-    return count;
+    const Rewritten rewritten = Rewrite(rest, from, to, changed);
+    this->SetLength(static_cast<int32_t>(rewritten.end - text));
+    return rewritten.count;
 }
 
 template <typename T, typename Traits>
