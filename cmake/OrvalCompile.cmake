@@ -23,9 +23,16 @@ if(ORVAL_SANITIZE)
   target_link_options(orval_compile INTERFACE -fsanitize=${ORVAL_SANITIZE})
 else()
   # Fortified sources need optimisation, and sanitizers bring their own checks.
+  set(orval_fortified -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
   target_compile_options(orval_compile INTERFACE
-    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:${orval_fortified}>")
 endif()
+
+# orval_optimise(target): as RelWithDebInfo does it, whatever the type of this build.
+function(orval_optimise target)
+  separate_arguments(flags NATIVE_COMMAND "${CMAKE_CXX_FLAGS_RELWITHDEBINFO}")
+  target_compile_options(${target} PRIVATE ${flags} ${orval_fortified})
+endfunction()
 
 if(ORVAL_COVERAGE)
   target_compile_options(orval_compile INTERFACE -fprofile-instr-generate -fcoverage-mapping)
