@@ -46,14 +46,28 @@ class ORVAL_QRV_EXPORT IQrvBufferMgr {
     virtual IQrvBufferMgr* Clone() = 0;
 };
 
-// Buffers rounded up to eight characters, from a memory manager.
+// Buffers rounded up to eight characters, from a memory manager. Inline where a string is made and
+// gone: that is most of what happens to one.
 class ORVAL_QRV_EXPORT CQrvBufferMgr final : public IQrvBufferMgr {
  public:
     explicit CQrvBufferMgr(IQrvMemMgr* memory) noexcept;
     ~CQrvBufferMgr() override;
 
-    CBufferData* Allocate(int32_t nLength, int32_t nCharSize) override;
-    void Free(CBufferData* data) override;
+    ORVAL_QRV_EXPORT CBufferData* Allocate(int32_t nLength, int32_t nCharSize) override {
+        // A negative length gets a block without characters: whoever asked finds the length above
+        // the capacity and refuses it as such, instead of running out of memory on gigabytes.
+        const uint32_t characters = nLength < 0 ? 0 : CharacterCount(nLength);
+        const size_t size = BlockSize(characters, nCharSize);
+        auto* data = static_cast<CBufferData*>(
+            CallMemory(memory_, [size](auto& memory) { return memory.Allocate(size); }));
+        if (data != nullptr) {
+            *data = CBufferData{this, 0, CapacityOf(characters), 1};
+        }
+        return data;
+    }
+    ORVAL_QRV_EXPORT void Free(CBufferData* data) override {
+        CallMemory(memory_, [data](auto& memory) { memory.Free(data); });
+    }
     CBufferData* Reallocate(CBufferData* data, int32_t nLength, int32_t nCharSize) override;
     ORVAL_QRV_EXPORT CBufferData* GetNilBuffer() noexcept override {
         ++nil_.header.references;
@@ -67,9 +81,29 @@ class ORVAL_QRV_EXPORT CQrvBufferMgr final : public IQrvBufferMgr {
         char characters[8];  // reached through the header
     };
 
+    // Characters in a block for `length` and a terminator: a multiple of eight. Unsigned, so that
+    // no length overflows.
+    static uint32_t CharacterCount(int32_t length) {
+        return (static_cast<uint32_t>(length) + 8U) & ~7U;
+    }
+    static size_t BlockSize(uint32_t characters, int32_t character_size) {
+        return sizeof(CBufferData) + static_cast<size_t>(character_size) * characters;
+    }
+    static int32_t CapacityOf(uint32_t characters) { return static_cast<int32_t>(characters - 1U); }
+
     IQrvMemMgr* memory_;
     NilBuffer nil_;
 };
+
+ORVAL_QRV_OBJECT extern CQrvBufferMgr g_bufmgr;
+
+// How the strings call a manager, and the only way. The default one is called by its own type,
+// which spares a virtual call. An exception that escapes from another one ends the process here,
+// before it meets a string that is half changed.
+template <typename Operation>
+auto CallManager(IQrvBufferMgr* manager, Operation operation) noexcept {
+    return manager == &g_bufmgr ? operation(g_bufmgr) : operation(*manager);
+}
 
 }  // namespace QRV
 

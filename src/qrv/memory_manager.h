@@ -47,6 +47,15 @@ class ORVAL_QRV_EXPORT CCRTHeap final : public IQrvMemMgr {
     size_t last_size_ = 0;
 };
 
+ORVAL_QRV_OBJECT extern CCRTHeap g_heapmgr;
+
+// How a buffer manager calls a memory manager: the process heap by its own type, which spares a
+// virtual call.
+template <typename Operation>
+auto CallMemory(IQrvMemMgr* memory, Operation operation) {
+    return memory == &g_heapmgr ? operation(g_heapmgr) : operation(*memory);
+}
+
 }  // namespace QRV
 
 #endif

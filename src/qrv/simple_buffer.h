@@ -6,9 +6,9 @@
 #include <cstring>
 #include <limits>
 
+#include "qrv/buffer_manager.h"
 #include "qrv/exception.h"
 #include "qrv/export.h"
-#include "qrv/process_objects.h"
 
 namespace QRV {
 
