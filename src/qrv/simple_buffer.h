@@ -128,7 +128,22 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
             CallManager(data->manager, [data](auto& manager) { manager.Free(data); });
         }
     }
-    static CBufferData* CopyOf(const T* p, int32_t n, IQrvBufferMgr* mgr);
+    static CBufferData* CopyOf(const T* p, int32_t n, IQrvBufferMgr* mgr) {
+        if (p == nullptr && n != 0) {
+            QrvThrow(kInvalidArgument);
+        }
+        CBufferData* data = BlockFor(n, mgr);
+        if (n < 0 || n > data->capacity) {
+            Release(data);
+            QrvThrow(kInvalidArgument);
+        }
+        if (n > 0) {
+            std::memcpy(data->Characters(), p, static_cast<size_t>(n));
+        }
+        data->length = n;
+        CharactersOf(data)[n] = T{};
+        return data;
+    }
     static int32_t GrownCapacity(int32_t capacity, int32_t needed);
 
     void Attach(CBufferData* data) noexcept { characters_ = CharactersOf(data); }
@@ -145,24 +160,6 @@ void CSimpleBufferT<T>::ReplaceBlock(CBufferData* data) noexcept {
     CBufferData* old = Data();
     Attach(data);
     Release(old);
-}
-
-template <typename T>
-CBufferData* CSimpleBufferT<T>::CopyOf(const T* p, int32_t n, IQrvBufferMgr* mgr) {
-    if (p == nullptr && n != 0) {
-        QrvThrow(kInvalidArgument);
-    }
-    CBufferData* data = BlockFor(n, mgr);
-    if (n < 0 || n > data->capacity) {
-        Release(data);
-        QrvThrow(kInvalidArgument);
-    }
-    if (n > 0) {
-        std::memcpy(data->Characters(), p, static_cast<size_t>(n));
-    }
-    data->length = n;
-    CharactersOf(data)[n] = T{};
-    return data;
 }
 
 template <typename T>
