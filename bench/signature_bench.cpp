@@ -1,19 +1,18 @@
 // SM2 signatures of a digest: through the library and the software key, and by libcrypto alone.
 #include <openssl/evp.h>
 
-#include <algorithm>
 #include <memory>
 
 #include "families.h"
 #include "orval_unified_kpxukey.h"
 #include "rows.h"
+#include "signature_peers.h"
 
 namespace {
 
 constexpr int kBatch = 1000;
 constexpr int kBatchRepetitions = 7;
 constexpr const char* kDigest = "66C7F0F462EEEDD9D1F2D46BDC10E4E24167C4875CF2F7A2297DA02B8F4BA8E0";
-constexpr size_t kDigestSize = 32;
 // The software key's numbers: the signing certificate, the signature's value in hexadecimal, a
 // digest in hexadecimal.
 constexpr int32_t kSigning = 1;
@@ -64,37 +63,11 @@ void SignBatch(benchmark::State& state) {
     }
 }
 
-using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
-using Context = std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)>;
-
-bool SignByLibcrypto(EVP_PKEY* key) {
-    const unsigned char digest[kDigestSize] = {0x66, 0xC7};
-    unsigned char signature[128];
-    size_t size = sizeof(signature);
-    const Context context(EVP_PKEY_CTX_new_from_pkey(nullptr, key, nullptr), EVP_PKEY_CTX_free);
-    return EVP_PKEY_sign_init(context.get()) == 1 &&
-           EVP_PKEY_sign(context.get(), signature, &size, digest, sizeof(digest)) == 1;
-}
-
-void SignByLibcrypto(benchmark::State& state, int count) {
-    const Key key(EVP_PKEY_Q_keygen(nullptr, nullptr, "SM2"), EVP_PKEY_free);
-    bool signed_all = true;
-    bench::Repeat(state, [&] {
-        for (int i = 0; i < count; ++i) {
-            signed_all = SignByLibcrypto(key.get()) && signed_all;
-        }
-        return signed_all;
-    });
-    if (!signed_all) {
-        state.SkipWithError("libcrypto does not sign");
-    }
-}
-
 }  // namespace
 
 void bench::AddSignatureRows() {
     const auto by_libcrypto = [](benchmark::State& state, int count) {
-        SignByLibcrypto(state, count);
+        SignByLibcrypto(state, EVP_PKEY_Q_keygen(nullptr, nullptr, "SM2"), count);
     };
     Add("SM2 signature, SignHash", kOurs, SignOne);
     Add("SM2 signature, SignHash", kLimit, by_libcrypto, 1);
@@ -104,4 +77,7 @@ void bench::AddSignatureRows() {
     Add("SM2 signature, Batch_Sign of 1000", kLimit, by_libcrypto, kBatch)
         ->Iterations(1)
         ->Repetitions(kBatchRepetitions);
+#ifdef ORVAL_BENCH_TOKEN_PROXY
+    AddTokenModuleRow();
+#endif
 }
