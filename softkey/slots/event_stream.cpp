@@ -1,52 +1,12 @@
 #include "slots/event_stream.h"
 
-#include <poll.h>
-#include <sys/inotify.h>
-#include <unistd.h>
-
 #include <algorithm>
 
 #include "base/error.h"
 #include "base/process_lock.h"
-#include "store/home.h"
 
 namespace softkey {
 namespace {
-
-// Watches from its construction on, so that a look at the journal and a wait leave no hole between
-// them.
-class Watch {
- public:
-    Watch() : descriptor_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-        Require(descriptor_ >= 0, Code::kFail, "inotify is not available");
-        if (AddFolder()) {
-            return;
-        }
-        // Nothing was ever plugged: make the folder that the first plug will touch.
-        try {
-            EnsureHome();
-        } catch (const Error&) {
-            return;  // Then the wait only takes its time.
-        }
-        AddFolder();
-    }
-    ~Watch() { close(descriptor_); }
-    Watch(const Watch&) = delete;
-    Watch& operator=(const Watch&) = delete;
-
-    void Wait(std::chrono::milliseconds bound) const {
-        pollfd request{descriptor_, POLLIN, 0};
-        poll(&request, 1, static_cast<int>(bound.count()));
-    }
-
- private:
-    bool AddFolder() const {
-        return inotify_add_watch(descriptor_, SignalPath().c_str(),
-                                 IN_CREATE | IN_ATTRIB | IN_MODIFY | IN_CLOSE_WRITE) >= 0;
-    }
-
-    int descriptor_;
-};
 
 EventStream::View ViewOf(const Slots::Snapshot& snapshot) {
     EventStream::View view;
@@ -110,15 +70,6 @@ std::optional<std::string> EventStream::SerialIn(uint32_t slot) {
     return key->second;
 }
 
-std::optional<SlotEvent> EventStream::Wait(std::chrono::milliseconds bound) {
-    const Watch watch;
-    if (std::optional<SlotEvent> event = TakeNext()) {
-        return event;
-    }
-    watch.Wait(bound);
-    return TakeNext();
-}
-
 void EventStream::TakePlaceAtPresent() {
     const Slots::Snapshot present = Slots::Present();
     place_ = present.last_sequence;
@@ -144,7 +95,7 @@ void EventStream::FillGap(const Slots::Snapshot& present) {
     place_ = present.last_sequence;
 }
 
-std::optional<SlotEvent> EventStream::TakeNext() {
+std::optional<SlotEvent> EventStream::Next() {
     const ProcessLock lock;
     Require(open_contexts_ > 0, Code::kNoContext, "no context is open");
     std::optional<SlotEvent> event;

@@ -1,7 +1,6 @@
 #ifndef SOFTKEY_SLOTS_EVENT_STREAM_H
 #define SOFTKEY_SLOTS_EVENT_STREAM_H
 
-#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -24,8 +23,8 @@ class EventStream {
     void OpenContext();
     void CloseContext();  // throws kNoContext when none is open
 
-    // The next event, waited for at most `bound`. Throws kNoContext.
-    std::optional<SlotEvent> Wait(std::chrono::milliseconds bound);
+    // The next event, if there is one. Throws kNoContext.
+    std::optional<SlotEvent> Next();
 
     // Slot to serial number.
     using View = std::map<uint32_t, std::string>;
@@ -36,7 +35,6 @@ class EventStream {
     std::optional<std::string> SerialIn(uint32_t slot);
 
  private:
-    std::optional<SlotEvent> TakeNext();
     void TakePlaceAtPresent();
     void FillGap(const Slots::Snapshot& present);
 

@@ -1,9 +1,5 @@
 #include "slots/slots.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 
@@ -37,18 +33,6 @@ PluggedKey ReadPlugged(const Statement& row) {
     }
     source.confirmation = static_cast<Confirmation>(row.Integer(5));
     return {static_cast<uint32_t>(row.Integer(0)), row.Text(1), row.Integer(2), source};
-}
-
-// Only wakes: whoever misses this finds the event in the journal at its next look, at most a
-// fraction of a second later.
-void WakeWaitingProcesses() {
-    const std::string bell = SignalPath() + "/bell";
-    const int file = open(bell.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (file < 0) {
-        return;
-    }
-    futimens(file, nullptr);
-    close(file);
 }
 
 // Empty when the work meets damage.
@@ -144,7 +128,6 @@ PluggedKey Slots::Plug(std::string_view serial, const PinSource& source) {
     PluggedKey key{static_cast<uint32_t>(slot), std::string(serial), plug_id, source};
     Record(EventKind::kArrival, key);
     transaction.Commit();
-    WakeWaitingProcesses();
     return key;
 }
 
@@ -155,7 +138,6 @@ PluggedKey Slots::Unplug(std::string_view serial) {
     Statement(database_, "DELETE FROM plugged WHERE serial = ?").Bind(serial).Run();
     Record(EventKind::kRemoval, *key);
     transaction.Commit();
-    WakeWaitingProcesses();
     return *key;
 }
 

@@ -49,7 +49,7 @@ class Slots {
     static std::optional<Slots> OpenExisting();
     static Slots OpenOrCreate();
 
-    // Records an arrival and wakes the waiting processes. Throws kAlreadyPlugged.
+    // Records an arrival. Throws kAlreadyPlugged.
     PluggedKey Plug(std::string_view serial, const PinSource& source);
 
     // Records a removal. Throws kDeviceRemoved.

@@ -154,7 +154,6 @@ std::string HomePath() {
 void EnsureHome() {
     MakePrivateFolder(HomePath());
     MakePrivateFolder(KeysPath());
-    MakePrivateFolder(SignalPath());
     RemoveAbandonedDrafts(HomePath(), "");
     RemoveAbandonedDrafts(KeysPath(), "");
 }
@@ -201,9 +200,6 @@ std::string FaultsPath() {
 }
 std::string FaultsLockPath() {
     return FaultsPath() + ".lock";
-}
-std::string SignalPath() {
-    return HomePath() + "/plugged";
 }
 
 bool Exists(const std::string& path) {

@@ -36,9 +36,6 @@ std::string SlotsLockPath();
 std::string FaultsPath();
 std::string FaultsLockPath();
 
-// A folder in which a file is touched after each plug and unplug; waiting processes watch it.
-std::string SignalPath();
-
 // Whether something has that name, be it a link that leads nowhere.
 bool Exists(const std::string& path);
 

@@ -2,6 +2,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <optional>
+#include <string>
+#include <thread>
 
 #include "entry/answer.h"
 #include "maker/token.h"
@@ -20,8 +23,11 @@ constexpr uint32_t kPresentSlots = 1;
 constexpr uint32_t kInfoOfListed = 0;
 constexpr uint32_t kInfoOfArrived = 0x000E0000;
 
-// Short, so that whoever wants to stop waiting is not kept.
-constexpr std::chrono::milliseconds kLongestWait{150};
+// Nobody can tell this library that a wait is over, so no call waits for an event: a client that
+// pauses between two calls and then looks whether to go on is not kept, and what happens in its
+// pause would be delivered after it in any case. A call without an event takes its time only so
+// that a client that makes no pause leaves the processor to others.
+constexpr std::chrono::milliseconds kBreath{1};
 
 template <typename Work>
 uint32_t AnswerUnsigned(const char* entry, Work work) noexcept {
@@ -48,16 +54,24 @@ uint32_t VexaT_ContextFinal(void) {
 
 uint32_t VexaT_WaitForEvent(uint32_t kind, uint32_t flags, VEXA_EVENT_INFO* event,
                             uint32_t* context) {
-    return AnswerUnsigned("VexaT_WaitForEvent", [&] {
+    std::optional<SlotEvent> next;
+    const uint32_t failure = AnswerUnsigned("VexaT_WaitForEvent", [&] {
         Require(event != nullptr && context != nullptr, Code::kInvalidParameter);
         Require(kind == kSlotEvents && flags == 0, Code::kSelector);
         Require(*context == kContext, Code::kNoContext);
-        const std::optional<SlotEvent> next = EventStream::OfThisProcess().Wait(kLongestWait);
-        Require(next.has_value(), Code::kNoEvent);
-        std::memset(event, 0, sizeof *event);
-        event->u32EventKind = static_cast<uint32_t>(next->kind);
-        event->ei.slotEvent.u32SlotID = next->slot;
+        next = EventStream::OfThisProcess().Next();
     });
+    if (failure != 0) {
+        return failure;
+    }
+    if (!next) {
+        std::this_thread::sleep_for(kBreath);
+        return static_cast<uint32_t>(Code::kNoEvent);
+    }
+    std::memset(event, 0, sizeof *event);
+    event->u32EventKind = static_cast<uint32_t>(next->kind);
+    event->ei.slotEvent.u32SlotID = next->slot;
+    return 0;
 }
 
 uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {

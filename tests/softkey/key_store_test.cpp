@@ -35,7 +35,7 @@ TEST_F(KeyStoreTest, AHomeThatOthersCanReadIsTightenedAndItsDatabasesArePrivate)
     CreateKey();
     PlugWithPinFile();
     OrderFault({"GetData", 1, 1, 0, 0});
-    for (const char* const part : {"", "/keys", "/plugged"}) {
+    for (const char* const part : {"", "/keys"}) {
         EXPECT_EQ(0700U, Mode(Folder() + "/home" + part)) << part;
     }
     for (const char* const part : {"/slots.db", "/faults.db"}) {

@@ -263,7 +263,23 @@ TEST_F(TokenTest, SeveralWaitingProcessesSeeTheSameEvents) {
     }
 }
 
-TEST_F(TokenTest, AnEventWakesAWaitingProcess) {
+TEST_F(TokenTest, WhatAnotherProcessDoesIsInTheNextAnswer) {
+    CreateKey();
+    ASSERT_EQ(0U, token_.ContextInit(&context_));
+    for (int i = 0; i < 10; ++i) {
+        VEXA_EVENT_INFO event{};
+        EXPECT_EQ(kNothing, token_.WaitForEvent(1, 0, &event, &context_));
+        ASSERT_EQ(0, RunShell(Program("softkey") + " plug " + kSerial).status);
+        EXPECT_EQ(0U, token_.WaitForEvent(1, 0, &event, &context_));
+        EXPECT_EQ(uint32_t{SLOT_DEVICEARRIVAL}, event.u32EventKind);
+        EXPECT_EQ(kNothing, token_.WaitForEvent(1, 0, &event, &context_));
+        ASSERT_EQ(0, RunShell(Program("softkey") + " unplug " + kSerial).status);
+        EXPECT_EQ(0U, token_.WaitForEvent(1, 0, &event, &context_));
+        EXPECT_EQ(uint32_t{SLOT_DEVICEREMOVE}, event.u32EventKind);
+    }
+}
+
+TEST_F(TokenTest, AnEventEndsAWait) {
     CreateKey();
     ASSERT_EQ(0U, token_.ContextInit(&context_));
     std::thread plugger([] {
