@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <mutex>
+#include <vector>
 
 namespace softkey {
 namespace {
@@ -23,11 +24,30 @@ void Release() {
     }
 }
 
+using Drops = std::vector<std::function<void()>>;
+
+Drops& DropsOfThisProcess() {
+    // Never destroyed: clients fork as late as in exit handlers.
+    static auto* const drops = new Drops;
+    return *drops;
+}
+
+void PrepareFork() {
+    // A signal handler that forks amid a call may not take from it what it works with.
+    const bool between_calls = times_held == 0;
+    Take();
+    if (between_calls) {
+        for (const auto& drop : DropsOfThisProcess()) {
+            drop();
+        }
+    }
+}
+
 // Clients call as late as from exit handlers that run after OpenSSL's own has cleared it away, so
 // that one must not be registered. Only the first initialisation in a process decides about it.
 __attribute__((constructor)) void PrepareProcess() {
     OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
-    pthread_atfork(Take, Release, Release);
+    pthread_atfork(PrepareFork, Release, Release);
 }
 
 }  // namespace
@@ -40,6 +60,11 @@ ProcessLock::~ProcessLock() {
     if (held_) {
         Release();
     }
+}
+
+void DropBeforeFork(std::function<void()> drop) {
+    const ProcessLock lock;
+    DropsOfThisProcess().push_back(std::move(drop));
 }
 
 }  // namespace softkey

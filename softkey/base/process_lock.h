@@ -1,14 +1,15 @@
 #ifndef SOFTKEY_BASE_PROCESS_LOCK_H
 #define SOFTKEY_BASE_PROCESS_LOCK_H
 
+#include <functional>
 #include <utility>
 
 namespace softkey {
 
 // Held while a thread uses SQLite or what this library keeps for its process. A fork waits for it,
 // so that the child gets all of that whole: no lock of a thread that the child does not have, no
-// open connection, which a fork would break. A thread may hold it several times. Never held while
-// somebody is asked or something is waited for.
+// open connection, which a fork would break: see DropBeforeFork. A thread may hold it several
+// times. Never held while somebody is asked or something is waited for.
 class ProcessLock {
  public:
     ProcessLock();
@@ -19,6 +20,10 @@ class ProcessLock {
  private:
     bool held_ = true;
 };
+
+// Calls `drop` before each fork of this process, in the thread that forks and under the lock: for
+// what is kept between two calls and must not be in a child.
+void DropBeforeFork(std::function<void()> drop);
 
 }  // namespace softkey
 

@@ -17,26 +17,36 @@ int32_t LastTriesLeft() {
 
 Device::Device(PluggedKey key) : key_(std::move(key)), store_(key_.serial) {}
 
+Slots::Snapshot Device::LookAtSlots() {
+    Slots::Snapshot slots = Slots::Present();
+    Sessions::OfThisProcess().EndUnplugged(slots);
+    return slots;
+}
+
 Device Device::Plugged(const char* serial) {
     Require(serial != nullptr && *serial != '\0', Code::kInvalidParameter,
             "the serial number is missing");
-    const Slots::Snapshot slots = Slots::Present();
+    const Slots::Snapshot slots = LookAtSlots();
     const PluggedKey* const key = slots.Find(serial);
     Require(key != nullptr, Code::kDeviceRemoved, "the key is not plugged in");
     return Device(*key);
 }
 
 Device Device::First() {
-    const Slots::Snapshot slots = Slots::Present();
+    const Slots::Snapshot slots = LookAtSlots();
     Require(!slots.plugged.empty(), Code::kDeviceRemoved, "no key is plugged in");
     return Device(slots.plugged.front());
 }
 
-const KeyStore::Snapshot& Device::Look() {
+const std::shared_ptr<const KeyStore::Snapshot>& Device::Seen() {
     if (!seen_) {
         seen_ = store_.Look();
     }
-    return *seen_;
+    return seen_;
+}
+
+const KeyStore::Snapshot& Device::Look() {
+    return *Seen();
 }
 
 DialogSubject Device::Subject() {
@@ -64,7 +74,7 @@ Unlocked Device::AskAndUnlock() {
 void Device::VerifyPin(Cache cache, std::optional<std::chrono::seconds> lifetime) {
     Sessions& sessions = Sessions::OfThisProcess();
     const bool keep = cache == Cache::kAlways || sessions.CacheFlag(key_.serial);
-    std::optional<Unlocked> known = sessions.Find(key_, Look().pin, Sessions::Need::kCached);
+    std::optional<Unlocked> known = sessions.Find(key_, Seen(), Sessions::Need::kCached);
     if (known && cache == Cache::kAsFlagged) {
         return;
     }
@@ -111,8 +121,7 @@ const Unlocked& Device::Authorize(Use use) {
 
 Unlocked Device::Obtain(Use use) {
     Sessions& sessions = Sessions::OfThisProcess();
-    const std::optional<Unlocked> known =
-        sessions.Find(key_, Look().pin, Sessions::Need::kVerified);
+    const std::optional<Unlocked> known = sessions.Find(key_, Seen(), Sessions::Need::kVerified);
     if (known) {
         if (use == Use::kOther) {
             sessions.UseUp(key_.serial);
@@ -124,6 +133,21 @@ Unlocked Device::Obtain(Use use) {
         sessions.Keep(key_, unlocked, sessions.CacheFlag(key_.serial), std::nullopt);
     }
     return unlocked;
+}
+
+OpenedPair Device::Open(const StoredPair& stored) {
+    const Unlocked& unlocked = Authorize(Use::kOther);
+    Sessions& sessions = Sessions::OfThisProcess();
+    std::shared_ptr<const KeyPair> pair = sessions.OpenKey(key_, seen_, stored.id);
+    if (pair == nullptr) {
+        pair = std::make_shared<const KeyPair>(store_.Open(unlocked, stored));
+        sessions.KeepOpen(key_, seen_, stored.id, pair);
+    }
+    return {std::move(pair), {}};
+}
+
+void Device::CloseKeys() {
+    Sessions::OfThisProcess().CloseKeys(key_.serial);
 }
 
 }  // namespace softkey

@@ -2,15 +2,23 @@
 #define SOFTKEY_KEY_DEVICE_H
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 
+#include "crypto/key_pair.h"
 #include "pin/dialogs.h"
 #include "pin/sessions.h"
 #include "slots/slots.h"
 #include "store/key_store.h"
 
 namespace softkey {
+
+// A private key at work. What its use leaves on the stack and in registers is wiped at the end.
+struct OpenedPair {
+    std::shared_ptr<const KeyPair> pair;
+    SecretTraces traces;
+};
 
 // A plugged key as the entries use it: its slot, its store and what this process has verified.
 class Device {
@@ -41,17 +49,24 @@ class Device {
     enum class Use { kRequest, kOther };
     const Unlocked& Authorize(Use use);
 
+    // The private key of a pair, for any use but requests. Under a cached verification it stays
+    // open for the next call; CloseKeys ends that, for pairs that are taken from the key.
+    OpenedPair Open(const StoredPair& stored);
+    void CloseKeys();
+
     // For whoever asks somebody. That takes its time: what was seen before is then old.
     DialogSubject Subject();
 
  private:
     explicit Device(PluggedKey key);
+    static Slots::Snapshot LookAtSlots();
+    const std::shared_ptr<const KeyStore::Snapshot>& Seen();
     Unlocked AskAndUnlock();
     Unlocked Obtain(Use use);
 
     PluggedKey key_;
     KeyStore store_;
-    std::optional<KeyStore::Snapshot> seen_;
+    std::shared_ptr<const KeyStore::Snapshot> seen_;
     std::optional<Unlocked> held_;
 };
 

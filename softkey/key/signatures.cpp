@@ -19,7 +19,9 @@ constexpr int kHalfLength = 32;
 // A signing key that has been opened, ready for one signature or a whole batch.
 struct Signer {
     StoredPair stored;
-    KeyPair pair;
+    OpenedPair opened;
+
+    const KeyPair& Pair() const { return *opened.pair; }
 };
 
 bool IsForSm2Only(SignatureFormat format) {
@@ -37,9 +39,8 @@ StoredPair FindSigningPair(Device& device, const SignatureOrder& order) {
 }
 
 Signer OpenSigner(Device& device, StoredPair stored) {
-    const Unlocked& unlocked = device.Authorize(Device::Use::kOther);
-    KeyPair pair = device.Store().Open(unlocked, stored);
-    return {std::move(stored), std::move(pair)};
+    OpenedPair opened = device.Open(stored);
+    return {std::move(stored), std::move(opened)};
 }
 
 // r || s, each 32 bytes.
@@ -55,7 +56,8 @@ Bytes PlainSignature(const Bytes& signature) {
 
 std::string Pkcs7Signature(const Signer& signer, const Bytes& signature,
                            const std::optional<Bytes>& content, Pkcs7Names names) {
-    return ToBase64(SignedData(signer.pair, signer.stored.certificate, signature, content, names));
+    return ToBase64(
+        SignedData(signer.Pair(), signer.stored.certificate, signature, content, names));
 }
 
 std::string SignContent(const Signer& signer, SignatureFormat format,
@@ -63,8 +65,8 @@ std::string SignContent(const Signer& signer, SignatureFormat format,
     const bool attached =
         format == SignatureFormat::kAttached || format == SignatureFormat::kAttachedGm;
     Require(!(attached && content.is_digest), Code::kSelector, "a digest has no content to attach");
-    const Bytes signature = content.is_digest ? signer.pair.SignDigest(content.bytes)
-                                              : signer.pair.SignMessage(content.bytes);
+    const Bytes signature = content.is_digest ? signer.Pair().SignDigest(content.bytes)
+                                              : signer.Pair().SignMessage(content.bytes);
     switch (format) {
         case SignatureFormat::kHex:
             return ToHex(signature);
@@ -173,8 +175,8 @@ std::string Decrypt(Device& device, const CertificateSelector& key, const Cipher
     const StoredPair stored = FindCertified(device, key);
     const bool sm2 = stored.type == KeyType::kSm2;
     Require(!(sm2 && selector.padding_given), Code::kSelector, "paddings are for RSA only");
-    const Unlocked& unlocked = device.Authorize(Device::Use::kOther);
-    const KeyPair pair = device.Store().Open(unlocked, stored);
+    const OpenedPair opened = device.Open(stored);
+    const KeyPair& pair = *opened.pair;
     return EncodePlain(sm2 ? pair.Sm2Decrypt(*bytes) : pair.RsaDecrypt(*bytes, selector.padding),
                        selector.plain);
 }

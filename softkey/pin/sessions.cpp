@@ -2,7 +2,12 @@
 
 namespace softkey {
 
+Sessions::Sessions() {
+    DropBeforeFork([this] { CloseAllKeys(); });
+}
+
 Sessions& Sessions::OfThisProcess() {
+    const ProcessLock lock;
     // Never destroyed: clients call as late as from exit handlers.
     static auto* const sessions = new Sessions;
     return *sessions;
@@ -11,16 +16,17 @@ Sessions& Sessions::OfThisProcess() {
 void Sessions::Keep(const PluggedKey& key, const Unlocked& unlocked, bool cached,
                     std::optional<Clock::time_point> until) {
     const ProcessLock lock;
-    sessions_[key.serial] = Session{unlocked, key.plug_id, cached, until};
+    sessions_[key.serial] = Session{unlocked, key.plug_id, cached, until, nullptr, {}};
 }
 
-std::optional<Unlocked> Sessions::Find(const PluggedKey& key, const PinState& state, Need need) {
+std::optional<Unlocked> Sessions::Find(const PluggedKey& key, const Look& look, Need need) {
     const ProcessLock lock;
     const auto found = sessions_.find(key.serial);
     if (found == sessions_.end()) {
         return std::nullopt;
     }
-    const Session& session = found->second;
+    Session& session = found->second;
+    const PinState& state = look->pin;
     const bool over = session.plug_id != key.plug_id ||
                       session.unlocked.generation != state.generation || state.tries_left <= 0 ||
                       (session.until && Clock::now() >= *session.until);
@@ -28,10 +34,65 @@ std::optional<Unlocked> Sessions::Find(const PluggedKey& key, const PinState& st
         sessions_.erase(found);
         return std::nullopt;
     }
+    if (session.opened_at != look) {
+        session.opened.clear();
+        session.opened_at = look;
+    }
     if (need == Need::kCached && !session.cached) {
         return std::nullopt;
     }
     return session.unlocked;
+}
+
+Sessions::Session* Sessions::Cached(const PluggedKey& key, const Look& look) {
+    const auto found = sessions_.find(key.serial);
+    const bool held = look != nullptr && found != sessions_.end() && found->second.cached &&
+                      found->second.plug_id == key.plug_id && found->second.opened_at == look;
+    return held ? &found->second : nullptr;
+}
+
+std::shared_ptr<const KeyPair> Sessions::OpenKey(const PluggedKey& key, const Look& look,
+                                                 int64_t pair_id) {
+    const ProcessLock lock;
+    const Session* const session = Cached(key, look);
+    if (session == nullptr) {
+        return nullptr;
+    }
+    const auto pair = session->opened.find(pair_id);
+    return pair == session->opened.end() ? nullptr : pair->second;
+}
+
+void Sessions::KeepOpen(const PluggedKey& key, const Look& look, int64_t pair_id,
+                        std::shared_ptr<const KeyPair> pair) {
+    const ProcessLock lock;
+    Session* const session = Cached(key, look);
+    if (session != nullptr) {
+        session->opened[pair_id] = std::move(pair);
+    }
+}
+
+void Sessions::CloseKeys(const std::string& serial) {
+    const ProcessLock lock;
+    const auto found = sessions_.find(serial);
+    if (found != sessions_.end()) {
+        found->second.opened.clear();
+    }
+}
+
+void Sessions::CloseAllKeys() {
+    const ProcessLock lock;
+    for (auto& [serial, session] : sessions_) {
+        session.opened.clear();
+    }
+}
+
+void Sessions::EndUnplugged(const Slots::Snapshot& slots) {
+    const ProcessLock lock;
+    for (auto session = sessions_.begin(); session != sessions_.end();) {
+        const PluggedKey* const key = slots.Find(session->first);
+        const bool plugged = key != nullptr && key->plug_id == session->second.plug_id;
+        session = plugged ? std::next(session) : sessions_.erase(session);
+    }
 }
 
 void Sessions::UseUp(const std::string& serial) {

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "base/draft_file.h"
 #include "base/error.h"
 #include "base/file_lock.h"
+#include "base/process_lock.h"
 #include "store/home.h"
+#include "store/last_look.h"
 
 namespace softkey {
 namespace {
@@ -48,6 +51,20 @@ std::optional<Result> UnlessDamaged(Work work) {
     }
 }
 
+std::vector<PluggedKey> PluggedIn(Database& database) {
+    std::vector<PluggedKey> keys;
+    Statement row(database, (std::string(kPluggedColumns) + "ORDER BY slot").c_str());
+    while (row.Step()) {
+        keys.push_back(ReadPlugged(row));
+    }
+    return keys;
+}
+
+int64_t LastSequenceIn(Database& database) {
+    Statement row(database, "SELECT seq FROM sqlite_sequence WHERE name = 'events'");
+    return row.Step() ? row.Integer(0) : 0;
+}
+
 int64_t LowestFreeSlot(Database& database) {
     Statement row(database, "SELECT slot FROM plugged ORDER BY slot");
     int64_t slot = 1;
@@ -59,16 +76,16 @@ int64_t LowestFreeSlot(Database& database) {
 
 }  // namespace
 
-Slots::Slots(Database::Mode mode) : database_(Private(SlotsPath()), mode) {}
+Slots::Slots() : database_(Private(SlotsPath()), Database::Mode::kExisting) {}
 
 std::optional<Slots> Slots::OpenExisting() {
     if (!HomeExists() || !Exists(SlotsPath())) {
         return std::nullopt;
     }
     return UnlessDamaged<Slots>([] {
-        Slots slots(Database::Mode::kExisting);
+        Slots slots;
         slots.database_.CheckWhole();
-        slots.Look(0);
+        LookAt(slots.database_, 0);
         return slots;
     });
 }
@@ -84,7 +101,7 @@ Slots Slots::OpenOrCreate() {
         return std::move(*slots);
     }
     MakeAnew();
-    return Slots(Database::Mode::kExisting);
+    return Slots();
 }
 
 void Slots::MakeAnew() {
@@ -105,13 +122,23 @@ Slots::Snapshot Slots::Present(int64_t place) {
     if (!Exists(SlotsPath())) {
         return {};
     }
-    std::optional<Snapshot> present =
-        UnlessDamaged<Snapshot>([&] { return Slots(Database::Mode::kReading).Look(place); });
+    std::optional<Snapshot> present = UnlessDamaged<Snapshot>([&] { return Look(place); });
     if (!present) {
         present.emplace();
         present->damaged = true;
     }
     return *present;
+}
+
+Slots::Snapshot Slots::Look(int64_t place) {
+    const ProcessLock lock;
+    // Never destroyed: clients call as late as from exit handlers.
+    static auto* const last = new LastLook<Snapshot>;
+    static int64_t last_place = 0;
+    if (std::exchange(last_place, place) != place) {
+        last->Forget();
+    }
+    return *last->At(SlotsPath(), [&](Database& database) { return LookAt(database, place); });
 }
 
 PluggedKey Slots::Plug(std::string_view serial, const PinSource& source) {
@@ -153,12 +180,7 @@ void Slots::Record(EventKind kind, const PluggedKey& key) {
 }
 
 std::vector<PluggedKey> Slots::Plugged() {
-    std::vector<PluggedKey> keys;
-    Statement row(database_, (std::string(kPluggedColumns) + "ORDER BY slot").c_str());
-    while (row.Step()) {
-        keys.push_back(ReadPlugged(row));
-    }
-    return keys;
+    return PluggedIn(database_);
 }
 
 std::optional<PluggedKey> Slots::Find(std::string_view serial) {
@@ -170,18 +192,17 @@ std::optional<PluggedKey> Slots::Find(std::string_view serial) {
 }
 
 int64_t Slots::LastSequence() {
-    Statement row(database_, "SELECT seq FROM sqlite_sequence WHERE name = 'events'");
-    return row.Step() ? row.Integer(0) : 0;
+    return LastSequenceIn(database_);
 }
 
-Slots::Snapshot Slots::Look(int64_t place) {
+Slots::Snapshot Slots::LookAt(Database& database, int64_t place) {
     Snapshot snapshot;
-    snapshot.plugged = Plugged();
-    snapshot.last_sequence = LastSequence();
-    Statement first(database_, "SELECT min(sequence) FROM events");
+    snapshot.plugged = PluggedIn(database);
+    snapshot.last_sequence = LastSequenceIn(database);
+    Statement first(database, "SELECT min(sequence) FROM events");
     first.Step();
     snapshot.first_sequence = first.IsNull(0) ? snapshot.last_sequence + 1 : first.Integer(0);
-    Statement row(database_,
+    Statement row(database,
                   "SELECT sequence, kind, slot, serial FROM events WHERE sequence > ? "
                   "ORDER BY sequence LIMIT 1");
     if (row.Bind(place).Step()) {

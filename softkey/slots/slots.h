@@ -74,13 +74,15 @@ class Slots {
 
         const PluggedKey* Find(std::string_view serial) const;
     };
-    // `next` is the first event after that place.
+    // `next` is the first event after that place. Whoever asks again and again from the same place
+    // costs the machine little.
     static Snapshot Present(int64_t place = 0);
 
  private:
-    explicit Slots(Database::Mode mode);
+    Slots();
     static void MakeAnew();
-    Snapshot Look(int64_t place);
+    static Snapshot Look(int64_t place);
+    static Snapshot LookAt(Database& database, int64_t place);
     void Record(EventKind kind, const PluggedKey& key);
 
     Database database_;

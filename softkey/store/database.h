@@ -37,19 +37,21 @@ class Statement {
     std::string Text(int column) const;
     Bytes Blob(int column) const;
 
- private:
     struct Finalizer {
         void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
     };
+    using Prepared = std::unique_ptr<sqlite3_stmt, Finalizer>;
+
+ private:
     Database& database_;
-    std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
+    Prepared statement_;
     int bound_ = 0;
 };
 
 // A connection to one file. What is committed has reached the disk: a write that was acknowledged
 // survives the death of the process and of the machine. Several processes may use one file; each
 // waits a bounded time for the others. An object holds its process's lock, so it lives for one
-// operation only.
+// operation only; what stays open between two is a Witness.
 class Database {
  public:
     // kExisting reads and writes; kReading shows the file as it is now until the object is
@@ -72,12 +74,17 @@ class Database {
     // Throws the code that belongs to the connection's last failure.
     [[noreturn]] void Fail() const;
 
- private:
     struct Closer {
         void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
     };
+    using Connection = std::unique_ptr<sqlite3, Closer>;
+
+    // The connection alone, which whoever has it uses and closes under the process's lock.
+    Connection Release() && { return std::move(connection_); }
+
+ private:
     ProcessLock lock_;  // outlives the connection
-    std::unique_ptr<sqlite3, Closer> connection_;
+    Connection connection_;
 };
 
 // All or nothing. Without Commit the changes are undone. Taking the write lock at once keeps two

@@ -24,7 +24,7 @@ void EnsureHome();
 bool HomeExists();
 
 // The path again, once the file and the folders of the home that lead to it are seen to be the
-// user's alone; asked for whenever one of the home's files is opened. Throws kStoreUnreachable,
+// user's alone; asked for whenever one of the home's files is used. Throws kStoreUnreachable,
 // with the command that helps, and kStoreDamaged for an empty file.
 const std::string& Private(const std::string& path);
 

@@ -6,8 +6,10 @@
 #include "base/draft_file.h"
 #include "base/encoding.h"
 #include "base/file_lock.h"
+#include "base/process_lock.h"
 #include "crypto/sealing.h"
 #include "store/home.h"
+#include "store/last_look.h"
 
 namespace softkey {
 namespace {
@@ -142,8 +144,12 @@ KeyStore::KeyStore(std::string_view serial) : path_(KeyPath(serial)), serial_(se
 
 Database KeyStore::Connect(Database::Mode mode) const {
     Database database(Private(path_), mode);
-    Require(SerialIn(database) == serial_, Code::kStoreDamaged, "the file is another key's store");
+    RequireOwn(database);
     return database;
+}
+
+void KeyStore::RequireOwn(Database& database) const {
+    Require(SerialIn(database) == serial_, Code::kStoreDamaged, "the file is another key's store");
 }
 
 std::string KeyStore::SerialIn(Database& database) {
@@ -153,9 +159,14 @@ std::string KeyStore::SerialIn(Database& database) {
     return key.Text(1);
 }
 
-KeyStore::Snapshot KeyStore::Look() const {
-    Database database = Connect(Database::Mode::kReading);
-    return LookAt(database);
+std::shared_ptr<const KeyStore::Snapshot> KeyStore::Look() const {
+    const ProcessLock lock;
+    // Never destroyed: clients call as late as from exit handlers.
+    static auto* const last = new LastLook<Snapshot>;
+    return last->At(path_, [&](Database& database) {
+        RequireOwn(database);
+        return LookAt(database);
+    });
 }
 
 KeyStore::Snapshot KeyStore::LookAtWhole() const {

@@ -2,6 +2,7 @@
 #define SOFTKEY_STORE_KEY_STORE_H
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -54,8 +55,8 @@ struct StoredPair {
 };
 
 // One software key's durable state: an SQLite file. Each member is one transaction, so that
-// another process or a sudden death sees all of it or nothing, and opens the file anew: nothing
-// stays open meanwhile, and nothing is opened before.
+// another process or a sudden death sees all of it or nothing, and sees the file as it is then:
+// what a process keeps of its last look serves only while SQLite tells that nothing has changed.
 class KeyStore {
  public:
     // Makes the file under its final name in one step; a key is never seen half made.
@@ -79,12 +80,14 @@ class KeyStore {
         std::vector<StoredPair> pairs;
     };
     static Snapshot LookAt(Database& database);
-    Snapshot Look() const;
+
+    // The same object as long as the file has not changed and no other key was looked at.
+    std::shared_ptr<const Snapshot> Look() const;
 
     // As Look, once all of the file is read. Throws kStoreDamaged when any of it is damaged.
     Snapshot LookAtWhole() const;
 
-    PinState Pin() const { return Look().pin; }
+    PinState Pin() const { return Look()->pin; }
 
     // Spends a try before it looks at the PIN and gives all tries back when it is right, so that a
     // process killed in between gains nothing. Programs take turns. Throws kPinIncorrect or
@@ -95,13 +98,13 @@ class KeyStore {
     // Erases key pairs, certificates and data items and sets a new PIN with all its tries.
     Unlocked Initialize(std::string_view label, const SecretBytes& new_pin);
 
-    std::string Label() const { return Look().label; }
+    std::string Label() const { return Look()->label; }
     void SetLabel(std::string_view label);
 
     std::optional<std::string> Data(int32_t index) const;
     void SetData(int32_t index, std::string_view text);
 
-    std::vector<StoredPair> Pairs() const { return Look().pairs; }
+    std::vector<StoredPair> Pairs() const { return Look()->pairs; }
 
     // Keeps a new pair, sealed. A pair that is kept already stays as it is.
     void AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair);
@@ -120,6 +123,7 @@ class KeyStore {
     std::string path_;
     std::string serial_;
 
+    void RequireOwn(Database& database) const;
     Bytes PinContext() const { return ToBytes(serial_); }
     std::optional<SecretBytes> TryPin(const SecretBytes& pin) const;
     void SpendTry() const;

@@ -536,28 +536,55 @@ TEST_F(AnothersFile, InAnothersHomeIsNotUsedEither) {
 
 // What a call costs.
 
-TEST_F(DamagedStore, ACachedSignatureOpensEachFileThatItNeedsOnce) {
+// Counts who opens the two files of a plugged key.
+class Openings {
+ public:
+    Openings() : watch_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+        // With the closings between them, equal events in a row are not told as one.
+        constexpr uint32_t kWatched = IN_OPEN | IN_CLOSE;
+        key_ = inotify_add_watch(watch_, KeyPath(kSerial).c_str(), kWatched);
+        slots_ = inotify_add_watch(watch_, SlotsPath().c_str(), kWatched);
+    }
+    ~Openings() { close(watch_); }
+    Openings(const Openings&) = delete;
+    Openings& operator=(const Openings&) = delete;
+
+    // Of the key and of the slots, since the last question.
+    std::array<int, 2> Count() const {
+        alignas(inotify_event) char events[4096];
+        const ssize_t length = read(watch_, events, sizeof events);
+        std::array<int, 2> opened{};
+        for (ssize_t at = 0; at < length; at += static_cast<ssize_t>(sizeof(inotify_event))) {
+            const auto* const event = reinterpret_cast<const inotify_event*>(events + at);
+            const bool opening = (event->mask & IN_OPEN) != 0;
+            opened[0] += opening && event->wd == key_;
+            opened[1] += opening && event->wd == slots_;
+        }
+        return opened;
+    }
+
+ private:
+    int watch_;
+    int key_;
+    int slots_;
+};
+
+TEST_F(DamagedStore, ACachedSignatureOpensAFileOnlyWhenThatHasChanged) {
+    using Opened = std::array<int, 2>;
     GiveDualCertificates();
     ASSERT_EQ(kSuccess, key_.VerifyAndCachePin(kSerial, 0));
-    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    ASSERT_GE(watch, 0);
-    // With the closings between them, equal events in a row are not told as one.
-    constexpr uint32_t kWatched = IN_OPEN | IN_CLOSE;
-    const int key = inotify_add_watch(watch, KeyPath(kSerial).c_str(), kWatched);
-    const int slots = inotify_add_watch(watch, SlotsPath().c_str(), kWatched);
     EXPECT_FALSE(SignatureOf("order").empty());
-    alignas(inotify_event) char events[4096];
-    const ssize_t length = read(watch, events, sizeof events);
-    close(watch);
-    int opened[2] = {};
-    for (ssize_t at = 0; at < length; at += static_cast<ssize_t>(sizeof(inotify_event))) {
-        const auto* const event = reinterpret_cast<const inotify_event*>(events + at);
-        const bool opening = (event->mask & IN_OPEN) != 0;
-        opened[0] += opening && event->wd == key;
-        opened[1] += opening && event->wd == slots;
-    }
-    EXPECT_EQ(1, opened[0]);
-    EXPECT_EQ(1, opened[1]);
+    const Openings openings;
+    EXPECT_FALSE(SignatureOf("order").empty());
+    EXPECT_EQ((Opened{0, 0}), openings.Count());
+    KeyStore(kSerial).SetLabel("Other");
+    openings.Count();
+    EXPECT_FALSE(SignatureOf("order").empty());
+    EXPECT_EQ((Opened{1, 0}), openings.Count());
+    Unplug(kOtherSerial);
+    openings.Count();
+    EXPECT_FALSE(SignatureOf("order").empty());
+    EXPECT_EQ((Opened{0, 1}), openings.Count());
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -18,6 +19,7 @@
 #include <utility>
 
 #include "softkey_test.h"
+#include "store/home.h"
 #include "store/key_store.h"
 
 namespace softkey::testing {
@@ -174,6 +176,9 @@ std::set<std::string> Search(const std::vector<Bytes>& regions, const Pieces& pi
 
 class MemoryTest : public EntriesTest {
  protected:
+    static constexpr int32_t kSm2Signing = 0x21;
+    static constexpr int32_t kRsaSigning = 0x11;
+
     // The authority works in processes of its own: it makes private keys, too.
     void RunAuthority(const std::string& arguments) {
         const CommandResult result = RunShell("cd " + Folder() + " && " + Program("softca") +
@@ -227,14 +232,34 @@ class MemoryTest : public EntriesTest {
         AskAuthority(Request(1, 1) + "||" + Request(2, 1));
     }
 
+    void Start(const std::string& name, const std::function<void()>& work) {
+        clients_.emplace_back(name, std::make_unique<StoppedClient>(work));
+        ASSERT_TRUE(clients_.back().second->Stopped());
+    }
+
     // A client that caches its PIN, does some work with its keys and forgets the PIN.
     void StartClient(const std::string& name, const std::function<void()>& work) {
-        clients_.emplace_back(name, std::make_unique<StoppedClient>([&] {
-                                  ASSERT_EQ(kSuccess, key_.VerifyAndCachePin(kSerial, 0));
-                                  work();
-                                  ASSERT_EQ(kSuccess, key_.GM_RemoveUserPin());
-                              }));
-        ASSERT_TRUE(clients_.back().second->Stopped());
+        Start(name, [&] {
+            ASSERT_EQ(kSuccess, key_.VerifyAndCachePin(kSerial, 0));
+            work();
+            ASSERT_EQ(kSuccess, key_.GM_RemoveUserPin());
+        });
+    }
+
+    // A client that has signed under a cached PIN, which then ends in some way or another. The key
+    // is afterwards as it was before.
+    void StartSigner(const std::string& name, const std::function<void()>& ending) {
+        const std::string copy = Folder() + "/copy";
+        std::filesystem::copy_file(KeyPath(kSerial), copy,
+                                   std::filesystem::copy_options::overwrite_existing);
+        Start(name, [&] {
+            ASSERT_EQ(kSuccess, key_.VerifyAndCachePin(kSerial, 0));
+            SignatureOf("a payment", kSm2Signing);
+            SignatureOf("a payment", kRsaSigning);
+            ending();
+        });
+        std::filesystem::copy_file(copy, KeyPath(kSerial),
+                                   std::filesystem::copy_options::overwrite_existing);
     }
 
     std::vector<std::pair<std::string, std::unique_ptr<StoppedClient>>> clients_;
@@ -252,6 +277,50 @@ TEST_F(MemoryTest, NothingOfAPrivateKeyIsLeftInAClient) {
     // Seen by this process only now, so that no client can have it from here.
     const Pieces pieces = PrivatePieces();
     ASSERT_EQ(2 * (2 * 2U + 2 * (16 + 5 * 8)), pieces.size());
+    for (const auto& [name, client] : clients_) {
+        EXPECT_EQ(std::set<std::string>(), Search(client->Memory(), pieces)) << name;
+    }
+}
+
+TEST_F(MemoryTest, UnderACachedPinAKeyThatSignsStaysOpen) {
+    StartClient("certificates", [&] { GetCertificates(); });
+    StartSigner("signer", [] {});
+    EXPECT_FALSE(Search(clients_.back().second->Memory(), PrivatePieces()).empty());
+}
+
+TEST_F(MemoryTest, APrivateKeyEndsWithWhatKeepsThePin) {
+    StartClient("certificates", [&] { GetCertificates(); });
+    Start("no cache", [&] {
+        ASSERT_EQ(kSuccess, key_.VerifyPIN(kSerial));
+        SignatureOf("a payment", kSm2Signing);
+        SignatureOf("a payment", kRsaSigning);
+    });
+    StartSigner("flag", [&] { ASSERT_EQ(kSuccess, key_.SetCachePinFlag(kSerial, 0)); });
+    StartSigner("another PIN", [&] {
+        KeyStore(kSerial).ChangePin(ToSecret(kPin), ToSecret(kOtherPin));
+        ASSERT_EQ(Number(Code::kPinIncorrect), key_.VerifyPIN(kSerial));
+    });
+    StartSigner("deleted", [&] {
+        ASSERT_EQ(kSuccess, key_.DelCertAndTempKey(kSerial, kSm2Signing, 0));
+        ASSERT_EQ(kSuccess, key_.DelCertAndTempKey(kSerial, kRsaSigning, 0));
+    });
+    StartSigner("deleted by others", [&] {
+        KeyStore(kSerial).Initialize("", ToSecret(kPin));
+        ASSERT_EQ(kSuccess, key_.VerifyPIN(kSerial));
+    });
+    StartSigner("forked", [] {
+        const pid_t child = fork();
+        if (child == 0) _exit(0);
+        ASSERT_EQ(child, waitpid(child, nullptr, 0));
+    });
+    CreateKey(kOtherSerial);
+    PlugWithPinFile(kOtherSerial);
+    StartSigner("unplugged", [&] {
+        Unplug();
+        // Any call for any key.
+        ASSERT_EQ(kSuccess, key_.VerifyPIN(kOtherSerial));
+    });
+    const Pieces pieces = PrivatePieces();
     for (const auto& [name, client] : clients_) {
         EXPECT_EQ(std::set<std::string>(), Search(client->Memory(), pieces)) << name;
     }

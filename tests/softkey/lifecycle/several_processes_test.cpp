@@ -71,6 +71,117 @@ TEST_F(SeveralProcesses, OneKeyServesSeveralAtOnce) {
     }
 }
 
+// ------------------------------------- a client that has a key at work, and others at that key
+
+class ChangesByOthers : public SoftwareKeyTest {
+ protected:
+    ChangesByOthers() : key_(NewSigningKey()) {
+        EXPECT_EQ(Code::kOk, Checked(TestVerifyAndCachePin(key_.c_str(), 0)));
+        AnswerNoPin();
+        ExpectSignature();
+        ExpectSignature();
+    }
+
+    // With the key pair whose certificate the key shows now.
+    void ExpectSignature() const {
+        const Certificate certificate(Given(CertificateOf(key_, kSigning)));
+        EXPECT_TRUE(certificate.Verifies("order", FromBase64(Given(Signature(key_, "order")))));
+    }
+
+    // Another process has the right PIN.
+    template <typename Work>
+    void Elsewhere(Work work) const {
+        AnswerPin(kRightPin);
+        InOtherProcess(work);
+        AnswerNoPin();
+    }
+
+    std::string key_;
+};
+
+TEST_F(ChangesByOthers, OfPublicThingsAreSeenAtOnce) {
+    for (int i = 0; i < 10; ++i) {
+        const std::string text = std::to_string(i);
+        Elsewhere([&] {
+            EXPECT_EQ(Code::kOk, Checked(SetLabel(key_.c_str(), text.c_str())));
+            EXPECT_EQ(Code::kOk, Checked(SetData(key_.c_str(), 0, text.c_str())));
+        });
+        EXPECT_EQ(text, Given(LabelOf(key_)));
+        EXPECT_EQ(text, Given(DataOf(key_, 0)));
+        ExpectSignature();
+    }
+}
+
+TEST_F(ChangesByOthers, OfTheTriesAreSeenAtOnce) {
+    InOtherProcess([&] {
+        Checked(RemovePinCache());
+        AnswerPin(kWrongPin);
+        EXPECT_EQ(Code::kPinIncorrect, Checked(VerifyPIN(key_.c_str())));
+        AnswerNoPin();
+    });
+    EXPECT_EQ((Tries{5, 6}), TriesOf(key_));
+    ExpectSignature();
+}
+
+TEST_F(ChangesByOthers, ReplaceTheKeyPairWithWhichIsSigned) {
+    const std::string before = Given(CertificateOf(key_, kSigning));
+    Elsewhere([&] {
+        const std::string answer = Issue(Given(Request(key_, kSm2Signing1)));
+        EXPECT_EQ(Code::kOk, Checked(ImportX509Cert(key_.c_str(), answer.c_str())));
+    });
+    EXPECT_NE(before, Given(CertificateOf(key_, kSigning)));
+    ExpectSignature();
+}
+
+TEST_F(ChangesByOthers, TakeTheKeyPairWithWhichIsSigned) {
+    Elsewhere([&] {
+        EXPECT_EQ(Code::kOk, Checked(DelCertAndTempKey(key_.c_str(), kSigning, kEverything)));
+    });
+    EXPECT_EQ(Code::kCertificateNotFound, Signature(key_, "order").code);
+}
+
+TEST_F(ChangesByOthers, EraseTheKey) {
+    AnswerPin(kRightPin);
+    Program("softkey", "reset " + key_ + " --yes " + UsingPinFile());
+    AnswerNoPin();
+    EXPECT_EQ(Code::kCertificateNotFound, Signature(key_, "order").code);
+    EXPECT_EQ(Code::kPinSourceUnreadable, Checked(VerifyPIN(key_.c_str())));
+}
+
+TEST_F(ChangesByOthers, UnplugTheKey) {
+    Unplug(key_);
+    EXPECT_EQ(Code::kDeviceRemoved, Signature(key_, "order").code);
+    EXPECT_EQ(Code::kDeviceRemoved, LabelOf(key_).code);
+    Plug(key_);
+    EXPECT_EQ(Code::kPinSourceUnreadable, Signature(key_, "order").code);
+}
+
+TEST_F(ChangesByOthers, PutACopyInTheKeysPlace) {
+    Program("softkey", "backup " + key_ + " /tmp/copy");
+    Elsewhere([&] { EXPECT_EQ(Code::kOk, Checked(SetLabel(key_.c_str(), "Later"))); });
+    EXPECT_EQ("Later", Given(LabelOf(key_)));
+    Unplug(key_);
+    Program("softkey", "delete " + key_ + " --yes");
+    Program("softkey", "restore /tmp/copy");
+    Plug(key_);
+    EXPECT_EQ("Test", Given(LabelOf(key_)));
+    EXPECT_EQ(Code::kPinSourceUnreadable, Signature(key_, "order").code);
+    AnswerPin(kRightPin);
+    ExpectSignature();
+}
+
+TEST_F(ChangesByOthers, LeaveAForkedClientAndItsParentAtWork) {
+    for (int i = 0; i < 5; ++i) {
+        InOtherProcess([&] {
+            ExpectSignature();
+            EXPECT_EQ(Code::kOk, Checked(SetLabel(key_.c_str(), std::to_string(i).c_str())));
+            ExpectSignature();
+        });
+        EXPECT_EQ(std::to_string(i), Given(LabelOf(key_)));
+        ExpectSignature();
+    }
+}
+
 TEST_F(SeveralProcesses, ABackupBringsADeletedKeyBack) {
     const std::string key = NewSigningKey();
     const std::string certificate = Given(CertificateOf(key, kSigning));
