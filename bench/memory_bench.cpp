@@ -53,8 +53,11 @@ void AddPeak(const char* function, std::string (*make_text)(size_t), Call call) 
 void bench::AddMemoryRows() {
     AddPeak("ImportX509Cert", LinedText,
             [](const char* text, char*) { return ImportX509Cert(kSerialNumber, text); });
-    AddPeak("Batch_ImportX509Cert", OneLargeItem,
-            [](const char* text, char*) { return Batch_ImportX509Cert(kSerialNumber, text); });
+    const Call import_package = [](const char* text, char*) {
+        return Batch_ImportX509Cert(kSerialNumber, text);
+    };
+    AddPeak("Batch_ImportX509Cert, two items", TwoLargeItems, import_package);
+    AddPeak("Batch_ImportX509Cert, one item", OneLargeItem, import_package);
     AddPeak("SignHash", LinedText, [](const char* text, char* output) {
         int32_t length = kRoom;
         return SignHash(kSerialNumber, 1, 0, text, 0, output, &length);
