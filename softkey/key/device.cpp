@@ -19,7 +19,7 @@ Device::Device(PluggedKey key) : key_(std::move(key)), store_(key_.serial) {}
 
 Slots::Snapshot Device::LookAtSlots() {
     Slots::Snapshot slots = Slots::Present();
-    Sessions::OfThisProcess().EndUnplugged(slots);
+    Sessions::OfThisProcess().EndOver(slots);
     return slots;
 }
 

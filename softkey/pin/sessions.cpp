@@ -1,5 +1,8 @@
 #include "pin/sessions.h"
 
+#include <iterator>
+#include <utility>
+
 namespace softkey {
 
 Sessions::Sessions() {
@@ -11,6 +14,10 @@ Sessions& Sessions::OfThisProcess() {
     // Never destroyed: clients call as late as from exit handlers.
     static auto* const sessions = new Sessions;
     return *sessions;
+}
+
+bool Sessions::Session::IsOverFor(const PluggedKey* key) const {
+    return key == nullptr || key->plug_id != plug_id || (until && Clock::now() >= *until);
 }
 
 void Sessions::Keep(const PluggedKey& key, const Unlocked& unlocked, bool cached,
@@ -27,9 +34,8 @@ std::optional<Unlocked> Sessions::Find(const PluggedKey& key, const Look& look, 
     }
     Session& session = found->second;
     const PinState& state = look->pin;
-    const bool over = session.plug_id != key.plug_id ||
-                      session.unlocked.generation != state.generation || state.tries_left <= 0 ||
-                      (session.until && Clock::now() >= *session.until);
+    const bool over = session.IsOverFor(&key) || session.unlocked.generation != state.generation ||
+                      state.tries_left <= 0;
     if (over) {
         sessions_.erase(found);
         return std::nullopt;
@@ -86,12 +92,11 @@ void Sessions::CloseAllKeys() {
     }
 }
 
-void Sessions::EndUnplugged(const Slots::Snapshot& slots) {
+void Sessions::EndOver(const Slots::Snapshot& slots) {
     const ProcessLock lock;
     for (auto session = sessions_.begin(); session != sessions_.end();) {
-        const PluggedKey* const key = slots.Find(session->first);
-        const bool plugged = key != nullptr && key->plug_id == session->second.plug_id;
-        session = plugged ? std::next(session) : sessions_.erase(session);
+        const bool over = session->second.IsOverFor(slots.Find(session->first));
+        session = over ? sessions_.erase(session) : std::next(session);
     }
 }
 

@@ -44,8 +44,9 @@ class Sessions {
     void CloseKeys(const std::string& serial);
     void CloseAllKeys();
 
-    // Ends the verifications of keys that are gone or were plugged anew.
-    void EndUnplugged(const Slots::Snapshot& slots);
+    // Ends the verifications of keys that are gone or were plugged anew, and those whose time is
+    // up.
+    void EndOver(const Slots::Snapshot& slots);
 
     // Ends the verification of one key unless it is cached.
     void UseUp(const std::string& serial);
@@ -63,6 +64,8 @@ class Sessions {
         std::optional<Clock::time_point> until;
         Look opened_at;
         std::map<int64_t, std::shared_ptr<const KeyPair>> opened;
+
+        bool IsOverFor(const PluggedKey* key) const;
     };
 
     Sessions();

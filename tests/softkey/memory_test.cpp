@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -15,6 +16,7 @@
 #include <functional>
 #include <memory>
 #include <set>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 
@@ -315,6 +317,12 @@ TEST_F(MemoryTest, APrivateKeyEndsWithWhatKeepsThePin) {
     });
     CreateKey(kOtherSerial);
     PlugWithPinFile(kOtherSerial);
+    StartSigner("time is up", [&] {
+        ASSERT_EQ(kSuccess, key_.VerifyAndCachePin(kSerial, 1));
+        SignatureOf("a payment", kSm2Signing);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+        ASSERT_EQ(kSuccess, key_.VerifyPIN(kOtherSerial));
+    });
     StartSigner("unplugged", [&] {
         Unplug();
         // Any call for any key.

@@ -1,5 +1,7 @@
 // Signatures and decryption, judged by the openssl command.
 #include <array>
+#include <map>
+#include <thread>
 
 #include "base/encoding.h"
 #include "crypto/key_pair.h"
@@ -36,6 +38,13 @@ class SigningEntries : public EntriesTest {
                      PublicKeyFile(selector) + " -signature " +
                      Saved("signature", AsText(signature)) + " " + Saved("message", message));
         return result.status == 0;
+    }
+
+    KeyPair PublicKey(int32_t selector) {
+        const Bytes der = CertificateDer(CertificatePem(selector));
+        const auto certificate = ssl::FromDer<ssl::Certificate>(der, d2i_X509);
+        return KeyPair::FromPublic(
+            ssl::ToDer(X509_get0_pubkey(certificate.get()), i2d_PUBKEY, "public key"));
     }
 
     int32_t Refused(int32_t selector, int32_t format, int32_t kind, const char* data = "x") {
@@ -324,6 +333,33 @@ TEST_F(SigningEntries, CiphertextsThatDoNotFitAreRefused) {
     EXPECT_EQ(Number(Code::kCertificateNotFound), Decrypted(0x12, 0, "AAAA"));
     for (const uint32_t encodings : {0x2U, 0x30U, 0x100U, 0x200U, 0xFFFFFFFFU}) {
         EXPECT_EQ(Number(Code::kSelector), Decrypted(2, encodings, "AAAA")) << encodings;
+    }
+}
+
+TEST_F(SigningEntries, ThreadsShareAnOpenKeyWhileItsPinComesAndGoes) {
+    constexpr size_t kSignatures = 6;
+    ASSERT_EQ(kSuccess, key_.VerifyAndCachePin(kSerial, 0));
+    std::vector<std::thread> threads;
+    std::map<int32_t, std::vector<std::string>> signatures;
+    for (const int32_t selector : {0x21, 0x11}) {
+        signatures[selector].resize(2 * kSignatures);
+        for (const size_t first : {size_t{0}, kSignatures}) {
+            std::string* const text = &signatures[selector][first];
+            threads.emplace_back([this, selector, text] {
+                for (size_t i = 0; i < kSignatures; ++i) text[i] = SignatureOf("order", selector);
+            });
+        }
+    }
+    for (size_t i = 0; i < kSignatures; ++i) {
+        EXPECT_EQ(kSuccess, key_.GM_RemoveUserPin());
+        EXPECT_EQ(kSuccess, key_.VerifyAndCachePin(kSerial, 0));
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (const auto& [selector, texts] : signatures) {
+        const KeyPair key = PublicKey(selector);
+        for (const std::string& text : texts) {
+            EXPECT_TRUE(key.VerifyMessage(ToBytes("order"), FromBase64Text(text)));
+        }
     }
 }
 
