@@ -2,9 +2,6 @@
 
 #include <dlfcn.h>
 
-#include <array>
-#include <type_traits>
-
 #include "common/commonfunction.h"
 #include "common/last_error.h"
 #include "common/loaded_objects.h"
@@ -14,26 +11,25 @@ namespace orval {
 namespace {
 
 // The one place where what dlsym found becomes a typed pointer.
-template <auto Slot>
-bool BindEntry(CommonFunction& table, void* library, const char* name) {
-    using Entry = std::remove_reference_t<decltype(table.*Slot)>;
-    const auto entry = reinterpret_cast<Entry>(dlsym(library, name));
-    StoreShared(table.*Slot, entry);
+template <typename Entry>
+bool BindEntry(Entry*& slot, void* library, const char* name) {
+    auto* const entry = reinterpret_cast<Entry*>(dlsym(library, name));
+    StoreShared(slot, entry);
     return entry != nullptr;
 }
 
-struct EntryBinding {
-    const char* name;
-    bool (*bind)(CommonFunction& table, void* library, const char* name);
-};
-
-// In slot order; bound in the order of maker::LookUpOrder.
-constexpr std::array kEntries = {
+// By cases, not by a table of names and functions: the loader would have to relocate each of them.
+bool BindSlot(CommonFunction& table, size_t slot, void* library) {
+    switch (slot) {
 #define ORVAL_BINDING(slot, name, result, arguments) \
-    EntryBinding{#name, BindEntry<&CommonFunction::name>},
-    ORVAL_BACKEND_ENTRIES(ORVAL_BINDING)
+    case slot:                                       \
+        return BindEntry(table.name, library, #name);
+        ORVAL_BACKEND_ENTRIES(ORVAL_BINDING)
 #undef ORVAL_BINDING
-};
+        default:
+            return false;
+    }
+}
 
 }  // namespace
 
@@ -48,8 +44,7 @@ int32_t BindBackend(CommonFunction& table) {
         return Finish(ORVAL_BACKEND_UNAVAILABLE);
     }
     for (const size_t slot : maker::LookUpOrder()) {
-        const EntryBinding& entry = kEntries[slot];
-        if (!entry.bind(table, library, entry.name)) {
+        if (!BindSlot(table, slot, library)) {
             CloseBackend(table);
             return Finish(ORVAL_BACKEND_UNAVAILABLE);
         }
