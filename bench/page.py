@@ -57,7 +57,7 @@ def draw(path, commands, series):
         rows = "\n".join(f"{x:.6g} {y:.6g}" for x, y in points)
         blocks.append(f"$data{number} << END\n{rows}\nEND\n")
         curves.append(f'$data{number} title "{title}" with {style} linecolor rgb "black" '
-                      f"linewidth 1.5 dashtype {number % 5 + 1}")
+                      f"linewidth 1.5 dashtype {(number - 1) % 5 + 1}")
     script = PLOT + commands + "".join(blocks) + "plot " + ", ".join(curves) + "\n"
     try:
         drawn = subprocess.run(["gnuplot"], input=script, check=True, capture_output=True,
@@ -85,7 +85,7 @@ def draw_growth(path, subjects):
     if series:
         sizes = sorted({size for times in subjects.values() for size in times})
         places = ", ".join(f'"{size_text(size)}" {size}' for size in sizes)
-        draw(path, f"set logscale xy 10\nset xtics ({places})\n"
+        draw(path, f"set logscale xy 10\nset autoscale xfix\nset xtics ({places})\n"
                    'set xlabel "input"\nset ylabel "time of a call [ms]"\n', series)
 
 
