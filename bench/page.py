@@ -85,7 +85,7 @@ def draw_growth(path, subjects):
     if series:
         sizes = sorted({size for times in subjects.values() for size in times})
         places = ", ".join(f'"{size_text(size)}" {size}' for size in sizes)
-        draw(path, f"set logscale xy 10\nset autoscale xfix\nset xtics ({places})\n"
+        draw(path, f"set logscale xy 10\nset xtics ({places})\n"
                    'set xlabel "input"\nset ylabel "time of a call [ms]"\n', series)
 
 
