@@ -15,9 +15,9 @@ inline int32_t CountOccurrences(std::string_view text, std::string_view part) {
         return static_cast<int32_t>(static_cast<uint32_t>(text.size()) + 1U);
     }
     uint32_t count = 0;
-    for (size_t at = QRV::PositionIn(text, part); at != text.npos;
-         at = QRV::PositionIn(text, part)) {
-        text.remove_prefix(at + part.size());
+    const char* const end = text.data() + text.size();
+    for (const char* at = QRV::FirstIn(text.data(), end, part); at != nullptr;
+         at = QRV::FirstIn(at + part.size(), end, part)) {
         ++count;
     }
     return static_cast<int32_t>(count);

@@ -10,16 +10,15 @@ namespace QRV {
 
 // How texts are searched and split, wherever they lie.
 
-// Where the first `pattern` begins, which is not empty, or npos. The C library's searches look at
-// many characters at once, whatever the text repeats.
+// The first `pattern`, which is not empty, or null. The C library's searches look at many
+// characters at once, whatever the text repeats.
 template <typename T>
-size_t PositionIn(std::basic_string_view<T> text, std::basic_string_view<T> pattern) {
+const T* FirstIn(const T* begin, const T* end, std::basic_string_view<T> pattern) {
     static_assert(sizeof(T) == 1, "the C library searches bytes");
-    const void* const found =
-        pattern.size() == 1 ? std::memchr(text.data(), pattern.front(), text.size())
-                            : memmem(text.data(), text.size(), pattern.data(), pattern.size());
-    return found == nullptr ? text.npos
-                            : static_cast<size_t>(static_cast<const T*>(found) - text.data());
+    const auto size = static_cast<size_t>(end - begin);
+    return static_cast<const T*>(pattern.size() == 1
+                                     ? std::memchr(begin, pattern.front(), size)
+                                     : memmem(begin, size, pattern.data(), pattern.size()));
 }
 
 constexpr int32_t kNoToken = -1;

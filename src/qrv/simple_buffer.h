@@ -230,6 +230,13 @@ void CSimpleBufferT<T>::AppendGrowing(const T* p, int32_t n) {
     if (n == 0) {
         return;
     }
+    CBufferData* const data = Data();
+    if (data->length == 0 && data->references > 1 && data->manager == &g_bufmgr) {
+        // Straight into its block, of the size that a private copy would have. Another manager is
+        // asked for its clone first.
+        ReplaceBlock(CopyOf(p, n, data->manager));
+        return;
+    }
     // The text may be this buffer's own, which moves when it grows.
     const bool own = Holds(p);
     const ptrdiff_t offset = own ? p - characters_ : 0;

@@ -58,7 +58,8 @@ class ORVAL_QRV_EXPORT CStringT : public CSimpleBufferT<T> {
     // At most nCount characters from iFirst on, both clipped to the text. The whole text shares
     // this string's block.
     CStringT Mid(int32_t iFirst, int32_t nCount) const {
-        const bool whole = iFirst <= 0 && std::max(nCount, 0) >= this->GetLength();
+        const int32_t length = this->GetLength();
+        const bool whole = iFirst <= 0 && (nCount >= length || length == 0);
         return whole ? *this : Part(iFirst, nCount);
     }
 
@@ -99,8 +100,8 @@ class ORVAL_QRV_EXPORT CStringT : public CSimpleBufferT<T> {
         T* end;
         int32_t count;
     };
-    // Copies `rest` to `target` with each `from` replaced.
-    static Rewritten Rewrite(View rest, View from, View to, T* target);
+    // Copies `text` to `target` with each `from` replaced.
+    static Rewritten Rewrite(View text, View from, View to, T* target);
 };
 
 template <typename T, typename Traits>
@@ -119,8 +120,9 @@ CStringT<T, Traits> CStringT<T, Traits>::Part(int32_t iFirst, int32_t nCount) co
 template <typename T, typename Traits>
 int32_t CStringT<T, Traits>::GrownLength(View text, View from, View to) {
     size_t length = text.size();
-    for (size_t at = PositionIn(text, from); at != View::npos; at = PositionIn(text, from)) {
-        text.remove_prefix(at + from.size());
+    const T* const end = text.data() + text.size();
+    for (const T* at = FirstIn(text.data(), end, from); at != nullptr;
+         at = FirstIn(at + from.size(), end, from)) {
         // One occurrence is at least one character, so the sum stays within 64 bits.
         length += to.size() - from.size();
     }
@@ -131,16 +133,20 @@ int32_t CStringT<T, Traits>::GrownLength(View text, View from, View to) {
 }
 
 template <typename T, typename Traits>
-auto CStringT<T, Traits>::Rewrite(View rest, View from, View to, T* target) -> Rewritten {
+auto CStringT<T, Traits>::Rewrite(View text, View from, View to, T* target) -> Rewritten {
     int32_t count = 0;
-    for (size_t at = PositionIn(rest, from); at != View::npos; at = PositionIn(rest, from)) {
-        std::memmove(target, rest.data(), at);
-        target = std::copy(to.begin(), to.end(), target + at);
-        rest.remove_prefix(at + from.size());
+    const T* rest = text.data();
+    const T* const end = rest + text.size();
+    while (const T* const at = FirstIn(rest, end, from)) {
+        const auto kept = static_cast<size_t>(at - rest);
+        std::memmove(target, rest, kept);
+        target = std::copy(to.begin(), to.end(), target + kept);
+        rest = at + from.size();
         ++count;
     }
-    std::memmove(target, rest.data(), rest.size());
-    return {target + rest.size(), count};
+    const auto kept = static_cast<size_t>(end - rest);
+    std::memmove(target, rest, kept);
+    return {target + kept, count};
 }
 
 template <typename T, typename Traits>
@@ -150,14 +156,15 @@ int32_t CStringT<T, Traits>::Replace(const T* pszOld, const T* pszNew) {
     }
     const View from(pszOld);
     const View to = pszNew == nullptr ? View() : View(pszNew);
-    const size_t first = PositionIn(AsView(), from);
-    if (first == View::npos) {
+    const T* const found = FirstIn(this->GetString(), this->GetString() + this->GetLength(), from);
+    if (found == nullptr) {
         return 0;
     }
     if (this->Holds(pszOld) || this->Holds(pszNew)) {
         // They would be overwritten before they have been read.
         return Replace(CStringT(pszOld).GetString(), CStringT(pszNew).GetString());
     }
+    const auto first = static_cast<size_t>(found - this->GetString());
     const int32_t length = this->GetLength();
     const int32_t room = to.size() > from.size() ? GrownLength(AsView(), from, to) : length;
     T* const text = this->GetBuffer(room);
@@ -215,8 +222,9 @@ int32_t CStringT<T, Traits>::Find(const T* text, int64_t start) const {
     if (start < 0 || start > this->GetLength()) {
         return -1;
     }
-    const size_t at = PositionIn(AsView().substr(static_cast<size_t>(start)), View(text));
-    return at == View::npos ? -1 : static_cast<int32_t>(at + static_cast<size_t>(start));
+    const T* const own = this->GetString();
+    const T* const found = FirstIn(own + start, own + this->GetLength(), View(text));
+    return found == nullptr ? -1 : static_cast<int32_t>(found - own);
 }
 
 using CString = CStringT<char, StrTraitQRV<char, ChTraitsEx<char>>>;
