@@ -81,7 +81,7 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
             ++src->references;
             return src;
         }
-        return CopyOf(CharactersOf(src), src->length, manager);
+        return CopyApart(src, manager);
     }
 
     [[noreturn]] static void ThrowMemoryException();
@@ -144,6 +144,7 @@ class ORVAL_QRV_EXPORT CSimpleBufferT {
         CharactersOf(data)[n] = T{};
         return data;
     }
+    static CBufferData* CopyApart(CBufferData* src, IQrvBufferMgr* manager);
     static int32_t GrownCapacity(int32_t capacity, int32_t needed);
 
     void Attach(CBufferData* data) noexcept { characters_ = CharactersOf(data); }
@@ -160,6 +161,12 @@ void CSimpleBufferT<T>::ReplaceBlock(CBufferData* data) noexcept {
     CBufferData* old = Data();
     Attach(data);
     Release(old);
+}
+
+// Out of line: a copy that is not shared is rare, and copies are made everywhere.
+template <typename T>
+CBufferData* CSimpleBufferT<T>::CopyApart(CBufferData* src, IQrvBufferMgr* manager) {
+    return CopyOf(CharactersOf(src), src->length, manager);
 }
 
 template <typename T>
