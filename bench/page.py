@@ -45,7 +45,7 @@ svg { color: #1b1b1b; }
 text { fill: currentColor; font-family: sans-serif; }
 </style>"""
 PLOT = """set terminal svg size 800,500 dynamic font "sans-serif,14" noenhanced
-set key outside below
+set key outside above
 set grid linecolor rgb "gray" dashtype 3
 """
 
