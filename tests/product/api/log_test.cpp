@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -84,6 +85,45 @@ TEST(LogEntry, KeepsNothingOpen) {
     ASSERT_EQ(std::remove(kLogPath), 0);
     LogEntry("Second", "2");
     EXPECT_EQ(LogText(), TextRecord("Second", "2"));
+}
+
+// How many records stand one behind the other, each with a text of one character alone.
+int WholeRecords(const std::string& log) {
+    static const std::string kOpening = ")\r\n\t[";
+    static const std::string kEnd = "]\r\n";
+    int records = 0;
+    for (size_t at = 0; at < log.size(); ++records) {
+        const size_t text = log.find(kOpening, at) + kOpening.size();
+        const size_t end = log.find_first_not_of(log[text], text);
+        if (log[at] != '[' || text - at > 100 || log.compare(end, kEnd.size(), kEnd) != 0) {
+            ADD_FAILURE() << "mixed behind " << at << ": " << log.substr(at, 200);
+            break;
+        }
+        at = end + kEnd.size();
+    }
+    return records;
+}
+
+// Up to what the log's buffer holds.
+TEST(LogEntry, RecordsOfSeveralProcessesDoNotMix) {
+    constexpr int kProcesses = 4;
+    constexpr int kRecords = 100;
+    for (int process = 0; process < kProcesses; ++process) {
+        if (fork() == 0) {
+            for (int i = 1; i <= kRecords; ++i) {
+                const std::string text(static_cast<size_t>(160 * i),
+                                       static_cast<char>('a' + process));
+                LogEntry("Text", "%s", text.c_str());
+                LogHex("Hex", std::string(text.size() / 2, '\x11').c_str(),
+                       static_cast<int32_t>(text.size() / 2));
+            }
+            _exit(0);
+        }
+    }
+    for (int process = 0; process < kProcesses; ++process) {
+        wait(nullptr);
+    }
+    EXPECT_EQ(WholeRecords(LogText()), kProcesses * kRecords * 2);
 }
 
 TEST(LogEntry, OpensTheFileForAppendingOncePerRecord) {
