@@ -2,6 +2,7 @@
 
 #include <sys/time.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 
@@ -34,27 +35,41 @@ class Zone final {
     char name_[64];
 };
 
-// The second that this thread was told last. Breaking one down looks at the zone's file, which
-// costs a system call, and most records share their second with the one before.
-struct BrokenDown {
+// The second that was asked for last. Breaking one down looks at the zone's file, which costs a
+// system call, and most records share their second with the one before. One for the process: what
+// a thread has of its own would stay in memory when the library is unloaded.
+struct LastSecond {
+    std::atomic<bool> is_taken;
     bool is_kept;
     time_t second;
     Zone zone;
     tm parts;
 };
 
-thread_local BrokenDown last = {};
+LastSecond last;
 
-const tm& BreakDown(time_t second) {
+tm BreakDown(time_t second) {
+    tm parts = {};
+    // localtime_r alone would go on with the zone that the process began with.
+    tzset();
+    localtime_r(&second, &parts);
+    return parts;
+}
+
+tm PartsOf(time_t second) {
+    if (last.is_taken.exchange(true, std::memory_order_acquire)) {
+        // By another thread; nobody waits for it.
+        return BreakDown(second);
+    }
     const char* const zone = std::getenv("TZ");
     if (!last.is_kept || last.second != second || !last.zone.Is(zone)) {
-        // localtime_r alone would go on with the zone that the process began with.
-        tzset();
-        localtime_r(&second, &last.parts);
+        last.parts = BreakDown(second);
         last.second = second;
         last.is_kept = last.zone.Keep(zone);
     }
-    return last.parts;
+    const tm parts = last.parts;
+    last.is_taken.store(false, std::memory_order_release);
+    return parts;
 }
 
 }  // namespace
@@ -62,7 +77,7 @@ const tm& BreakDown(time_t second) {
 LocalTime LocalTimeNow() {
     timeval time = {};
     gettimeofday(&time, nullptr);
-    return {BreakDown(time.tv_sec), static_cast<long>(time.tv_usec)};
+    return {PartsOf(time.tv_sec), static_cast<long>(time.tv_usec)};
 }
 
 }  // namespace orval

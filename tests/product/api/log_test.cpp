@@ -104,26 +104,41 @@ int WholeRecords(const std::string& log) {
     return records;
 }
 
-// Up to what the log's buffer holds.
+constexpr int kWriters = 4;
+constexpr int kRecordsOfEach = 100;
+
+// Texts of one character, and as much in hexadecimal, up to what the log's buffer holds.
+void WriteRecordsOfAllLengths(char character) {
+    for (int i = 1; i <= kRecordsOfEach; ++i) {
+        const std::string text(static_cast<size_t>(160 * i), character);
+        LogEntry("Text", "%s", text.c_str());
+        const std::string bytes(text.size() / 2, '\x11');
+        LogHex("Hex", bytes.data(), static_cast<int32_t>(bytes.size()));
+    }
+}
+
 TEST(LogEntry, RecordsOfSeveralProcessesDoNotMix) {
-    constexpr int kProcesses = 4;
-    constexpr int kRecords = 100;
-    for (int process = 0; process < kProcesses; ++process) {
+    for (int writer = 0; writer < kWriters; ++writer) {
         if (fork() == 0) {
-            for (int i = 1; i <= kRecords; ++i) {
-                const std::string text(static_cast<size_t>(160 * i),
-                                       static_cast<char>('a' + process));
-                LogEntry("Text", "%s", text.c_str());
-                LogHex("Hex", std::string(text.size() / 2, '\x11').c_str(),
-                       static_cast<int32_t>(text.size() / 2));
-            }
+            WriteRecordsOfAllLengths(static_cast<char>('a' + writer));
             _exit(0);
         }
     }
-    for (int process = 0; process < kProcesses; ++process) {
+    for (int writer = 0; writer < kWriters; ++writer) {
         wait(nullptr);
     }
-    EXPECT_EQ(WholeRecords(LogText()), kProcesses * kRecords * 2);
+    EXPECT_EQ(WholeRecords(LogText()), kWriters * kRecordsOfEach * 2);
+}
+
+TEST(LogEntry, RecordsOfSeveralThreadsDoNotMix) {
+    std::vector<std::thread> writers;
+    for (int writer = 0; writer < kWriters; ++writer) {
+        writers.emplace_back(WriteRecordsOfAllLengths, static_cast<char>('a' + writer));
+    }
+    for (std::thread& writer : writers) {
+        writer.join();
+    }
+    EXPECT_EQ(WholeRecords(LogText()), kWriters * kRecordsOfEach * 2);
 }
 
 TEST(LogEntry, OpensTheFileForAppendingOncePerRecord) {
