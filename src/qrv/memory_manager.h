@@ -33,6 +33,7 @@ class ORVAL_QRV_EXPORT CCRTHeap final : public IQrvMemMgr {
     }
     ORVAL_QRV_EXPORT void Free(void* block) noexcept override {
         last_size_ = 0;
+        // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): the nil buffer is never freed
         std::free(block);
     }
     ORVAL_QRV_EXPORT void* Reallocate(void* block, size_t size) noexcept override {
