@@ -19,7 +19,7 @@ constexpr const char* kPath = "/tmp/VexaPinpad_ORVAL.log";
 // A larger file is deleted, not kept beside the new one.
 constexpr off_t kSizeLimit = 104857600;
 
-// Small texts and numbers, put together without printf's parsing: it is a third of a record's time.
+// Small texts and numbers. Printf's parsing would cost a record as much as one more system call.
 class Line final {
  public:
     Line& Text(const char* text) {
@@ -48,7 +48,7 @@ class Line final {
     void WriteTo(FILE* file) const { std::fwrite(characters_, 1, length_, file); }
 
  private:
-    // The longest line has five numbers and 31 characters.
+    // Five numbers and seven characters, or two and 31.
     char characters_[160];
     size_t length_ = 0;
 };
