@@ -124,6 +124,29 @@ Mistake Explain(const CLI::App& program, const CLI::ParseError& error, const std
                                              : InPlainWords(error.what(), kind)};
 }
 
+// A command that is followed by one of its own does nothing itself: what its own work needs need
+// not be given then.
+void LiftRequirements(CLI::App& parent, CLI::App& command) {
+    command.preparse_callback([&parent](size_t /*words*/) {
+        for (CLI::Option* option : parent.get_options()) {
+            option->required(false);
+        }
+    });
+}
+
+// And what is given for it would be passed over.
+void RefuseOptionsOf(const CLI::App& parent, const CLI::App& command) {
+    if (parent.get_parent() == nullptr) {
+        return;  // the program's own options are everybody's
+    }
+    for (const CLI::Option* option : parent.get_options()) {
+        if (option->count() > 0) {
+            throw CLI::ValidationError(option->get_name(),
+                                       "does not go with " + command.get_name());
+        }
+    }
+}
+
 }  // namespace
 
 Option& Option::Takes(const std::string& what) {
@@ -162,8 +185,14 @@ bool Option::IsGiven() const {
 
 Command Command::AddCommand(const std::string& name, const std::string& summary, Work work) {
     CLI::App* const added = command_->add_subcommand(name, summary);
+    LiftRequirements(*command_, *added);
     Chosen* const chosen = chosen_;
-    added->callback([added, chosen, work = std::move(work)] { *chosen = {PathOf(*added), work}; });
+    added->callback([added, chosen, work = std::move(work)] {
+        if (added->get_subcommands().empty()) {
+            RefuseOptionsOf(*added->get_parent(), *added);
+            *chosen = {PathOf(*added), work};
+        }
+    });
     return {added, chosen_};
 }
 

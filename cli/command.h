@@ -60,6 +60,7 @@ class Command {
  public:
     Command(CLI::App* command, Chosen* chosen) : command_(command), chosen_(chosen) {}
 
+    // A command may have commands of its own, one of which may stand behind it.
     Command AddCommand(const std::string& name, const std::string& summary, Work work);
     // A word that is followed by one of several commands.
     Command AddGroup(const std::string& name, const std::string& summary);

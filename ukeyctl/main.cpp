@@ -46,6 +46,7 @@ void BuildCommandLine(cli::Command& app, Session& session) {
     AddStorageVerbs(app, session);
     AddRequestVerbs(app, session);
     AddCertificateVerbs(app, session);
+    AddLintVerbs(app, session);
     AddSigningVerbs(app, session);
     AddDecryptionVerbs(app, session);
     AddCallVerb(app, session);

@@ -10,6 +10,15 @@
 
 namespace scripted {
 
+// Which would record every byte of such a text.
+#if defined(__SANITIZE_THREAD__)
+inline constexpr bool kThreadSanitizer = true;
+#elif defined(__has_feature)
+inline constexpr bool kThreadSanitizer = __has_feature(thread_sanitizer);
+#else
+inline constexpr bool kThreadSanitizer = false;
+#endif
+
 constexpr size_t kOneGibibyte = size_t{1} << 30;
 
 // Memory of whole mebibytes that takes little: some of its mebibytes are the same one, mapped again

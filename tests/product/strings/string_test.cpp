@@ -17,15 +17,8 @@ using QRV::CQrvBufferMgr;
 using scripted::FoldedMemory;
 using scripted::HugeText;
 using scripted::kOneGibibyte;
+using scripted::kThreadSanitizer;
 using std::literals::string_literals::operator""s;
-
-#if defined(__SANITIZE_THREAD__)
-constexpr bool kThreadSanitizer = true;
-#elif defined(__has_feature)
-constexpr bool kThreadSanitizer = __has_feature(thread_sanitizer);
-#else
-constexpr bool kThreadSanitizer = false;
-#endif
 
 constexpr int32_t kLargest = std::numeric_limits<int32_t>::max();
 constexpr int32_t kSmallest = std::numeric_limits<int32_t>::min();

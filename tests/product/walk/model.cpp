@@ -39,16 +39,6 @@ std::string Hex8(int32_t value, bool upper) {
     return digits;
 }
 
-std::string Without(const std::string& text, const std::string& characters) {
-    std::string rest;
-    for (const char c : text) {
-        if (characters.find(c) == std::string::npos) {
-            rest += c;
-        }
-    }
-    return rest;
-}
-
 std::string AsCText(const std::string& bytes) {
     return bytes.substr(0, bytes.find('\0'));
 }

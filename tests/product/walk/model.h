@@ -135,7 +135,6 @@ constexpr int32_t kInvalid = -401;
 constexpr int32_t kTooSmall = -404;
 
 std::string Hex8(int32_t value, bool upper);
-std::string Without(const std::string& text, const std::string& characters);
 // What a C program sees of a buffer.
 std::string AsCText(const std::string& bytes);
 

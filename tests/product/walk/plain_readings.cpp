@@ -68,6 +68,16 @@ bool IsItemName(const std::string& name) {
 
 }  // namespace
 
+std::string Without(const std::string& text, const std::string& characters) {
+    std::string rest;
+    for (const char c : text) {
+        if (characters.find(c) == std::string::npos) {
+            rest += c;
+        }
+    }
+    return rest;
+}
+
 std::vector<std::string> PlainRecords(const std::string& description) {
     std::vector<std::string> records;
     for (Token record = Take(description, 0, '|'); record.next != kNoMore;

@@ -8,6 +8,8 @@
 // The two text formats, read a second time and as plainly as it goes.
 namespace walk {
 
+std::string Without(const std::string& text, const std::string& characters);
+
 // The request description.
 
 struct PlainFields {

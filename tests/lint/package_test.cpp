@@ -1,0 +1,210 @@
+// What lint says of certificate packages.
+#include "lint/package.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using lint::LintPackage;
+using lint::Verdict;
+
+// "rule@line:column+length" and what is suggested.
+std::vector<std::string> InShort(const lint::Findings& findings) {
+    std::vector<std::string> texts;
+    for (const lint::Finding& finding : findings) {
+        texts.push_back(finding.rule->name + ("@" + std::to_string(finding.place.line)) + ":" +
+                        std::to_string(finding.place.column) + "+" +
+                        std::to_string(finding.length) +
+                        (finding.suggestion.empty() ? "" : "?" + finding.suggestion));
+    }
+    return texts;
+}
+
+// "SignCert EncPriKey" in the order of import.
+std::string Names(const std::vector<lint::Import>& imports) {
+    std::string names;
+    for (const lint::Import& import : imports) {
+        names += (names.empty() ? "" : " ") + std::string(lint::NameOf(import.kind));
+    }
+    return names;
+}
+
+struct Case {
+    const char* name;
+    std::string text;
+    Verdict verdict;
+    std::string imports;
+    std::vector<std::string> findings;
+};
+
+void PrintTo(const Case& tried, std::ostream* out) {
+    *out << tried.name;
+}
+
+const std::string kPrefix =
+    "00000000000000010000000000000001000000000000000000000000000000000000000000000273";
+
+const Case kCases[] = {
+    {"Sound",
+     "EncCert(Z)|SignCert(X)|EncPriKey(Y)",
+     Verdict::kSound,
+     "SignCert EncPriKey EncCert",
+     {}},
+    {"SoundInLines",
+     "SignCert(\r\nMII,B\r\n)|\nEncCert(MIIC)\n",
+     Verdict::kSound,
+     "SignCert EncCert",
+     {}},
+    {"SinglePkcs7", "MIIB\nuwYJ\n", Verdict::kSound, "PKCS#7", {}},
+    {"KeyThatFits",
+     "EncPriKey(" + kPrefix + std::string(1023, 'A') + ")",
+     Verdict::kSound,
+     "EncPriKey",
+     {}},
+    {"Misspelt", "SignCert(X)|EncCret(Z)", Verdict::kRefused, "", {"unknown-item@1:13+7?EncCert"}},
+    {"MisspeltInALineOfItsOwn",
+     "SignCert(X)|\nSigncerts(Z)",
+     Verdict::kRefused,
+     "",
+     {"unknown-item@2:1+9?SignCert"}},
+    {"BlankInFront", " SignCert(X)", Verdict::kRefused, "", {"unknown-item@1:1+9?SignCert"}},
+    {"BarAtTheEnd", "SignCert(X)|", Verdict::kRefused, "", {"item-missing@1:13+0"}},
+    {"BarInsideData", "SignCert(X|Y)", Verdict::kRefused, "", {"bar-inside-data@1:11+1"}},
+    {"FullWidthBrackets",
+     "SignCert(X)|EncCert\xEF\xBC\x88Z\xEF\xBC\x89",
+     Verdict::kRefused,
+     "",
+     {"full-width-character@1:20+3?("}},
+    {"FullWidthBracketsAlone",
+     "SignCert\xEF\xBC\x88X\xEF\xBC\x89",
+     Verdict::kSuspicious,
+     "PKCS#7",
+     {"no-package@1:9+3?("}},
+    {"FullWidthBar",
+     "SignCert(X)\xEF\xBD\x9C"
+     "EncCert(Z)",
+     Verdict::kSuspicious,
+     "SignCert EncCert",
+     {"text-between-items@1:12+13"}},
+    {"OtherCaseAlone",
+     "signcert(X)",
+     Verdict::kRefused,
+     "",
+     {"name-in-other-case@1:1+8?SignCert", "nothing-found@1:1+0"}},
+    {"OtherCase",
+     "signcert(X)|EncCert(Z)",
+     Verdict::kSuspicious,
+     "EncCert",
+     {"name-in-other-case@1:1+8?SignCert"}},
+    {"SeparatorMissing",
+     "SignCert(X)EncCert(Z)",
+     Verdict::kSuspicious,
+     "SignCert EncCert",
+     {"separator-missing@1:12+0"}},
+    {"SameItemWithoutASeparator",
+     "SignCert(A)SignCert(B)",
+     Verdict::kSuspicious,
+     "SignCert",
+     {"item-left-out@1:12+9"}},
+    {"TextBetweenItems",
+     "SignCert(A))|EncCert(Z)",
+     Verdict::kSuspicious,
+     "SignCert EncCert",
+     {"text-between-items@1:12+1"}},
+    {"NotClosed",
+     "EncCert(Z)|SignCert(X",
+     Verdict::kSuspicious,
+     "SignCert EncCert",
+     {"item-not-closed@1:12+9"}},
+    {"Empty", "SignCert()", Verdict::kSuspicious, "SignCert", {"item-empty@1:1+10"}},
+    {"Twice",
+     "SignCert(A)|SignCert(B)",
+     Verdict::kSuspicious,
+     "SignCert SignCert",
+     {"item-twice@1:13+9"}},
+    {"ItemInsideData",
+     "EncCert(SignCert(X)",
+     Verdict::kSuspicious,
+     "SignCert EncCert",
+     {"item-inside-data@1:9+9", "character-in-data@1:17+1"}},
+    {"BlankInData",
+     "SignCert(MII B)",
+     Verdict::kSuspicious,
+     "SignCert",
+     {"character-in-data@1:13+1"}},
+    {"PemHeader",
+     "-----BEGIN PKCS7-----",
+     Verdict::kSuspicious,
+     "PKCS#7",
+     {"character-in-data@1:1+1"}},
+    {"BracketFirst", "(abc)", Verdict::kSuspicious, "PKCS#7", {"no-package@1:1+1"}},
+    {"NamesWithoutBrackets",
+     "SignCert|EncCert",
+     Verdict::kSuspicious,
+     "PKCS#7",
+     {"no-package@1:1+0"}},
+    {"NothingButLineBreaks", "\r\n", Verdict::kSuspicious, "PKCS#7", {"empty-text@2:1+0"}},
+    {"KeyTooLong",
+     "EncCert(Z)|EncPriKey(" + std::string(1024, 'A') + ")|SignCert(X)",
+     Verdict::kRefused,
+     "SignCert",
+     {"key-too-long@1:22+1024"}},
+    {"PrefixBehindSomethingElse",
+     "EncPriKey(AA" + kPrefix + "BB)",
+     Verdict::kSuspicious,
+     "EncPriKey",
+     {"prefix-inside@1:11+84"}},
+    {"ZeroByte",
+     "SignCert(X)" + std::string(1, '\0') + "|Foo(",
+     Verdict::kSuspicious,
+     "SignCert",
+     {"zero-byte@1:12+1"}},
+};
+
+class PackageLint : public testing::TestWithParam<Case> {};
+
+INSTANTIATE_TEST_SUITE_P(Packages, PackageLint, testing::ValuesIn(kCases),
+                         [](const auto& tried) { return std::string(tried.param.name); });
+
+TEST_P(PackageLint, PointsToWhatIsOdd) {
+    const lint::PackageReport report = LintPackage(GetParam().text);
+    EXPECT_EQ(InShort(report.findings), GetParam().findings);
+    EXPECT_EQ(Names(report.imports), GetParam().imports);
+    EXPECT_EQ(report.Worst(), GetParam().verdict);
+}
+
+// Whatever is odd about a package, nothing of a key's text is told.
+TEST(PackageLintSecrets, KeyTextsAreInNoFinding) {
+    const std::string key = "MIHnSECRETSECRETSECRET";
+    const std::string texts[] = {
+        "EncPriKey(" + key + "|EncCert(Z)",
+        "EncPriKey(" + key + ")" + key + "|EncCert(Z)",
+        "EncPriKey(AB|" + key + "(|EncCert(",
+        "EncPriKey(" + key + " " + key + ")",
+        key + "(SignCert(X)",
+        "SignCert(X)|" + key + "(Z)",
+        "EncPriKey(" + key,
+        "encprikey(" + key + ")",
+    };
+    for (const std::string& text : texts) {
+        const lint::PackageReport report = LintPackage(text);
+        EXPECT_FALSE(report.findings.empty()) << text;
+        for (const lint::Finding& finding : report.findings) {
+            const std::string told = finding.found + finding.message + finding.suggestion;
+            EXPECT_EQ(told.find("SECRET"), std::string::npos) << told;
+        }
+    }
+}
+
+// Texts that make a careless reading take quadratic time: a million bytes each.
+TEST(PackageLintTime, GrowsWithTheTextAndNoFaster) {
+    for (const std::string part : {"SignCert(|", "SignCert()", "|", "EncCert(X)|", "Foo("}) {
+        std::string text;
+        while (text.size() < 1000000) {
+            text += part;
+        }
+        EXPECT_FALSE(LintPackage(text).findings.empty()) << part;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,222 @@
+// What lint says of request descriptions.
+#include "lint/request.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using lint::LintRequest;
+using lint::Verdict;
+using testing::IsEmpty;
+
+// "rule@column+length", with what is taken and suggested: "value-is-no-digit@10+1=72", "?KeyType".
+std::string InShort(const lint::Finding& finding) {
+    return finding.rule->name + ("@" + std::to_string(finding.place.column)) + "+" +
+           std::to_string(finding.length) +
+           (finding.rule->effect == lint::Effect::kTakes ? "=" + std::to_string(finding.value)
+                                                         : "") +
+           (finding.suggestion.empty() ? "" : "?" + finding.suggestion);
+}
+
+std::vector<std::string> InShort(const lint::Findings& findings) {
+    std::vector<std::string> texts;
+    for (const lint::Finding& finding : findings) {
+        texts.push_back(InShort(finding));
+    }
+    return texts;
+}
+
+struct Case {
+    const char* name;
+    std::string text;
+    Verdict verdict;
+    std::vector<std::string> findings;
+};
+
+void PrintTo(const Case& tried, std::ostream* out) {
+    *out << tried.name;
+}
+
+// What a test is not about, so that nothing else is odd.
+const std::string kRest = "KeyType(2)HashType(3)";
+
+const Case kCases[] = {
+    {"Sound", "CertType(1)KeyType(2)HashType(3)", Verdict::kSound, {}},
+    {"CarriedOver", "CertType(1)" + kRest + "|HashType(4)", Verdict::kSound, {}},
+    {"AnyCaseAndSpaceAroundNames", " certtype(1) keytype(2)\tHASHTYPE (3)", Verdict::kSound, {}},
+    {"Misspelt",
+     "CertType(1)KeyTpye(2)HashType(3)",
+     Verdict::kRefused,
+     {"unknown-field@12+7?KeyType"}},
+    {"MisspeltTwice",
+     "Cert(1)" + kRest + "|HashTyp(2)",
+     Verdict::kRefused,
+     {"unknown-field@1+4?CertType", "unknown-field@30+7?HashType"}},
+    {"NothingLikeAName",
+     "CertType(1)" + kRest + "Serial(9)",
+     Verdict::kRefused,
+     {"unknown-field@33+6"}},
+    {"BracketTooMany", "CertType(1))" + kRest, Verdict::kRefused, {"unknown-field@12+8?KeyType"}},
+    {"SpaceBehind",
+     "CertType(1)" + kRest + "\n",
+     Verdict::kRefused,
+     {"space-behind-last-field@33+1"}},
+    {"NameMissing", "CertType(1) (2)" + kRest, Verdict::kRefused, {"name-missing@12+1"}},
+    {"BracketMissing",
+     "CertType(1)" + kRest + "|HashType",
+     Verdict::kRefused,
+     {"bracket-missing@34+8"}},
+    {"FullWidthBrackets",
+     "CertType\xEF\xBC\x88"
+     "1\xEF\xBC\x89" +
+         kRest,
+     Verdict::kRefused,
+     {"full-width-character@9+3?("}},
+    {"FullWidthDigit",
+     "CertType(\xEF\xBC\x91)" + kRest,
+     Verdict::kSuspicious,
+     {"value-is-no-digit@10+3=191?1"}},
+    {"FullWidthBar",
+     "CertType(1)" + kRest +
+         "\xEF\xBD\x9C"
+         "HashType(4)",
+     Verdict::kRefused,
+     {"full-width-character@33+3?|"}},
+    {"Letter", "CertType(x)" + kRest, Verdict::kSuspicious, {"value-is-no-digit@10+1=72"}},
+    {"SpaceBeforeTheDigit",
+     "CertType( 1)" + kRest,
+     Verdict::kSuspicious,
+     {"no-request@1+33", "value-is-no-digit@10+2=-16?1"}},
+    {"SeveralDigits", "CertType(12)" + kRest, Verdict::kSuspicious, {"value-too-long@10+2=1"}},
+    {"ValueMissing",
+     kRest + "CertType(",
+     Verdict::kSuspicious,
+     {"no-request@1+30", "value-missing@31+0=-48"}},
+    {"EmptyLastValue",
+     kRest + "CertType()",
+     Verdict::kSuspicious,
+     {"no-request@1+31", "value-missing@31+0=-7"}},
+    {"EmptyValueSwallowsTheNextField",
+     "CertType()KeyType(1)" + kRest,
+     Verdict::kSuspicious,
+     {"no-request@1+41", "value-swallows-field@10+10=-7"}},
+    {"ValueThatIsNotClosedSwallowsTheNextField",
+     "CertType(1KeyType(9)" + kRest,
+     Verdict::kSuspicious,
+     {"value-swallows-field@10+10=1"}},
+    {"LastBracketMissing",
+     "KeyType(2)HashType(3)CertType(1",
+     Verdict::kSuspicious,
+     {"bracket-not-closed@32+0"}},
+    {"BracketInFront", "((CertType(1)" + kRest, Verdict::kSuspicious, {"extra-bracket@1+2"}},
+    {"FieldTwice", "CertType(1)CertType(2)" + kRest, Verdict::kSuspicious, {"field-twice@12+8=2"}},
+    {"FieldsLeftOutOfTheFirstRecord",
+     "CertType(1)",
+     Verdict::kSuspicious,
+     {"field-missing@1+11=0", "field-missing@1+11=0", "no-request@1+11"}},
+    {"EmptyRecords",
+     "|CertType(1)" + kRest + "||HashType(4)|",
+     Verdict::kSuspicious,
+     {"empty-record@1+1", "empty-record@35+1", "empty-record@47+1"}},
+    {"NothingAsked", "|||", Verdict::kSuspicious, {"nothing-asked@1+3"}},
+    {"ZeroByte",
+     "CertType(1)" + kRest + std::string(1, '\0') + "Foo",
+     Verdict::kSuspicious,
+     {"zero-byte@33+1"}},
+    {"FourRecords",
+     "CertType(1)" + kRest + "|HashType(4)|HashType(5)|HashType(6)",
+     Verdict::kSuspicious,
+     {"too-many-records@58+11"}},
+    {"EncryptionWithoutSm2",
+     "CertType(3)KeyType(1)HashType(1)",
+     Verdict::kSuspicious,
+     {"encryption-needs-sm2@1+32"}},
+    {"PairWithAnotherHash",
+     "CertType(1)" + kRest + "|CertType(3)HashType(4)",
+     Verdict::kSuspicious,
+     {"hash-not-used@34+22"}},
+    {"PairOfThree",
+     "CertType(1)" + kRest + "|CertType(3)|CertType(3)",
+     Verdict::kSuspicious,
+     {"pair-of-three@46+11"}},
+    {"NoRequest",
+     "CertType(1)" + kRest + "|CertType(0)",
+     Verdict::kSuspicious,
+     {"no-request@34+11"}},
+    {"NoPin",
+     "CertType(0)" + kRest + "|CertType(1)",
+     Verdict::kSuspicious,
+     {"pin-not-verified@1+32"}},
+};
+
+class RequestLint : public testing::TestWithParam<Case> {};
+
+INSTANTIATE_TEST_SUITE_P(Descriptions, RequestLint, testing::ValuesIn(kCases),
+                         [](const auto& tried) { return std::string(tried.param.name); });
+
+TEST_P(RequestLint, PointsToWhatIsOdd) {
+    const lint::RequestReport report = LintRequest(GetParam().text);
+    EXPECT_EQ(InShort(report.findings), GetParam().findings);
+    EXPECT_EQ(report.For(lint::kRequestCalls), GetParam().verdict);
+}
+
+TEST(RequestLintVerdict, GoesByTheCallThatIsMeant) {
+    const lint::RequestReport four =
+        LintRequest("CertType(1)" + kRest + "|HashType(4)|HashType(5)|HashType(6)");
+    EXPECT_EQ(four.For(lint::kSingleCall), Verdict::kSound);
+    EXPECT_EQ(four.For(lint::kCombinedCall), Verdict::kRefused);
+    EXPECT_EQ(four.For(lint::kRequestCalls), Verdict::kSuspicious);
+}
+
+TEST(RequestLintFinding, SaysWhatStandsThereAndWhatComesOfIt) {
+    const lint::RequestReport report = LintRequest("HashType(1)|CertType(x)");
+    const auto& finding = report.findings.back();
+    EXPECT_EQ(finding.record, 2U);
+    EXPECT_EQ(finding.found, "x");
+    EXPECT_EQ(finding.message, "\"x\" is no digit");
+    EXPECT_STREQ(finding.rule->expected, "one digit");
+    EXPECT_EQ(finding.Does(), "silently takes 72");
+}
+
+TEST(RequestLintFinding, CountsCharactersAndBytesOfItsLine) {
+    const lint::RequestReport report = LintRequest("CertType(1)\n\xE9\x94\xAE(2)Foo(3)");
+    ASSERT_EQ(report.findings.size(), 2U);
+    const lint::Place& place = report.findings.back().place;
+    EXPECT_EQ(place.offset, 18U);
+    EXPECT_EQ(place.line, 2U);
+    EXPECT_EQ(place.column, 5U);
+    EXPECT_EQ(place.byte_column, 7U);
+}
+
+TEST(RequestLintFinding, CountsBytesInATextThatIsNotUtf8) {
+    const lint::RequestReport report = LintRequest("\xBC\xFC(2)Foo(3)");
+    ASSERT_EQ(report.findings.size(), 2U);
+    EXPECT_EQ(report.findings.back().place.column, 6U);
+}
+
+TEST(RequestLintFinding, QuotesLittleOfALongText) {
+    const lint::RequestReport report = LintRequest(std::string(1000, 'x') + "(1)");
+    EXPECT_EQ(report.findings.front().message, "\"" + std::string(40, 'x') + "...\" is no field");
+}
+
+// Texts that make a careless reading take quadratic time: a million bytes each.
+TEST(RequestLintTime, GrowsWithTheTextAndNoFaster) {
+    for (const std::string part : {"|x", "Foo(1)", "CertType(1)", "CertType(1)|", "(", "((x)"}) {
+        std::string text;
+        while (text.size() < 1000000) {
+            text += part;
+        }
+        EXPECT_THAT(LintRequest(text).findings, testing::Not(IsEmpty())) << part;
+    }
+}
+
+TEST(RequestLintOutcome, SaysWhatTheKeyIsAskedForBeforeTheRefusal) {
+    const lint::RequestReport report = LintRequest("CertType(1)" + kRest + "|Foo(1)");
+    EXPECT_TRUE(report.single.refuses);
+    ASSERT_EQ(report.single.requests.size(), 1U);
+    EXPECT_EQ(report.single.requests.front().hash_type, 3);
+    EXPECT_TRUE(report.combined.refuses);
+    EXPECT_THAT(report.combined.requests, IsEmpty());
+}
+
+}  // namespace
