@@ -1,8 +1,8 @@
 # What is installed, where, and in which component:
 #
 #   runtime  the library
-#   dev      what a client developer builds with: headers, pkg-config, CMake package, documents,
-#            examples, reference
+#   dev      what a client developer builds with: headers, the library that looks at texts beforehand,
+#            pkg-config, CMake package, documents, examples, reference
 #   tools    ukeyctl
 #   softkey  the software key, in a folder of its own, and the commands around it
 #
@@ -77,6 +77,11 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev
   FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 
+# What looks at texts before they are handed over is for who builds clients, and for the clients that are
+# shipped with it.
+install(TARGETS orval_lint
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
+
 configure_package_config_file(
   ${PROJECT_SOURCE_DIR}/cmake/orval_unified_kpxukeyConfig.cmake.in
   ${generated}/orval_unified_kpxukeyConfig.cmake
@@ -96,10 +101,11 @@ if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   file(RELATIVE_PATH to_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
   string(REGEX REPLACE "/$" "" pc_prefix "\${pcfiledir}/${to_prefix}")
 endif()
-configure_file(${PROJECT_SOURCE_DIR}/cmake/orval_unified_kpxukey.pc.in
-  ${generated}/orval_unified_kpxukey.pc @ONLY)
-install(FILES ${generated}/orval_unified_kpxukey.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+foreach(name IN ITEMS orval_unified_kpxukey orval_lint)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${generated}/${name}.pc @ONLY)
+  install(FILES ${generated}/${name}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+endforeach()
 
 orval_install_manual(dev ${PROJECT_SOURCE_DIR}/man orval_unified_kpxukey.3)
 

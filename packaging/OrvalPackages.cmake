@@ -49,14 +49,17 @@ key, in /opt/apps/com.kpx.uosorval; orval-softkey stands in for them where
 there is no key.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+# It brings a library of its own, whose dependencies are looked up like the other one's.
+set(CPACK_DEBIAN_DEV_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_DEV_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/deb/triggers)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${library} ${same_version}")
 # The linker takes the software key's token library where the key maker's is not installed.
 set(CPACK_DEBIAN_DEV_PACKAGE_RECOMMENDS "orval-softkey ${same_version}")
 set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "pkg-config")
 set(CPACK_COMPONENT_DEV_DESCRIPTION
 "development files for clients of a USB cryptographic key
-The C header, its C++17 wrapper ukey.hpp, a pkg-config file, a CMake package,
-the manual page, the guides with examples, and the reference of
+The C header, its C++17 wrapper ukey.hpp, liborval_lint, which checks texts
+before they are handed over, pkg-config files, a CMake package, the manual page, the guides with examples, and the reference of
 liborval_unified_kpxukey.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
