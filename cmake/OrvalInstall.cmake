@@ -107,7 +107,7 @@ foreach(name IN ITEMS orval_unified_kpxukey orval_lint)
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 endforeach()
 
-orval_install_manual(dev ${PROJECT_SOURCE_DIR}/man orval_unified_kpxukey.3)
+orval_install_manual(dev ${PROJECT_SOURCE_DIR}/man orval_unified_kpxukey.3 orval_lint.3)
 
 # In the folders that they have here, so that their links to one another hold.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples
