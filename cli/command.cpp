@@ -163,7 +163,12 @@ bool Option::IsGiven() const {
 Command Command::AddCommand(const std::string& name, const std::string& summary, Work work) {
     CLI::App* const added = command_->add_subcommand(name, summary);
     Chosen* const chosen = chosen_;
-    added->callback([added, chosen, work = std::move(work)] { *chosen = {PathOf(*added), work}; });
+    added->callback([added, chosen, work = std::move(work)] {
+        // A command of its own that was given has been chosen before.
+        if (added->get_subcommands().empty()) {
+            *chosen = {PathOf(*added), work};
+        }
+    });
     return {added, chosen_};
 }
 
