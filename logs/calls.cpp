@@ -79,8 +79,8 @@ Call& Joiner::CallOf(const Record& record, const Form* form, Moment moment) {
     }
     Close(writer);
     Call& call = open_[writer];
-    call.function =
-        form != nullptr && !form->function.empty() ? form->function : record.header.name;
+    call.function = form != nullptr && !form->function.empty() ? std::string(form->function)
+                                                               : masks_.Name(record.header.name);
     call.process = writer.first;
     call.thread = writer.second;
     call.first = moment;

@@ -109,6 +109,11 @@ const Form* FindForm(std::string_view name, std::string_view text) {
     return found == std::end(kForms) ? nullptr : found;
 }
 
+bool IsKnownName(std::string_view name) {
+    return std::any_of(std::begin(kForms), std::end(kForms),
+                       [name](const Form& form) { return form.name == name; });
+}
+
 bool MayHoldAnything(std::string_view name, std::string_view text) {
     const Form* const form = FindForm(name, text);
     if (form == nullptr) {

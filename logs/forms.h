@@ -37,6 +37,9 @@ struct Form {
 // Nothing for a record of a form that nobody knows.
 const Form* FindForm(std::string_view name, std::string_view text);
 
+// Whether the library writes records under that name.
+bool IsKnownName(std::string_view name);
+
 // Whether the text may go on behind what looks like its end: it shows what a caller gave.
 bool MayHoldAnything(std::string_view name, std::string_view text);
 

@@ -146,6 +146,10 @@ std::string Masks::Other(std::string_view text) {
     return Show(others_, text);
 }
 
+std::string Masks::Name(std::string_view name) {
+    return IsKnownName(name) ? std::string(name) : Other(name);
+}
+
 std::string Masks::Request(std::string_view description) {
     return IsPlainDescription(description) ? std::string(description) : Other(description);
 }

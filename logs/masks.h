@@ -28,6 +28,8 @@ class Masks final {
     // A version or the USB ids, with what follows it in the caller's buffer.
     std::string Constant(Holds holds, std::string_view text);
     std::string Other(std::string_view text);
+    // A record's: in a damaged log it may be a part of anything.
+    std::string Name(std::string_view name);
 
     // A record's text as it may stand in the file instead, of the same length; of a hex record, in
     // hexadecimal.

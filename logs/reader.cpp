@@ -156,6 +156,8 @@ std::optional<Reader::End> Reader::FindEnd(std::string_view rest, const Header& 
             return EndAtTheLast(rest, closed, header, next ? More::kNever : more);
         }
         const std::string_view behind = rest.substr(*next);
+        // Of a record that is cut there, the text's bracket is the next record's own.
+        const size_t first = line == header.size ? line - 1 : line;
         if (EndsWith(rest.substr(header.size, *next - header.size), kEnd)) {
             Header following;
             const Verdict verdict = ReadHeader(behind, following);
@@ -170,10 +172,10 @@ std::optional<Reader::End> Reader::FindEnd(std::string_view rest, const Header& 
             }
             if (behind.empty() ||
                 !MayHoldAnything(header.name, rest.substr(header.size, text_end - header.size))) {
-                return end_at(closed.value_or(text_end));
+                return end_at(text_end);
             }
             closed = closed.value_or(text_end);
-        } else if (const std::optional<size_t> inner = HeaderIn(rest, line, *next)) {
+        } else if (const std::optional<size_t> inner = HeaderIn(rest, first, *next)) {
             return closed ? end_at(*closed) : End{*inner, *inner, true};
         }
         if (closed && StartsWith(behind, kTextBegin)) {
@@ -199,7 +201,7 @@ void Reader::Deliver(std::string_view rest, const Header& header, const End& end
     Record record;
     record.header = header;
     record.offset = base_ + at_;
-    record.text = rest.substr(header.size, end.text_end - header.size);
+    record.text = rest.substr(header.size, std::max(end.text_end, header.size) - header.size);
     record.pieces.push_back({record.offset + header.size, record.text.size()});
     record.is_doubtful = begins_inside_;
     begins_inside_ = false;

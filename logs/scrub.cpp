@@ -1,9 +1,20 @@
 #include "logs/scrub.h"
 
 namespace logs {
+namespace {
+
+// "[21,09:05:07." and "] ", with the digits of the fraction in between.
+constexpr size_t kBeforeName = 15;
+
+}  // namespace
 
 void Scrubber::Take(const Record& record) {
     ++records_;
+    if (!IsKnownName(record.header.name)) {
+        // Of characters that a name may have, so that the record stays one.
+        replace_(record.offset + kBeforeName + static_cast<size_t>(record.header.fraction_digits),
+                 std::string(record.header.name.size(), 'X'));
+    }
     const std::string masked = masks_.InPlace(record);
     if (masked == record.text) {
         return;
