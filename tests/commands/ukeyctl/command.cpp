@@ -102,6 +102,11 @@ Command& Command::OnTerminal(unsigned short columns) {
     return *this;
 }
 
+Command& Command::Meanwhile(std::function<void(pid_t)> action) {
+    meanwhile_ = std::move(action);
+    return *this;
+}
+
 void Command::RedirectStreams(const std::string& in, const std::string& out,
                               const std::string& err) const {
     Redirect(in, STDIN_FILENO, O_RDONLY);
@@ -133,6 +138,9 @@ Outcome Command::Run() const {
             close(descriptor);
         }
         Execute(words);
+    }
+    if (meanwhile_) {
+        meanwhile_(child);
     }
     const std::string shown = terminal < 0 ? std::string() : ReadTerminal(terminal);
     int status = 0;
