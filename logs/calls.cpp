@@ -114,43 +114,39 @@ void Joiner::Finish() {
 
 void Joiner::AddDetails(Call& call, const Form& form, const Record& record) {
     const std::string_view rest = record.text.substr(form.opening.size());
+    const auto add = [&call](const char* key, std::string value) {
+        call.details.push_back({key, std::move(value)});
+    };
     switch (form.holds) {
         case Holds::kNothing:
             return;
         case Holds::kCapacity:
             if (const std::optional<int32_t> capacity = ReadHexCode(rest)) {
-                call.details.push_back({"capacity", std::to_string(*capacity)});
+                add("capacity", std::to_string(*capacity));
             }
             return;
         case Holds::kVersion:
+            return add("version", masks_.Constant(form.holds, rest));
         case Holds::kUsbIds:
-            call.details.push_back({form.holds == Holds::kVersion ? "version" : "usb_ids",
-                                    masks_.Constant(form.holds, rest)});
-            return;
+            return add("usb_ids", masks_.Constant(form.holds, rest));
         case Holds::kSerialNumber:
-            call.details.push_back({"serial_number", masks_.SerialNumber(rest)});
-            return;
+            return add("serial_number", masks_.SerialNumber(rest));
         case Holds::kHexSerialNumber:
-            call.details.push_back(
-                {"serial_number",
-                 record.IsHex() ? masks_.SerialNumber(FromHexadecimal(rest)) : masks_.Other(rest)});
-            return;
+            return add("serial_number", record.IsHex() ? masks_.SerialNumber(FromHexadecimal(rest))
+                                                       : masks_.Other(rest));
         case Holds::kKeyText:
-            call.details.push_back({"key_text", masks_.KeyText(rest)});
-            return;
+            return add("key_text", masks_.KeyText(rest));
         case Holds::kPackage:
-            call.details.push_back({"package", masks_.Package(rest)});
-            return;
+            return add("package", masks_.Package(rest));
         case Holds::kRequest:
-            AddRequest(call, rest);
-            return;
+            return AddRequest(call, rest);
         case Holds::kStep:
         case Holds::kSlot:
             AddStep(call, form, rest);
-            [[fallthrough]];
+            return TakeCode(call, form, rest);
         case Holds::kEndCode:
         case Holds::kDecimalCode:
-            TakeCode(call, form, rest);
+            return TakeCode(call, form, rest);
     }
 }
 

@@ -21,16 +21,21 @@ constexpr const char* kHelp = "the verb's --help";
 constexpr double kMicrosecondsOfMillisecond = 1000;
 
 // Each is wide enough for what usually stands there.
-constexpr const char* kColumns = "%-23s  %7s  %11s  %-32s  %11s  ";
+constexpr size_t kTimeWidth = 23;
+constexpr size_t kProcessWidth = 7;
+constexpr size_t kThreadWidth = 11;
+constexpr size_t kFunctionWidth = 32;
+constexpr size_t kDurationWidth = 11;
 
-std::string Fraction(double number) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.3f", number);
-    return text;
+// "1250.042", milliseconds. Without printf, which would be a fourth of a line's time.
+std::string Fraction(int64_t microseconds) {
+    const std::string thousandths = std::to_string(microseconds % 1000);
+    return std::to_string(microseconds / 1000) + "." + std::string(3 - thousandths.size(), '0') +
+           thousandths;
 }
 
 std::string Milliseconds(int64_t microseconds) {
-    return Fraction(static_cast<double>(microseconds) / kMicrosecondsOfMillisecond) + " ms";
+    return Fraction(microseconds) + " ms";
 }
 
 std::string ShowDuration(const logs::Call& call) {
@@ -59,12 +64,38 @@ std::string InWords(std::string key) {
     return key;
 }
 
+// The text, filled with blanks up to the width.
+void AddCell(std::string& line, const std::string& text, size_t width, bool is_right) {
+    const std::string filling(text.size() < width ? width - text.size() : 0, ' ');
+    line += is_right ? filling : "";
+    line += text;
+    line += is_right ? "" : filling;
+    line += "  ";
+}
+
 std::string Aligned(const std::string& time, const std::string& process, const std::string& thread,
                     const std::string& function, const std::string& duration) {
-    char text[512];
-    std::snprintf(text, sizeof text, kColumns, time.c_str(), process.c_str(), thread.c_str(),
-                  function.c_str(), duration.c_str());
-    return text;
+    std::string line;
+    AddCell(line, time, kTimeWidth, false);
+    AddCell(line, process, kProcessWidth, true);
+    AddCell(line, thread, kThreadWidth, true);
+    AddCell(line, function, kFunctionWidth, false);
+    AddCell(line, duration, kDurationWidth, true);
+    return line;
+}
+
+// What almost every text is, and what neither a terminal nor JSON minds. Looking for it first is
+// most of the speed.
+bool IsPlain(const std::string& text) {
+    return std::all_of(text.begin(), text.end(), [](char character) {
+        return character >= ' ' && character <= '~' && character != '"' && character != '\\';
+    });
+}
+
+std::string Quoted(const std::string& text) {
+    return IsPlain(text) ? '"' + text + '"'
+                         : cli::PrintableJson(
+                               Json(text).dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 // A JSON object with one field behind the other, written as fast as a log of a hundred megabytes
@@ -77,7 +108,7 @@ class Object final {
 
     Object& Text(const char* key, const std::string& value) {
         Key(key) += Quoted(value);
-        if (!cli::IsUtf8(value)) {
+        if (!IsPlain(value) && !cli::IsUtf8(value)) {
             Key((std::string(key) + "_hex").c_str()) += Quoted(cli::Hex(value));
         }
         return *this;
@@ -94,14 +125,6 @@ class Object final {
     std::string Line() { return text_ + "}\n"; }
 
  private:
-    static std::string Quoted(const std::string& value) {
-        const bool is_plain = std::all_of(value.begin(), value.end(), [](char character) {
-            return character >= ' ' && character <= '~' && character != '"' && character != '\\';
-        });
-        return is_plain ? '"' + value + '"'
-                        : cli::PrintableJson(
-                              Json(value).dump(-1, ' ', false, Json::error_handler_t::replace));
-    }
     std::string& Key(const char* key) {
         text_ += ",\"";
         text_ += key;
@@ -122,22 +145,23 @@ void AddCode(Object& object, const logs::Call& call) {
     object.TextOrNull("meaning", known != nullptr ? codes::MeaningOf(*known).c_str() : nullptr);
 }
 
-Json Encoded(const logs::Detail& detail) {
-    Json object = {{"what", detail.key}, {"text", detail.value}};
-    if (!cli::IsUtf8(detail.value)) {
-        object["text_hex"] = cli::Hex(detail.value);
+std::string Encoded(const logs::Detail& detail) {
+    std::string object = std::string(R"({"what":")") + detail.key + R"(","text":)";
+    object += Quoted(detail.value);
+    if (!IsPlain(detail.value) && !cli::IsUtf8(detail.value)) {
+        object += ",\"text_hex\":" + Quoted(cli::Hex(detail.value));
     }
-    return object;
+    return object + "}";
 }
 
 void AddDetails(Object& object, const logs::Call& call) {
     const logs::Detail* serial_number = nullptr;
-    Json rest = Json::array();
+    std::string rest;
     for (const logs::Detail& detail : call.details) {
-        if (serial_number == nullptr && detail.key == std::string(kSerialNumber)) {
+        if (serial_number == nullptr && detail.key == std::string_view(kSerialNumber)) {
             serial_number = &detail;
         } else {
-            rest.push_back(Encoded(detail));
+            rest += (rest.empty() ? "" : ",") + Encoded(detail);
         }
     }
     if (serial_number != nullptr) {
@@ -145,9 +169,7 @@ void AddDetails(Object& object, const logs::Call& call) {
     } else {
         object.Raw(kSerialNumber, "null");
     }
-    object.Raw("details", rest.empty() ? "[]"
-                                       : cli::PrintableJson(rest.dump(
-                                             -1, ' ', false, Json::error_handler_t::replace)));
+    object.Raw("details", "[" + rest + "]");
 }
 
 std::string EndingOf(const logs::Call& call) {
@@ -270,7 +292,7 @@ std::string LineOf(const logs::Call& call) {
     }
     line += call.is_cut ? "; a record is cut" : "";
     line += call.is_doubtful ? "; may be part of a text" : "";
-    return cli::Printable(line) + "\n";
+    return (IsPlain(line) ? line : cli::Printable(line)) + "\n";
 }
 
 std::string JsonOf(const logs::Call& call) {
@@ -279,9 +301,7 @@ std::string JsonOf(const logs::Call& call) {
     object.Number("process", call.process).Number("thread", call.thread);
     object.Text("time", logs::ShowMoment(call.first, 'T'));
     const std::optional<int64_t> duration = call.Duration();
-    object.Raw(
-        "duration_ms",
-        duration ? Fraction(static_cast<double>(*duration) / kMicrosecondsOfMillisecond) : "null");
+    object.Raw("duration_ms", duration ? Fraction(*duration) : "null");
     object.Truth("failed", call.HasFailed()).Text("ending", EndingOf(call));
     AddCode(object, call);
     AddDetails(object, call);

@@ -32,6 +32,8 @@ class Command {
     Command& Closes(int descriptor);
     // Standard output is a terminal of so many columns; what it is shown is in the outcome.
     Command& OnTerminal(unsigned short columns);
+    // Standard error is one instead.
+    Command& ComplainsToTerminal();
     // Done while the command runs, which it ends itself where the command does not.
     Command& Meanwhile(std::function<void(pid_t)> action);
     Outcome Run() const;
@@ -46,6 +48,7 @@ class Command {
     std::string output_;
     std::vector<int> closed_;
     unsigned short columns_ = 0;
+    bool err_is_terminal_ = false;
     std::function<void(pid_t)> meanwhile_;
 };
 

@@ -241,6 +241,21 @@ TEST_F(UkeyctlLogTest, FollowingAwaitsALogThatIsNotThere) {
     EXPECT_THAT(outcome.err, HasSubstr("waiting for " + log_));
 }
 
+TEST_F(UkeyctlLogTest, ALongReadingShowsOnATerminalHowFarItIs) {
+    const std::string call = SerialNumberCall("21,09:00:00.000", "00000000");
+    std::string log;
+    while (log.size() < (9U << 20U)) {
+        log += call;
+    }
+    Write(log);
+    Command command({"log", log_, "--summary"});
+    const Outcome outcome = command.ComplainsToTerminal().Run();
+    EXPECT_THAT(outcome.err,
+                AllOf(HasSubstr("\rreading the log:  50 %"), testing::EndsWith("100 %\r\x1B[K")));
+    EXPECT_THAT(outcome.out, HasSubstr("0 failed"));
+    EXPECT_EQ(Command({"log", log_, "--summary"}).Run().err, "");
+}
+
 TEST_F(UkeyctlLogTest, ScrubWritesAMaskedCopy) {
     Write(SerialNumberCall("21,09:00:00.000", "00000000"));
     const Outcome shown = Command({"log", "scrub", log_}).Run();
