@@ -1,7 +1,6 @@
 #include "logs/dates.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace logs {
 namespace {
@@ -174,31 +173,35 @@ std::string ShowMoment(Moment moment, char separator) {
 }
 
 Moment ReadMoment(const std::string& text) {
-    Month month = {};
-    int day = 0;
-    int clock[3] = {};
-    int date_size = 0;
-    if (std::sscanf(text.c_str(), "%4d-%2d-%2d%n", &month.year, &month.month, &day, &date_size) <
-            3 ||
-        month.year < 1970 || month.month < 1 || month.month > 12 || day < 1 ||
-        day > DaysOf(month)) {
+    // What stands where; the rest may be left out from the clock on.
+    const std::string form = "0000-00-00 00:00:00";
+    const bool has_length = text.size() == 10 || text.size() == 16 || text.size() == form.size();
+    if (!has_length) {
         return kNoMoment;
     }
-    const std::string rest = text.substr(static_cast<size_t>(date_size));
-    int minute_size = 0;
-    int second_size = 0;
-    const int count = std::sscanf(rest.c_str(), "%*1[ T]%2d:%2d%n:%2d%n", &clock[0], &clock[1],
-                                  &minute_size, &clock[2], &second_size);
-    const auto taken = static_cast<size_t>(count == 3 ? second_size : minute_size);
-    if (!rest.empty() && (count < 2 || taken != rest.size())) {
+    std::string given = form;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const bool is_digit = text[i] >= '0' && text[i] <= '9';
+        if (form[i] == '0' ? !is_digit : text[i] != form[i] && (form[i] != ' ' || text[i] != 'T')) {
+            return kNoMoment;
+        }
+        given[i] = text[i];
+    }
+    const auto number = [&given](size_t at, size_t width) {
+        return std::stoi(given.substr(at, width));
+    };
+    const Month month = {number(0, 4), number(5, 2)};
+    const int day = number(8, 2);
+    const int hour = number(11, 2);
+    const int minute = number(14, 2);
+    const int second = number(17, 2);
+    const bool is_day = month.year >= 1970 && month.month >= 1 && month.month <= 12 && day >= 1 &&
+                        day <= DaysOf(month);
+    if (!is_day || hour > 23 || minute > 59 || second > 60) {
         return kNoMoment;
     }
-    if (clock[0] < 0 || clock[0] > 23 || clock[1] < 0 || clock[1] > 59 || clock[2] < 0 ||
-        clock[2] > 60) {
-        return kNoMoment;
-    }
-    const int64_t second = clock[0] * 3600 + clock[1] * 60 + clock[2];
-    return (DayNumber(month, day) * kSecondsOfDay + second) * kMicrosecondsOfSecond;
+    const int64_t of_day = hour * 3600 + minute * 60 + second;
+    return (DayNumber(month, day) * kSecondsOfDay + of_day) * kMicrosecondsOfSecond;
 }
 
 }  // namespace logs

@@ -44,31 +44,45 @@ size_t PlainSize(Holds holds, std::string_view text) {
     return std::min({text.find_first_not_of("0123456789.&"), text.size(), longest});
 }
 
+bool IsCode(std::string_view text) {
+    constexpr size_t kLongest = std::string_view("-2147483648").size();
+    return text.size() <= kLongest && IsOf(text, "-0123456789");
+}
+
+// A code and words of the library's own.
+bool IsPlainEnd(std::string_view rest) {
+    constexpr std::array<std::string_view, 3> kEnds = {"", ", Cert GMWritePKCS7 error.",
+                                                       ", Cert GMImportPriKey error."};
+    const size_t end = std::min(rest.find(','), rest.size());
+    return IsCode(rest.substr(0, end)) &&
+           std::find(kEnds.begin(), kEnds.end(), rest.substr(end)) != kEnds.end();
+}
+
+// A code, or a slot, and the number of a step.
+bool IsPlainStep(std::string_view rest) {
+    constexpr std::string_view kLine = ", line = ";
+    constexpr size_t kLineDigits = 3;
+    const size_t line = rest.find(kLine);
+    if (line == std::string_view::npos || !IsCode(rest.substr(0, line))) {
+        return false;
+    }
+    const std::string_view number = rest.substr(line + kLine.size());
+    return number.size() <= kLineDigits && IsOf(number, "0123456789");
+}
+
 // Numbers, and the library's own words around them.
 bool IsPlainRest(Holds holds, std::string_view rest) {
-    constexpr std::array<std::string_view, 2> kEnds = {", Cert GMWritePKCS7 error.",
-                                                       ", Cert GMImportPriKey error."};
-    constexpr std::string_view kLine = ", line = ";
     switch (holds) {
         case Holds::kNothing:
             return rest.empty();
         case Holds::kCapacity:
         case Holds::kEndCode:
             return rest.size() <= 8 && IsOf(rest, "0123456789ABCDEFabcdef");
-        case Holds::kDecimalCode: {
-            const size_t comma = rest.find(',');
-            const std::string_view words = rest.substr(std::min(comma, rest.size()));
-            return IsOf(rest.substr(0, comma), "-0123456789") &&
-                   (words.empty() || std::find(kEnds.begin(), kEnds.end(), words) != kEnds.end());
-        }
+        case Holds::kDecimalCode:
+            return IsPlainEnd(rest);
         case Holds::kStep:
-        case Holds::kSlot: {
-            const size_t line = rest.find(kLine);
-            return line != std::string_view::npos && line <= 11 &&
-                   rest.size() <= line + kLine.size() + 3 &&
-                   IsOf(rest.substr(0, line), "-0123456789") &&
-                   IsOf(rest.substr(line + kLine.size()), "0123456789");
-        }
+        case Holds::kSlot:
+            return IsPlainStep(rest);
         default:
             return false;
     }
