@@ -206,12 +206,15 @@ std::string Functions(const logs::Summary& summary) {
     return cli::InColumns({"FUNCTION", "CALLS", "FAILED", "MEAN", "SLOWEST"}, rows);
 }
 
+std::string Count(uint64_t number, const char* one, const char* several) {
+    return std::to_string(number) + " " + (number == 1 ? one : several);
+}
+
 std::string Failures(const logs::Summary& summary) {
     std::string text;
     for (const auto& [failure, count] : summary.failed) {
-        text += failure.function + ", " + std::to_string(count) +
-                (count == 1 ? " time: " : " times: ") + MeaningOf(failure) +
-                "\n  next: " + NextFor(failure) + "\n";
+        text += failure.function + ", " + Count(count, "time", "times") + ": " +
+                MeaningOf(failure) + "\n  next: " + NextFor(failure) + "\n";
     }
     return cli::PrintableLines(text);
 }
@@ -311,8 +314,8 @@ std::string JsonOf(const logs::Call& call) {
 }
 
 std::string LineOfDamage(uint64_t offset, uint64_t bytes) {
-    return "(" + std::to_string(bytes) + " bytes at " + std::to_string(offset) +
-           " belong to no record)\n";
+    return "(" + Count(bytes, "byte", "bytes") + " at " + std::to_string(offset) +
+           " of no record)\n";
 }
 
 std::string JsonOfDamage(uint64_t offset, uint64_t bytes) {
@@ -322,8 +325,8 @@ std::string JsonOfDamage(uint64_t offset, uint64_t bytes) {
 }
 
 std::string ForPeople(const logs::Summary& summary) {
-    std::string text = std::to_string(summary.calls) + " calls of " +
-                       std::to_string(summary.processes.size()) + " processes, " +
+    std::string text = Count(summary.calls, "call", "calls") + " of " +
+                       Count(summary.processes.size(), "process", "processes") + ", " +
                        std::to_string(summary.failures) + " failed";
     if (summary.calls > 0) {
         text += "; from " + logs::ShowMoment(summary.first, ' ') + " to " +
@@ -331,8 +334,8 @@ std::string ForPeople(const logs::Summary& summary) {
     }
     text += ".\n";
     if (summary.damaged_places > 0) {
-        text += "Damaged: " + std::to_string(summary.damaged_bytes) + " bytes at " +
-                std::to_string(summary.damaged_places) + " places belong to no record.\n";
+        text += "Damaged: " + Count(summary.damaged_bytes, "byte", "bytes") + " at " +
+                Count(summary.damaged_places, "place", "places") + ", of no record.\n";
     }
     text += summary.functions.empty() ? "" : "\n" + Functions(summary);
     text += summary.failed.empty() ? "" : "\n" + Failures(summary);

@@ -150,7 +150,7 @@ TEST_F(UkeyctlLogTest, TheSummaryCountsAndAdvises) {
           SerialNumberCall("21,09:00:01.000", "0A000001"));
     const Outcome people = Command({"log", log_, "--summary"}).Run();
     EXPECT_THAT(people.out,
-                AllOf(HasSubstr("2 calls of 1 processes, 1 failed"),
+                AllOf(HasSubstr("2 calls of 1 process, 1 failed"),
                       HasSubstr("GetPrintNumber, 1 time: 0x0A000001"), HasSubstr("next: ")));
     const nlohmann::json summary = Command({"log", log_, "--summary", "--json"}).Run().Json();
     EXPECT_EQ(summary["kind"], "summary");
@@ -162,9 +162,8 @@ TEST_F(UkeyctlLogTest, TheSummaryCountsAndAdvises) {
 
 TEST_F(UkeyctlLogTest, DamageIsToldAndTheRestIsShown) {
     Write("garbage\r\n" + SerialNumberCall("21,09:00:00.000", "00000000"));
-    EXPECT_THAT(
-        Command({"log", log_}).Run().out,
-        AllOf(HasSubstr("(9 bytes at 0 belong to no record)"), HasSubstr("GetPrintNumber")));
+    EXPECT_THAT(Command({"log", log_}).Run().out,
+                AllOf(HasSubstr("(9 bytes at 0 of no record)"), HasSubstr("GetPrintNumber")));
     EXPECT_THAT(Functions({}), ElementsAre("damage", "GetPrintNumber"));
 }
 
