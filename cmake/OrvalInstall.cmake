@@ -143,6 +143,8 @@ if(TARGET ukeyctl)
     set_target_properties(ukeyctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
   endif()
   install(TARGETS ukeyctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES ${PROJECT_SOURCE_DIR}/logs/lnav/vexapinpad_orval.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/ukeyctl/lnav COMPONENT tools)
   orval_install_command_manual(tools ukeyctl $<TARGET_FILE:ukeyctl> ${emulator})
   orval_install_completion(tools ukeyctl)
 endif()

@@ -49,6 +49,7 @@ void BuildCommandLine(cli::Command& app, Session& session) {
     AddLintVerbs(app, session);
     AddSigningVerbs(app, session);
     AddDecryptionVerbs(app, session);
+    AddLogVerbs(app, session);
     AddCallVerb(app, session);
     AddRetiredVerbs(app, session);
 }

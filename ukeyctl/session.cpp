@@ -112,6 +112,11 @@ void Session::Publish() {
     published_ = true;
 }
 
+void Session::Stream(const std::string& text) {
+    Write(text);
+    published_ = true;
+}
+
 void Session::Show(const cli::Failure* failure) {
     using Destination = Report::Destination;
     const bool terminal = isatty(STDOUT_FILENO) != 0;

@@ -38,6 +38,10 @@ class Session {
     // Shows the report now and starts another, for verbs that report as things happen.
     void Publish();
 
+    // Shows a part of what the verb has to tell, for verbs with more of it than a report should
+    // hold. A report that is empty is not shown then.
+    void Stream(const std::string& text);
+
     // Does the verb's work, shows its report or failure, and gives the command's exit status.
     int Run(const cli::Chosen& chosen);
 

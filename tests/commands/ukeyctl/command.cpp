@@ -102,11 +102,23 @@ Command& Command::OnTerminal(unsigned short columns) {
     return *this;
 }
 
+Command& Command::ComplainsToTerminal() {
+    err_is_terminal_ = true;
+    return OnTerminal(80);
+}
+
+Command& Command::Meanwhile(std::function<void(pid_t)> action) {
+    meanwhile_ = std::move(action);
+    return *this;
+}
+
 void Command::RedirectStreams(const std::string& in, const std::string& out,
                               const std::string& err) const {
     Redirect(in, STDIN_FILENO, O_RDONLY);
-    Redirect(err, STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
-    if (columns_ == 0) {
+    if (!err_is_terminal_) {
+        Redirect(err, STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
+    }
+    if (columns_ == 0 || err_is_terminal_) {
         Redirect(output_.empty() ? out : output_, STDOUT_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
     }
 }
@@ -126,7 +138,8 @@ Outcome Command::Run() const {
             setenv(variable.c_str(), value.c_str(), 1);
         }
         if (terminal >= 0) {
-            Redirect(ptsname(terminal), STDOUT_FILENO, O_WRONLY | O_NOCTTY);
+            Redirect(ptsname(terminal), err_is_terminal_ ? STDERR_FILENO : STDOUT_FILENO,
+                     O_WRONLY | O_NOCTTY);
         }
         RedirectStreams(in, out, err);
         for (const int descriptor : closed_) {
@@ -134,11 +147,16 @@ Outcome Command::Run() const {
         }
         Execute(words);
     }
+    if (meanwhile_) {
+        meanwhile_(child);
+    }
     const std::string shown = terminal < 0 ? std::string() : ReadTerminal(terminal);
     int status = 0;
     waitpid(child, &status, 0);
+    const bool out_is_terminal = terminal >= 0 && !err_is_terminal_;
     Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1,
-                    terminal < 0 ? FileContents(out) : shown, FileContents(err)};
+                    out_is_terminal ? shown : FileContents(out),
+                    err_is_terminal_ ? shown : FileContents(err)};
     for (const std::string& path : {in, out, err}) {
         unlink(path.c_str());
     }

@@ -1,6 +1,9 @@
 #ifndef ORVAL_TESTS_COMMANDS_UKEYCTL_COMMAND_H
 #define ORVAL_TESTS_COMMANDS_UKEYCTL_COMMAND_H
 
+#include <sys/types.h>
+
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -29,6 +32,10 @@ class Command {
     Command& Closes(int descriptor);
     // Standard output is a terminal of so many columns; what it is shown is in the outcome.
     Command& OnTerminal(unsigned short columns);
+    // Standard error is one instead.
+    Command& ComplainsToTerminal();
+    // Done while the command runs, which it ends itself where the command does not.
+    Command& Meanwhile(std::function<void(pid_t)> action);
     Outcome Run() const;
 
  private:
@@ -41,6 +48,8 @@ class Command {
     std::string output_;
     std::vector<int> closed_;
     unsigned short columns_ = 0;
+    bool err_is_terminal_ = false;
+    std::function<void(pid_t)> meanwhile_;
 };
 
 std::string FileContents(const std::string& path);

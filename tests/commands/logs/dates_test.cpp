@@ -1,0 +1,120 @@
+// Months and years, which the log does not write.
+
+#include "logs/dates.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+
+#include "made_log.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+time_t TimeOf(int year, int month, int day) {
+    tm parts = {};
+    parts.tm_year = year - 1900;
+    parts.tm_mon = month - 1;
+    parts.tm_mday = day;
+    parts.tm_hour = 12;
+    parts.tm_isdst = -1;
+    return mktime(&parts);
+}
+
+// The moments of records at those times, in a file written then, and of those that follow.
+std::vector<std::string> Dated(const std::vector<std::string>& times, time_t written) {
+    struct Learner final : logs::Receiver {
+        void Take(const logs::Record& record) override {
+            if (is_learning) {
+                dates.Learn(record);
+            } else {
+                shown.push_back(logs::ShowMoment(dates.Of(record), ' '));
+            }
+        }
+        void TakeDamage(uint64_t /*offset*/, std::string_view /*bytes*/) override {}
+        logs::Dates dates;
+        bool is_learning = true;
+        std::vector<std::string> shown;
+    };
+    std::string log;
+    for (const std::string& time : times) {
+        log += MadeRecord(time, "TestInitUKey", "Begin");
+    }
+    Learner learner;
+    logs::Reader reader(learner);
+    reader.Feed(log);
+    reader.Finish();
+    learner.dates.Settle(written);
+    learner.is_learning = false;
+    reader.Feed(log);
+    reader.Finish();
+    for (std::string& shown : learner.shown) {
+        shown.resize(std::string("2026-11-21 09").size());
+    }
+    return learner.shown;
+}
+
+TEST(Dates, TheLastRecordIsFromTheDayOfTheFilesModification) {
+    EXPECT_THAT(Dated({"21,09:00:00.000", "22,10:00:00.000"}, TimeOf(2026, 11, 22)),
+                ElementsAre("2026-11-21 09", "2026-11-22 10"));
+}
+
+TEST(Dates, AFileModifiedLaterTellsTheLatestSuchDay) {
+    EXPECT_THAT(Dated({"25,09:00:00.000"}, TimeOf(2026, 11, 22)), ElementsAre("2026-10-25 09"));
+    EXPECT_THAT(Dated({"31,09:00:00.000"}, TimeOf(2026, 12, 5)), ElementsAre("2026-10-31 09"));
+    EXPECT_THAT(Dated({"29,09:00:00.000"}, TimeOf(2025, 3, 5)), ElementsAre("2025-01-29 09"));
+}
+
+TEST(Dates, AClientsZoneMayBeADayAhead) {
+    EXPECT_THAT(Dated({"23,01:00:00.000"}, TimeOf(2026, 11, 22)), ElementsAre("2026-11-23 01"));
+    EXPECT_THAT(Dated({"01,01:00:00.000"}, TimeOf(2026, 12, 31)), ElementsAre("2027-01-01 01"));
+}
+
+TEST(Dates, MonthsAreCountedBackwardsOverTheYear) {
+    EXPECT_THAT(Dated({"30,09:00:00.000", "30,10:00:00.000", "29,09:00:00.000", "29,10:00:00.000",
+                       "02,09:00:00.000"},
+                      TimeOf(2026, 1, 2)),
+                ElementsAre("2025-11-30 09", "2025-11-30 10", "2025-12-29 09", "2025-12-29 10",
+                            "2026-01-02 09"));
+}
+
+TEST(Dates, AMonthWithoutTheDayIsPassedOver) {
+    EXPECT_THAT(
+        Dated({"31,09:00:00.000", "31,10:00:00.000", "05,09:00:00.000"}, TimeOf(2026, 3, 5)),
+        ElementsAre("2026-01-31 09", "2026-01-31 10", "2026-03-05 09"));
+}
+
+TEST(Dates, ARecordThatIsLateAtMidnightIsNoMonth) {
+    EXPECT_THAT(Dated({"20,23:59:59.990", "21,00:00:00.000", "20,23:59:59.999", "21,00:00:00.100"},
+                      TimeOf(2026, 11, 21)),
+                ElementsAre("2026-11-20 23", "2026-11-21 00", "2026-11-20 23", "2026-11-21 00"));
+    EXPECT_THAT(Dated({"30,23:59:59.990", "01,00:00:00.000", "30,23:59:59.999", "01,00:00:00.100"},
+                      TimeOf(2026, 12, 1)),
+                ElementsAre("2026-11-30 23", "2026-12-01 00", "2026-11-30 23", "2026-12-01 00"));
+}
+
+TEST(Dates, ADamagedDayChangesNothingAroundIt) {
+    EXPECT_THAT(Dated({"21,09:00:00.000", "11,09:00:00.000", "21,10:00:00.000", "29,10:00:00.000",
+                       "21,11:00:00.000"},
+                      TimeOf(2026, 11, 21)),
+                ElementsAre("2026-11-21 09", "2026-11-11 09", "2026-11-21 10", "2026-11-29 10",
+                            "2026-11-21 11"));
+}
+
+TEST(Dates, MomentsAreReadAsTheyAreShown) {
+    const std::string shown = logs::ShowMoment(logs::ReadMoment("2024-02-29 23:59:58"), 'T');
+    EXPECT_EQ(shown, "2024-02-29T23:59:58.000");
+    EXPECT_EQ(logs::ReadMoment("2024-02-29T23:59:58"), logs::ReadMoment("2024-02-29 23:59:58"));
+    EXPECT_EQ(logs::ShowMoment(logs::ReadMoment("2026-11-21 09:05"), ' '),
+              "2026-11-21 09:05:00.000");
+    EXPECT_EQ(logs::ShowMoment(logs::ReadMoment("2026-11-21"), ' '), "2026-11-21 00:00:00.000");
+    EXPECT_EQ(logs::ShowMoment(logs::LocalMoment(TimeOf(2026, 11, 21)), ' '),
+              "2026-11-21 12:00:00.000");
+    for (const char* wrong : {"", "2026", "2026-02-30", "2026-13-01", "2026-11-21 25:00",
+                              "2026-11-21 09", "2026-11-21 09:05:07x", "yesterday"}) {
+        EXPECT_EQ(logs::ReadMoment(wrong), logs::kNoMoment) << wrong;
+    }
+}
+
+}  // namespace
