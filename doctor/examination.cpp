@@ -1,0 +1,222 @@
+#include "doctor/examination.h"
+
+#include <dlfcn.h>
+#include <link.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "codes/catalogue.h"
+#include "codes/code.h"
+#include "maker/entries.h"
+#include "maker/places.h"
+#include "maker/token.h"
+
+namespace doctor {
+namespace {
+
+constexpr const char* kLogPath = "/tmp/VexaPinpad_ORVAL.log";
+
+// Tries of calls that a log in the way would block or fill.
+bool MayAsk(const LogFacts& log) {
+    return !log.Blocks();
+}
+
+void TellFunctions(void* handle, const Teller& tell) {
+#define DOCTOR_LOOK(name)                  \
+    if (dlsym(handle, #name) == nullptr) { \
+        tell("missing", #name);            \
+    }
+    UKEY_FUNCTIONS(DOCTOR_LOOK)
+#undef DOCTOR_LOOK
+}
+
+void TellToken(const Teller& tell) {
+    const std::string file = std::string(maker::kTokenPath);
+    void* const token = dlopen(file.substr(file.rfind('/') + 1).c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    if (token != nullptr) {
+        tell("token", FoundAt(token));
+    }
+}
+
+// Any of these may hang or crash; what is being asked is told first.
+template <typename Ask>
+std::string AskFor(const Teller& tell, const char* function, const std::string& problem,
+                   const Ask& ask) {
+    tell("asking", function);
+    try {
+        return ask();
+    } catch (const std::exception& error) {
+        tell(problem, error.what());
+    }
+    return {};
+}
+
+void TellCertificates(const ukey::Key& key, const Teller& tell) {
+    constexpr std::pair<int32_t, const char*> kUses[] = {{1, "signing"}, {2, "encryption"}};
+    for (const auto& [selector, use] : kUses) {
+        tell("certificate", use);
+        tell("certificate text", AskFor(tell, "GetCert", "certificate problem",
+                                        [&, which = selector] { return key.GetCert(which, 0); }));
+    }
+}
+
+void TellKey(const ukey::Library& library, const ListedKey& listed, const Teller& tell) {
+    tell("key", std::to_string(listed.slot));
+    tell("problem", listed.problem);
+    tell("serial number", listed.serial_number);
+    if (listed.serial_number.empty()) {
+        return;
+    }
+    const ukey::Key key = library.KeyOf(listed.serial_number);
+    tell("label", AskFor(tell, "GetLabel", "label problem", [&key] { return key.GetLabel(); }));
+    // As hexadecimal digits would be: the record has zero bytes.
+    const std::string record =
+        AskFor(tell, "GetPinInfo", "PIN problem", [&key] { return key.GetPinInfo(); });
+    std::string numbers;
+    for (const char byte : record) {
+        numbers += std::to_string(static_cast<unsigned char>(byte)) + " ";
+    }
+    tell("PIN", numbers);
+    TellCertificates(key, tell);
+}
+
+Apart AskKeys(const Question& question, const LogFacts& log, const Apart& product) {
+    if (!product.Has("found") || !product.IsDone() || !MayAsk(log) || !question.list_keys) {
+        return {};
+    }
+    return RunApart(
+        [&question](const Teller& tell) {
+            const ukey::Library library(question.library);
+            tell("asking", "the list of slots");
+            for (const ListedKey& listed : question.list_keys(library)) {
+                TellKey(library, listed, tell);
+            }
+        },
+        question.limit);
+}
+
+void ReadInto(KeyFacts& key, const std::string& name, const std::string& text) {
+    Certificate* const certificate = key.certificates.empty() ? nullptr : &key.certificates.back();
+    if (name == "serial number") {
+        key.serial_number = text;
+    } else if (name == "problem") {
+        key.problem = text;
+    } else if (name == "label") {
+        key.label = text;
+    } else if (name == "label problem") {
+        key.label_problem = text;
+    } else if (name == "PIN") {
+        key.pin_record = text;
+    } else if (name == "PIN problem") {
+        key.pin_problem = text;
+    } else if (name == "certificate") {
+        key.certificates.push_back({text, {}, {}});
+    } else if (name == "certificate text" && certificate != nullptr) {
+        certificate->text = text;
+    } else if (name == "certificate problem" && certificate != nullptr) {
+        certificate->problem = text;
+    }
+}
+
+std::vector<KeyFacts> KeysIn(const Apart& asking) {
+    std::vector<KeyFacts> keys;
+    for (const auto& [name, text] : asking.told) {
+        if (name == "key") {
+            keys.emplace_back();
+            keys.back().slot = text;
+        } else if (!keys.empty()) {
+            ReadInto(keys.back(), name, text);
+        }
+    }
+    return keys;
+}
+
+}  // namespace
+
+std::vector<std::string> BackendEntries() {
+    return {std::begin(maker::kEntryNames), std::end(maker::kEntryNames)};
+}
+
+std::vector<std::string> TokenFunctions() {
+    return {std::begin(maker::kTokenNames), std::end(maker::kTokenNames)};
+}
+
+Apart TryProduct(const std::string& path, const LogFacts& log, std::chrono::milliseconds limit) {
+    return RunApart(
+        [&](const Teller& tell) {
+            void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+            if (handle == nullptr) {
+                tell("refused", ukey::detail::LoaderReason());
+                return;
+            }
+            tell("found", FoundAt(handle));
+            TellFunctions(handle, tell);
+            TellToken(tell);
+            if (dlsym(handle, "GetDllVersion") != nullptr && MayAsk(log)) {
+                tell("version", ukey::Library(path).GetDllVersion());
+            }
+        },
+        limit);
+}
+
+Examination::Examination(Question asked)
+    : question(std::move(asked)),
+      log(kLogPath),
+      backend(maker::kBackendPath, BackendEntries(), question.limit),
+      token(maker::kTokenPath, TokenFunctions(), question.limit),
+      product(TryProduct(question.library, log, question.limit)),
+      product_by_name(TryProduct(ukey::kLibraryName, log, question.limit)),
+      asking(AskKeys(question, log, product)),
+      keys(KeysIn(asking)) {}
+
+std::string FoundAt(void* handle) {
+    link_map* map = nullptr;
+    if (dlinfo(handle, RTLD_DI_LINKMAP, &map) != 0 || map == nullptr) {
+        return {};
+    }
+    return map->l_name;
+}
+
+std::string RealPath(const std::string& path) {
+    const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
+    return real == nullptr ? std::string() : real.get();
+}
+
+const char* KindOf(const struct stat& status) {
+    switch (status.st_mode & S_IFMT) {
+        case S_IFREG:
+            return "a file";
+        case S_IFDIR:
+            return "a folder";
+        case S_IFLNK:
+            return "a link";
+        case S_IFIFO:
+            return "a named pipe";
+        case S_IFSOCK:
+            return "a socket";
+        default:
+            return "a device";
+    }
+}
+
+std::string Joined(const std::vector<std::string>& words) {
+    std::string joined;
+    for (const std::string& word : words) {
+        joined += (joined.empty() ? "" : ", ") + word;
+    }
+    return joined;
+}
+
+std::string Quoted(const std::string& path) {
+    const bool plain = path.find_first_not_of(
+                           "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                           "0123456789/._-+") == std::string::npos;
+    std::string quoted = "'";
+    for (const char c : path) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return plain && !path.empty() ? path : quoted + "'";
+}
+
+}  // namespace doctor
