@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -32,7 +33,7 @@ void WriteAll(int pipe, const std::string& text) {
 }
 
 // What the library under trial prints, reads or catches is none of ours.
-void LeaveTheParent(int output) {
+void LeaveTheParent(int errors) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const rlimit none{0, 0};
     setrlimit(RLIMIT_CORE, &none);
@@ -41,7 +42,7 @@ void LeaveTheParent(int output) {
     }
     const int null = open("/dev/null", O_RDWR);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        dup2(stream == STDIN_FILENO || output < 0 ? null : output, stream);
+        dup2(stream == STDERR_FILENO && errors >= 0 ? errors : null, stream);
     }
 }
 
@@ -161,6 +162,16 @@ void ReadTold(const std::string& text, Apart& apart) {
     }
 }
 
+std::string OnOneLine(const std::string& text) {
+    std::istringstream lines(text);
+    std::string joined;
+    for (std::string line; std::getline(lines, line);) {
+        line.erase(0, std::min(line.find_first_not_of(' '), line.size()));
+        joined += (joined.empty() || line.empty() ? "" : "; ") + line;
+    }
+    return joined;
+}
+
 }  // namespace
 
 void Teller::operator()(const std::string& name, const std::string& text) const {
@@ -224,7 +235,7 @@ Apart RunProgram(const std::vector<std::string>& words, std::chrono::millisecond
         _exit(127);
     };
     auto [apart, text] = Run(execute, limit);
-    apart.told.emplace_back("output", text.substr(0, text.find_last_not_of('\n') + 1));
+    apart.told.emplace_back("said", OnOneLine(text));
     return apart;
 }
 

@@ -42,7 +42,8 @@ using Work = std::function<void(const Teller&)>;
 // Does the work in a child, which has no standard streams. An exception is told as "threw".
 Apart RunApart(const Work& work, std::chrono::milliseconds limit);
 
-// Runs a program; what it prints is told as "output", its exit status is the number.
+// Runs a program; what it says on standard error is told as "said", on one line. Its exit status is
+// the number.
 Apart RunProgram(const std::vector<std::string>& words, std::chrono::milliseconds limit);
 
 // Where the program is that a shell would run; empty where there is none.

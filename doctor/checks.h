@@ -19,10 +19,10 @@ Finding LookAtTokenInUse(const Examination& examination);
 Finding LookAtClient(const Examination& examination);
 
 // log.cpp
-Finding LookAtLogFile(const Examination& examination);
-Finding LookAtLogOwner(const Examination& examination);
-Finding LookAtLogSize(const Examination& examination);
-Finding LookAtLogSecrets(const Examination& examination);
+Finding LookAtLogFile(const LogFacts& log);
+Finding LookAtLogOwner(const LogFacts& log);
+Finding LookAtLogSize(const LogFacts& log);
+Finding LookAtLogSecrets(const LogFacts& log);
 Finding LookAtTmp();
 
 // key.cpp

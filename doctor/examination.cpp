@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <link.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <memory>
@@ -181,6 +182,15 @@ std::string FoundAt(void* handle) {
 std::string RealPath(const std::string& path) {
     const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
     return real == nullptr ? std::string() : real.get();
+}
+
+bool IsOwnerTrusted(const struct stat& status) {
+    constexpr uid_t kNobody = 65534;
+    return status.st_uid == 0 || status.st_uid == geteuid() || status.st_uid == kNobody;
+}
+
+bool OthersMayChange(const struct stat& status) {
+    return (status.st_mode & S_IWOTH) != 0 || !IsOwnerTrusted(status);
 }
 
 const char* KindOf(const struct stat& status) {

@@ -34,7 +34,7 @@ struct LogFacts {
 struct LibraryFacts {
     LibraryFacts(std::string library_path, std::vector<std::string> entry_names,
                  std::chrono::milliseconds limit);
-    bool IsSound() const { return file.verdict == Verdict::kWell; }
+    bool IsSound() const { return elf.kind == ElfFile::Kind::kSound; }
     bool IsLoaded() const { return loading.Has("loaded"); }
 
     std::string path;
@@ -90,6 +90,10 @@ std::string FoundAt(void* handle);
 
 // The shortest form of both that leads to one file; empty where there is none.
 std::string RealPath(const std::string& path);
+
+// Whether its owner is root, who asks, or nobody that this user namespace knows.
+bool IsOwnerTrusted(const struct stat& status);
+bool OthersMayChange(const struct stat& status);
 
 // What a directory or file is called that is no regular file.
 const char* KindOf(const struct stat& status);

@@ -24,13 +24,6 @@ constexpr Expected kExpected[] = {{"VexaPinpadDaemon_ORVAL", true},
                                   {"VexaMonitor_orval", true},
                                   {"libR7Token_ORVAL", false}};
 
-// Inside a user namespace, whoever is not part of it.
-constexpr uid_t kNobodyOfHere = 65534;
-
-bool MayBeTrusted(const struct stat& status) {
-    return status.st_uid == 0 || status.st_uid == geteuid() || status.st_uid == kNobodyOfHere;
-}
-
 std::string PathOf(const Expected& expected) {
     const std::string path = std::string(maker::kApplicationDirectory) + "/" + expected.name;
     return !expected.is_program && access(path.c_str(), F_OK) != 0 ? path + ".so" : path;
@@ -51,7 +44,7 @@ Finding LookAtDirectory() {
         return Broken(path + " cannot be read: " + std::strerror(errno),
                       "sudo chmod a+rx " + Quoted(path));
     }
-    if (!MayBeTrusted(status)) {
+    if (!IsOwnerTrusted(status)) {
         return Doubtful(path + " belongs to user " + std::to_string(status.st_uid) +
                             ", who can replace what every client loads",
                         "sudo chown -R root:root " + Quoted(path));
@@ -75,7 +68,7 @@ Finding LookAtExpectedFiles(const Examination& examination) {
         } else if (!S_ISREG(status.st_mode) ||
                    access(path.c_str(), expected.is_program ? R_OK | X_OK : R_OK) != 0) {
             unusable.emplace_back(expected.name);
-        } else if ((status.st_mode & S_IWOTH) != 0 || !MayBeTrusted(status)) {
+        } else if (OthersMayChange(status)) {
             open_to_all.emplace_back(expected.name);
         }
     }

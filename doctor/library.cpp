@@ -18,13 +18,12 @@
 namespace doctor {
 namespace {
 
-Finding LookAtFile(const std::string& path, ElfFile& elf) {
-    struct stat status {};
+// Why it is no library that could be loaded, seen without reading it.
+std::optional<Finding> LookAtPlace(const std::string& path, struct stat& status) {
     if (lstat(path.c_str(), &status) != 0) {
         return Broken(path + ": " + std::strerror(errno), kReinstall);
     }
-    const bool is_link = S_ISLNK(status.st_mode);
-    if (is_link && stat(path.c_str(), &status) != 0) {
+    if (S_ISLNK(status.st_mode) && stat(path.c_str(), &status) != 0) {
         return Broken(path + " is a link that leads nowhere", kReinstall);
     }
     if (!S_ISREG(status.st_mode)) {
@@ -33,6 +32,14 @@ Finding LookAtFile(const std::string& path, ElfFile& elf) {
     if (access(path.c_str(), R_OK) != 0) {
         return Broken(path + " cannot be read: " + std::strerror(errno),
                       "sudo chmod a+r " + Quoted(path));
+    }
+    return std::nullopt;
+}
+
+Finding LookAtFile(const std::string& path, ElfFile& elf) {
+    struct stat status {};
+    if (const std::optional<Finding> finding = LookAtPlace(path, status)) {
+        return *finding;
     }
     elf = ReadElf(path);
     switch (elf.kind) {
@@ -49,7 +56,12 @@ Finding LookAtFile(const std::string& path, ElfFile& elf) {
         case ElfFile::Kind::kSound:
             break;
     }
-    return Well(elf.cpu + (is_link ? ", by a link to " + RealPath(path) : ""));
+    if (OthersMayChange(status)) {
+        return Doubtful("others can change " + path + ", which every client loads",
+                        "sudo chown root: " + Quoted(path) + " && sudo chmod go-w " + Quoted(path));
+    }
+    const std::string real = RealPath(path);
+    return Well(elf.cpu + (real == path ? "" : ", by a link to " + real));
 }
 
 bool Exists(const std::string& path) {

@@ -23,6 +23,7 @@ constexpr off_t kNearLimit = kSizeLimit / 10 * 9;
 // has been masked is shorter or is written otherwise.
 constexpr std::string_view kMarks[] = {"[strPriKeyTemp:", "EncPriKey("};
 constexpr size_t kLeastKeyText = 32;
+static_assert(kMarks[0].size() > kMarks[1].size());
 
 constexpr uint64_t kLittleSpace = 1024 * 1024;
 
@@ -31,16 +32,16 @@ bool IsKeyCharacter(char c) {
            c == '/' || c == '=';
 }
 
-int64_t CountKeyTexts(std::string_view text) {
+// Those that end behind the first `seen` characters.
+int64_t CountKeyTexts(std::string_view text, size_t seen) {
     int64_t count = 0;
     for (const std::string_view mark : kMarks) {
         for (size_t at = text.find(mark); at != std::string_view::npos;
              at = text.find(mark, at + mark.size())) {
             const std::string_view key = text.substr(at + mark.size(), kLeastKeyText);
-            count +=
-                key.size() == kLeastKeyText && std::all_of(key.begin(), key.end(), IsKeyCharacter)
-                    ? 1
-                    : 0;
+            const bool whole =
+                key.size() == kLeastKeyText && std::all_of(key.begin(), key.end(), IsKeyCharacter);
+            count += whole && at + mark.size() + kLeastKeyText > seen ? 1 : 0;
         }
     }
     return count;
@@ -65,7 +66,7 @@ class Descriptor {
 // A piece at a time; what a piece cuts is looked at with the next one.
 void ReadKeyTexts(LogFacts& log) {
     constexpr size_t kPiece = 1024 * 1024;
-    constexpr size_t kMostCut = 15 + kLeastKeyText - 1;
+    constexpr size_t kMostCut = kMarks[0].size() + kLeastKeyText - 1;
     const Descriptor file(
         open(log.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW));
     if (file.Number() < 0) {
@@ -78,12 +79,13 @@ void ReadKeyTexts(LogFacts& log) {
     while ((count = read(file.Number(), fresh.data(), fresh.size())) > 0) {
         const std::string cut = piece.substr(piece.size() - std::min(piece.size(), kMostCut));
         piece = cut + fresh.substr(0, static_cast<size_t>(count));
-        log.key_texts += CountKeyTexts(piece);
+        log.key_texts += CountKeyTexts(piece, cut.size());
     }
 }
 
 // As the product opens it. The kernel may refuse another user's file in a shared folder only to who
-// would make it if it were not there (fs.protected_regular).
+// would make it if it were not there (fs.protected_regular). A file that goes at this moment is
+// made anew, and empty.
 int RefusalOf(const std::string& path) {
     const Descriptor file(open(path.c_str(),
                                O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY,
@@ -116,8 +118,7 @@ LogFacts::LogFacts(std::string log_path) : path(std::move(log_path)) {
     }
 }
 
-Finding LookAtLogFile(const Examination& examination) {
-    const LogFacts& log = examination.log;
+Finding LookAtLogFile(const LogFacts& log) {
     if (!log.exists) {
         return Well("none yet; the library's next call makes it");
     }
@@ -137,8 +138,7 @@ Finding LookAtLogFile(const Examination& examination) {
     return Well(log.path);
 }
 
-Finding LookAtLogOwner(const Examination& examination) {
-    const LogFacts& log = examination.log;
+Finding LookAtLogOwner(const LogFacts& log) {
     if (!log.exists || !S_ISREG(log.status.st_mode)) {
         return Well("no file to look at");
     }
@@ -156,8 +156,7 @@ Finding LookAtLogOwner(const Examination& examination) {
     return Well("belongs to " + owner);
 }
 
-Finding LookAtLogSize(const Examination& examination) {
-    const LogFacts& log = examination.log;
+Finding LookAtLogSize(const LogFacts& log) {
     const off_t size = log.exists && S_ISREG(log.status.st_mode) ? log.status.st_size : 0;
     if (size > kNearLimit) {
         return Doubtful(
@@ -169,8 +168,7 @@ Finding LookAtLogSize(const Examination& examination) {
     return Well(std::to_string(size) + " bytes of " + std::to_string(kSizeLimit));
 }
 
-Finding LookAtLogSecrets(const Examination& examination) {
-    const LogFacts& log = examination.log;
+Finding LookAtLogSecrets(const LogFacts& log) {
     if (!log.unread.empty()) {
         return Unknown("cannot be read: " + log.unread, "run this as the log's owner");
     }

@@ -100,7 +100,7 @@ Finding LookAtNamespaces(const Examination& examination) {
     const Apart tried = RunProgram({"bwrap", "--unshare-user", "--dev-bind", "/", "/", "true"},
                                    examination.question.limit);
     if (tried.end != Apart::End::kExit || tried.number != 0) {
-        const std::string said = tried.Last("output");
+        const std::string said = tried.Last("said");
         return Doubtful(
             "with-softkey cannot make its view: " + (said.empty() ? tried.Ending() : said),
             SwitchThatForbids());
@@ -118,7 +118,7 @@ Finding LookAtStore(const Examination& examination) {
     }
     const Apart listed = RunProgram({"softkey", "list"}, examination.question.limit);
     if (listed.end != Apart::End::kExit || listed.number != 0) {
-        const std::string said = listed.Last("output");
+        const std::string said = listed.Last("said");
         return Broken(said.empty() ? "'softkey list' " + listed.Ending() : said,
                       "softkey list tells more; docs/software-key.md, what to do");
     }

@@ -168,6 +168,8 @@ const World kWorlds[] = {
      "a link that leads nowhere", "reinstall"},
     {"BackendUnreadable", "own $b; chmod 000 $b", "libOrvalKPX.so: file", "broken",
      "cannot be read: Permission denied", "sudo chmod a+r"},
+    {"BackendThatAllMayChange", "own $b; chmod 777 $b", "libOrvalKPX.so: file", "doubtful",
+     "others can change", "sudo chmod go-w"},
     {"BackendEmpty", "rm $b; touch $b", "libOrvalKPX.so: file", "broken", "is empty", "reinstall"},
     {"BackendIsText", "rm $b; echo 404 not found >$b", "libOrvalKPX.so: file", "broken",
      "is no library", "reinstall"},
