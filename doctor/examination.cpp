@@ -4,11 +4,11 @@
 #include <link.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
-#include "codes/catalogue.h"
-#include "codes/code.h"
+#include "codes/advice.h"
 #include "maker/entries.h"
 #include "maker/places.h"
 #include "maker/token.h"
@@ -40,15 +40,19 @@ void TellToken(const Teller& tell) {
     }
 }
 
-// Any of these may hang or crash; what is being asked is told first.
+// Any of these may hang or crash; what is being asked is told first. What goes wrong is told with
+// what to do about it, and its code.
 template <typename Ask>
 std::string AskFor(const Teller& tell, const char* function, const std::string& problem,
                    const Ask& ask) {
     tell("asking", function);
     try {
         return ask();
-    } catch (const std::exception& error) {
+    } catch (const ukey::Error& error) {
         tell(problem, error.what());
+        tell(problem + " next",
+             codes::NextFor(error.Code(), function, error.code().message(), "'ukeyctl --help'"));
+        tell(problem + " code", std::to_string(error.Code()));
     }
     return {};
 }
@@ -97,26 +101,36 @@ Apart AskKeys(const Question& question, const LogFacts& log, const Apart& produc
         question.limit);
 }
 
+// Where a fact of that name belongs; null for those that the doctor does not know.
+std::string* PlaceOf(KeyFacts& key, const std::string& name) {
+    static Certificate nowhere;
+    Certificate& certificate = key.certificates.empty() ? nowhere : key.certificates.back();
+    const std::pair<const char*, std::string*> places[] = {
+        {"serial number", &key.serial_number},
+        {"problem", &key.problem},
+        {"label problem", &key.label_problem.text},
+        {"label problem next", &key.label_problem.next},
+        {"PIN", &key.pin_record},
+        {"PIN problem", &key.pin_problem.text},
+        {"PIN problem next", &key.pin_problem.next},
+        {"certificate text", &certificate.text},
+        {"certificate problem", &certificate.problem.text},
+        {"certificate problem next", &certificate.problem.next},
+    };
+    const auto* const place = std::find_if(std::begin(places), std::end(places),
+                                           [&name](const auto& one) { return one.first == name; });
+    return place == std::end(places) ? nullptr : place->second;
+}
+
 void ReadInto(KeyFacts& key, const std::string& name, const std::string& text) {
-    Certificate* const certificate = key.certificates.empty() ? nullptr : &key.certificates.back();
-    if (name == "serial number") {
-        key.serial_number = text;
-    } else if (name == "problem") {
-        key.problem = text;
-    } else if (name == "label") {
+    if (name == "label") {
         key.label = text;
-    } else if (name == "label problem") {
-        key.label_problem = text;
-    } else if (name == "PIN") {
-        key.pin_record = text;
-    } else if (name == "PIN problem") {
-        key.pin_problem = text;
     } else if (name == "certificate") {
         key.certificates.push_back({text, {}, {}});
-    } else if (name == "certificate text" && certificate != nullptr) {
-        certificate->text = text;
-    } else if (name == "certificate problem" && certificate != nullptr) {
-        certificate->problem = text;
+    } else if (name == "certificate problem code" && !key.certificates.empty()) {
+        key.certificates.back().problem.code = std::atoi(text.c_str());
+    } else if (std::string* const place = PlaceOf(key, name)) {
+        *place = text;
     }
 }
 

@@ -54,10 +54,17 @@ std::vector<std::string> TokenFunctions();
 // functions, and "token", the token library that it brought.
 Apart TryProduct(const std::string& path, const LogFacts& log, std::chrono::milliseconds limit);
 
+// Why the key did not answer.
+struct Problem {
+    std::string text;
+    std::string next;
+    int32_t code = 0;
+};
+
 struct Certificate {
     std::string use;   // "signing"
     std::string text;  // empty: none could be read
-    std::string problem;
+    Problem problem;
 };
 
 struct KeyFacts {
@@ -65,9 +72,9 @@ struct KeyFacts {
     std::string serial_number;
     std::string problem;
     std::optional<std::string> label;
-    std::string label_problem;
+    Problem label_problem;
     std::string pin_record;
-    std::string pin_problem;
+    Problem pin_problem;
     std::vector<Certificate> certificates;
 };
 

@@ -1,7 +1,10 @@
 // What the plugged keys tell, without a PIN.
 
+#include <algorithm>
 #include <sstream>
 
+#include "codes/catalogue.h"
+#include "codes/code.h"
 #include "doctor/certificate_dates.h"
 #include "doctor/checks.h"
 
@@ -56,9 +59,10 @@ std::vector<uint64_t> NumbersIn(const std::string& record) {
 
 Finding LookAtPin(const KeyFacts& key) {
     const std::vector<uint64_t> numbers = NumbersIn(key.pin_record);
-    if (!key.pin_problem.empty() || numbers.size() != 2) {
-        return Unknown(key.pin_problem.empty() ? "the key tells no tries" : key.pin_problem,
-                       "ukeyctl pin info --sn " + key.serial_number);
+    if (!key.pin_problem.text.empty() || numbers.size() != 2) {
+        return Unknown(key.pin_problem.text.empty() ? "the key tells no tries of the PIN"
+                                                    : key.pin_problem.text,
+                       key.pin_problem.next);
     }
     const std::string tries =
         std::to_string(numbers[0]) + " of " + std::to_string(numbers[1]) + " tries left";
@@ -74,12 +78,27 @@ Finding LookAtPin(const KeyFacts& key) {
     return Well(tries);
 }
 
+// A code of which nothing is known is the maker's way to say that there is none.
+bool IsAbsent(const Certificate& certificate) {
+    const int32_t code = certificate.problem.code;
+    return code == codes::Number(codes::Code::kCertificateNotFound) || codes::Find(code) == nullptr;
+}
+
+Finding LookAtAbsence(const Certificate& certificate) {
+    const std::string& why = certificate.problem.text;
+    if (!IsAbsent(certificate)) {
+        return Unknown("the " + certificate.use + " certificate cannot be read: " + why,
+                       certificate.problem.next);
+    }
+    const std::string reason =
+        "no " + certificate.use + " certificate" + (why.empty() ? "" : ": " + why);
+    return certificate.use == "signing" ? Doubtful(reason, "ask for one: ukeyctl request --help")
+                                        : Well("no " + certificate.use + " certificate");
+}
+
 Finding LookAtCertificate(const Certificate& certificate, std::time_t now) {
     if (certificate.text.empty()) {
-        const bool signing = certificate.use == "signing";
-        const std::string reason = "no " + certificate.use + " certificate" +
-                                   (certificate.problem.empty() ? "" : ": " + certificate.problem);
-        return signing ? Doubtful(reason, "ask for one: ukeyctl request --help") : Well(reason);
+        return LookAtAbsence(certificate);
     }
     const std::optional<Validity> validity = ReadValidity(certificate.text);
     if (!validity) {
@@ -163,9 +182,8 @@ Finding LookAtPlugged(const Examination& examination) {
 
 Finding LookAtLabels(const Examination& examination) {
     return LookAtEach(examination, [](const KeyFacts& key) {
-        if (!key.label_problem.empty() || !key.label) {
-            return Doubtful(key.label_problem.empty() ? "not told" : key.label_problem,
-                            "ukeyctl label get --sn " + key.serial_number);
+        if (!key.label_problem.text.empty() || !key.label) {
+            return Doubtful(key.label_problem.text, key.label_problem.next);
         }
         return Well(key.label->empty() ? "no label" : "\"" + *key.label + "\"");
     });

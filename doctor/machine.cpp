@@ -120,7 +120,7 @@ Finding LookAtStore(const Examination& examination) {
     if (listed.end != Apart::End::kExit || listed.number != 0) {
         const std::string said = listed.Last("said");
         return Broken(said.empty() ? "'softkey list' " + listed.Ending() : said,
-                      "softkey list tells more; docs/software-key.md, what to do");
+                      "do what it says; 'softkey list' says it again");
     }
     return Well("'softkey list' reads every key");
 }

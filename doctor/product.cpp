@@ -29,6 +29,19 @@ std::vector<std::string> FoldersOfEnvironment() {
     return folders == nullptr ? std::vector<std::string>() : FoldersOf(folders, "");
 }
 
+// Where packages and installations from source put libraries.
+constexpr const char* kFoldersOfSystem[] = {
+    "/usr/local/lib",
+    "/usr/lib",
+#if defined(__aarch64__)
+    "/usr/local/lib/aarch64-linux-gnu",
+    "/usr/lib/aarch64-linux-gnu",
+#elif defined(__x86_64__)
+    "/usr/local/lib/x86_64-linux-gnu",
+    "/usr/lib/x86_64-linux-gnu",
+#endif
+};
+
 bool HoldsProduct(const std::string& folder) {
     return access((folder + "/" + ukey::kLibraryName).c_str(), R_OK) == 0;
 }
@@ -117,15 +130,17 @@ Finding LookAtOtherCopies(const Examination& examination) {
                         "remove one of the two, or look with --library " + Quoted(theirs));
     }
     std::vector<std::string> shadowed;
-    for (const std::string& folder : FoldersOfEnvironment()) {
+    std::vector<std::string> folders = FoldersOfEnvironment();
+    folders.insert(folders.end(), std::begin(kFoldersOfSystem), std::end(kFoldersOfSystem));
+    for (const std::string& folder : folders) {
         const std::string copy = folder + "/" + ukey::kLibraryName;
         if (HoldsProduct(folder) && RealPath(copy) != RealPath(theirs)) {
             shadowed.push_back(copy);
         }
     }
     if (!shadowed.empty()) {
-        return Doubtful(theirs + " wins over " + Joined(shadowed) + " by LD_LIBRARY_PATH",
-                        "leave one copy, or one folder in LD_LIBRARY_PATH");
+        return Doubtful(theirs + " wins over " + Joined(shadowed),
+                        "remove what is not meant, or take its folder out of LD_LIBRARY_PATH");
     }
     return Well("clients find the same by its name");
 }

@@ -32,6 +32,8 @@ const StoreCase kStores[] = {
     {"OpenToOthers", "chmod 755 $home", "store", "broken", "is open to other users", kPath},
     {"DamagedKey", "for key in $home/keys/*.key; do echo nonsense >$key; done", "store", "broken",
      "amaged", kPath},
+    {"CertificateOfADamagedKey", "for key in $home/keys/*.key; do echo nonsense >$key; done",
+     "certificates", "unknown", "cannot be read: GetCert gave 0x0A10000F", kPath},
     {"WithoutTheCommand", "", "store", "unknown", "is not in PATH", "/usr/bin:/bin"},
     {"NothingPlugged", "softkey unplug $(basename $home/keys/*.key .key)", "plugged", "doubtful",
      "no key is plugged in", kPath},
