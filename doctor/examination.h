@@ -19,11 +19,13 @@ namespace doctor {
 struct LogFacts {
     explicit LogFacts(std::string path);
     // Opening it for a record would wait for a reader that never comes.
-    bool Blocks() const { return exists && S_ISFIFO(status.st_mode); }
+    bool Blocks() const { return S_ISFIFO(target.st_mode); }
+    bool IsFile() const { return exists && S_ISREG(status.st_mode); }
 
     std::string path;
     bool exists = false;
     struct stat status {};
+    struct stat target {};  // the same, or where it leads, if it is a link
     std::string link;       // where it leads, if it is a link
     int refusal = 0;        // why no record can be appended to it; 0: one can
     int64_t key_texts = 0;  // how many enveloped private keys stand in it

@@ -25,6 +25,8 @@ constexpr std::string_view kMarks[] = {"[strPriKeyTemp:", "EncPriKey("};
 constexpr size_t kLeastKeyText = 32;
 static_assert(kMarks[0].size() > kMarks[1].size());
 
+constexpr const char* kNoFile = "no file to look at";
+
 constexpr uint64_t kLittleSpace = 1024 * 1024;
 
 bool IsKeyCharacter(char c) {
@@ -106,6 +108,7 @@ std::string RemovalOf(const LogFacts& log) {
 
 LogFacts::LogFacts(std::string log_path) : path(std::move(log_path)) {
     exists = lstat(path.c_str(), &status) == 0;
+    stat(path.c_str(), &target);
     if (!exists) {
         return;
     }
@@ -123,8 +126,8 @@ Finding LookAtLogFile(const LogFacts& log) {
         return Well("none yet; the library's next call makes it");
     }
     if (log.Blocks()) {
-        return Broken(log.path +
-                          " is a named pipe: every call that logs waits until somebody reads "
+        return Broken(log.path + (log.link.empty() ? " is" : " leads to") +
+                          " a named pipe: every call that logs waits until somebody reads "
                           "from it",
                       RemovalOf(log));
     }
@@ -139,8 +142,8 @@ Finding LookAtLogFile(const LogFacts& log) {
 }
 
 Finding LookAtLogOwner(const LogFacts& log) {
-    if (!log.exists || !S_ISREG(log.status.st_mode)) {
-        return Well("no file to look at");
+    if (!log.IsFile()) {
+        return Well(kNoFile);
     }
     const std::string owner = "user " + std::to_string(log.status.st_uid);
     if (log.refusal != 0) {
@@ -157,7 +160,10 @@ Finding LookAtLogOwner(const LogFacts& log) {
 }
 
 Finding LookAtLogSize(const LogFacts& log) {
-    const off_t size = log.exists && S_ISREG(log.status.st_mode) ? log.status.st_size : 0;
+    if (!log.IsFile()) {
+        return Well(kNoFile);
+    }
+    const off_t size = log.status.st_size;
     if (size > kNearLimit) {
         return Doubtful(
             Megabytes(size) + ": " +
@@ -169,6 +175,9 @@ Finding LookAtLogSize(const LogFacts& log) {
 }
 
 Finding LookAtLogSecrets(const LogFacts& log) {
+    if (!log.IsFile()) {
+        return Well(kNoFile);
+    }
     if (!log.unread.empty()) {
         return Unknown("cannot be read: " + log.unread, "run this as the log's owner");
     }

@@ -216,6 +216,13 @@ const World kWorlds[] = {
     {"BackendIsAnotherLibrary", "ln -sf $patient/$t $b", "libOrvalKPX.so: entries", "broken",
      "29 of 29 missing: CheckDeviceEx, GetLabel", "another library under its name"},
     {"TokenMissing", "rm $t", "libR7Token_ORVAL.so: file", "broken", "No such file", "reinstall"},
+    {"TokenNeedsAMissingLibrary", "ln -sf $patient/incomplete/$b $t",
+     "libR7Token_ORVAL.so: needed libraries", "broken", "libnot_there.so.7",
+     "install the packages"},
+    {"TokenNeedsANewerCLibrary", "ln -sf $patient/newer/$b $t", "libR7Token_ORVAL.so: C library",
+     "broken", "needs glibc 2.99", "made for this system"},
+    {"TokenThatTheLoaderRefuses", "ln -sf $patient/newer/$b $t", "libR7Token_ORVAL.so: loading",
+     "broken", "the loader says: ", "reinstall"},
     {"TokenIsAnotherLibrary", "ln -sf $patient/$b $t", "libR7Token_ORVAL.so: entries", "broken",
      "5 of 5 missing: VexaT_ContextInit", "another library under its name"},
 
@@ -317,6 +324,8 @@ const World kWorlds[] = {
 
     {"LogIsANamedPipe", "mkfifo $log", "log: file", "broken", "every call that logs waits",
      "rm /tmp/VexaPinpad_ORVAL.log"},
+    {"LogLeadsToANamedPipe", "mkfifo /tmp/pipe; ln -s /tmp/pipe $log", "log: file", "broken",
+     "leads to a named pipe", "rm /tmp/VexaPinpad_ORVAL.log"},
     {"KeyIsNotAskedWhereTheLogBlocks", "mkfifo $log", "key: plugged", "unknown",
      "the named pipe in the log's place", ""},
     {"LogIsALink", "ln -s /tmp/elsewhere $log", "log: file", "doubtful",
@@ -544,6 +553,20 @@ TEST_P(SoundTest, IsWellInEveryCheck) {
     for (const nlohmann::json& check : told["checks"]) {
         EXPECT_EQ(check["verdict"], "well") << check;
         EXPECT_TRUE(check["next"].is_null()) << check;
+    }
+}
+
+// What no sandbox can bring about, and the software key's store, have tests elsewhere.
+TEST_P(SoundTest, EveryCheckHasAWorldInWhichItIsNotWell) {
+    World world = kSound;
+    world.words = {"--client", "sh"};
+    std::vector<std::string> names = {"computer: clock", "software key: store"};
+    for (const World& broken : kWorlds) {
+        names.emplace_back(broken.check);
+    }
+    for (const nlohmann::json& check : Examine(world).Json()["checks"]) {
+        EXPECT_THAT(names, testing::Contains(check["group"].get<std::string>() + ": " +
+                                             check["check"].get<std::string>()));
     }
 }
 
