@@ -225,6 +225,7 @@ Apart RunApart(const Work& work, std::chrono::milliseconds limit) {
 
 Apart RunProgram(const std::vector<std::string>& words, std::chrono::milliseconds limit) {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string& word : words) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }
@@ -243,7 +244,7 @@ std::string FindProgram(const std::string& name) {
     const char* const path = std::getenv("PATH");
     std::istringstream folders(path == nullptr ? "/usr/bin:/bin" : path);
     for (std::string folder; std::getline(folders, folder, ':');) {
-        const std::string candidate = (folder.empty() ? "." : folder) + "/" + name;
+        std::string candidate = (folder.empty() ? "." : folder) + "/" + name;
         if (access(candidate.c_str(), X_OK) == 0) {
             return candidate;
         }

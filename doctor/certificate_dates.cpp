@@ -87,7 +87,8 @@ std::optional<std::time_t> ReadTime(unsigned tag, std::string_view text) {
         return std::nullopt;
     }
     const auto number = [&](size_t at, size_t digits) {
-        return std::atoi(std::string(text.substr(at, digits)).c_str());
+        return static_cast<int>(
+            std::strtol(std::string(text.substr(at, digits)).c_str(), nullptr, 10));
     };
     const int year = number(0, year_digits);
     std::tm time{};

@@ -24,12 +24,16 @@ bool MayAsk(const LogFacts& log) {
 }
 
 void TellFunctions(void* handle, const Teller& tell) {
-#define DOCTOR_LOOK(name)                  \
-    if (dlsym(handle, #name) == nullptr) { \
-        tell("missing", #name);            \
+    constexpr const char* kNames[] = {
+#define DOCTOR_NAME(name) #name,
+        UKEY_FUNCTIONS(DOCTOR_NAME)
+#undef DOCTOR_NAME
+    };
+    for (const char* const name : kNames) {
+        if (dlsym(handle, name) == nullptr) {
+            tell("missing", name);
+        }
     }
-    UKEY_FUNCTIONS(DOCTOR_LOOK)
-#undef DOCTOR_LOOK
 }
 
 void TellToken(const Teller& tell) {
@@ -128,7 +132,8 @@ void ReadInto(KeyFacts& key, const std::string& name, const std::string& text) {
     } else if (name == "certificate") {
         key.certificates.push_back({text, {}, {}});
     } else if (name == "certificate problem code" && !key.certificates.empty()) {
-        key.certificates.back().problem.code = std::atoi(text.c_str());
+        key.certificates.back().problem.code =
+            static_cast<int32_t>(std::strtol(text.c_str(), nullptr, 10));
     } else if (std::string* const place = PlaceOf(key, name)) {
         *place = text;
     }

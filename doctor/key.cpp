@@ -11,7 +11,7 @@
 namespace doctor {
 namespace {
 
-constexpr std::time_t kDay = 24 * 60 * 60;
+constexpr std::time_t kDay = 86400;
 constexpr std::time_t kSoon = 30 * kDay;
 constexpr uint64_t kFewTries = 1;
 

@@ -64,8 +64,8 @@ Finding LookAtFile(const std::string& path, ElfFile& elf) {
     return Well(elf.cpu + (real == path ? "" : ", by a link to " + real));
 }
 
-bool Exists(const std::string& path) {
-    return access(path.c_str(), F_OK) == 0;
+bool Holds(const std::string& folder, const std::string& name) {
+    return access((folder + "/" + name).c_str(), F_OK) == 0;
 }
 
 // Where the loader looks first is known; for the rest it is asked itself.
@@ -75,9 +75,8 @@ std::vector<std::string> FindMissing(const ElfFile& elf, const std::string& path
     const std::vector<std::string> folders = FoldersOf(elf.run_path, origin);
     std::vector<std::string> elsewhere;
     for (const std::string& needed : elf.needed) {
-        const bool found = std::any_of(folders.begin(), folders.end(), [&](const std::string& one) {
-            return Exists(one + "/" + needed);
-        });
+        const bool found = std::any_of(folders.begin(), folders.end(),
+                                       [&](const std::string& one) { return Holds(one, needed); });
         if (!found) {
             elsewhere.push_back(needed);
         }

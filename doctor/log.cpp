@@ -27,7 +27,7 @@ static_assert(kMarks[0].size() > kMarks[1].size());
 
 constexpr const char* kNoFile = "no file to look at";
 
-constexpr uint64_t kLittleSpace = 1024 * 1024;
+constexpr uint64_t kLittleSpace = uint64_t{1024} * 1024;
 
 bool IsKeyCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '+' ||
@@ -67,7 +67,7 @@ class Descriptor {
 
 // A piece at a time; what a piece cuts is looked at with the next one.
 void ReadKeyTexts(LogFacts& log) {
-    constexpr size_t kPiece = 1024 * 1024;
+    constexpr size_t kPiece = size_t{1024} * 1024;
     constexpr size_t kMostCut = kMarks[0].size() + kLeastKeyText - 1;
     const Descriptor file(
         open(log.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW));
