@@ -12,17 +12,18 @@ enum class ExitStatus : int {
     kLibraryNotLoaded = 3,
     kFile = 4,
     kNoEvent = 5,
-    // What lint found, which is no failure of the command.
-    kSuspicious = 10,
-    kRefused = 11,
+    // What was found by looking, which is no failure of the command.
+    kDoubtful = 10,
+    kBroken = 11,
     kInternal = 70
 };
 
 // What the helps say of them; the manual pages and docs/ukeyctl.md say the same.
 inline constexpr char kStatusesOfUkeyctl[] =
     "Exit status: 0 done; 1 the key or the library reported a code; 2 usage; 3 the library cannot "
-    "be loaded; 4 a file cannot be read or written; 5 no event in time; 10 lint found something "
-    "suspicious; 11 lint found what the library refuses; 70 a fault of this command.\n";
+    "be loaded; 4 a file cannot be read or written; 5 no event in time; 10 something that was "
+    "looked at is doubtful; 11 it is broken, or would be refused; 70 a fault of this command.
+";
 inline constexpr char kStatusesOfSoftkey[] =
     "Exit status: 0 done, 1 the operation failed (the reason is on standard error), "
     "2 wrong usage.";

@@ -273,7 +273,7 @@ constexpr Row kRows[] = {
      "the key maker's library libOrvalKPX.so cannot be loaded or lacks an entry point",
      "The key's library cannot be loaded.", "无法加载钥匙库。",
      "install or reinstall the key's software; the library belongs "
-     "in " ORVAL_APPLICATION_DIRECTORY},
+     "in " ORVAL_APPLICATION_DIRECTORY "; 'ukeyctl doctor' tells what is wrong"},
 };
 
 constexpr bool IsSound(const Row& row) {

@@ -2,6 +2,7 @@
 
 #include "cli/checks.h"
 #include "codes/notation.h"
+#include "doctor/doctor.h"
 #include "verbs.h"
 
 namespace {
@@ -60,11 +61,40 @@ void AddWait(cli::Command& app, Session& session) {
                        "ukeyctl wait --count 0 --json        one JSON object per event"});
 }
 
+// The library tells by one code that nothing can be loaded; what it is, the installation tells.
+// Nothing is thrown where nothing is seen to be wrong with that.
+void ThrowReason(cli::ExitStatus status, const std::string& what, const std::string& why,
+                 const ukey::Error* error = nullptr) {
+    const doctor::Finding finding = doctor::WhyNoBackend(std::chrono::seconds(10));
+    if (finding.verdict != doctor::Verdict::kBroken) {
+        return;
+    }
+    cli::Failure failure = cli::MakeFailure(status, what, why + ": " + finding.reason,
+                                            finding.next + "; 'ukeyctl doctor' looks at all of it");
+    if (error != nullptr) {
+        failure.function = error->Function();
+        failure.code = error->Code();
+    }
+    throw cli::CommandFailure(failure);
+}
+
 // The library's own check is content with a folder that can be read, so the library in it is tried
 // too.
 void Check(Session& session, int32_t mode) {
-    session.Library().CheckDriverIntegrity(mode);
-    session.Library().Initialize();
+    try {
+        session.Library().CheckDriverIntegrity(mode);
+        session.Library().Initialize();
+    } catch (const ukey::LoadError& error) {
+        ThrowReason(cli::ExitStatus::kLibraryNotLoaded, "the key library is not usable",
+                    error.what());
+        throw;
+    } catch (const ukey::Error& error) {
+        if (error.Code() == ORVAL_BACKEND_UNAVAILABLE) {
+            ThrowReason(cli::ExitStatus::kFailed, std::string(error.Function()) + " failed",
+                        codes::InBothForms(error.Code()), &error);
+        }
+        throw;
+    }
     session.Result().Say(
         "The installation folder can be read, and the key maker's library in it is complete.");
 }

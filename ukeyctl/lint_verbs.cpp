@@ -24,8 +24,8 @@ struct VerdictRow {
 };
 constexpr VerdictRow kVerdicts[] = {
     {Verdict::kSound, "sound", cli::ExitStatus::kDone},
-    {Verdict::kSuspicious, "suspicious", cli::ExitStatus::kSuspicious},
-    {Verdict::kRefused, "refused", cli::ExitStatus::kRefused},
+    {Verdict::kSuspicious, "suspicious", cli::ExitStatus::kDoubtful},
+    {Verdict::kRefused, "refused", cli::ExitStatus::kBroken},
 };
 
 const VerdictRow& RowOf(Verdict verdict) {

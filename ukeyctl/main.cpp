@@ -42,6 +42,7 @@ void BuildCommandLine(cli::Command& app, Session& session) {
     AddInfoVerbs(app, session);
     AddErrorVerb(app, session);
     AddDeviceVerbs(app, session);
+    AddDoctorVerb(app, session);
     AddPinVerbs(app, session);
     AddStorageVerbs(app, session);
     AddRequestVerbs(app, session);

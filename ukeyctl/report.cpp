@@ -97,6 +97,10 @@ void Report::Say(const std::string& sentence) {
     fields_.push_back({Kind::kSentence, {}, {}, sentence});
 }
 
+void Report::SayLines(const std::string& lines) {
+    fields_.push_back({Kind::kLines, {}, {}, lines});
+}
+
 std::string Report::ForPeople(Destination destination) const {
     size_t width = 0;
     for (const Field& field : fields_) {
@@ -110,6 +114,8 @@ std::string Report::ForPeople(Destination destination) const {
                     cli::Printable(value) + "\n";
         } else if (field.kind == Kind::kSentence) {
             text += WithLineEnd(cli::Printable(value));
+        } else if (field.kind == Kind::kLines) {
+            text += WithLineEnd(cli::PrintableLines(value));
         } else if (field.kind == Kind::kOutput) {
             const bool shown = destination == Destination::kTerminal;
             text += WithLineEnd(shown ? cli::PrintableLines(value) : value);

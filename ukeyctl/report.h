@@ -33,6 +33,9 @@ class Report {
     // For people only.
     void Say(const std::string& sentence);
 
+    // The same for lines that are aligned already.
+    void SayLines(const std::string& lines);
+
     std::string ForPeople(Destination destination) const;
 
     // The object has "ok" and "verb", the fields, and "error" when there is a failure. Text that
@@ -40,7 +43,7 @@ class Report {
     std::string ForScripts(const std::string& verb, const cli::Failure* failure) const;
 
  private:
-    enum class Kind { kLine, kOutput, kDetail, kSentence };
+    enum class Kind { kLine, kOutput, kDetail, kSentence, kLines };
     struct Field {
         Kind kind;
         std::string key;

@@ -17,19 +17,14 @@ namespace {
 constexpr const char* kLibraryVariable = "ORVAL_LIBRARY";
 
 // The library installed or built beside this command, or just its name for the loader to find.
-std::string DefaultLibrary() {
+Session::LibraryChoice DefaultLibrary() {
     std::error_code error;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
     const auto beside = program.parent_path().parent_path() / "lib" / ukey::kLibraryName;
-    return !error && std::filesystem::exists(beside, error) ? beside.string() : ukey::kLibraryName;
-}
-
-std::string ChooseLibrary(const std::string& given) {
-    if (!given.empty()) {
-        return given;
+    if (!error && std::filesystem::exists(beside, error)) {
+        return {beside.string(), "its place beside this command"};
     }
-    const char* variable = std::getenv(kLibraryVariable);
-    return variable != nullptr && *variable != '\0' ? variable : DefaultLibrary();
+    return {ukey::kLibraryName, "the loader"};
 }
 
 static_assert(static_cast<int32_t>(ukey::Errc::kTextOutOfMemory) == codes::kTextOutOfMemory &&
@@ -60,7 +55,8 @@ cli::Failure FailureOf(const ukey::LoadError& error) {
     return cli::MakeFailure(
         cli::ExitStatus::kLibraryNotLoaded, "the key library is not usable", error.what(),
         "name the library with --library PATH or the environment variable ORVAL_LIBRARY; if it is "
-        "the maker's library that is missing, install the key's software");
+        "the maker's library that is missing, install the key's software; 'ukeyctl doctor' tells "
+        "which");
 }
 
 cli::Failure OutputFailure() {
@@ -74,9 +70,18 @@ cli::Failure InternalFailure(const char* why) {
 
 }  // namespace
 
+Session::LibraryChoice Session::WhichLibrary() const {
+    if (!library_path.empty()) {
+        return {library_path, "--library"};
+    }
+    const char* variable = std::getenv(kLibraryVariable);
+    const bool named = variable != nullptr && *variable != '\0';
+    return named ? LibraryChoice{variable, kLibraryVariable} : DefaultLibrary();
+}
+
 const ukey::Library& Session::Library() {
     if (!library_) {
-        library_.emplace(ChooseLibrary(library_path));
+        library_.emplace(WhichLibrary().path);
         ApplySettings();
     }
     return *library_;

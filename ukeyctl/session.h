@@ -26,6 +26,13 @@ class Session {
     // Set by the verb that takes a key.
     KeyUse key_use = KeyUse::kChanging;
 
+    // The product that a verb would load, and what names it.
+    struct LibraryChoice {
+        std::string path;
+        std::string by;
+    };
+    LibraryChoice WhichLibrary() const;
+
     // The product, loaded by the first verb that needs it.
     const ukey::Library& Library();
 

@@ -92,6 +92,11 @@ Command& Command::WritesTo(const std::string& path) {
     return *this;
 }
 
+Command& Command::Under(std::vector<std::string> words) {
+    runner_ = std::move(words);
+    return *this;
+}
+
 Command& Command::Closes(int descriptor) {
     closed_.push_back(descriptor);
     return *this;
@@ -128,7 +133,10 @@ Outcome Command::Run() const {
     const std::string out = StreamFile("out");
     const std::string err = StreamFile("err");
     MakeFile(in, input_);
-    std::vector<std::string> words = Prefix();
+    std::vector<std::string> words = runner_;
+    for (const std::string& word : Prefix()) {
+        words.push_back(word);
+    }
     words.emplace_back(UKEYCTL_PATH);
     words.insert(words.end(), words_.begin(), words_.end());
     const int terminal = columns_ == 0 ? -1 : OpenTerminal(columns_);

@@ -28,6 +28,8 @@ class Command {
     Command& Reads(const std::string& input);
     // Standard output goes there, and is not in the outcome.
     Command& WritesTo(const std::string& path);
+    // Another command runs it, and is given it behind its own words.
+    Command& Under(std::vector<std::string> words);
     // The command begins with this descriptor closed.
     Command& Closes(int descriptor);
     // Standard output is a terminal of so many columns; what it is shown is in the outcome.
@@ -46,6 +48,7 @@ class Command {
     std::map<std::string, std::string> environment_;
     std::string input_;
     std::string output_;
+    std::vector<std::string> runner_;
     std::vector<int> closed_;
     unsigned short columns_ = 0;
     bool err_is_terminal_ = false;

@@ -190,7 +190,7 @@ class MistakeTest : public UkeyctlTest, public testing::WithParamInterface<Mista
 
 const Mistake kMistakes[] = {
     {"NoVerb", {}, "a verb is missing", "ukeyctl --help"},
-    {"UnknownVerb", {"doctor", "--help-me"}, "there is no verb \"doctor\"", "ukeyctl --help"},
+    {"UnknownVerb", {"dance", "--help-me"}, "there is no verb \"dance\"", "ukeyctl --help"},
     {"EmptyVerb", {""}, "there is no verb \"\"", "ukeyctl --help"},
     {"UnknownVerbOfAGroup",
      {"pin", "dance"},

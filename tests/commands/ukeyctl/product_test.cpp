@@ -238,10 +238,30 @@ TEST(UkeyctlOnProduct, MalformedDescriptionIsExplained) {
 TEST(UkeyctlOnProduct, CheckLooksAtTheInstallation) {
     EXPECT_EQ(Ukeyctl({"check"}).Run().status, 0);
     EXPECT_EQ(Ukeyctl({"check", "--mode", "2"}).Run().status, 1);
+}
+
+// One code of the library stands for all of them.
+TEST(UkeyctlOnProduct, CheckTellsApartWhyTheBackendCannotBeUsed) {
+    const auto why = [](const nlohmann::json& told) {
+        EXPECT_EQ(told["error"]["function"], "Initialize");
+        EXPECT_EQ(told["error"]["name"], "ORVAL_BACKEND_UNAVAILABLE");
+        return told["error"]["why"].get<std::string>();
+    };
     scripted::RemoveBackend();
+    EXPECT_THAT(why(Ukeyctl({"check", "--json"}).Run().Json()), HasSubstr("No such file"));
+    MakeFile(maker::kBackendPath, "no library");
+    EXPECT_THAT(why(Ukeyctl({"check", "--json"}).Run().Json()), HasSubstr("is no library"));
+    scripted::UseBackendWithout("GetPinInfo");
+    EXPECT_THAT(why(Ukeyctl({"check", "--json"}).Run().Json()),
+                HasSubstr("1 of 29 missing: GetPinInfo"));
+}
+
+TEST(UkeyctlOnProduct, CheckTellsThatTheTokenLibraryIsMissing) {
+    ASSERT_EQ(unlink(maker::kTokenPath), 0);
     const Outcome outcome = Ukeyctl({"check"}).Run();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_THAT(outcome.err, HasSubstr("key maker's library cannot be loaded"));
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.err, HasSubstr("libR7Token_ORVAL.so: No such file"));
+    EXPECT_THAT(outcome.err, HasSubstr("ukeyctl doctor"));
 }
 
 }  // namespace

@@ -1,0 +1,251 @@
+#include "doctor/examination.h"
+
+#include <dlfcn.h>
+#include <link.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+#include "codes/advice.h"
+#include "maker/entries.h"
+#include "maker/places.h"
+#include "maker/token.h"
+
+namespace doctor {
+namespace {
+
+constexpr const char* kLogPath = "/tmp/VexaPinpad_ORVAL.log";
+
+// Tries of calls that a log in the way would block or fill.
+bool MayAsk(const LogFacts& log) {
+    return !log.Blocks();
+}
+
+void TellFunctions(void* handle, const Teller& tell) {
+    constexpr const char* kNames[] = {
+#define DOCTOR_NAME(name) #name,
+        UKEY_FUNCTIONS(DOCTOR_NAME)
+#undef DOCTOR_NAME
+    };
+    for (const char* const name : kNames) {
+        if (dlsym(handle, name) == nullptr) {
+            tell("missing", name);
+        }
+    }
+}
+
+void TellToken(const Teller& tell) {
+    const std::string file = std::string(maker::kTokenPath);
+    void* const token = dlopen(file.substr(file.rfind('/') + 1).c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    if (token != nullptr) {
+        tell("token", FoundAt(token));
+    }
+}
+
+// Any of these may hang or crash; what is being asked is told first. What goes wrong is told with
+// what to do about it, and its code.
+template <typename Ask>
+std::string AskFor(const Teller& tell, const char* function, const std::string& problem,
+                   const Ask& ask) {
+    tell("asking", function);
+    try {
+        return ask();
+    } catch (const ukey::Error& error) {
+        tell(problem, error.what());
+        tell(problem + " next",
+             codes::NextFor(error.Code(), function, error.code().message(), "'ukeyctl --help'"));
+        tell(problem + " code", std::to_string(error.Code()));
+    }
+    return {};
+}
+
+void TellCertificates(const ukey::Key& key, const Teller& tell) {
+    constexpr std::pair<int32_t, const char*> kUses[] = {{1, "signing"}, {2, "encryption"}};
+    for (const auto& [selector, use] : kUses) {
+        tell("certificate", use);
+        tell("certificate text", AskFor(tell, "GetCert", "certificate problem",
+                                        [&, which = selector] { return key.GetCert(which, 0); }));
+    }
+}
+
+void TellKey(const ukey::Library& library, const ListedKey& listed, const Teller& tell) {
+    tell("key", std::to_string(listed.slot));
+    tell("problem", listed.problem);
+    tell("serial number", listed.serial_number);
+    if (listed.serial_number.empty()) {
+        return;
+    }
+    const ukey::Key key = library.KeyOf(listed.serial_number);
+    tell("label", AskFor(tell, "GetLabel", "label problem", [&key] { return key.GetLabel(); }));
+    // As hexadecimal digits would be: the record has zero bytes.
+    const std::string record =
+        AskFor(tell, "GetPinInfo", "PIN problem", [&key] { return key.GetPinInfo(); });
+    std::string numbers;
+    for (const char byte : record) {
+        numbers += std::to_string(static_cast<unsigned char>(byte)) + " ";
+    }
+    tell("PIN", numbers);
+    TellCertificates(key, tell);
+}
+
+Apart AskKeys(const Question& question, const LogFacts& log, const Apart& product) {
+    if (!product.Has("found") || !product.IsDone() || !MayAsk(log) || !question.list_keys) {
+        return {};
+    }
+    return RunApart(
+        [&question](const Teller& tell) {
+            const ukey::Library library(question.library);
+            tell("asking", "the list of slots");
+            for (const ListedKey& listed : question.list_keys(library)) {
+                TellKey(library, listed, tell);
+            }
+        },
+        question.limit);
+}
+
+// Where a fact of that name belongs; null for those that the doctor does not know.
+std::string* PlaceOf(KeyFacts& key, const std::string& name) {
+    static Certificate nowhere;
+    Certificate& certificate = key.certificates.empty() ? nowhere : key.certificates.back();
+    const std::pair<const char*, std::string*> places[] = {
+        {"serial number", &key.serial_number},
+        {"problem", &key.problem},
+        {"label problem", &key.label_problem.text},
+        {"label problem next", &key.label_problem.next},
+        {"PIN", &key.pin_record},
+        {"PIN problem", &key.pin_problem.text},
+        {"PIN problem next", &key.pin_problem.next},
+        {"certificate text", &certificate.text},
+        {"certificate problem", &certificate.problem.text},
+        {"certificate problem next", &certificate.problem.next},
+    };
+    const auto* const place = std::find_if(std::begin(places), std::end(places),
+                                           [&name](const auto& one) { return one.first == name; });
+    return place == std::end(places) ? nullptr : place->second;
+}
+
+void ReadInto(KeyFacts& key, const std::string& name, const std::string& text) {
+    if (name == "label") {
+        key.label = text;
+    } else if (name == "certificate") {
+        key.certificates.push_back({text, {}, {}});
+    } else if (name == "certificate problem code" && !key.certificates.empty()) {
+        key.certificates.back().problem.code =
+            static_cast<int32_t>(std::strtol(text.c_str(), nullptr, 10));
+    } else if (std::string* const place = PlaceOf(key, name)) {
+        *place = text;
+    }
+}
+
+std::vector<KeyFacts> KeysIn(const Apart& asking) {
+    std::vector<KeyFacts> keys;
+    for (const auto& [name, text] : asking.told) {
+        if (name == "key") {
+            keys.emplace_back();
+            keys.back().slot = text;
+        } else if (!keys.empty()) {
+            ReadInto(keys.back(), name, text);
+        }
+    }
+    return keys;
+}
+
+}  // namespace
+
+std::vector<std::string> BackendEntries() {
+    return {std::begin(maker::kEntryNames), std::end(maker::kEntryNames)};
+}
+
+std::vector<std::string> TokenFunctions() {
+    return {std::begin(maker::kTokenNames), std::end(maker::kTokenNames)};
+}
+
+Apart TryProduct(const std::string& path, const LogFacts& log, std::chrono::milliseconds limit) {
+    return RunApart(
+        [&](const Teller& tell) {
+            void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+            if (handle == nullptr) {
+                tell("refused", ukey::detail::LoaderReason());
+                return;
+            }
+            tell("found", FoundAt(handle));
+            TellFunctions(handle, tell);
+            TellToken(tell);
+            if (dlsym(handle, "GetDllVersion") != nullptr && MayAsk(log)) {
+                tell("version", ukey::Library(path).GetDllVersion());
+            }
+        },
+        limit);
+}
+
+Examination::Examination(Question asked)
+    : question(std::move(asked)),
+      log(kLogPath),
+      backend(maker::kBackendPath, BackendEntries(), question.limit),
+      token(maker::kTokenPath, TokenFunctions(), question.limit),
+      product(TryProduct(question.library, log, question.limit)),
+      product_by_name(TryProduct(ukey::kLibraryName, log, question.limit)),
+      asking(AskKeys(question, log, product)),
+      keys(KeysIn(asking)) {}
+
+std::string FoundAt(void* handle) {
+    link_map* map = nullptr;
+    if (dlinfo(handle, RTLD_DI_LINKMAP, &map) != 0 || map == nullptr) {
+        return {};
+    }
+    return map->l_name;
+}
+
+std::string RealPath(const std::string& path) {
+    const std::unique_ptr<char, void (*)(void*)> real(realpath(path.c_str(), nullptr), std::free);
+    return real == nullptr ? std::string() : real.get();
+}
+
+bool IsOwnerTrusted(const struct stat& status) {
+    constexpr uid_t kNobody = 65534;
+    return status.st_uid == 0 || status.st_uid == geteuid() || status.st_uid == kNobody;
+}
+
+bool OthersMayChange(const struct stat& status) {
+    return (status.st_mode & S_IWOTH) != 0 || !IsOwnerTrusted(status);
+}
+
+const char* KindOf(const struct stat& status) {
+    switch (status.st_mode & S_IFMT) {
+        case S_IFREG:
+            return "a file";
+        case S_IFDIR:
+            return "a folder";
+        case S_IFLNK:
+            return "a link";
+        case S_IFIFO:
+            return "a named pipe";
+        case S_IFSOCK:
+            return "a socket";
+        default:
+            return "a device";
+    }
+}
+
+std::string Joined(const std::vector<std::string>& words) {
+    std::string joined;
+    for (const std::string& word : words) {
+        joined += (joined.empty() ? "" : ", ") + word;
+    }
+    return joined;
+}
+
+std::string Quoted(const std::string& path) {
+    const bool plain = path.find_first_not_of(
+                           "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                           "0123456789/._-+") == std::string::npos;
+    std::string quoted = "'";
+    for (const char c : path) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return plain && !path.empty() ? path : quoted + "'";
+}
+
+}  // namespace doctor

@@ -1,0 +1,200 @@
+// What the plugged keys tell, without a PIN.
+
+#include <algorithm>
+#include <sstream>
+
+#include "codes/catalogue.h"
+#include "codes/code.h"
+#include "doctor/certificate_dates.h"
+#include "doctor/checks.h"
+
+namespace doctor {
+namespace {
+
+constexpr std::time_t kDay = 86400;
+constexpr std::time_t kSoon = 30 * kDay;
+constexpr uint64_t kFewTries = 1;
+
+// What is said of several keys is as heavy as the heaviest, and each is named.
+class AllKeys {
+ public:
+    void Add(const KeyFacts& key, const Finding& finding) {
+        all_.reason += (all_.reason.empty() ? "" : "; ") +
+                       (key.serial_number.empty() ? "slot " + key.slot : key.serial_number) + ": " +
+                       finding.reason;
+        if (finding.verdict > all_.verdict || all_.next.empty()) {
+            all_.next = finding.next;
+        }
+        all_.verdict = std::max(all_.verdict, finding.verdict);
+    }
+    const Finding& Get() const { return all_; }
+
+ private:
+    Finding all_{Verdict::kWell, {}, {}};
+};
+
+template <typename Look>
+Finding LookAtEach(const Examination& examination, const Look& look) {
+    AllKeys all;
+    for (const KeyFacts& key : examination.keys) {
+        all.Add(key, key.serial_number.empty()
+                         ? Unknown(key.problem, "unplug the key, and plug it in again")
+                         : look(key));
+    }
+    return examination.keys.empty() ? Unknown("there is no key to ask", {}) : all.Get();
+}
+
+std::vector<uint64_t> NumbersIn(const std::string& record) {
+    std::istringstream bytes(record);
+    std::vector<uint64_t> numbers;
+    uint64_t byte = 0;
+    for (unsigned place = 0; bytes >> byte; ++place) {
+        if (place % 4 == 0) {
+            numbers.push_back(0);
+        }
+        numbers.back() |= byte << (place % 4 * 8);
+    }
+    return numbers;
+}
+
+Finding LookAtPin(const KeyFacts& key) {
+    const std::vector<uint64_t> numbers = NumbersIn(key.pin_record);
+    if (!key.pin_problem.text.empty() || numbers.size() != 2) {
+        return Unknown(key.pin_problem.text.empty() ? "the key tells no tries of the PIN"
+                                                    : key.pin_problem.text,
+                       key.pin_problem.next);
+    }
+    const std::string tries =
+        std::to_string(numbers[0]) + " of " + std::to_string(numbers[1]) + " tries left";
+    if (numbers[0] == 0) {
+        return Broken("the PIN is locked: " + tries,
+                      "have whoever issued the key unlock it; 'ukeyctl init' would erase it");
+    }
+    if (numbers[0] <= kFewTries) {
+        return Doubtful(tries + ": the next wrong PIN locks the key",
+                        "make sure of the PIN before it is entered; a right one gives all tries "
+                        "back");
+    }
+    return Well(tries);
+}
+
+// A code of which nothing is known is the maker's way to say that there is none.
+bool IsAbsent(const Certificate& certificate) {
+    const int32_t code = certificate.problem.code;
+    return code == codes::Number(codes::Code::kCertificateNotFound) || codes::Find(code) == nullptr;
+}
+
+Finding LookAtAbsence(const Certificate& certificate) {
+    const std::string& why = certificate.problem.text;
+    if (!IsAbsent(certificate)) {
+        return Unknown("the " + certificate.use + " certificate cannot be read: " + why,
+                       certificate.problem.next);
+    }
+    const std::string reason =
+        "no " + certificate.use + " certificate" + (why.empty() ? "" : ": " + why);
+    return certificate.use == "signing" ? Doubtful(reason, "ask for one: ukeyctl request --help")
+                                        : Well("no " + certificate.use + " certificate");
+}
+
+Finding LookAtCertificate(const Certificate& certificate, std::time_t now) {
+    if (certificate.text.empty()) {
+        return LookAtAbsence(certificate);
+    }
+    const std::optional<Validity> validity = ReadValidity(certificate.text);
+    if (!validity) {
+        return Unknown("the " + certificate.use + " certificate's dates cannot be read",
+                       "look at it: ukeyctl cert get | openssl x509 -text");
+    }
+    const std::string name = certificate.use + " certificate ";
+    if (now < validity->from) {
+        return Broken(name + "not valid before " + DayOf(validity->from),
+                      "check this computer's clock, then ask the issuer");
+    }
+    if (now > validity->until) {
+        return Broken(name + "expired on " + DayOf(validity->until),
+                      "have it renewed by its issuer");
+    }
+    if (validity->until - now < kSoon) {
+        return Doubtful(name + "expires on " + DayOf(validity->until),
+                        "have it renewed by its issuer before then");
+    }
+    return Well(name + "until " + DayOf(validity->until));
+}
+
+Finding LookAtCertificatesOf(const KeyFacts& key) {
+    Finding all = Well({});
+    for (const Certificate& certificate : key.certificates) {
+        const Finding one = LookAtCertificate(certificate, std::time(nullptr));
+        all.reason += (all.reason.empty() ? "" : ", ") + one.reason;
+        if (one.verdict > all.verdict) {
+            all.verdict = one.verdict;
+            all.next = one.next;
+        }
+    }
+    return all;
+}
+
+Finding WhyNotAsked(const Examination& examination) {
+    if (examination.log.Blocks()) {
+        return Unknown("not asked: the named pipe in the log's place would hold the call", {});
+    }
+    return Unknown("not asked: the product is not usable", {});
+}
+
+std::string SerialNumbers(const Examination& examination) {
+    std::vector<std::string> shown;
+    for (const KeyFacts& key : examination.keys) {
+        shown.push_back((key.serial_number.empty() ? "no serial number" : key.serial_number) +
+                        " in slot " + key.slot);
+    }
+    return Joined(shown);
+}
+
+}  // namespace
+
+Finding LookAtPlugged(const Examination& examination) {
+    const Apart& asking = examination.asking;
+    if (asking.end == Apart::End::kNotStarted) {
+        return WhyNotAsked(examination);
+    }
+    if (!asking.IsDone()) {
+        return Broken("asking for " + asking.Last("asking") + " " + asking.Ending(),
+                      "unplug the key and plug it in again; if it stays so, report it to the key's "
+                      "maker");
+    }
+    if (asking.Has("threw")) {
+        return Broken(asking.Last("threw"), "unplug the keys, plug them in again");
+    }
+    if (examination.keys.empty()) {
+        return Doubtful("no key is plugged in",
+                        examination.IsSoftwareKey()
+                            ? "softkey plug SERIAL; 'softkey list' shows them"
+                            : "plug the key in, and run this again");
+    }
+    AllKeys all;
+    for (const KeyFacts& key : examination.keys) {
+        if (key.serial_number.empty()) {
+            all.Add(key, Broken(key.problem, "unplug the key, and plug it in again"));
+        }
+    }
+    return all.Get().reason.empty() ? Well(SerialNumbers(examination)) : all.Get();
+}
+
+Finding LookAtLabels(const Examination& examination) {
+    return LookAtEach(examination, [](const KeyFacts& key) {
+        if (!key.label_problem.text.empty() || !key.label) {
+            return Doubtful(key.label_problem.text, key.label_problem.next);
+        }
+        return Well(key.label->empty() ? "no label" : "\"" + *key.label + "\"");
+    });
+}
+
+Finding LookAtPins(const Examination& examination) {
+    return LookAtEach(examination, LookAtPin);
+}
+
+Finding LookAtCertificates(const Examination& examination) {
+    return LookAtEach(examination, LookAtCertificatesOf);
+}
+
+}  // namespace doctor

@@ -1,0 +1,106 @@
+#include <algorithm>
+#include <cmath>
+
+#include "cli/checks.h"
+#include "doctor/doctor.h"
+#include "plugged_keys.h"
+#include "verbs.h"
+
+namespace {
+
+struct DoctorOptions {
+    std::string client;
+    double limit = 10;
+};
+
+using Results = std::vector<doctor::Result>;
+
+std::vector<doctor::ListedKey> ListKeys(const ukey::Library& library) {
+    std::vector<doctor::ListedKey> listed;
+    for (const PluggedKey& key : ListPluggedKeys(library)) {
+        listed.push_back({key.slot, key.serial_number, key.problem});
+    }
+    return listed;
+}
+
+doctor::Question QuestionOf(const Session& session, const DoctorOptions& options) {
+    doctor::Question question;
+    const Session::LibraryChoice choice = session.WhichLibrary();
+    question.library = choice.path;
+    question.chosen_by = choice.by;
+    question.client = options.client;
+    question.limit = std::chrono::milliseconds(std::llround(options.limit * 1000));
+    question.list_keys = ListKeys;
+    return question;
+}
+
+cli::Table TableOf(const Results& results) {
+    cli::Table table{{{"group", ""}, {"check", ""}, {"verdict", ""}, {"reason", ""}, {"next", ""}},
+                     {}};
+    for (const doctor::Result& result : results) {
+        const doctor::Finding& finding = result.finding;
+        table.rows.push_back(
+            {std::string(result.group), std::string(result.check),
+             std::string(doctor::NameOf(finding.verdict)), finding.reason,
+             finding.next.empty() ? cli::Table::Cell() : cli::Table::Cell(finding.next)});
+    }
+    return table;
+}
+
+// A line for each check, and under it what to do where something is to be done.
+std::string Lines(const Results& results) {
+    std::vector<std::vector<std::string>> rows;
+    for (const doctor::Result& result : results) {
+        rows.push_back({doctor::NameOf(result.finding.verdict),
+                        std::string(result.group) + ": " + result.check, result.finding.reason});
+        if (!result.finding.next.empty()) {
+            rows.push_back({"", "", "next: " + result.finding.next});
+        }
+    }
+    return cli::InColumns({"VERDICT", "CHECK", "REASON"}, rows);
+}
+
+[[noreturn]] void ThrowHeaviest(const Results& results) {
+    const doctor::Verdict worst = doctor::Worst(results);
+    const auto heaviest = std::find_if(
+        results.begin(), results.end(),
+        [worst](const doctor::Result& result) { return result.finding.verdict == worst; });
+    cli::Throw(
+        worst == doctor::Verdict::kBroken ? cli::ExitStatus::kBroken : cli::ExitStatus::kDoubtful,
+        "not all is well",
+        std::string(heaviest->group) + ": " + heaviest->check + ": " + heaviest->finding.reason,
+        heaviest->finding.next);
+}
+
+void Diagnose(Session& session, const DoctorOptions& options) {
+    const Results results = doctor::Examine(QuestionOf(session, options));
+    const doctor::Verdict worst = doctor::Worst(results);
+    Report& report = session.Result();
+    report.AddDetail("schema", int64_t{1});
+    report.AddDetail("verdict", std::string(doctor::NameOf(worst)));
+    report.AddDetail("checks", TableOf(results));
+    report.SayLines(Lines(results));
+    report.Say(doctor::LastLine(results));
+    if (worst != doctor::Verdict::kWell) {
+        ThrowHeaviest(results);
+    }
+}
+
+}  // namespace
+
+void AddDoctorVerb(cli::Command& app, Session& session) {
+    const auto options = std::make_shared<DoctorOptions>();
+    cli::Command verb =
+        AddVerb(app, "doctor", "Tell why the key does not work, check by check", session,
+                [options](Session& running) { Diagnose(running, *options); });
+    verb.Add("--client", options->client, "A client's program: would it find the library?")
+        .Takes("PROGRAM")
+        .Checked(cli::CheckNotEmpty);
+    verb.Add("--timeout", options->limit,
+             "How long a library may take to load, and the keys to answer")
+        .Takes("SECONDS")
+        .Checked(cli::Seconds(3600))
+        .ShowDefault();
+    AddExamples(verb, {"ukeyctl doctor", "ukeyctl doctor --client ./my-client",
+                       "ukeyctl doctor --json | jq -r .verdict"});
+}
