@@ -80,14 +80,18 @@ void FinishOptions(CLI::App& program) {
 }
 
 // The words for the parser. "--name=" with nothing behind it becomes "--name" and an empty word:
-// the parser would take the next word for the value, whatever that is.
+// the parser would take the next word for the value, whatever that is. Behind "--" nothing is an
+// option.
 std::vector<char*> SeparateEmptyValues(int count, char** arguments) {
     static char empty[] = "";
     std::vector<char*> words;
+    bool has_options = true;
     for (char** word = arguments; word != arguments + count; ++word) {
         words.push_back(*word);
+        has_options = has_options && std::strcmp(*word, "--") != 0;
         char* const sign = std::strchr(*word, '=');
-        if (std::strncmp(*word, "--", 2) == 0 && sign != nullptr && sign[1] == '\0') {
+        if (has_options && std::strncmp(*word, "--", 2) == 0 && sign != nullptr &&
+            sign[1] == '\0') {
             *sign = '\0';
             words.push_back(empty);
         }
@@ -201,6 +205,11 @@ Option Command::Add(const std::string& name, int64_t& value, const std::string& 
 
 Option Command::Add(const std::string& name, double& value, const std::string& help) {
     return Option(command_->add_option(name, value, help));
+}
+
+Option Command::Add(const std::string& name, std::vector<std::string>& values,
+                    const std::string& help) {
+    return Option(command_->add_option(name, values, help));
 }
 
 Option Command::AddFlag(const std::string& name, bool& value, const std::string& help) {

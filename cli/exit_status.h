@@ -12,14 +12,15 @@ enum class ExitStatus : int {
     kLibraryNotLoaded = 3,
     kFile = 4,
     kNoEvent = 5,
+    kDifferent = 6,
     kInternal = 70
 };
 
 // What the helps say of them; the manual pages and docs/ukeyctl.md say the same.
 inline constexpr char kStatusesOfUkeyctl[] =
     "Exit status: 0 done; 1 the key or the library reported a code; 2 usage; 3 the library cannot "
-    "be loaded; 4 a file cannot be read or written; 5 no event in time; 70 a fault of this "
-    "command.\n";
+    "be loaded; 4 a file cannot be read or written; 5 no event in time; 6 a replay or a recording "
+    "differs; 70 a fault of this command.\n";
 inline constexpr char kStatusesOfSoftkey[] =
     "Exit status: 0 done, 1 the operation failed (the reason is on standard error), "
     "2 wrong usage.";

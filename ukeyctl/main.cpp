@@ -48,6 +48,7 @@ void BuildCommandLine(cli::Command& app, Session& session) {
     AddCertificateVerbs(app, session);
     AddSigningVerbs(app, session);
     AddDecryptionVerbs(app, session);
+    AddRecordingVerbs(app, session);
     AddCallVerb(app, session);
     AddRetiredVerbs(app, session);
 }

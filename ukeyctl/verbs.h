@@ -13,6 +13,7 @@ void AddRequestVerbs(cli::Command& app, Session& session);
 void AddCertificateVerbs(cli::Command& app, Session& session);
 void AddSigningVerbs(cli::Command& app, Session& session);
 void AddDecryptionVerbs(cli::Command& app, Session& session);
+void AddRecordingVerbs(cli::Command& app, Session& session);
 void AddCallVerb(cli::Command& app, Session& session);
 void AddRetiredVerbs(cli::Command& app, Session& session);  // after the others
 
