@@ -28,6 +28,10 @@ void NoteAnswered(const std::string& folder, size_t place) {
     Note(folder, "answered", std::to_string(place));
 }
 
+void TakeBackAnswered(const std::string& folder, size_t place) {
+    Note(folder, "taken-back", std::to_string(place));
+}
+
 void NoteDifference(const std::string& folder, const Progress::Difference& difference) {
     Note(folder, "differs",
          Json{{"recorded", difference.recorded}, {"made", difference.made}}.dump());
@@ -44,6 +48,8 @@ Progress ReadProgress(const std::string& folder) {
             progress.processes.insert(std::stoll(what));
         } else if (word == "answered") {
             progress.answered.insert(std::stoull(what));
+        } else if (word == "taken-back") {
+            progress.answered.erase(std::stoull(what));
         } else if (!progress.difference) {
             const Json difference = Json::parse(what);
             progress.difference = {difference.at("recorded").get<std::string>(),

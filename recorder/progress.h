@@ -25,6 +25,7 @@ struct Progress {
 
 void NoteProcess(const std::string& folder, int64_t process);
 void NoteAnswered(const std::string& folder, size_t place);
+void TakeBackAnswered(const std::string& folder, size_t place);
 void NoteDifference(const std::string& folder, const Progress::Difference& difference);
 
 Progress ReadProgress(const std::string& folder);

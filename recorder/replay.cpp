@@ -141,7 +141,10 @@ bool Replay::Swap(Lane*& lane, const Made& made) {
             !AgreeBefore(*lane, other, lane->next)) {
             continue;
         }
-        other.next = lane->next;
+        for (; other.next < lane->next; ++other.next) {
+            TakeBackAnswered(settings_.folder, lane->calls[other.next]);
+            NoteAnswered(settings_.folder, other.calls[other.next]);
+        }
         other.is_taken = true;
         lane->next = 0;
         lane->is_taken = false;
