@@ -14,7 +14,7 @@ namespace recorder {
 namespace {
 
 constexpr size_t kThreads = 64;
-constexpr size_t kLine = 2048;
+constexpr size_t kLine = Pending::kLine;
 
 char* Map(const std::string& path) {
     const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
@@ -34,15 +34,14 @@ char* Map(const std::string& path) {
 Pending::Pending(const std::string& folder)
     : slots_(Map(folder + "/" + kPendingPrefix + std::to_string(getpid()))) {}
 
-void Pending::Begin(size_t thread, const std::string& line, const std::string& shorter) {
-    if (slots_ == nullptr || thread >= kThreads) {
+void Pending::Begin(size_t thread, const std::string& line) {
+    if (slots_ == nullptr || thread >= kThreads || line.size() >= kLine) {
         return;
     }
-    const std::string& fitting = line.size() < kLine ? line : shorter;
-    // The terminator of an empty slot first, the first character last.
+    // The first character last: until then the slot is empty.
     char* const slot = slots_ + thread * kLine;
-    std::memcpy(slot + 1, fitting.data() + 1, fitting.size());
-    *slot = fitting[0];
+    std::memcpy(slot + 1, line.data() + 1, line.size());
+    *slot = line[0];
 }
 
 void Pending::End(size_t thread) {

@@ -14,8 +14,9 @@ class Pending {
  public:
     explicit Pending(const std::string& folder);
 
-    // The line of a call that has begun, and when it has ended.
-    void Begin(size_t thread, const std::string& line, const std::string& shorter);
+    // The line of a call that has begun, of fewer bytes than this, and when it has ended.
+    static constexpr size_t kLine = 2048;
+    void Begin(size_t thread, const std::string& line);
     void End(size_t thread);
 
  private:

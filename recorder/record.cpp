@@ -26,6 +26,17 @@ std::string NameOfLibrary(size_t function) {
     return path.substr(path.rfind('/') + 1);
 }
 
+// Without the arguments where there are too many bytes of them.
+std::string ShortLineOf(const Call& call) {
+    std::string line = LineOf(call);
+    if (line.size() >= Pending::kLine) {
+        Call without = call;
+        without.given = Json::object();
+        line = LineOf(without);
+    }
+    return line;
+}
+
 void Complain(const char* what) {
     std::fprintf(stderr, "ukeyctl record: %s\n", what);
 }
@@ -80,11 +91,9 @@ Recorder::InProgress* Recorder::Describe(size_t function, const Passed* argument
     call.thread = thread_number;
     call.has_code = false;
     call.finished = false;
-    call.given = Json::object();
     call.start_us = NowUs() - settings_.started_us;
-    const std::string shorter = LineOf(call);
     call.given = Given(kFunctions[function], arguments, &masker_);
-    process->pending.Begin(static_cast<size_t>(thread_number - 1), LineOf(call), shorter);
+    process->pending.Begin(static_cast<size_t>(thread_number - 1), ShortLineOf(call));
     return progress.release();
 }
 
