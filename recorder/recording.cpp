@@ -98,7 +98,9 @@ std::string LineOf(const Call& call, bool is_diffable) {
 }
 
 std::string LineOf(const Json& end) {
-    return Line({{"end", end}});
+    Json line = Json::object();
+    line["end"] = end;
+    return Line(line);
 }
 
 std::string Describe(const Call& call) {

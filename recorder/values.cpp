@@ -35,7 +35,9 @@ std::string FromHexadecimal(const std::string& digits) {
 }
 
 Json BytesValue(std::string_view bytes) {
-    return {{kBytesKey, Hexadecimal(bytes)}};
+    Json value = Json::object();
+    value[kBytesKey] = Hexadecimal(bytes);
+    return value;
 }
 
 // A text and its terminator; texts in other character sets than UTF-8 byte by byte.
@@ -165,7 +167,41 @@ Json Before::TakenBuffer(size_t index, Masker& masker) const {
     return is_terminated ? TextValue(text) : BytesValue(text);
 }
 
-// What a call left behind an argument; nothing where it cannot be told from what was there.
+// The token library fills some records also where it fails; what it did not touch is not its own.
+std::optional<Json> Before::TakenDevice(const _S_DEV_CONFIG& record, bool succeeded,
+                                        Masker& masker) const {
+    if (!succeeded && std::memcmp(record.mediaId, media_id_, sizeof media_id_) == 0) {
+        return std::nullopt;
+    }
+    const std::string_view id = BoundedText(record.mediaId, sizeof record.mediaId);
+    Json value = Json::object();
+    value["media_id"] = TextValue(masker.Render(Kind::kSerialNumber, id));
+    return value;
+}
+
+std::optional<Json> Before::TakenEvent(const VEXA_EVENT_INFO& event, bool succeeded) const {
+    const uint32_t slot = event.ei.slotEvent.u32SlotID;
+    if (!succeeded && event.u32EventKind == event_[0] && slot == event_[1]) {
+        return std::nullopt;
+    }
+    return Json{{"kind", event.u32EventKind}, {"slot", slot}};
+}
+
+// What only a successful call fills.
+Json Before::TakenOfSuccess(size_t index, Masker& masker) const {
+    const Passed passed = arguments_[index];
+    if (function_.arguments[index].kind == Kind::kString) {
+        return TextValue(masker.Render(Kind::kSecret, CharactersOf(passed)));
+    }
+    if (function_.arguments[index].kind == Kind::kSlots) {
+        const auto* const slots = Behind<uint32_t>(passed);
+        const uint32_t count = *Behind<uint32_t>(arguments_[index + 1]);
+        return std::vector<uint32_t>(slots,
+                                     slots + std::min<uint32_t>(count, maker::kSlotArrayRoom));
+    }
+    return TakenBuffer(index, masker);
+}
+
 std::optional<Json> Before::TakenFrom(size_t index, bool succeeded, Masker& masker) const {
     const Passed passed = arguments_[index];
     switch (function_.arguments[index].kind) {
@@ -173,42 +209,15 @@ std::optional<Json> Before::TakenFrom(size_t index, bool succeeded, Masker& mask
             return Json(*Behind<int32_t>(passed));
         case Kind::kUnsigned:
             return Json(*Behind<uint32_t>(passed));
-        case Kind::kHandedText: {
-            const char* const text = *Behind<const char*>(passed);
-            return text == nullptr ? Json() : TextValue(masker.Render(Kind::kText, text));
-        }
-        case Kind::kDevice: {
-            const auto* const record = Behind<_S_DEV_CONFIG>(passed);
-            if (!succeeded && std::memcmp(record->mediaId, media_id_, sizeof media_id_) == 0) {
-                return std::nullopt;
-            }
-            const std::string_view id = BoundedText(record->mediaId, sizeof record->mediaId);
-            return Json{{"media_id", TextValue(masker.Render(Kind::kSerialNumber, id))}};
-        }
-        case Kind::kEvent: {
-            const auto* const event = Behind<VEXA_EVENT_INFO>(passed);
-            const uint32_t slot = event->ei.slotEvent.u32SlotID;
-            if (!succeeded && event->u32EventKind == event_[0] && slot == event_[1]) {
-                return std::nullopt;
-            }
-            return Json{{"kind", event->u32EventKind}, {"slot", slot}};
-        }
+        case Kind::kHandedText:
+            return KeptText(*Behind<const char*>(passed), masker);
+        case Kind::kDevice:
+            return TakenDevice(*Behind<_S_DEV_CONFIG>(passed), succeeded, masker);
+        case Kind::kEvent:
+            return TakenEvent(*Behind<VEXA_EVENT_INFO>(passed), succeeded);
         default:
-            break;
+            return succeeded ? std::optional<Json>(TakenOfSuccess(index, masker)) : std::nullopt;
     }
-    if (!succeeded) {
-        return std::nullopt;
-    }
-    if (function_.arguments[index].kind == Kind::kString) {
-        return TextValue(masker.Render(Kind::kSecret, CharactersOf(passed)));
-    }
-    if (function_.arguments[index].kind == Kind::kSlots) {
-        const auto* const slots = Behind<uint32_t>(passed);
-        const uint32_t count =
-            std::min<uint32_t>(*Behind<uint32_t>(arguments_[index + 1]), maker::kSlotArrayRoom);
-        return Json(std::vector<uint32_t>(slots, slots + count));
-    }
-    return TakenBuffer(index, masker);
 }
 
 Json Before::Taken(int64_t code, Masker& masker) const {

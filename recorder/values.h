@@ -28,7 +28,12 @@ class Before {
     bool Put(const Json& taken) const;
 
  private:
+    // What the call left behind an argument; nothing where that cannot be told from what was there.
     std::optional<Json> TakenFrom(size_t index, bool succeeded, Masker& masker) const;
+    std::optional<Json> TakenDevice(const _S_DEV_CONFIG& record, bool succeeded,
+                                    Masker& masker) const;
+    std::optional<Json> TakenEvent(const VEXA_EVENT_INFO& event, bool succeeded) const;
+    Json TakenOfSuccess(size_t index, Masker& masker) const;
     Json TakenBuffer(size_t index, Masker& masker) const;
     bool PutInto(size_t index, const Json& value) const;
     // The bytes that a buffer has, and those of them that a successful call filled.

@@ -99,7 +99,9 @@ void Conclude(const Settings& settings, const recorder::Outcome& outcome) {
     }
     const char* const way =
         outcome.way == recorder::Outcome::Way::kSignal ? "signal" : "exit_status";
-    recorder::Append(settings.recording, recorder::LineOf(recorder::Json{{way, outcome.number}}));
+    recorder::Json end = recorder::Json::object();
+    end[way] = outcome.number;
+    recorder::Append(settings.recording, recorder::LineOf(end));
 }
 
 cli::ExitStatus Record(Session& session, const RecordOptions& options) {
