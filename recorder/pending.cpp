@@ -40,6 +40,7 @@ void Pending::Begin(size_t thread, const std::string& line) {
     }
     // The first character last: until then the slot is empty.
     char* const slot = slots_ + thread * kLine;
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): with the terminator
     std::memcpy(slot + 1, line.data() + 1, line.size());
     *slot = line[0];
 }

@@ -13,6 +13,7 @@ constexpr const char* kBytesKey = "bytes";
 
 template <typename T>
 T* Behind(Passed argument) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): it was passed as one
     return reinterpret_cast<T*>(argument);
 }
 
@@ -250,6 +251,7 @@ void HandOver(const Json& value, Passed destination) {
     }
     const std::string text = BytesOf(value);
     char* const copy = new char[text.size()];
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): the text has its terminator in it
     std::memcpy(copy, text.data(), text.size());
     *Behind<char*>(destination) = copy;
 }
