@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstring>
 
 #include "cli/wording.h"
 #include "cli/wrapping.h"
@@ -79,17 +78,35 @@ void FinishOptions(CLI::App& program) {
     }
 }
 
+// In front of a word in brackets, which the parser would take for a list. No word begins with it.
+constexpr char kAsItIs = '\x01';
+
+bool IsInBrackets(const std::string& word) {
+    return word.size() > 1 && word.front() == '[' && word.back() == ']';
+}
+
+Option AsItIs(CLI::Option* option) {
+    const auto without_mark = [](std::string& word) {
+        word.erase(0, word.rfind(kAsItIs, 0) == 0 ? 1 : 0);
+        return std::string();
+    };
+    return Option(option->transform(CLI::Validator(without_mark, "")));
+}
+
 // The words for the parser. "--name=" with nothing behind it becomes "--name" and an empty word:
-// the parser would take the next word for the value, whatever that is.
-std::vector<char*> SeparateEmptyValues(int count, char** arguments) {
-    static char empty[] = "";
-    std::vector<char*> words;
-    for (char** word = arguments; word != arguments + count; ++word) {
-        words.push_back(*word);
-        char* const sign = std::strchr(*word, '=');
-        if (std::strncmp(*word, "--", 2) == 0 && sign != nullptr && sign[1] == '\0') {
-            *sign = '\0';
-            words.push_back(empty);
+// the parser would take the next word for the value, whatever that is. Behind "--" nothing is an
+// option.
+std::vector<std::string> WordsFor(int count, char** arguments) {
+    std::vector<std::string> words;
+    bool has_options = true;
+    for (char** argument = arguments; argument != arguments + count; ++argument) {
+        const std::string word = *argument;
+        has_options = has_options && word != "--";
+        if (has_options && word.rfind("--", 0) == 0 && word.find('=') == word.size() - 1) {
+            words.push_back(word.substr(0, word.size() - 1));
+            words.emplace_back();
+        } else {
+            words.push_back(!has_options && IsInBrackets(word) ? kAsItIs + word : word);
         }
     }
     return words;
@@ -208,12 +225,12 @@ Command Command::Find(const std::string& name) const {
 }
 
 Option Command::Add(const std::string& name, std::string& value, const std::string& help) {
-    return Option(command_->add_option(name, value, help));
+    return AsItIs(command_->add_option(name, value, help));
 }
 
 Option Command::Add(const std::string& name, std::optional<std::string>& value,
                     const std::string& help) {
-    return Option(command_->add_option(name, value, help));
+    return AsItIs(command_->add_option(name, value, help));
 }
 
 Option Command::Add(const std::string& name, int32_t& value, const std::string& help) {
@@ -230,6 +247,11 @@ Option Command::Add(const std::string& name, int64_t& value, const std::string& 
 
 Option Command::Add(const std::string& name, double& value, const std::string& help) {
     return Option(command_->add_option(name, value, help));
+}
+
+Option Command::Add(const std::string& name, std::vector<std::string>& values,
+                    const std::string& help) {
+    return AsItIs(command_->add_option(name, values, help));
 }
 
 Option Command::AddFlag(const std::string& name, bool& value, const std::string& help) {
@@ -285,8 +307,12 @@ Program::~Program() = default;
 std::optional<Chosen> Program::Parse(int count, char** words) {
     FinishOptions(*parser_);
     try {
-        const std::vector<char*> separated = SeparateEmptyValues(count, words);
-        parser_->parse(static_cast<int>(separated.size()), separated.data());
+        std::vector<std::string> for_parser = WordsFor(count, words);
+        std::vector<char*> pointers;
+        for (std::string& word : for_parser) {
+            pointers.push_back(word.data());
+        }
+        parser_->parse(static_cast<int>(pointers.size()), pointers.data());
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success)) {
             throw Explain(*parser_, error, kind_);

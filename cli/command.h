@@ -73,6 +73,8 @@ class Command {
     Option Add(const std::string& name, uint32_t& value, const std::string& help);
     Option Add(const std::string& name, int64_t& value, const std::string& help);
     Option Add(const std::string& name, double& value, const std::string& help);
+    // All the words that are left, those that look like options only behind "--".
+    Option Add(const std::string& name, std::vector<std::string>& values, const std::string& help);
     Option AddFlag(const std::string& name, bool& value, const std::string& help = {});
     void AddVersion(const std::string& text);
 

@@ -15,6 +15,7 @@ enum class ExitStatus : int {
     // What was found by looking, which is no failure of the command.
     kDoubtful = 10,
     kBroken = 11,
+    kDifferent = 12,
     kInternal = 70
 };
 
@@ -22,8 +23,8 @@ enum class ExitStatus : int {
 inline constexpr char kStatusesOfUkeyctl[] =
     "Exit status: 0 done; 1 the key or the library reported a code; 2 usage; 3 the library cannot "
     "be loaded; 4 a file cannot be read or written; 5 no event in time; 10 something that was "
-    "looked at is doubtful; 11 it is broken, or would be refused; 70 a fault of this command.
-";
+    "looked at is doubtful; 11 it is broken, or would be refused; 12 a replay or a recording "
+    "differs; 70 a fault of this command.\n";
 inline constexpr char kStatusesOfSoftkey[] =
     "Exit status: 0 done, 1 the operation failed (the reason is on standard error), "
     "2 wrong usage.";

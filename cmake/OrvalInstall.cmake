@@ -3,7 +3,7 @@
 #   runtime  the library
 #   dev      what a client developer builds with: headers, the library that looks at texts beforehand,
 #            pkg-config, CMake package, documents, examples, reference
-#   tools    ukeyctl
+#   tools    ukeyctl, and in a folder of their own what records and replays
 #   softkey  the software key, in a folder of its own, and the commands around it
 #
 # Two more are left out unless asked for by name:
@@ -18,6 +18,7 @@ set(CMAKE_INSTALL_SO_NO_EXE ON)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/orval_unified_kpxukey)
 set(softkey_folder ${CMAKE_INSTALL_LIBDIR}/orval-softkey)
+set(recorder_folder ${CMAKE_INSTALL_LIBDIR}/orval-recorder)
 set(generated ${PROJECT_BINARY_DIR}/install)
 
 # What distributions want to be compressed, without a time stamp.
@@ -145,6 +146,9 @@ if(TARGET ukeyctl)
   install(TARGETS ukeyctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   install(FILES ${PROJECT_SOURCE_DIR}/logs/lnav/vexapinpad_orval.json
     DESTINATION ${CMAKE_INSTALL_DATADIR}/ukeyctl/lnav COMPONENT tools)
+  install(TARGETS recorder_backend recorder_token recorder_engine recorder_client
+    LIBRARY DESTINATION ${recorder_folder} COMPONENT tools
+    RUNTIME DESTINATION ${recorder_folder} COMPONENT tools)
   orval_install_command_manual(tools ukeyctl $<TARGET_FILE:ukeyctl> ${emulator})
   orval_install_completion(tools ukeyctl)
 endif()

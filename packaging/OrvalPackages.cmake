@@ -64,11 +64,14 @@ liborval_unified_kpxukey.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library} ${same_version}")
+# For record and replay alone.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "bubblewrap")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
 "support command for a customer's USB cryptographic key
 ukeyctl shows what library and key a computer has, reads and changes what is on
 the key, makes certificate requests and imports certificates, signs and
-decrypts, and explains the key's codes.")
+decrypts, and explains the key's codes. It records what a client calls of the
+key maker's libraries, and replays it without a key.")
 
 set(CPACK_DEBIAN_SOFTKEY_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_SOFTKEY_PACKAGE_DEPENDS

@@ -51,6 +51,7 @@ void BuildCommandLine(cli::Command& app, Session& session) {
     AddSigningVerbs(app, session);
     AddDecryptionVerbs(app, session);
     AddLogVerbs(app, session);
+    AddRecordingVerbs(app, session);
     AddCallVerb(app, session);
     AddRetiredVerbs(app, session);
 }

@@ -15,6 +15,7 @@ void AddCertificateVerbs(cli::Command& app, Session& session);
 void AddSigningVerbs(cli::Command& app, Session& session);
 void AddDecryptionVerbs(cli::Command& app, Session& session);
 void AddLogVerbs(cli::Command& app, Session& session);
+void AddRecordingVerbs(cli::Command& app, Session& session);
 void AddCallVerb(cli::Command& app, Session& session);
 void AddLintVerbs(cli::Command& app, Session& session);     // after request and cert
 void AddRetiredVerbs(cli::Command& app, Session& session);  // after the others

@@ -1,0 +1,180 @@
+#include "recording.h"
+
+#include <algorithm>
+#include <map>
+#include <tuple>
+
+namespace recorder {
+
+namespace {
+
+constexpr const char* kMasked = "masked";
+constexpr const char* kShown = "shown";
+
+std::string Line(const Json& object) {
+    return object.dump() + "\n";
+}
+
+Header HeaderFrom(const Json& line) {
+    if (line.at("schema").get<int>() != kSchema || line.at("kind") != "recording") {
+        throw Malformed("line 1: not a recording of this command, or of a newer one");
+    }
+    Header header;
+    header.salt = line.at("salt").get<std::string>();
+    header.serial_numbers = line.at("serial_numbers") == kShown ? Masker::SerialNumbers::kShown
+                                                                : Masker::SerialNumbers::kMasked;
+    header.is_diffable = line.at("diffable").get<bool>();
+    header.program = line.at("program").get<std::string>();
+    header.started = line.value("started", std::string());
+    return header;
+}
+
+Call CallFrom(const Json& line) {
+    Call call;
+    call.number = line.at("call").get<int64_t>();
+    call.process = line.at("process").get<int64_t>();
+    call.thread = line.at("thread").get<int64_t>();
+    call.start_us = line.value("start_us", int64_t{0});
+    call.duration_us = line.value("duration_us", int64_t{0});
+    const auto name = line.at("entry").get<std::string>();
+    call.function = IndexOf(name);
+    if (call.function == kFunctionCount) {
+        throw Malformed("there is no entry " + name);
+    }
+    call.given = line.at("in");
+    call.finished = line.contains("out");
+    call.taken = line.value("out", Json::object());
+    call.has_code = line.contains("code");
+    call.code = line.value("code", int64_t{0});
+    call.threw = line.value("threw", false);
+    return call;
+}
+
+void TakeLine(const std::string& text, Recording& recording, bool is_first) {
+    const Json line = Json::parse(text);
+    if (is_first) {
+        recording.header = HeaderFrom(line);
+    } else if (line.contains("end")) {
+        recording.end = line.at("end");
+    } else {
+        recording.calls.push_back(CallFrom(line));
+    }
+}
+
+}  // namespace
+
+std::string LineOf(const Header& header) {
+    Json line = {{"schema", kSchema},
+                 {"kind", "recording"},
+                 {"program", header.program},
+                 {"salt", header.salt},
+                 {"serial_numbers",
+                  header.serial_numbers == Masker::SerialNumbers::kShown ? kShown : kMasked},
+                 {"diffable", header.is_diffable}};
+    if (!header.started.empty()) {
+        line["started"] = header.started;
+    }
+    return Line(line);
+}
+
+std::string LineOf(const Call& call, bool is_diffable) {
+    Json line = {{"call", call.number}, {"process", call.process}, {"thread", call.thread}};
+    if (!is_diffable) {
+        line["start_us"] = call.start_us;
+        line["duration_us"] = call.duration_us;
+    }
+    line["entry"] = kFunctions[call.function].name;
+    line["in"] = call.given;
+    if (call.finished) {
+        line["out"] = call.taken;
+    }
+    if (call.has_code) {
+        line["code"] = call.code;
+    }
+    if (call.threw) {
+        line["threw"] = true;
+    }
+    return Line(line);
+}
+
+std::string LineOf(const Json& end) {
+    Json line = Json::object();
+    line["end"] = end;
+    return Line(line);
+}
+
+std::string Describe(const Call& call) {
+    std::string text = std::string(kFunctions[call.function].name) + "(";
+    for (const auto& [name, value] : call.given.items()) {
+        text += (text.back() == '(' ? "" : ", ") + name + "=" + value.dump();
+    }
+    text += ")";
+    if (call.threw) {
+        return text + " threw";
+    }
+    text += call.has_code ? " = " + std::to_string(call.code) : "";
+    for (const auto& [name, value] : call.taken.items()) {
+        text += ", " + name + "=" + value.dump();
+    }
+    return text + (call.finished ? "" : " did not return");
+}
+
+Recording Read(const std::string& text) {
+    Recording recording;
+    size_t number = 0;
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = text.find('\n', start);
+        if (end == std::string::npos) {
+            recording.is_cut = true;
+            break;
+        }
+        ++number;
+        try {
+            TakeLine(text.substr(start, end - start), recording, number == 1);
+        } catch (const std::exception& error) {
+            throw Malformed("line " + std::to_string(number) + ": " + error.what());
+        }
+        start = end + 1;
+    }
+    if (number == 0) {
+        throw Malformed("it is empty");
+    }
+    std::stable_sort(recording.calls.begin(), recording.calls.end(),
+                     [](const Call& one, const Call& other) {
+                         return std::tie(one.process, one.thread, one.number) <
+                                std::tie(other.process, other.thread, other.number);
+                     });
+    return recording;
+}
+
+std::string Diffable(const Recording& recording) {
+    std::map<int64_t, int64_t> first_start;
+    for (const Call& call : recording.calls) {
+        const auto [at, is_new] = first_start.try_emplace(call.process, call.start_us);
+        at->second = is_new ? at->second : std::min(at->second, call.start_us);
+    }
+    std::vector<Call> calls = recording.calls;
+    for (Call& call : calls) {
+        const int64_t start = first_start[call.process];
+        call.process = 1 + std::count_if(first_start.begin(), first_start.end(),
+                                         [start](const auto& one) { return one.second < start; });
+    }
+    std::stable_sort(calls.begin(), calls.end(), [](const Call& one, const Call& other) {
+        return std::tie(one.process, one.thread, one.number) <
+               std::tie(other.process, other.thread, other.number);
+    });
+    Header header = recording.header;
+    header.started.clear();
+    std::string text = LineOf(header);
+    std::map<int64_t, int64_t> made;
+    for (Call& call : calls) {
+        // A client asks again until something happens: how often is a matter of time.
+        if (!call.IsIdleWait()) {
+            call.number = ++made[call.process];
+            text += LineOf(call, true);
+        }
+    }
+    return text + (recording.end.is_null() ? std::string() : LineOf(recording.end));
+}
+
+}  // namespace recorder

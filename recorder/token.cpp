@@ -1,0 +1,6 @@
+// The token library's stand-in in a client's process.
+#include "stand_in.h"
+
+#define RECORDER_TOKEN(name, arguments) \
+    RECORDER_STAND_IN(recorder::IndexOf("VexaT_" #name), VexaT_##name, uint32_t, arguments)
+ORVAL_TOKEN_FUNCTIONS(RECORDER_TOKEN)

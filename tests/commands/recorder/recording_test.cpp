@@ -1,0 +1,168 @@
+// The file, the masks and the comparison, on recordings made up.
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "recorder/comparison.h"
+
+namespace {
+
+using recorder::Call;
+using recorder::Kind;
+using recorder::Masker;
+using recorder::Recording;
+using testing::HasSubstr;
+
+Call CallOf(int64_t number, const std::string& entry, const recorder::Json& given = {{"flag", 0}}) {
+    Call call;
+    call.number = number;
+    call.process = 100;
+    call.thread = 1;
+    call.start_us = number * 10;
+    call.duration_us = 5;
+    call.function = recorder::IndexOf(entry);
+    call.given = given;
+    call.taken = recorder::Json::object();
+    return call;
+}
+
+Recording With(const std::vector<Call>& calls, const std::string& salt = recorder::CommonSalt()) {
+    recorder::Header header;
+    header.salt = salt;
+    std::string text = recorder::LineOf(header);
+    for (const Call& call : calls) {
+        text += recorder::LineOf(call);
+    }
+    return recorder::Read(text);
+}
+
+TEST(Masker, EqualTextsAreMaskedAlikeAndKeepTheirLengths) {
+    Masker masker(recorder::NewSalt(), Masker::SerialNumbers::kMasked);
+    for (size_t length = 0; length < 70; ++length) {
+        const std::string text(length, 'x');
+        const std::string masked = masker.Render(Kind::kSecret, text);
+        EXPECT_EQ(masked.size(), length);
+        EXPECT_EQ(masked, masker.Render(Kind::kSecret, text));
+        EXPECT_EQ(masked, masker.Render(Kind::kSerialNumber, text));
+    }
+    EXPECT_NE(masker.Render(Kind::kSecret, "one text"), masker.Render(Kind::kSecret, "two text"));
+}
+
+TEST(Masker, AnotherSaltMasksOtherwise) {
+    Masker one(recorder::NewSalt(), Masker::SerialNumbers::kMasked);
+    Masker other(recorder::NewSalt(), Masker::SerialNumbers::kMasked);
+    EXPECT_NE(one.Render(Kind::kSecret, "a secret text"),
+              other.Render(Kind::kSecret, "a secret text"));
+}
+
+TEST(Masker, WhatTheDeviceRecordHoldsOfALongSerialNumberAgrees) {
+    Masker masker(recorder::NewSalt(), Masker::SerialNumbers::kMasked);
+    const std::string whole = "OR0123456789ABCDEF";
+    EXPECT_EQ(masker.Render(Kind::kSerialNumber, whole).substr(0, 16),
+              masker.Render(Kind::kSerialNumber, whole.substr(0, 16)));
+}
+
+TEST(Masker, ASerialNumberIsMaskedInsideTextsToo) {
+    Masker masker(recorder::NewSalt(), Masker::SerialNumbers::kMasked);
+    const std::string masked = masker.Render(Kind::kSerialNumber, "OR0123456789");
+    EXPECT_EQ(masker.Render(Kind::kText, "CN=OR0123456789,O=x"), "CN=" + masked + ",O=x");
+}
+
+TEST(Recording, ALineIsReadAsItWasWritten) {
+    Call call = CallOf(3, "GetData", {{"serial_number", "abc"}, {"index", 1}});
+    call.taken = {{"data", "text"}};
+    call.code = -404;
+    const Recording read = With({call});
+    ASSERT_EQ(read.calls.size(), 1U);
+    EXPECT_EQ(recorder::LineOf(read.calls[0]), recorder::LineOf(call));
+    EXPECT_EQ(recorder::Describe(call),
+              R"(GetData(serial_number="abc", index=1) = -404, data="text")");
+}
+
+TEST(Recording, ACutLastLineIsLeftOut) {
+    recorder::Header header;
+    header.salt = recorder::CommonSalt();
+    const std::string text =
+        recorder::LineOf(header) + recorder::LineOf(CallOf(1, "VerifyPIN")) + R"({"call":2,"proc)";
+    const Recording recording = recorder::Read(text);
+    EXPECT_TRUE(recording.is_cut);
+    EXPECT_EQ(recording.calls.size(), 1U);
+    EXPECT_TRUE(recording.end.is_null());
+}
+
+TEST(Recording, WhatIsNoneSaysWhichLine) {
+    recorder::Header header;
+    header.salt = recorder::CommonSalt();
+    const std::string begin = recorder::LineOf(header);
+    for (const auto& [text, line] : {std::pair<std::string, const char*>{"", "empty"},
+                                     {"hello\n", "line 1"},
+                                     {"{\"schema\":2,\"kind\":\"recording\"}\n", "line 1"},
+                                     {begin + "{}\n", "line 2"},
+                                     {begin + "{\"call\":1,\"process\":1,\"thread\":1,"
+                                              "\"entry\":\"Nothing\",\"in\":{}}\n",
+                                      "line 2: there is no entry Nothing"}}) {
+        try {
+            recorder::Read(text);
+            ADD_FAILURE() << text;
+        } catch (const recorder::Malformed& error) {
+            EXPECT_THAT(error.what(), HasSubstr(line));
+        }
+    }
+}
+
+TEST(Diffable, TheSameWorkOfOtherProcessesAtOtherTimesGivesTheSameText) {
+    Call early = CallOf(1, "VerifyPIN");
+    Call late = CallOf(2, "ChangePin");
+    const std::string once = recorder::Diffable(With({early, late}));
+    for (Call* const call : {&early, &late}) {
+        call->process = 4711;
+        call->start_us += 1000000;
+        call->duration_us *= 3;
+    }
+    Call idle = CallOf(2, "VexaT_WaitForEvent");
+    idle.process = 4711;
+    idle.start_us = early.start_us + 1;
+    idle.code = 5;
+    late.number = 3;
+    EXPECT_EQ(recorder::Diffable(With({early, idle, late})), once);
+}
+
+TEST(Comparison, TellsWhatWasPutInAndTakenOut) {
+    const Recording first =
+        With({CallOf(1, "VerifyPIN"), CallOf(2, "ChangePin"), CallOf(3, "GetMediaID")});
+    const Recording second =
+        With({CallOf(1, "VerifyPIN"), CallOf(2, "GetMediaID"), CallOf(3, "GM_RemoveUserPin")});
+    const auto changes = recorder::Compare(first, second);
+    ASSERT_EQ(changes.size(), 2U);
+    EXPECT_EQ(changes[0].side, recorder::Change::Side::kOnlyFirst);
+    EXPECT_THAT(recorder::Describe(changes[0].call), HasSubstr("ChangePin"));
+    EXPECT_EQ(changes[1].side, recorder::Change::Side::kOnlySecond);
+    EXPECT_THAT(recorder::Describe(changes[1].call), HasSubstr("GM_RemoveUserPin"));
+    EXPECT_TRUE(recorder::Compare(first, first).empty());
+}
+
+TEST(Comparison, OtherMasksAreNoDifferenceButOtherLengthsAre) {
+    const std::string salt = recorder::NewSalt();
+    const Recording first = With({CallOf(1, "VerifyPIN", {{"serial_number", "abcdefgh"}})}, salt);
+    const Recording second = With({CallOf(1, "VerifyPIN", {{"serial_number", "ijklmnop"}})});
+    const Recording third = With({CallOf(1, "VerifyPIN", {{"serial_number", "ijklmno"}})});
+    EXPECT_TRUE(recorder::Compare(first, second).empty());
+    EXPECT_EQ(recorder::Compare(first, third).size(), 2U);
+    EXPECT_EQ(recorder::Compare(second, third).size(), 2U);
+}
+
+TEST(ChromeTrace, HasACompleteEventForEachCall) {
+    const auto trace = nlohmann::json::parse(
+        recorder::ChromeTrace(With({CallOf(1, "VerifyPIN"), CallOf(2, "VexaT_ContextInit")})));
+    ASSERT_EQ(trace["traceEvents"].size(), 2U);
+    const auto& event = trace["traceEvents"][0];
+    EXPECT_EQ(event["ph"], "X");
+    EXPECT_EQ(event["name"], "VerifyPIN");
+    EXPECT_EQ(event["ts"], 10);
+    EXPECT_EQ(event["dur"], 5);
+    EXPECT_EQ(event["pid"], 100);
+    EXPECT_EQ(event["tid"], 1);
+    EXPECT_EQ(trace["traceEvents"][1]["cat"], "token");
+}
+
+}  // namespace
