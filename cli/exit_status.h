@@ -12,11 +12,19 @@ enum class ExitStatus : int {
     kLibraryNotLoaded = 3,
     kFile = 4,
     kNoEvent = 5,
+    kNoKey = 6,
+    kPinWrong = 7,
+    kPinLocked = 8,
+    kTooSmall = 9,
     // What was found by looking, which is no failure of the command.
     kDoubtful = 10,
     kBroken = 11,
     kDifferent = 12,
-    kInternal = 70
+    // A question that was answered with no, or that nobody was there to answer.
+    kDeclined = 13,
+    kInternal = 70,
+    // As the shell tells of a program that Ctrl-C ended.
+    kInterrupted = 130
 };
 
 // What the helps say of them; the manual pages and docs/ukeyctl.md say the same.
