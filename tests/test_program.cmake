@@ -30,18 +30,22 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
 endif()
 
 # orval_test_program(name KIND kind [PREFIX prefix] [KEY folder [option...]] [RPATH folder...]
-#                    [TIMEOUT seconds] SOURCES source... LIBRARIES library...)
+#                    SOURCES source... LIBRARIES library...)
 #
 # A program in tests/KIND of the build, whose cases CTest runs each in a process of its own, under the
 # name of their kind unless PREFIX gives another. With KEY they run in a sandbox with that folder's
 # libraries, and the program finds the product, or what RPATH names, at its place in the build.
 function(orval_test_program name)
-  cmake_parse_arguments(test "" "KIND;PREFIX;TIMEOUT" "KEY;RPATH;SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(test "" "KIND;PREFIX" "KEY;RPATH;SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${test_SOURCES})
   target_link_libraries(${name} PRIVATE orval_compile ${test_LIBRARIES})
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests/${test_KIND})
   target_compile_options(${name} PRIVATE ${test_options})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support)
+  if(CMAKE_CROSSCOMPILING_EMULATOR OR ORVAL_SANITIZE)
+    target_compile_definitions(${name} PRIVATE ORVAL_FORKS_HANG)
+  endif()
   if(TARGET precompiled_headers)
     target_compile_options(${name} PRIVATE -fno-gnu-unique)
     target_precompile_headers(${name} REUSE_FROM precompiled_headers)
@@ -57,10 +61,7 @@ function(orval_test_program name)
   if(NOT PREFIX IN_LIST ARGN)
     set(test_PREFIX ${test_KIND}.)
   endif()
-  if(test_TIMEOUT)
-    set(properties PROPERTIES TIMEOUT ${test_TIMEOUT})
-  endif()
   # Found when CTest starts, not when building: a builder needs no sandbox and no emulator.
   gtest_discover_tests(${name} TEST_PREFIX "${test_PREFIX}" NO_PRETTY_VALUES
-    DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 ${properties})
+    DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120)
 endfunction()

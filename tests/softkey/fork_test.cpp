@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "forks.h"
 #include "softkey_test.h"
 
 namespace softkey::testing {
@@ -26,11 +27,7 @@ class ForkTest : public EntriesTest {
 };
 
 TEST_F(ForkTest, TheChildWorksWhateverTheOtherThreadsWereDoing) {
-#ifdef ORVAL_FORKS_HANG
-    GTEST_SKIP()
-        << "qemu and the sanitizers' allocator do not take their locks over a fork, so that "
-           "any child of busy threads may hang there";
-#endif
+    SKIP_WHERE_FORKS_HANG();
     constexpr int kForks = 48;
     constexpr unsigned kPatienceSeconds = 60;
     char serial[] = "OR00000000000001";

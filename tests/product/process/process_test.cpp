@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "client.h"
+#include "forks.h"
 #include "maker/places.h"
 
 namespace {
@@ -164,9 +165,7 @@ TEST(Fork, ChildGoesOnWithTheLibrary) {
 
 // The waiting thread does not exist in the child; the child's own wait and stop work all the same.
 TEST(Fork, WhileAWaitRunsLeavesTheChildAbleToWait) {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "the thread sanitizer allows no threads in a child of threads";
-#endif
+    SKIP_WHERE_FORKS_HANG();
     LoadedProduct product(RTLD_LAZY);
     WaitingThread waiting(product);
     EXPECT_EQ(StatusOfChild([&] {

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include "forks.h"
 #include "key_wait.h"
 #include "software_key.h"
 
@@ -11,11 +12,7 @@ namespace {
 using Forks = SoftwareKeyTest;
 
 TEST_F(Forks, LeaveChildrenThatWorkWhileTheParentWaits) {
-#ifdef ORVAL_FORKS_HANG
-    GTEST_SKIP()
-        << "qemu and the sanitizers' allocator do not take their locks over a fork, so that "
-           "any child of busy threads may hang there";
-#endif
+    SKIP_WHERE_FORKS_HANG();
     constexpr int kForks = 40;
     constexpr unsigned kPatienceSeconds = 60;
     const std::string key = NewPluggedKey();
