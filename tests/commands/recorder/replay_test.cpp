@@ -2,21 +2,17 @@
 // the application directory, and the key that is recorded beside the test.
 #include <gmock/gmock.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <thread>
 
 #include "client.h"
 #include "orval_unified_kpxukey.h"
+#include "recorded_client.h"
 #include "recorded_key.h"
 #include "recorder/pending.h"
-#include "recorder/progress.h"
-#include "recorder/view.h"
 
 namespace {
 
@@ -27,76 +23,9 @@ using recorder::Settings;
 using testing::HasSubstr;
 using testing::Not;
 
-// What the commands do around a client, without a view of their own.
-class ReplayTest : public testing::Test {
+class ReplayTest : public recorded::RecordedClient, public testing::Test {
  protected:
-    ReplayTest() {
-        settings_.recording = made_for_.Folder() + "/recording";
-        settings_.salt = recorder::NewSalt();
-        recorder::Header header;
-        header.salt = settings_.salt;
-        recorder::Append(settings_.recording, recorder::LineOf(header));
-    }
-
-    // In a child, which has a product of its own. The child's wait status.
-    int Record(const std::function<void()>& work) {
-        settings_.mode = Settings::Mode::kRecord;
-        settings_.started_us = recorder::NowUs();
-        const pid_t child = fork();
-        if (child == 0) {
-            Prepare(made_for_.Folder());
-            work();
-            std::_Exit(testing::Test::HasFailure() ? 1 : 0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        return status;
-    }
-
-    // In this process, from here on.
-    void Replay(Settings::Mode mode = Settings::Mode::kReplay) {
-        settings_.mode = mode;
-        Prepare(replayed_for_.Folder());
-    }
-
-    Recording Recorded() const { return recorder::Read(Text()); }
-    std::string Text() const { return recorder::ContentsOf(settings_.recording); }
-    recorder::Progress ReplayProgress() const {
-        return recorder::ReadProgress(replayed_for_.Folder());
-    }
-
-    // Nothing differed, and nothing is left over.
-    void ExpectAllReplayed() const {
-        const recorder::Progress progress = ReplayProgress();
-        EXPECT_FALSE(progress.difference) << progress.difference->recorded << "\n"
-                                          << progress.difference->made;
-        const Recording recording = Recorded();
-        for (size_t i = 0; i < recording.calls.size(); ++i) {
-            EXPECT_TRUE(recording.calls[i].IsIdleWait() || progress.answered.count(i) == 1)
-                << recorder::Describe(recording.calls[i]);
-        }
-    }
-
-    std::string KeepInFile(const std::string& text) const {
-        const std::string path = made_for_.Folder() + "/kept";
-        recorder::Append(path, text);
-        return path;
-    }
-
-    const recorder::Workplace made_for_;
-    const recorder::Workplace replayed_for_;
-    Settings settings_;
-
- private:
-    void Prepare(const std::string& folder) {
-        settings_.folder = folder;
-        recorder::Save(settings_);
-        fs::create_symlink(RECORDER_ENGINE, folder + "/" + recorder::kEngineFile);
-        if (settings_.mode == Settings::Mode::kRecord) {
-            fs::create_symlink(RECORDED_KEY, folder + "/" + recorder::kRealFolder);
-        }
-        setenv(recorder::kFolderVariable, folder.c_str(), 1);
-    }
+    ReplayTest() : RecordedClient(RECORDED_KEY) {}
 };
 
 TEST_F(ReplayTest, AThousandMixedCallsOfTwoThreadsReplayWithoutADifference) {
