@@ -85,13 +85,14 @@ bool IsAbsent(const Certificate& certificate) {
 }
 
 Finding LookAtAbsence(const Certificate& certificate) {
-    const std::string& why = certificate.problem.text;
+    const Problem& problem = certificate.problem;
     if (!IsAbsent(certificate)) {
-        return Unknown("the " + certificate.use + " certificate cannot be read: " + why,
-                       certificate.problem.next);
+        return Unknown("the " + certificate.use + " certificate cannot be read: " + problem.text,
+                       problem.next);
     }
-    const std::string reason =
-        "no " + certificate.use + " certificate" + (why.empty() ? "" : ": " + why);
+    const bool known = codes::Find(problem.code) != nullptr;
+    const std::string reason = "no " + certificate.use + " certificate" +
+                               (known || problem.text.empty() ? "" : ": " + problem.text);
     return certificate.use == "signing" ? Doubtful(reason, "ask for one: ukeyctl request --help")
                                         : Well("no " + certificate.use + " certificate");
 }

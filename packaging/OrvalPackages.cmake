@@ -111,8 +111,9 @@ if(TARGET ukeyctl)
   install(PROGRAMS desktop/${application}
     DESTINATION ${application_folder}/files/bin ${carried})
   install(FILES deb/copyright ${changelog}
-    ${PROJECT_SOURCE_DIR}/docs/ukeyctl.md ${PROJECT_SOURCE_DIR}/docs/error-codes.md
-    ${PROJECT_SOURCE_DIR}/docs/log-format.md
+    ${PROJECT_SOURCE_DIR}/docs/ukeyctl.md ${PROJECT_SOURCE_DIR}/docs/ukeyctl-transcripts.md
+    ${PROJECT_SOURCE_DIR}/docs/why.md ${PROJECT_SOURCE_DIR}/docs/why.zh_CN.md
+    ${PROJECT_SOURCE_DIR}/docs/error-codes.md ${PROJECT_SOURCE_DIR}/docs/log-format.md
     DESTINATION ${application_folder}/files/doc ${carried})
 endif()
 

@@ -35,9 +35,9 @@ class InTmp {
 
 class WithSoftkeyTest : public SoftKeyTest {
  protected:
-    CommandResult Run(const std::string& command_line) const {
-        return RunShell("cd " + Folder() + " && " SOFTKEY_RUNNER " --tmp " + Folder() + "/seen " +
-                        command_line);
+    CommandResult Run(const std::string& command_line, const std::string& under = "") const {
+        return RunShell("cd " + Folder() + " && " + under + SOFTKEY_RUNNER " --tmp " + Folder() +
+                        "/seen " + command_line);
     }
 };
 
@@ -84,6 +84,17 @@ TEST_F(WithSoftkeyTest, NothingStaysInThePrivateTmpOfWhatIsGoneOutside) {
     for (const std::string& name : {gone, file_gone}) {
         EXPECT_FALSE(std::filesystem::exists(Folder() + "/seen/" + name)) << name;
     }
+}
+
+// To them, unlike root, such a place is unreadable.
+TEST_F(WithSoftkeyTest, NothingStaysOfWhatIsGoneForOrdinaryUsersToo) {
+    const std::string place = Folder() + "/seen/softkey-test-gone";
+    ASSERT_TRUE(std::filesystem::create_directories(place));
+    ASSERT_EQ(0, chmod(place.c_str(), 0));
+    const CommandResult run =
+        Run("true", "bwrap --unshare-user --uid 1000 --cap-drop ALL --dev-bind / / ");
+    EXPECT_EQ(0, run.status) << run.output;
+    EXPECT_FALSE(std::filesystem::exists(place));
 }
 
 TEST_F(WithSoftkeyTest, ANameOfAnotherKindInThePrivateTmpStaysPrivate) {

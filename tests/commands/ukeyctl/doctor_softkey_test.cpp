@@ -37,7 +37,8 @@ const StoreCase kStores[] = {
     {"WithoutTheCommand", "", "store", "unknown", "is not in PATH", "/usr/bin:/bin"},
     {"NothingPlugged", "softkey unplug $(basename $home/keys/*.key .key)", "plugged", "doubtful",
      "no key is plugged in", kPath},
-    {"KeyWithoutCertificates", "", "certificates", "doubtful", "no signing certificate", kPath},
+    {"KeyWithoutCertificates", "", "certificates", "doubtful",
+     ": no signing certificate, no encryption certificate", kPath},
 };
 
 class DoctorOnSoftkey : public testing::TestWithParam<StoreCase> {
