@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include "cli/checks.h"
+#include "cli/encoding.h"
 #include "cli/files.h"
 
 cli::Command AddVerb(cli::Command& parent, const std::string& name, const std::string& summary,
@@ -120,6 +121,15 @@ void Deliver(Session& session, const std::string& key, const Report::Value& valu
     cli::WriteOutput(path, text != nullptr ? *text : output.ForPeople(Report::Destination::kFile),
                      cli::Readers::kOwner);
     session.Result().Add("file", "Written to", path);
+}
+
+void DeliverJoined(Session& session, const std::string& key, const std::string& joined,
+                   const std::string& path) {
+    if (session.json && path.empty()) {
+        Deliver(session, key, cli::SplitJoined(joined), path);
+    } else {
+        Deliver(session, key, joined, path);
+    }
 }
 
 void AddSelectors(cli::Command& verb, Selectors& selectors) {

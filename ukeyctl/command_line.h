@@ -59,6 +59,10 @@ void AddOutOption(cli::Command& verb, std::string& path);
 void Deliver(Session& session, const std::string& key, const Report::Value& value,
              const std::string& path);
 
+// The same for parts that the library joins with "||": scripts get a list.
+void DeliverJoined(Session& session, const std::string& key, const std::string& joined,
+                   const std::string& path);
+
 // The two selectors by which the key tells its certificates and formats apart.
 struct Selectors {
     int32_t param1 = 1;

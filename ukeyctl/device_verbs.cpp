@@ -90,8 +90,9 @@ void Check(Session& session, int32_t mode) {
         throw;
     } catch (const ukey::Error& error) {
         if (error.Code() == ORVAL_BACKEND_UNAVAILABLE) {
-            ThrowReason(cli::ExitStatus::kFailed, std::string(error.Function()) + " failed",
-                        codes::InBothForms(error.Code()), &error);
+            ThrowReason(cli::ExitStatus::kLibraryNotLoaded,
+                        std::string(error.Function()) + " failed", codes::InBothForms(error.Code()),
+                        &error);
         }
         throw;
     }

@@ -36,7 +36,7 @@ void AddCommonOptions(cli::Command& app, Session& session) {
 
 void BuildCommandLine(cli::Command& app, Session& session) {
     app.Describe(kDescription);
-    app.Close(std::string(kExamples) + cli::kStatusesOfUkeyctl);
+    app.Close(std::string(kExamples) + cli::TellStatusesOf(cli::kUkeyctl));
     app.ShareOptions();
     AddCommonOptions(app, session);
     AddInfoVerbs(app, session);

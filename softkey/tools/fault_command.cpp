@@ -109,7 +109,7 @@ std::vector<Fault> ReadFaults() {
         }
         throw Refusal(
             "the file of ordered faults is damaged, which counts as no faults: " + FaultsPath(),
-            "Remove it with: softkey fault --clear");
+            "Remove it with: softkey fault --clear", cli::ExitStatus::kFile);
     }
 }
 
@@ -156,7 +156,7 @@ void AddFault(cli::Command& program) {
         "fault", "Make an entry of the key's libraries fail on purpose, for every key and process",
         Doing([options] { OrderOrClear(*options); }));
     command.Close("Example:\n  softkey fault VerifyPIN 0x0A000024 --times 2 --after 1\n\n" +
-                  FunctionsAndEntries() + "\n" + cli::kStatusesOfSoftkey);
+                  FunctionsAndEntries() + "\n" + cli::TellStatusesOf(cli::kSoftkey));
     command.Add("entry", options->entry,
                 "The entry, e.g. VerifyPIN, GMCreatePKCS10 or VexaT_WaitForEvent");
     command.Add("code", options->code,

@@ -175,13 +175,13 @@ void AddList(cli::Command& program) {
     const auto json = std::make_shared<bool>(false);
     cli::Command command = program.AddCommand(
         "list", "List all keys, where they are plugged, and their PINs",
-        [json] { return List(*json) ? cli::ExitStatus::kDone : cli::ExitStatus::kFailed; });
+        [json] { return List(*json) ? cli::ExitStatus::kDone : cli::ExitStatus::kFile; });
     command.AddFlag("--json", *json, "Print JSON");
     command.Close(
         std::string(
             "A key that cannot be used is listed as unusable; standard error tells why and what to "
             "do.\n") +
-        cli::kStatusesOfList);
+        cli::TellStatusesOf(cli::kSoftkey));
 }
 
 void AddPlug(cli::Command& program) {
