@@ -40,7 +40,9 @@ void Wait(Session& session, const WaitOptions& options) {
         report.Add("event", "Event", NameOf(event->kind));
         report.Add("serial_number", "Serial number", event->serial_number);
         if (event->code != ORVAL_OK) {
-            report.Add("code", "Code", codes::InBothForms(event->code));
+            report.Add("", "Code", codes::InBothForms(event->code));
+            report.AddDetail("code", int64_t{event->code});
+            report.AddDetail("hex", codes::Hexadecimal(event->code));
         }
         session.Publish();
     }
