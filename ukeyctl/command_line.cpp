@@ -27,7 +27,8 @@ void AddKeyOption(cli::Command& verb, Session& session, KeyUse use) {
                  : "The key's serial number; without it the library's choice of those "
                    "that are plugged, which is told")
         .Takes("SN")
-        .Checked(cli::CheckSerialNumber);
+        .Checked(cli::CheckSerialNumber)
+        .Offers(PluggedSerialNumbers(session));
     verb.OnceParsed([&session, use] { session.key_use = use; });
 }
 

@@ -102,7 +102,8 @@ cli::Command AddSerialAction(cli::Command& program, const std::shared_ptr<Option
     cli::Command command = AddAction(program, options, name, description, action);
     command.Add("serial", options->serial, "The key's serial number")
         .Required()
-        .Checked(cli::CheckSerialNumber);
+        .Checked(cli::CheckSerialNumber)
+        .Offers(SerialNumbers(Which::kAll));
     return command;
 }
 
