@@ -2,11 +2,19 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <map>
+#include <sstream>
 
 #include "cli/wording.h"
 #include "cli/wrapping.h"
 
 namespace cli {
+
+struct Shared {
+    Chosen chosen;
+    std::map<const CLI::Option*, Source> offers;
+};
+
 namespace {
 
 constexpr size_t kUsualNameColumns = 30;
@@ -85,12 +93,12 @@ bool IsInBrackets(const std::string& word) {
     return word.size() > 1 && word.front() == '[' && word.back() == ']';
 }
 
-Option AsItIs(CLI::Option* option) {
+CLI::Option* AsItIs(CLI::Option* option) {
     const auto without_mark = [](std::string& word) {
         word.erase(0, word.rfind(kAsItIs, 0) == 0 ? 1 : 0);
         return std::string();
     };
-    return Option(option->transform(CLI::Validator(without_mark, "")));
+    return option->transform(CLI::Validator(without_mark, ""));
 }
 
 // The words for the parser. "--name=" with nothing behind it becomes "--name" and an empty word:
@@ -164,7 +172,59 @@ void RefuseOptionsOf(const CLI::App& parent, const CLI::App& command) {
     }
 }
 
+// "TEXT:{pem,text}", as the help shows it: what the value is called, and what it may be.
+Told::Value TellValue(const CLI::Option& option, const Shared& shared) {
+    const std::string type = option.get_type_name();
+    const size_t colon = type.find(":{");
+    Told::Value value;
+    value.name = option.get_positional() ? option.get_name(true) : option.get_name();
+    value.kind = option.get_expected_max() == 0 ? std::string() : type.substr(0, colon);
+    value.what = option.get_description();
+    value.takes_all = option.get_expected_max() > 1;
+    if (colon != std::string::npos) {
+        std::istringstream rest(type.substr(colon + 2, type.size() - colon - 3));
+        for (std::string one; std::getline(rest, one, ',');) {
+            value.values.push_back(one);
+        }
+    }
+    const auto offer = shared.offers.find(&option);
+    if (offer != shared.offers.end()) {
+        value.source = offer->second;
+    }
+    return value;
+}
+
+// The command as its help tells of it.
+Told Tell(const CLI::App& command, const Shared& shared) {
+    Told told;
+    told.name = command.get_name();
+    told.what = command.get_description();
+    told.shares_options = command.get_fallthrough();
+    for (const CLI::Option* option : command.get_options()) {
+        std::vector<Told::Value>& values = option->get_positional() ? told.words : told.options;
+        values.push_back(TellValue(*option, shared));
+    }
+    for (const CLI::App* part : command.get_subcommands([](const CLI::App*) { return true; })) {
+        Told below = Tell(*part, shared);
+        if (part->get_name().empty()) {  // options that exclude each other
+            told.options.insert(told.options.end(), below.options.begin(), below.options.end());
+        } else if (!part->get_group().empty()) {
+            told.commands.push_back(std::move(below));
+        }
+    }
+    return told;
+}
+
+bool AsksWhatMayFollow(int count, char** words) {
+    return count > 1 && std::string(words[1]) == kComplete;
+}
+
 }  // namespace
+
+Option& Option::Offers(Source source) {
+    shared_->offers[option_] = std::move(source);
+    return *this;
+}
 
 Option& Option::Takes(const std::string& what) {
     option_->type_name(what);
@@ -203,59 +263,59 @@ bool Option::IsGiven() const {
 Command Command::AddCommand(const std::string& name, const std::string& summary, Work work) {
     CLI::App* const added = command_->add_subcommand(name, summary);
     LiftRequirements(*command_, *added);
-    Chosen* const chosen = chosen_;
+    Chosen* const chosen = &shared_->chosen;
     added->callback([added, chosen, work = std::move(work)] {
         if (added->get_subcommands().empty()) {
             RefuseOptionsOf(*added->get_parent(), *added);
             *chosen = {PathOf(*added), work};
         }
     });
-    return {added, chosen_};
+    return {added, shared_};
 }
 
 Command Command::AddGroup(const std::string& name, const std::string& summary) {
     CLI::App* const added = command_->add_subcommand(name, summary);
     added->require_subcommand(1);
     added->footer("");
-    return {added, chosen_};
+    return {added, shared_};
 }
 
 Command Command::Find(const std::string& name) const {
-    return {command_->get_subcommand(name), chosen_};
+    return {command_->get_subcommand(name), shared_};
 }
 
 Option Command::Add(const std::string& name, std::string& value, const std::string& help) {
-    return AsItIs(command_->add_option(name, value, help));
+    return {AsItIs(command_->add_option(name, value, help)), shared_};
 }
 
 Option Command::Add(const std::string& name, std::optional<std::string>& value,
                     const std::string& help) {
-    return AsItIs(command_->add_option(name, value, help));
+    return {AsItIs(command_->add_option(name, value, help)), shared_};
 }
 
 Option Command::Add(const std::string& name, int32_t& value, const std::string& help) {
-    return Option(command_->add_option(name, value, help));
+    return {command_->add_option(name, value, help), shared_};
 }
 
 Option Command::Add(const std::string& name, uint32_t& value, const std::string& help) {
-    return Option(command_->add_option(name, value, help));
+    return {command_->add_option(name, value, help), shared_};
 }
 
 Option Command::Add(const std::string& name, int64_t& value, const std::string& help) {
-    return Option(command_->add_option(name, value, help));
+    return {command_->add_option(name, value, help), shared_};
 }
 
 Option Command::Add(const std::string& name, double& value, const std::string& help) {
-    return Option(command_->add_option(name, value, help));
+    return {command_->add_option(name, value, help), shared_};
 }
 
 Option Command::Add(const std::string& name, std::vector<std::string>& values,
                     const std::string& help) {
-    return AsItIs(command_->add_option(name, values, help));
+    return {AsItIs(command_->add_option(name, values, help)), shared_};
 }
 
 Option Command::AddFlag(const std::string& name, bool& value, const std::string& help) {
-    return Option(command_->add_flag(name, value, help));
+    return {command_->add_flag(name, value, help), shared_};
 }
 
 void Command::AddVersion(const std::string& text) {
@@ -265,7 +325,7 @@ void Command::AddVersion(const std::string& text) {
 Command Command::AddAlternatives(const std::string& name, Need need) {
     CLI::Option_group* const group = command_->add_option_group(name);
     group->require_option(need == Need::kOne ? 1 : 0, 1);
-    return {group, chosen_};
+    return {group, shared_};
 }
 
 bool Command::IsGiven() const {
@@ -296,7 +356,10 @@ void Command::Retire() {
 }
 
 Program::Program(const std::string& name, const std::string& kind)
-    : kind_(kind), parser_(std::make_unique<CLI::App>()), top_(parser_.get(), &chosen_) {
+    : kind_(kind),
+      parser_(std::make_unique<CLI::App>()),
+      shared_(std::make_unique<Shared>()),
+      top_(parser_.get(), shared_.get()) {
     parser_->name(name);
     parser_->require_subcommand(1);
     parser_->formatter(std::make_shared<FittingFormatter>());
@@ -306,6 +369,10 @@ Program::~Program() = default;
 
 std::optional<Chosen> Program::Parse(int count, char** words) {
     FinishOptions(*parser_);
+    if (AsksWhatMayFollow(count, words)) {
+        Complete(Tell(*parser_, *shared_), {words + 2, words + count});
+        return std::nullopt;
+    }
     try {
         std::vector<std::string> for_parser = WordsFor(count, words);
         std::vector<char*> pointers;
@@ -320,7 +387,7 @@ std::optional<Chosen> Program::Parse(int count, char** words) {
         parser_->exit(error);  // shows what was asked for
         return std::nullopt;
     }
-    return chosen_;
+    return shared_->chosen;
 }
 
 }  // namespace cli

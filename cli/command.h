@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "cli/checks.h"
+#include "cli/completion.h"
 #include "cli/exit_status.h"
 
 // The parser of command lines. Only command.cpp sees it: it takes its time to compile.
@@ -31,10 +32,13 @@ struct Chosen {
     Work work;
 };
 
+// What all commands of a program have in common.
+struct Shared;
+
 // An option, a flag or a word of a command. A copy is the same option.
 class Option {
  public:
-    explicit Option(CLI::Option* option) : option_(option) {}
+    Option(CLI::Option* option, Shared* shared) : option_(option), shared_(shared) {}
 
     // What the help calls the value: "FILE".
     Option& Takes(const std::string& what);
@@ -44,11 +48,14 @@ class Option {
     Option& Checked(const Check& check);
     Option& OneOf(const std::vector<std::string>& values);
     Option& Excludes(const Option& other);
+    // What shells offer for the value.
+    Option& Offers(Source source);
 
     bool IsGiven() const;
 
  private:
     CLI::Option* option_;
+    Shared* shared_;
 };
 
 // How many options of a group must be given.
@@ -58,7 +65,7 @@ enum class Need { kOne, kOneAtMost };
 // each other. A copy is the same command.
 class Command {
  public:
-    Command(CLI::App* command, Chosen* chosen) : command_(command), chosen_(chosen) {}
+    Command(CLI::App* command, Shared* shared) : command_(command), shared_(shared) {}
 
     // A command may have commands of its own, one of which may stand behind it.
     Command AddCommand(const std::string& name, const std::string& summary, Work work);
@@ -96,7 +103,7 @@ class Command {
 
  private:
     CLI::App* command_;
-    Chosen* chosen_;
+    Shared* shared_;
 };
 
 // A command line that makes no sense: the command that was reached, as it is called ("cert get"),
@@ -121,14 +128,14 @@ class Program {
 
     Command& Top() { return top_; }
 
-    // The command that was given. Nothing when it was the help or the version that was asked for,
-    // which is on standard output then. Throws Mistake.
+    // The command that was given. Nothing when it was the help, the version or what a shell may
+    // offer that was asked for, which is on standard output then. Throws Mistake.
     std::optional<Chosen> Parse(int count, char** words);
 
  private:
     std::string kind_;
     std::unique_ptr<CLI::App> parser_;
-    Chosen chosen_;
+    std::unique_ptr<Shared> shared_;
     Command top_;
 };
 

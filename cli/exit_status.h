@@ -1,10 +1,11 @@
 #ifndef CLI_EXIT_STATUS_H
 #define CLI_EXIT_STATUS_H
 
+#include <string>
+
 namespace cli {
 
-// What the commands end with. Scripts rely on the numbers. softkey and softca know the first three:
-// to them what the key, a file or the command itself refuses is one thing, a failure.
+// What the commands end with. Scripts rely on the numbers.
 enum class ExitStatus : int {
     kDone = 0,
     kFailed = 1,
@@ -27,17 +28,30 @@ enum class ExitStatus : int {
     kInterrupted = 130
 };
 
-// What the helps say of them; the manual pages and docs/ukeyctl.md say the same.
-inline constexpr char kStatusesOfUkeyctl[] =
-    "Exit status: 0 done; 1 the key or the library reported a code; 2 usage; 3 the library cannot "
-    "be loaded; 4 a file cannot be read or written; 5 no event in time; 10 something that was "
-    "looked at is doubtful; 11 it is broken, or would be refused; 12 a replay or a recording "
-    "differs; 70 a fault of this command.\n";
-inline constexpr char kStatusesOfSoftkey[] =
-    "Exit status: 0 done, 1 the operation failed (the reason is on standard error), "
-    "2 wrong usage.";
-inline constexpr char kStatusesOfList[] =
-    "Exit status: 0 done, 1 something is damaged or the list cannot be made, 2 wrong usage.";
+// The commands, as a set.
+enum Commands : unsigned { kUkeyctl = 1, kSoftkey = 2, kSoftca = 4 };
+
+// A class of endings. Helps, manual pages, the table in docs/ukeyctl.md and JSON take it from here.
+struct StatusClass {
+    ExitStatus status;
+    const char* name;     // in JSON
+    const char* meaning;  // without a semicolon or a full stop, which stand between several
+    unsigned commands;    // that end so
+};
+
+// In ascending order.
+struct StatusClasses {
+    const StatusClass* first;
+    const StatusClass* last;
+    const StatusClass* begin() const { return first; }
+    const StatusClass* end() const { return last; }
+};
+StatusClasses AllStatuses();
+
+const char* NameOf(ExitStatus status);
+
+// "Exit status: 0 done; 1 ...", for the helps of one of the commands.
+std::string TellStatusesOf(Commands command);
 
 }  // namespace cli
 

@@ -1,6 +1,7 @@
 #include "cli/table.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "cli/printable.h"
 
@@ -13,6 +14,11 @@ struct ShowCell {
     std::string operator()(std::monostate /*none*/) const { return "-"; }
     std::string operator()(const std::string& text) const { return text; }
     std::string operator()(int64_t number) const { return std::to_string(number); }
+    std::string operator()(double number) const {
+        char text[32];
+        std::snprintf(text, sizeof text, "%.3f", number);
+        return text;
+    }
 };
 
 using Cells = std::vector<std::string>;

@@ -15,13 +15,13 @@ std::string InColumns(const std::vector<std::string>& headings,
 
 // Rows of cells: a list of objects for scripts, columns under headings for people.
 struct Table {
-    // Without a heading a column is for scripts only.
+    // Without a heading a column is for scripts only, without a key for people.
     struct Column {
         std::string key;
         std::string heading;
     };
     // Nothing, for what could not be had.
-    using Cell = std::variant<std::monostate, std::string, int64_t>;
+    using Cell = std::variant<std::monostate, std::string, int64_t, double>;
 
     std::vector<Column> columns;
     std::vector<std::vector<Cell>> rows;  // each as long as there are columns

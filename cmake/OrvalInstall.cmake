@@ -59,11 +59,16 @@ function(orval_install_command_manual component command program)
   orval_install_manual(${component} ${generated}/man ${command}.1)
 endfunction()
 
-# One script completes all commands; each is looked for under its own name.
+# One script for each shell completes all commands; each is looked for under its own name.
 function(orval_install_completion component)
+  set(scripts ${PROJECT_SOURCE_DIR}/completions)
   foreach(command IN LISTS ARGN)
-    install(FILES ${PROJECT_SOURCE_DIR}/completions/orval-commands.bash RENAME ${command}
+    install(FILES ${scripts}/orval.bash RENAME ${command}
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT ${component})
+    install(FILES ${scripts}/orval.zsh RENAME _${command}
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT ${component})
+    install(FILES ${scripts}/orval.fish RENAME ${command}.fish
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT ${component})
   endforeach()
 endfunction()
 

@@ -117,6 +117,11 @@ const char* DefinedBy(int32_t code, const std::string& key_text) {
     }
 }
 
+cli::ExitStatus StatusFor(int32_t code, const std::string& key_text) {
+    const Row* const row = FindKnown(code, key_text);
+    return row == nullptr ? cli::ExitStatus::kFailed : row->status;
+}
+
 std::string NextFor(int32_t code, const std::string& function, const std::string& key_text,
                     const std::string& help) {
     const Row* const row = FindKnown(code, key_text);

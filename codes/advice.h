@@ -15,6 +15,9 @@ const Row* FindKnown(int32_t code, const std::string& key_text = {});
 // Whose code it is, for people.
 const char* DefinedBy(int32_t code, const std::string& key_text);
 
+// What a command ends with that got the code.
+cli::ExitStatus StatusFor(int32_t code, const std::string& key_text = {});
+
 // What to do about a code, known or not, that the function gave; no function for the code in
 // general. help: where the help is.
 std::string NextFor(int32_t code, const std::string& function, const std::string& key_text,

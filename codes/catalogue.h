@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "cli/exit_status.h"
 #include "codes/code.h"
 
 // All that is known of codes, each in one row: the commands, the software key's texts and the
@@ -12,8 +13,9 @@ namespace codes {
 
 struct Row {
     int32_t code;
-    const char* name;     // null where it has none
-    const char* meaning;  // whoever gives it; null where the software key's text says it as well
+    cli::ExitStatus status;  // what a command ends with that gets the code
+    const char* name;        // null where it has none
+    const char* meaning;     // whoever gives it; null where the software key's text says it as well
     // The software key's texts; null where it has none.
     const char* english;
     const char* chinese;

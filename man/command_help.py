@@ -24,6 +24,7 @@ class Help:
     arguments: list = field(default_factory=list)
     options: list = field(default_factory=list)
     verbs: list = field(default_factory=list)
+    statuses: list = field(default_factory=list)  # (number, meaning)
 
 
 def ask(command, *verb):
@@ -50,6 +51,8 @@ def entry_of(words, text):
 def parse(words, text):
     head, _, rest = text.partition("\nUsage: ")
     told = Help(words, " ".join(head.split()))
+    statuses = re.search(r"^Exit status: (.*)\.$", text, flags=re.MULTILINE)
+    told.statuses = [one.split(" ", 1) for one in statuses[1].split("; ")] if statuses else []
     section = ""
     for line in re.sub(r"\n {10,}", "   ", rest or text).splitlines():
         section = line if re.match(r"\S.*:$", line) else section

@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include "cli/checks.h"
+#include "cli/encoding.h"
 #include "cli/files.h"
 
 cli::Command AddVerb(cli::Command& parent, const std::string& name, const std::string& summary,
@@ -26,7 +27,8 @@ void AddKeyOption(cli::Command& verb, Session& session, KeyUse use) {
                  : "The key's serial number; without it the library's choice of those "
                    "that are plugged, which is told")
         .Takes("SN")
-        .Checked(cli::CheckSerialNumber);
+        .Checked(cli::CheckSerialNumber)
+        .Offers(PluggedSerialNumbers(session));
     verb.OnceParsed([&session, use] { session.key_use = use; });
 }
 
@@ -120,6 +122,15 @@ void Deliver(Session& session, const std::string& key, const Report::Value& valu
     cli::WriteOutput(path, text != nullptr ? *text : output.ForPeople(Report::Destination::kFile),
                      cli::Readers::kOwner);
     session.Result().Add("file", "Written to", path);
+}
+
+void DeliverJoined(Session& session, const std::string& key, const std::string& joined,
+                   const std::string& path) {
+    if (session.json && path.empty()) {
+        Deliver(session, key, cli::SplitJoined(joined), path);
+    } else {
+        Deliver(session, key, joined, path);
+    }
 }
 
 void AddSelectors(cli::Command& verb, Selectors& selectors) {

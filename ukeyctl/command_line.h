@@ -14,6 +14,10 @@ cli::Command AddVerb(cli::Command& parent, const std::string& name, const std::s
 
 void AddExamples(cli::Command& verb, std::initializer_list<const char*> examples);
 
+// For completion: the plugged keys' serial numbers and labels, as far as they answer in time.
+cli::Source PluggedSerialNumbers(const Session& session);
+cli::Source PluggedLabels(const Session& session);
+
 // --sn, for verbs that concern one key. What the verb does with it decides whether the key must be
 // named when several are plugged.
 void AddKeyOption(cli::Command& verb, Session& session, KeyUse use);
@@ -58,6 +62,10 @@ void AddOutOption(cli::Command& verb, std::string& path);
 // Puts the verb's output into the report, or into the file if one was named.
 void Deliver(Session& session, const std::string& key, const Report::Value& value,
              const std::string& path);
+
+// The same for parts that the library joins with "||": scripts get a list.
+void DeliverJoined(Session& session, const std::string& key, const std::string& joined,
+                   const std::string& path);
 
 // The two selectors by which the key tells its certificates and formats apart.
 struct Selectors {

@@ -40,7 +40,9 @@ void Wait(Session& session, const WaitOptions& options) {
         report.Add("event", "Event", NameOf(event->kind));
         report.Add("serial_number", "Serial number", event->serial_number);
         if (event->code != ORVAL_OK) {
-            report.Add("code", "Code", codes::InBothForms(event->code));
+            report.Add("", "Code", codes::InBothForms(event->code));
+            report.AddDetail("code", int64_t{event->code});
+            report.AddDetail("hex", codes::Hexadecimal(event->code));
         }
         session.Publish();
     }
@@ -90,8 +92,9 @@ void Check(Session& session, int32_t mode) {
         throw;
     } catch (const ukey::Error& error) {
         if (error.Code() == ORVAL_BACKEND_UNAVAILABLE) {
-            ThrowReason(cli::ExitStatus::kFailed, std::string(error.Function()) + " failed",
-                        codes::InBothForms(error.Code()), &error);
+            ThrowReason(cli::ExitStatus::kLibraryNotLoaded,
+                        std::string(error.Function()) + " failed", codes::InBothForms(error.Code()),
+                        &error);
         }
         throw;
     }

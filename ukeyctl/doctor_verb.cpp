@@ -76,7 +76,6 @@ void Diagnose(Session& session, const DoctorOptions& options) {
     const Results results = doctor::Examine(QuestionOf(session, options));
     const doctor::Verdict worst = doctor::Worst(results);
     Report& report = session.Result();
-    report.AddDetail("schema", int64_t{1});
     report.AddDetail("verdict", std::string(doctor::NameOf(worst)));
     report.AddDetail("checks", TableOf(results));
     report.SayLines(Lines(results));

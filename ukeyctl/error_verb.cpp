@@ -46,13 +46,23 @@ void ShowError(Session& session, const std::string& given) {
     report.Add("next", "What to do", codes::NextFor(code, {}, text, "the verb's --help"));
 }
 
+cli::Candidates KnownCodes(const cli::OnLine& /*given*/) {
+    cli::Candidates known;
+    for (const codes::Row& row : codes::All()) {
+        known.push_back({codes::Hexadecimal(row.code), codes::MeaningOf(row)});
+    }
+    return known;
+}
+
 }  // namespace
 
 void AddErrorVerb(cli::Command& app, Session& session) {
     const auto code = std::make_shared<std::string>();
     cli::Command verb = AddVerb(app, "error", "Explain a code", session,
                                 [code](Session& running) { ShowError(running, *code); });
-    verb.Add("CODE", *code, "Decimal, 0x and hexadecimal digits, or as in the log").Required();
+    verb.Add("CODE", *code, "Decimal, 0x and hexadecimal digits, or as in the log")
+        .Required()
+        .Offers(KnownCodes);
     AddExamples(verb, {"ukeyctl error -401", "ukeyctl error 0x0A000001",
                        "ukeyctl error FFFFFE6F        as the log shows -401"});
 }

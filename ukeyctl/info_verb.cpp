@@ -53,7 +53,8 @@ void ShowKeys(Session& session) {
         report.AddDetail("keys", TableOf(keys));
         SayWhatIsMissing(report, keys);
     } catch (const std::exception& error) {
-        report.AddDetail("keys", std::monostate());
+        report.AddDetail("keys", TableOf({}));
+        report.AddDetail("keys_problem", std::string(error.what()));
         report.Say(std::string("The plugged keys cannot be listed: ") + error.what());
     }
 }

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
 #include "cli/encoding.h"
+#include "cli/json.h"
 #include "cli/printable.h"
 #include "cli/table.h"
 #include "codes/advice.h"
@@ -14,7 +14,7 @@
 namespace log_output {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using cli::Json;
 
 constexpr const char* kSerialNumber = "serial_number";
 constexpr const char* kHelp = "the verb's --help";
@@ -102,9 +102,7 @@ std::string Quoted(const std::string& text) {
 // wants it.
 class Object final {
  public:
-    explicit Object(const char* kind) : text_("{\"schema\":1,\"ok\":true,\"verb\":\"log\"") {
-        Text("kind", kind);
-    }
+    explicit Object(const char* kind) : text_(Begin()) { Text("kind", kind); }
 
     Object& Text(const char* key, const std::string& value) {
         Key(key) += Quoted(value);
@@ -125,6 +123,14 @@ class Object final {
     std::string Line() { return text_ + "}\n"; }
 
  private:
+    static const std::string& Begin() {
+        static const std::string begin = [] {
+            std::string object = cli::JsonObject("log", true).dump();
+            object.pop_back();
+            return object;
+        }();
+        return begin;
+    }
     std::string& Key(const char* key) {
         text_ += ",\"";
         text_ += key;
@@ -344,21 +350,19 @@ std::string ForPeople(const logs::Summary& summary) {
 }
 
 std::string ForScripts(const logs::Summary& summary) {
-    const Json object = {{"schema", 1},
-                         {"ok", true},
-                         {"verb", "log"},
-                         {"kind", "summary"},
-                         {"calls", summary.calls},
-                         {"failed", summary.failures},
-                         {"processes", summary.processes.size()},
-                         {"first", Time(summary.first)},
-                         {"last", Time(summary.last)},
-                         {"damaged_places", summary.damaged_places},
-                         {"damaged_bytes", summary.damaged_bytes},
-                         {"functions", FunctionRows(summary)},
-                         {"failures", FailureRows(summary)},
-                         {"slowest", SlowestRows(summary)}};
-    return cli::PrintableJson(object.dump(-1, ' ', false, Json::error_handler_t::replace)) + "\n";
+    Json object = cli::JsonObject("log", true);
+    object.update({{"kind", "summary"},
+                   {"calls", summary.calls},
+                   {"failed", summary.failures},
+                   {"processes", summary.processes.size()},
+                   {"first", Time(summary.first)},
+                   {"last", Time(summary.last)},
+                   {"damaged_places", summary.damaged_places},
+                   {"damaged_bytes", summary.damaged_bytes},
+                   {"functions", FunctionRows(summary)},
+                   {"failures", FailureRows(summary)},
+                   {"slowest", SlowestRows(summary)}});
+    return cli::JsonLine(object);
 }
 
 }  // namespace log_output

@@ -73,6 +73,14 @@ std::string CheckFunction(const std::string& name) {
     return "\"" + name + "\" writes no records; those that do are " + all;
 }
 
+cli::Candidates LoggedFunctions(const cli::OnLine& /*given*/) {
+    cli::Candidates functions;
+    for (const logs::LoggedFunction& function : logs::AllLogged()) {
+        functions.push_back({std::string(function.name), {}});
+    }
+    return functions;
+}
+
 logs::Moment SinceOf(const std::string& text) {
     const int64_t span = ReadSpan(text);
     return text.empty() ? logs::kNoMoment
@@ -377,7 +385,8 @@ void AddLogVerbs(cli::Command& app, Session& session) {
         .Checked(CheckSince);
     verb.Add("--function", options->function, "Only calls of this exported function")
         .Takes("NAME")
-        .Checked(CheckFunction);
+        .Checked(CheckFunction)
+        .Offers(LoggedFunctions);
     verb.Add("--process", options->process, "Only calls of this process")
         .Checked(cli::WholeNumber(1));
     verb.AddFlag("--failures", options->failures,

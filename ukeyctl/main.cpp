@@ -26,17 +26,23 @@ void AddCommonOptions(cli::Command& app, Session& session) {
         .Takes("PATH");
     app.Add("--charset", session.charset,
             "The character set of the key's texts, as the key names it: UTF-8, GB18030, ...")
-        .Takes("NAME");
+        .Takes("NAME")
+        .Offers([](const cli::OnLine&) {
+            return cli::Candidates{{"UTF-8", {}}, {"GB18030", {}}};
+        });
     app.Add("--language", session.language,
             "The language of the key's texts and dialogs, as the key names it: zh_CN, ...")
-        .Takes("NAME");
+        .Takes("NAME")
+        .Offers([](const cli::OnLine&) {
+            return cli::Candidates{{"zh_CN", {}}, {"en_US", {}}};
+        });
     app.AddFlag("--json", session.json, "One JSON object on standard output, for scripts");
     app.AddVersion("ukeyctl " UKEYCTL_VERSION);
 }
 
 void BuildCommandLine(cli::Command& app, Session& session) {
     app.Describe(kDescription);
-    app.Close(std::string(kExamples) + cli::kStatusesOfUkeyctl);
+    app.Close(std::string(kExamples) + cli::TellStatusesOf(cli::kUkeyctl));
     app.ShareOptions();
     AddCommonOptions(app, session);
     AddInfoVerbs(app, session);

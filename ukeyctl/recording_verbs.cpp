@@ -222,10 +222,8 @@ void AddReplay(cli::Command& app, Session& session) {
 
 // ------------------------------------------------------------- recording
 
-std::string Milliseconds(int64_t us) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.3f", static_cast<double>(us) / 1000);
-    return text;
+double Milliseconds(int64_t us) {
+    return static_cast<double>(us) / 1000;
 }
 
 std::string AnswerOf(const recorder::Call& call) {
@@ -236,18 +234,30 @@ std::string AnswerOf(const recorder::Call& call) {
                          : std::string(call.finished ? "-" : "did not return");
 }
 
+std::string OutcomeOf(const recorder::Call& call) {
+    return call.threw ? "threw" : call.finished ? "returned" : "missing";
+}
+
 cli::Table TableOf(const Recording& recording) {
     cli::Table table{{{"call", "CALL"},
                       {"process", "PROCESS"},
                       {"thread", "THREAD"},
                       {"start_ms", "START ms"},
                       {"duration_ms", "TIME ms"},
-                      {"code", "CODE"},
+                      {"", "CODE"},
+                      {"code", ""},
+                      {"hex", ""},
+                      {"outcome", ""},
                       {"text", "WHAT WAS CALLED"}},
                      {}};
+    using Cell = cli::Table::Cell;
     for (const recorder::Call& call : recording.calls) {
+        const bool has_code = call.has_code && !call.threw;
+        const auto code = static_cast<int32_t>(call.code);
         table.rows.push_back({call.number, call.process, call.thread, Milliseconds(call.start_us),
                               Milliseconds(call.duration_us), AnswerOf(call),
+                              has_code ? Cell(int64_t{code}) : Cell(),
+                              has_code ? Cell(codes::Hexadecimal(code)) : Cell(), OutcomeOf(call),
                               recorder::Describe(call)});
     }
     return table;

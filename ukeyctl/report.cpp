@@ -1,16 +1,16 @@
 #include "report.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "cli/encoding.h"
+#include "cli/json.h"
 #include "cli/printable.h"
 #include "codes/catalogue.h"
 #include "codes/notation.h"
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using cli::Json;
 
 struct ShowValue {
     std::string operator()(std::monostate /*none*/) const { return "-"; }
@@ -49,7 +49,9 @@ Json EncodeValue::operator()(const cli::Table& table) const {
     for (const std::vector<cli::Table::Cell>& row : table.rows) {
         Json object;
         for (size_t i = 0; i < row.size(); ++i) {
-            Encode(object, table.columns[i].key, row[i]);
+            if (!table.columns[i].key.empty()) {
+                Encode(object, table.columns[i].key, row[i]);
+            }
         }
         rows.push_back(object);
     }
@@ -65,6 +67,7 @@ std::string WithLineEnd(std::string text) {
 
 Json EncodeFailure(const cli::Failure& failure) {
     Json error = {{"status", static_cast<int>(failure.status)},
+                  {"class", cli::NameOf(failure.status)},
                   {"what", failure.what},
                   {"why", failure.why},
                   {"next", failure.next}};
@@ -125,7 +128,7 @@ std::string Report::ForPeople(Destination destination) const {
 }
 
 std::string Report::ForScripts(const std::string& verb, const cli::Failure* failure) const {
-    Json object = {{"ok", failure == nullptr}, {"verb", verb}};
+    Json object = cli::JsonObject(verb, failure == nullptr);
     for (const Field& field : fields_) {
         if (!field.key.empty()) {
             Encode(object, field.key, field.value);
@@ -134,5 +137,5 @@ std::string Report::ForScripts(const std::string& verb, const cli::Failure* fail
     if (failure != nullptr) {
         object["error"] = EncodeFailure(*failure);
     }
-    return cli::PrintableJson(object.dump(-1, ' ', false, Json::error_handler_t::replace)) + "\n";
+    return cli::JsonLine(object);
 }

@@ -38,8 +38,8 @@ class Report {
 
     std::string ForPeople(Destination destination) const;
 
-    // The object has "ok" and "verb", the fields, and "error" when there is a failure. Text that
-    // is not UTF-8 is shown with replacement characters, and in a field KEY_hex byte by byte.
+    // The object has what each begins with, the fields, and "error" when there is a failure. Text
+    // that is not UTF-8 is shown with replacement characters, and in a field KEY_hex byte by byte.
     std::string ForScripts(const std::string& verb, const cli::Failure* failure) const;
 
  private:

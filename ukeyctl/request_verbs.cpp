@@ -47,7 +47,7 @@ void DeliverRequests(Session& session, const RequestOptions& options, const std:
     if (options.format == "pem") {
         Deliver(session, "requests", PemRequests(joined), options.out);
     } else {
-        Deliver(session, "requests", joined, options.out);
+        DeliverJoined(session, "requests", joined, options.out);
     }
 }
 

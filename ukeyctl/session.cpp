@@ -32,7 +32,7 @@ static_assert(static_cast<int32_t>(ukey::Errc::kTextOutOfMemory) == codes::kText
 
 cli::Failure FailureOf(const ukey::Error& error, const std::string& verb) {
     cli::Failure failure;
-    failure.status = cli::ExitStatus::kFailed;
+    failure.status = codes::StatusFor(error.Code(), error.code().message());
     failure.what = std::string(error.Function()) + " failed";
     failure.why = codes::InBothForms(error.Code()) + ": " + error.code().message();
     failure.next = codes::NextFor(error.Code(), error.Function(), error.code().message(),

@@ -89,7 +89,7 @@ void RunBatchSign(Session& session, BatchSignOptions& options) {
         CheckNotEmpty(*input.text, "the text of --text", options.empty);
     }
     input.param6 = options.param6.empty() ? nullptr : options.param6.c_str();
-    Deliver(session, "signatures", session.Key().Batch_Sign(input), options.out);
+    DeliverJoined(session, "signatures", session.Key().Batch_Sign(input), options.out);
 }
 
 // The options are named for the arguments' positions: what they mean is the key's affair.

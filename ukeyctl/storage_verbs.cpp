@@ -37,13 +37,25 @@ void AddLabel(cli::Command& app, Session& session) {
             running.Result().Say("The label has been written.");
         });
     AddKeyOption(set, session, KeyUse::kChanging);
-    set.Add("LABEL", options->label, "The new label").Required();
+    set.Add("LABEL", options->label, "The new label").Required().Offers(PluggedLabels(session));
     AddAllowEmpty(set, options->empty);
     AddExamples(set, {"ukeyctl label set \"Accounts, second floor\""});
 }
 
+// Which items a key has it does not tell; the software key has these.
+cli::Candidates ItemNumbers(const cli::OnLine& /*given*/) {
+    constexpr int kItems = 64;
+    cli::Candidates items;
+    for (int item = 0; item < kItems; ++item) {
+        items.push_back({std::to_string(item), {}});
+    }
+    return items;
+}
+
 void AddIndex(cli::Command& verb, int32_t& index) {
-    verb.Add("INDEX", index, "Which item, passed to the key as it is").Required();
+    verb.Add("INDEX", index, "Which item, passed to the key as it is")
+        .Required()
+        .Offers(ItemNumbers);
 }
 
 void AddGetData(cli::Command& group, Session& session) {

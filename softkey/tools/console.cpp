@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <system_error>
 
 #include "cli/printable.h"
 #include "codes/advice.h"
@@ -24,7 +25,8 @@ class Terminal {
             throw Refusal("there is no terminal to ask on",
                           echo == Echo::kOff
                               ? "Run it on a terminal, or name the PIN's file with --pin-file FILE"
-                              : "Run it on a terminal, or give --yes");
+                              : "Run it on a terminal, or give --yes",
+                          cli::ExitStatus::kDeclined);
         }
         if (echo == Echo::kOn) {
             return;
@@ -59,16 +61,9 @@ class Terminal {
 };
 
 cli::Failure FailureOf(const Error& error) {
-    return cli::MakeFailure(cli::ExitStatus::kFailed,
+    return cli::MakeFailure(codes::StatusFor(codes::Number(error.code())),
                             codes::TextOf(codes::Number(error.code()), codes::Language::kEnglish),
                             error.what(), AdviceFor(error));
-}
-
-// A file that cannot be read or written is a failure of the operation like any other.
-cli::Failure OfOperation(const cli::Failure& failure) {
-    return failure.status == cli::ExitStatus::kFile
-               ? FailureOf(Error(Code::kFail, failure.what + ": " + failure.why))
-               : failure;
 }
 
 void Tell(const std::string& name, const cli::Failure& failure) {
@@ -104,9 +99,13 @@ cli::ExitStatus RunCommand(const std::string& name, const cli::Work& command) {
     } catch (const Error& error) {
         return fail(FailureOf(error));
     } catch (const cli::CommandFailure& failure) {
-        return fail(OfOperation(failure.Details()));
+        return fail(failure.Details());
+    } catch (const std::system_error& error) {
+        return fail(cli::MakeFailure(cli::ExitStatus::kFile, error.what(), {},
+                                     "Check the path, the permissions and the free space"));
     } catch (const std::exception& error) {
-        return fail(Refusal(error.what(), {}).Details());
+        return fail(cli::MakeFailure(cli::ExitStatus::kInternal, cli::kOwnFault, error.what(),
+                                     cli::kNextForOwnFault));
     }
 }
 
@@ -140,7 +139,8 @@ void ConfirmOnTerminal(bool yes, const std::string& question) {
     terminal.Show(question + " [y/N] ");
     const SecretBytes answer = terminal.ReadLine();
     if (answer.empty() || (answer[0] != 'y' && answer[0] != 'Y')) {
-        throw Refusal("nothing was changed", "Answer y, or give --yes, to go on");
+        throw Refusal("nothing was changed", "Answer y, or give --yes, to go on",
+                      cli::ExitStatus::kDeclined);
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include "cli/checks.h"
 #include "cli/table.h"
+#include "codes/catalogue.h"
 #include "codes/notation.h"
 #include "codes/texts.h"
 #include "entry/faults.h"
@@ -109,7 +110,7 @@ std::vector<Fault> ReadFaults() {
         }
         throw Refusal(
             "the file of ordered faults is damaged, which counts as no faults: " + FaultsPath(),
-            "Remove it with: softkey fault --clear");
+            "Remove it with: softkey fault --clear", cli::ExitStatus::kFile);
     }
 }
 
@@ -148,6 +149,27 @@ void OrderOrClear(const Options& options) {
     ListFaults();
 }
 
+cli::Candidates Entries(const cli::OnLine& /*given*/) {
+    cli::Candidates entries;
+    for (const char* name : maker::kEntryNames) {
+        entries.push_back({name, {}});
+    }
+    for (const char* name : maker::kTokenNames) {
+        entries.push_back({name, {}});
+    }
+    return entries;
+}
+
+cli::Candidates CodesWithTexts(const cli::OnLine& /*given*/) {
+    cli::Candidates codes;
+    for (const codes::Row& row : codes::All()) {
+        if (row.english != nullptr) {
+            codes.push_back({codes::Hexadecimal(row.code), row.english});
+        }
+    }
+    return codes;
+}
+
 }  // namespace
 
 void AddFault(cli::Command& program) {
@@ -156,12 +178,16 @@ void AddFault(cli::Command& program) {
         "fault", "Make an entry of the key's libraries fail on purpose, for every key and process",
         Doing([options] { OrderOrClear(*options); }));
     command.Close("Example:\n  softkey fault VerifyPIN 0x0A000024 --times 2 --after 1\n\n" +
-                  FunctionsAndEntries() + "\n" + cli::kStatusesOfSoftkey);
-    command.Add("entry", options->entry,
-                "The entry, e.g. VerifyPIN, GMCreatePKCS10 or VexaT_WaitForEvent");
-    command.Add("code", options->code,
-                "What it answers, e.g. 0x0A000024 or -401; 0 only delays the call. With "
-                "X_ErrorConvert_UOS any code gives no text.");
+                  FunctionsAndEntries() + "\n" + cli::TellStatusesOf(cli::kSoftkey));
+    command
+        .Add("entry", options->entry,
+             "The entry, e.g. VerifyPIN, GMCreatePKCS10 or VexaT_WaitForEvent")
+        .Offers(Entries);
+    command
+        .Add("code", options->code,
+             "What it answers, e.g. 0x0A000024 or -401; 0 only delays the call. With "
+             "X_ErrorConvert_UOS any code gives no text.")
+        .Offers(CodesWithTexts);
     const cli::Option times =
         command.Add("--times", options->times, "How many calls fail (default: 1)")
             .Checked(cli::WholeNumber(1));

@@ -149,7 +149,29 @@ void Unplug(const std::string& serial) {
     Say("Unplugged " + key.serial + " from slot " + std::to_string(key.slot) + ".");
 }
 
+cli::Candidates OfferKeys(Which which) {
+    cli::Candidates candidates;
+    const Slots::Snapshot slots = Slots::Present();
+    for (const std::string& serial : AllSerials()) {
+        const ListedKey listed = LookAtListed(serial, slots);
+        if (which == Which::kAll || (which == Which::kPlugged) == listed.plugged.has_value()) {
+            candidates.push_back({serial, listed.summary ? listed.summary->key.label : "unusable"});
+        }
+    }
+    return candidates;
+}
+
 }  // namespace
+
+cli::Source SerialNumbers(Which which) {
+    return [which](const cli::OnLine&) {
+        try {
+            return OfferKeys(which);
+        } catch (const std::exception&) {
+            return cli::Candidates();  // who types is not told of it; the command itself will be
+        }
+    };
+}
 
 void AddNew(cli::Command& program) {
     struct Options {
@@ -175,13 +197,13 @@ void AddList(cli::Command& program) {
     const auto json = std::make_shared<bool>(false);
     cli::Command command = program.AddCommand(
         "list", "List all keys, where they are plugged, and their PINs",
-        [json] { return List(*json) ? cli::ExitStatus::kDone : cli::ExitStatus::kFailed; });
+        [json] { return List(*json) ? cli::ExitStatus::kDone : cli::ExitStatus::kFile; });
     command.AddFlag("--json", *json, "Print JSON");
     command.Close(
         std::string(
             "A key that cannot be used is listed as unusable; standard error tells why and what to "
             "do.\n") +
-        cli::kStatusesOfList);
+        cli::TellStatusesOf(cli::kSoftkey));
 }
 
 void AddPlug(cli::Command& program) {
@@ -193,7 +215,8 @@ void AddPlug(cli::Command& program) {
         Doing([options] { Plug(*options); }));
     command.Add("serial", options->serial, "The key's serial number")
         .Required()
-        .Checked(cli::CheckSerialNumber);
+        .Checked(cli::CheckSerialNumber)
+        .Offers(SerialNumbers(Which::kUnplugged));
     const cli::Option file = command.Add(
         "--pin-file", options->pin_file,
         "Unattended: line 1 of this file is the PIN, line 2 the new PIN for a PIN change. The "
@@ -217,7 +240,8 @@ void AddUnplug(cli::Command& program) {
                            Doing([serial] { Unplug(*serial); }));
     command.Add("serial", *serial, "The key's serial number")
         .Required()
-        .Checked(cli::CheckSerialNumber);
+        .Checked(cli::CheckSerialNumber)
+        .Offers(SerialNumbers(Which::kPlugged));
 }
 
 void AddShow(cli::Command& program) {
@@ -233,7 +257,8 @@ void AddShow(cli::Command& program) {
         }));
     command.Add("serial", options->serial, "The key's serial number")
         .Required()
-        .Checked(cli::CheckSerialNumber);
+        .Checked(cli::CheckSerialNumber)
+        .Offers(SerialNumbers(Which::kAll));
     command.AddFlag("--json", options->json, "Print JSON, with public keys and certificates");
 }
 

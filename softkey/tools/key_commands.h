@@ -6,6 +6,10 @@
 namespace softkey::tools {
 
 // Each adds its command to the program.
+// For completion: the keys that there are, all or those that are plugged or not.
+enum class Which { kAll, kPlugged, kUnplugged };
+cli::Source SerialNumbers(Which which);
+
 void AddNew(cli::Command& program);
 void AddList(cli::Command& program);
 void AddPlug(cli::Command& program);

@@ -1,10 +1,9 @@
 #include "tools/key_views.h"
 
 #include <iostream>
-#include <nlohmann/json.hpp>
 
 #include "base/encoding.h"
-#include "cli/printable.h"
+#include "cli/json.h"
 #include "cli/table.h"
 #include "codes/texts.h"
 #include "crypto/certificate_texts.h"
@@ -14,11 +13,13 @@
 namespace softkey::tools {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using cli::Json;
 
-// What an older store, or a path, holds that is no UTF-8 must not keep the rest from being shown.
-std::string Dump(const Json& json) {
-    return cli::PrintableJson(json.dump(2, ' ', false, Json::error_handler_t::replace));
+// The object of a command, with the fields.
+void Print(const char* verb, const Json& fields) {
+    Json object = cli::JsonObject(verb, true);
+    object.update(fields);
+    std::cout << cli::JsonLine(object);
 }
 
 std::string PinSourceText(const PinSource& source) {
@@ -40,8 +41,8 @@ std::string PinText(const PinState& pin) {
 }
 
 Json PlaceJson(const std::string& serial, const std::optional<PluggedKey>& plugged) {
-    Json json{{"serial", serial}, {"label", nullptr},     {"plugged", plugged.has_value()},
-              {"slot", nullptr},  {"triesLeft", nullptr}, {"triesMaximum", nullptr}};
+    Json json{{"serial_number", serial}, {"label", nullptr},      {"plugged", plugged.has_value()},
+              {"slot", nullptr},         {"tries_left", nullptr}, {"tries_at_most", nullptr}};
     if (plugged) {
         json["slot"] = plugged->slot;
     }
@@ -51,8 +52,8 @@ Json PlaceJson(const std::string& serial, const std::optional<PluggedKey>& plugg
 Json SummaryJson(const KeySummary& summary) {
     Json json = PlaceJson(summary.serial, summary.plugged);
     json["label"] = summary.key.label;
-    json["triesLeft"] = summary.key.pin.tries_left;
-    json["triesMaximum"] = summary.key.pin.tries_maximum;
+    json["tries_left"] = summary.key.pin.tries_left;
+    json["tries_at_most"] = summary.key.pin.tries_maximum;
     return json;
 }
 
@@ -99,24 +100,25 @@ void ShowAsText(const KeySummary& summary) {
 void ShowAsJson(const KeySummary& summary) {
     Json json = SummaryJson(summary);
     json["store"] = KeyPath(summary.serial);
-    json["pinSource"] = PinSourceText(summary.plugged ? summary.plugged->source : PinSource());
-    json["keyPairs"] = Json::array();
+    json["pin_source"] = PinSourceText(summary.plugged ? summary.plugged->source : PinSource());
+    Json pairs = Json::array();
     for (const StoredPair& pair : summary.key.pairs) {
         Json entry{{"usage", pair.usage == Usage::kSigning ? "signing" : "encryption"},
                    {"type", TypeName(pair.type)},
                    {"dual", pair.dual},
-                   {"publicKey", ToPem(pair.public_key, "PUBLIC KEY")},
+                   {"public_key", ToPem(pair.public_key, "PUBLIC KEY")},
                    {"certificate", nullptr}};
         if (!pair.IsTemporary()) {
             entry["certificate"] = ToPem(pair.certificate, "CERTIFICATE");
         }
-        json["keyPairs"].push_back(entry);
+        pairs.push_back(entry);
     }
-    std::cout << Dump(json) << '\n';
+    json["key_pairs"] = pairs;
+    Print("show", json);
 }
 
 void ShowBriefAsJson(const KeySummary& summary) {
-    std::cout << Dump(SummaryJson(summary)) << '\n';
+    Print("new", SummaryJson(summary));
 }
 
 void ShowAsText(const std::vector<ListedKey>& keys) {
@@ -135,20 +137,23 @@ void ShowAsText(const std::vector<ListedKey>& keys) {
 }
 
 void ShowAsJson(const std::vector<ListedKey>& keys) {
-    Json json = Json::array();
+    Json list = Json::array();
     for (const ListedKey& key : keys) {
         Json entry = key.summary ? SummaryJson(*key.summary) : PlaceJson(key.serial, key.plugged);
         entry["problem"] = nullptr;
+        entry["code"] = nullptr;
+        entry["next"] = nullptr;
         if (key.problem) {
-            entry["problem"] = {{"code", static_cast<int32_t>(key.problem->code())},
-                                {"text", codes::TextOf(codes::Number(key.problem->code()),
-                                                       codes::Language::kEnglish)},
-                                {"why", key.problem->what()},
-                                {"next", key.problem->advice()}};
+            const int32_t code = codes::Number(key.problem->code());
+            const std::string why = key.problem->what();
+            entry["problem"] = codes::TextOf(code, codes::Language::kEnglish) +
+                               std::string(why.empty() ? "" : " ") + why;
+            entry["code"] = code;
+            entry["next"] = key.problem->advice();
         }
-        json.push_back(entry);
+        list.push_back(entry);
     }
-    std::cout << Dump(json) << '\n';
+    Print("list", {{"keys", list}});
 }
 
 }  // namespace softkey::tools

@@ -64,11 +64,13 @@ void Delete(const Options& options) {
 
 void BackUp(const Options& options) {
     if (Exists(options.file)) {
-        throw Refusal(options.file + " exists already", "Name a file that is not there yet");
+        throw Refusal(options.file + " exists already", "Name a file that is not there yet",
+                      cli::ExitStatus::kFile);
     }
     const std::filesystem::path folder = std::filesystem::absolute(options.file).parent_path();
     if (!Exists(folder.string())) {
-        throw Refusal("there is no folder " + folder.string(), "Make it, or name another one");
+        throw Refusal("there is no folder " + folder.string(), "Make it, or name another one",
+                      cli::ExitStatus::kFile);
     }
     BackUpKey(options.serial, options.file);
     Say("The copy is in " + options.file + ".");
@@ -76,7 +78,8 @@ void BackUp(const Options& options) {
 
 void Restore(const Options& options) {
     if (!Exists(options.file)) {
-        throw Refusal("there is no file " + options.file, "Name what `softkey backup` has made");
+        throw Refusal("there is no file " + options.file, "Name what `softkey backup` has made",
+                      cli::ExitStatus::kFile);
     }
     const RestoredKey restored = RestoreKey(options.file);
     if (restored.damaged) {
@@ -99,7 +102,8 @@ cli::Command AddSerialAction(cli::Command& program, const std::shared_ptr<Option
     cli::Command command = AddAction(program, options, name, description, action);
     command.Add("serial", options->serial, "The key's serial number")
         .Required()
-        .Checked(cli::CheckSerialNumber);
+        .Checked(cli::CheckSerialNumber)
+        .Offers(SerialNumbers(Which::kAll));
     return command;
 }
 

@@ -5,7 +5,6 @@
 #include <iostream>
 #include <string>
 
-#include "base/error.h"
 #include "cli/standard_descriptors.h"
 #include "tools/console.h"
 
@@ -16,11 +15,11 @@ cli::CommandFailure UsageFailure(const std::string& command, const cli::Mistake&
     return Refusal(mistake.what(), command + " --help tells how", cli::ExitStatus::kUsage);
 }
 
-cli::ExitStatus ParseAndRun(const std::string& name, AddCommands add_commands, int argc,
-                            char** argv) {
+cli::ExitStatus ParseAndRun(cli::Commands which, const std::string& name, AddCommands add_commands,
+                            int argc, char** argv) {
     cli::Program program(name, "command");
     // Before the commands are added, which take it over.
-    program.Top().Close(cli::kStatusesOfSoftkey);
+    program.Top().Close(cli::TellStatusesOf(which));
     add_commands(program.Top());
     try {
         const std::optional<cli::Chosen> chosen = program.Parse(argc, argv);
@@ -37,8 +36,8 @@ cli::ExitStatus ParseAndRun(const std::string& name, AddCommands add_commands, i
 void RequireThatOutputWasWritten() {
     std::cout.flush();
     if (!std::cout) {
-        throw Error(Code::kFail,
-                    std::string("standard output cannot be written: ") + std::strerror(errno));
+        cli::Throw(cli::ExitStatus::kFile, "cannot write to standard output", std::strerror(errno),
+                   "check where the output goes");
     }
 }
 
@@ -51,10 +50,11 @@ cli::Work Doing(std::function<void()> work) {
     };
 }
 
-int RunProgram(const char* name, AddCommands add_commands, int argc, char** argv) {
+int RunProgram(cli::Commands program, const char* name, AddCommands add_commands, int argc,
+               char** argv) {
     cli::OpenStandardDescriptors();
     return static_cast<int>(RunCommand(name, [&] {
-        const cli::ExitStatus status = ParseAndRun(name, add_commands, argc, argv);
+        const cli::ExitStatus status = ParseAndRun(program, name, add_commands, argc, argv);
         if (status == cli::ExitStatus::kDone) {
             RequireThatOutputWasWritten();
         }

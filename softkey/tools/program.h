@@ -15,7 +15,8 @@ cli::Work Doing(std::function<void()> work);
 
 // A program's whole main. Nothing leaves it but an exit status: what fails outside a command ends
 // like a failed command.
-int RunProgram(const char* name, AddCommands add_commands, int argc, char** argv);
+int RunProgram(cli::Commands program, const char* name, AddCommands add_commands, int argc,
+               char** argv);
 
 }  // namespace softkey::tools
 

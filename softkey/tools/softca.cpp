@@ -106,5 +106,5 @@ void AddAll(cli::Command& program) {
 }  // namespace softkey::tools
 
 int main(int argc, char** argv) {
-    return softkey::tools::RunProgram("softca", softkey::tools::AddAll, argc, argv);
+    return softkey::tools::RunProgram(cli::kSoftca, "softca", softkey::tools::AddAll, argc, argv);
 }

@@ -39,5 +39,5 @@ void AddAll(cli::Command& program) {
 }  // namespace softkey::tools
 
 int main(int argc, char** argv) {
-    return softkey::tools::RunProgram("softkey", softkey::tools::AddAll, argc, argv);
+    return softkey::tools::RunProgram(cli::kSoftkey, "softkey", softkey::tools::AddAll, argc, argv);
 }

@@ -36,9 +36,10 @@ class CommandsTest : public SoftKeyTest {
         return result.output;
     }
 
-    // Runs a command that must fail with status 1 and these words, and say what to do next.
-    static void ExpectFailure(const std::string& arguments, const std::string& words) {
-        ExpectEnd(1, SoftKey(arguments), words);
+    // Runs a command that must fail like this and with these words, and say what to do next.
+    static void ExpectFailure(const std::string& arguments, const std::string& words,
+                              cli::ExitStatus status = cli::ExitStatus::kFailed) {
+        ExpectEnd(static_cast<int>(status), SoftKey(arguments), words);
     }
     static void ExpectUsageError(const std::string& arguments, const std::string& words) {
         ExpectEnd(2, SoftKey(arguments), words);
@@ -62,13 +63,16 @@ void FailToBegin(cli::Command& /*program*/) {
     throw std::runtime_error("no room");
 }
 
-TEST(RunProgramTest, WhatFailsOutsideACommandIsReportedLikeAFailedCommand) {
+TEST(RunProgramTest, WhatFailsForNoKnownReasonIsAFaultOfTheCommandItself) {
     char name[] = "softkey";
     char* arguments[] = {name, nullptr};
     ::testing::internal::CaptureStderr();
-    const int status = tools::RunProgram("softkey", FailToBegin, 1, arguments);
-    EXPECT_EQ("softkey: no room\n", ::testing::internal::GetCapturedStderr());
-    EXPECT_EQ(1, status);
+    const int status = tools::RunProgram(cli::kSoftkey, "softkey", FailToBegin, 1, arguments);
+    EXPECT_EQ(
+        "softkey: the command itself failed\n  why: no room\n"
+        "  next: report this with the command line that led to it\n",
+        ::testing::internal::GetCapturedStderr());
+    EXPECT_EQ(70, status);
 }
 
 // Else a key's store could be what is printed into.
@@ -80,7 +84,7 @@ TEST(RunProgramTest, NoFileTakesThePlaceOfAClosedStream) {
         close(STDERR_FILENO);
         char name[] = "softkey";
         char* arguments[] = {name, nullptr};
-        tools::RunProgram(name, FailToBegin, 1, arguments);
+        tools::RunProgram(cli::kSoftkey, name, FailToBegin, 1, arguments);
         char byte = 0;
         const bool stay_useless =
             read(STDIN_FILENO, &byte, 1) < 0 && write(STDOUT_FILENO, &byte, 1) < 0;
@@ -103,7 +107,7 @@ TEST_F(CommandsTest, NewPrintsTheSerialNumberOfAKeyWithThatPin) {
 
 TEST_F(CommandsTest, WithoutATerminalAPinFileIsNeeded) {
     const CommandResult result = RunShell("setsid " + Program("softkey") + " new </dev/null");
-    EXPECT_EQ(1, result.status);
+    EXPECT_EQ(13, result.status);
     EXPECT_NE(std::string::npos, result.output.find("--pin-file")) << result.output;
 }
 
@@ -111,14 +115,14 @@ TEST_F(CommandsTest, PlugAndUnplugChangeWhatListShows) {
     const std::string serial = NewKey();
     Good("plug " + serial);
     Json list = Json::parse(Good("list --json"));
-    EXPECT_EQ(serial, list[0]["serial"]);
-    EXPECT_EQ(1, list[0]["slot"]);
+    EXPECT_EQ(serial, list["keys"][0]["serial_number"]);
+    EXPECT_EQ(1, list["keys"][0]["slot"]);
     ExpectFailure("plug " + serial, "softkey unplug");
     Good("unplug " + serial);
     list = Json::parse(Good("list --json"));
-    EXPECT_TRUE(list[0]["slot"].is_null());
-    ExpectFailure("unplug " + serial, "not plugged in");
-    ExpectFailure("plug OR99999999999999", "softkey list");
+    EXPECT_TRUE(list["keys"][0]["slot"].is_null());
+    ExpectFailure("unplug " + serial, "not plugged in", cli::ExitStatus::kNoKey);
+    ExpectFailure("plug OR99999999999999", "softkey list", cli::ExitStatus::kNoKey);
 }
 
 TEST_F(CommandsTest, ListHasAlignedColumns) {
@@ -141,7 +145,7 @@ TEST_F(CommandsTest, ALabelThatIsNoTextIsRefusedAndAnOldOneTearsNothing) {
     // As a store from before that rule has it.
     Database(KeyPath(serial), Database::Mode::kExisting)
         .Execute("UPDATE key SET label = CAST(x'41FF0A42' AS TEXT)");
-    EXPECT_EQ("A\uFFFD\nB", Json::parse(Good("list --json"))[0]["label"]);
+    EXPECT_EQ("A\uFFFD\nB", Json::parse(Good("list --json"))["keys"][0]["label"]);
     EXPECT_EQ("A\uFFFD\nB", Json::parse(Good("show --json " + serial))["label"]);
     EXPECT_NE(std::string::npos, Good("list").find("A\\xFF\\x0AB\n"));
     EXPECT_NE(std::string::npos, Good("show " + serial).find("A\\xFF\\x0AB\n"));
@@ -155,8 +159,8 @@ TEST_F(CommandsTest, OutputThatCannotBeWrittenIsAFailure) {
          {std::string("list"), "new --pin-file " + pin_file_, std::string("--help")}) {
         const CommandResult result =
             RunShell(Program("softkey") + " " + arguments + " 2>&1 >/dev/full");
-        EXPECT_EQ(1, result.status) << arguments;
-        EXPECT_NE(std::string::npos, result.output.find("standard output cannot be written"))
+        EXPECT_EQ(4, result.status) << arguments;
+        EXPECT_NE(std::string::npos, result.output.find("cannot write to standard output"))
             << result.output;
     }
 }
@@ -164,7 +168,8 @@ TEST_F(CommandsTest, OutputThatCannotBeWrittenIsAFailure) {
 TEST_F(CommandsTest, APinFileThatOthersCanReadIsRefusedAtPlugTime) {
     const std::string serial = NewKey();
     chmod(pin_file_.c_str(), 0644);
-    ExpectFailure("plug " + serial + " --pin-file " + pin_file_, "chmod 600");
+    ExpectFailure("plug " + serial + " --pin-file " + pin_file_, "chmod 600",
+                  cli::ExitStatus::kFile);
     EXPECT_TRUE(Slots::OpenOrCreate().Plugged().empty());
 }
 
@@ -185,7 +190,8 @@ TEST_F(CommandsTest, AnUnattendedSourceConfirmsUnlessToldOtherwise) {
 TEST_F(CommandsTest, PinChangesAndChecksThePin) {
     const std::string serial = NewKey();
     Good("pin " + serial + " --pin-file " + pin_file_);
-    ExpectFailure("pin " + serial + " --check --pin-file " + pin_file_, "tries left: 5");
+    ExpectFailure("pin " + serial + " --check --pin-file " + pin_file_, "tries left: 5",
+                  cli::ExitStatus::kPinWrong);
     EXPECT_NO_THROW(KeyStore(serial).Unlock(ToSecret(kOtherPin)));
 }
 
@@ -195,7 +201,8 @@ TEST_F(CommandsTest, ALockedKeyIsResetAndTheErrorSaysHow) {
     for (int i = 0; i < kMaximumTries; ++i) {
         SoftKey("pin " + serial + " --check --pin-file " + wrong);
     }
-    ExpectFailure("pin " + serial + " --check --pin-file " + pin_file_, "softkey reset");
+    ExpectFailure("pin " + serial + " --check --pin-file " + pin_file_, "softkey reset",
+                  cli::ExitStatus::kPinLocked);
     EXPECT_NE(std::string::npos, Good("list").find("locked"));
     Good("reset " + serial + " --yes --label new --pin-file " + wrong);
     EXPECT_NO_THROW(KeyStore(serial).Unlock(ToSecret(kOtherPin)));
@@ -208,10 +215,10 @@ TEST_F(CommandsTest, DeleteBackupAndRestoreGoRoundInACircle) {
     Good("backup " + serial + " " + copy);
     ExpectFailure("restore " + copy, "exists");
     Good("delete " + serial + " --yes");
-    ExpectFailure("show " + serial, "no key");
+    ExpectFailure("show " + serial, "no key", cli::ExitStatus::kNoKey);
     EXPECT_EQ(serial + "\n", Good("restore " + copy));
     Good("pin " + serial + " --check --pin-file " + pin_file_);
-    ExpectFailure("restore " + pin_file_, "not a key's store");
+    ExpectFailure("restore " + pin_file_, "not a key's store", cli::ExitStatus::kFile);
 }
 
 TEST_F(CommandsTest, FaultsHelpNamesTheEntriesBehindFunctions) {
@@ -241,9 +248,10 @@ TEST_F(CommandsTest, WordsThatMakeNoSenseAreNamed) {
 
 TEST_F(CommandsTest, WhatAPathBringsDoesNotReachTheTerminal) {
     const std::string hostile = "\"$(printf 'no\\033[2J\\302\\233\\377')\"";
-    ExpectFailure("restore " + hostile, "there is no file no\\x1B[2J\\xC2\\x9B\\xFF\n");
+    ExpectFailure("restore " + hostile, "there is no file no\\x1B[2J\\xC2\\x9B\\xFF\n",
+                  cli::ExitStatus::kFile);
     ExpectUsageError(hostile, "no command \"no\\x1B[2J\\xC2\\x9B\\xFF\"\n");
-    ExpectFailure("new --pin-file " + hostile, "no\\x1B[2J\\xC2\\x9B\\xFF");
+    ExpectFailure("new --pin-file " + hostile, "no\\x1B[2J\\xC2\\x9B\\xFF", cli::ExitStatus::kFile);
 }
 
 TEST_F(CommandsTest, HelpFitsTheTerminal) {
@@ -273,23 +281,25 @@ TEST_F(CommandsTest, AnEmptySerialNumberIsWrongUsage) {
           "backup '' copy", "new --serial ''", "new --serial= --json", "new --serial --json"}) {
         ExpectUsageError(command, words);
     }
-    EXPECT_EQ("[]\n", Good("list --json"));
+    EXPECT_TRUE(Json::parse(Good("list --json"))["keys"].empty());
 }
 
 TEST_F(CommandsTest, AClosedStandardInputIsNoEmptyOne) {
     const std::string authority = Program("softca") + " --dir " + Folder() + "/authority ";
     ASSERT_EQ(0, RunShell(authority + "init").status);
     const CommandResult result = RunShell(authority + "issue <&-");
-    EXPECT_EQ(1, result.status);
-    EXPECT_NE(std::string::npos, result.output.find("cannot read standard input: it is closed"))
+    EXPECT_EQ(4, result.status);
+    EXPECT_NE(std::string::npos, result.output.find("cannot read standard input\n  why: it is closed"))
         << result.output;
 }
 
 TEST_F(CommandsTest, FilesThatAreInTheWayOrMissingAreNamed) {
     const std::string serial = NewKey();
-    ExpectFailure("backup " + serial + " " + pin_file_, pin_file_ + " exists already");
-    ExpectFailure("backup " + serial + " nowhere/copy", "there is no folder ");
-    ExpectFailure("restore nowhere", "there is no file nowhere");
+    ExpectFailure("backup " + serial + " " + pin_file_, pin_file_ + " exists already",
+                  cli::ExitStatus::kFile);
+    ExpectFailure("backup " + serial + " nowhere/copy", "there is no folder ",
+                  cli::ExitStatus::kFile);
+    ExpectFailure("restore nowhere", "there is no file nowhere", cli::ExitStatus::kFile);
 }
 
 TEST_F(CommandsTest, AuthorityThatIsThereOrMissingIsNamed) {
@@ -341,7 +351,7 @@ TEST_F(CommandsTest, TheAuthorityAnswersARequestThatACommandShows) {
     EXPECT_EQ(0600U, status.st_mode & 0777U);
     const std::string bad = WriteSecretFile("bad", "AAAA");
     EXPECT_EQ(1, RunShell(Program("softca") + " issue --in " + bad).status);
-    EXPECT_EQ(1, RunShell(Program("softca") + " issue --in /nonexistent").status);
+    EXPECT_EQ(4, RunShell(Program("softca") + " issue --in /nonexistent").status);
     EXPECT_EQ(2, RunShell(Program("softca") + " issue --days 0").status);
 }
 
@@ -398,7 +408,7 @@ TEST_F(AuthorityTest, TheCommandLineIssuesForEverySeparatedRequest) {
         EXPECT_STREQ("CN=Alice,O=Example,C=CN", name);
     }
     const Json shown = Json::parse(RunShell(Program("softkey") + " show --json " + kSerial).output);
-    EXPECT_EQ(3U, shown["keyPairs"].size());
+    EXPECT_EQ(3U, shown["key_pairs"].size());
     EXPECT_NE(std::string::npos,
               RunShell(Program("softkey") + " show " + kSerial).output.find("CN=Alice"));
 }

@@ -17,6 +17,7 @@
 #include <thread>
 
 #include "base/draft_file.h"
+#include "cli/exit_status.h"
 #include "entry/faults.h"
 #include "slots/slots.h"
 #include "softkey_test.h"
@@ -64,8 +65,9 @@ bool Contains(const std::string& text, const std::string& part) {
 }
 
 // The command failed and said all of this; its output, for its advice.
-std::string Failed(const CommandResult& result, std::initializer_list<std::string> parts) {
-    EXPECT_EQ(1, result.status);
+std::string Failed(const CommandResult& result, std::initializer_list<std::string> parts,
+                   cli::ExitStatus status = cli::ExitStatus::kFile) {
+    EXPECT_EQ(static_cast<int>(status), result.status);
     for (const std::string& part : parts) {
         EXPECT_TRUE(Contains(result.output, part)) << part << " is not in\n" << result.output;
     }
@@ -142,14 +144,14 @@ TEST_F(DamagedKey, IsNamedInTheListBesideTheSoundOnes) {
 TEST_F(DamagedKey, HasItsProblemInTheListForPrograms) {
     kGarbage.inflict(KeyPath(kSerial));
     const CommandResult list = RunShell(Program("softkey") + " list --json 2>/dev/null");
-    EXPECT_EQ(1, list.status);
-    const Json keys = Json::parse(list.output);
+    EXPECT_EQ(4, list.status);
+    const Json keys = Json::parse(list.output)["keys"];
     ASSERT_EQ(2U, keys.size());
-    EXPECT_EQ(kSerial, keys[0]["serial"]);
+    EXPECT_EQ(kSerial, keys[0]["serial_number"]);
     EXPECT_EQ(1, keys[0]["slot"]);
-    EXPECT_TRUE(keys[0]["triesLeft"].is_null());
-    EXPECT_EQ(Number(Code::kStoreDamaged), keys[0]["problem"]["code"]);
-    EXPECT_TRUE(Contains(keys[0]["problem"]["next"], "softkey delete"));
+    EXPECT_TRUE(keys[0]["tries_left"].is_null());
+    EXPECT_EQ(Number(Code::kStoreDamaged), keys[0]["code"]);
+    EXPECT_TRUE(Contains(keys[0]["next"], "softkey delete"));
     EXPECT_EQ("Sound", keys[1]["label"]);
     EXPECT_TRUE(keys[1]["problem"].is_null());
 }
@@ -222,7 +224,7 @@ TEST_F(DamagedKey, IsNeitherBackedUpNorErased) {
 TEST_F(DamagedKey, IsNotASoundOneAndADamagedCopyIsNoCopy) {
     const std::string copy = Folder() + "/copy";
     Good("backup "s + kSerial + " " + copy);
-    Failed(SoftKey("restore " + copy), {"softkey delete "s + kSerial});
+    Failed(SoftKey("restore " + copy), {"softkey delete "s + kSerial}, cli::ExitStatus::kFailed);
     fs::resize_file(copy, fs::file_size(copy) / 2);
     kGarbage.inflict(KeyPath(kSerial));
     const std::string before = ReadFile(KeyPath(kSerial));
@@ -488,7 +490,7 @@ TEST_F(OpenToOthers, AFileOrFolderIsRefusedWheneverItIsOpenedAndTheAdviceHelps) 
         ASSERT_EQ(0, chmod(opening.path.c_str(), opening.mode));
         EXPECT_EQ(Number(Code::kStoreUnreachable), LabelCode(kSerial));
         const CommandResult list = SoftKey("list");
-        EXPECT_EQ(1, list.status);
+        EXPECT_EQ(4, list.status);
         EXPECT_TRUE(Contains(list.output, opening.path + " is open to other users") ||
                     Contains(list.output, opening.path + " may not be read"))
             << list.output;

@@ -15,6 +15,7 @@
 #include <stdexcept>
 
 #include "base/encoding.h"
+#include "hold_json.h"
 #include "slots/slots.h"
 #include "store/key_store.h"
 #include "tools/authority.h"
@@ -251,6 +252,10 @@ CommandResult RunShell(const std::string& command_line) {
         output.append(chunk, count);
     }
     const int status = pclose(pipe);
+    if (command_line.find("softkey") != std::string::npos &&
+        command_line.find(" --json") != std::string::npos) {
+        HoldJson("softkey", output);
+    }
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
 }
 

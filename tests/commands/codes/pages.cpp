@@ -1,4 +1,5 @@
-// Holds the tables of codes in the documents against the catalogue, or makes them from it.
+// Holds the tables of codes and of exit statuses in the documents against the catalogue and against
+// cli/exit_status.cpp, or makes them from there.
 //
 //   codes_pages check PAGE...     ends with 1 when a page is not what the catalogue says
 //   codes_pages update PAGE...    writes the tables into the pages
@@ -10,6 +11,7 @@
 #include <sstream>
 #include <string>
 
+#include "cli/exit_status.h"
 #include "codes/advice.h"
 #include "codes/catalogue.h"
 #include "codes/notation.h"
@@ -61,6 +63,35 @@ std::string CodesOfTheSoftwareKey() {
     return table;
 }
 
+std::string Names(unsigned commands) {
+    std::string names;
+    for (const auto& [command, name] :
+         {std::pair{cli::kUkeyctl, "`ukeyctl`"}, std::pair{cli::kSoftkey, "`softkey`"},
+          std::pair{cli::kSoftca, "`softca`"}}) {
+        if ((commands & command) != 0) {
+            names += (names.empty() ? "" : ", ") + std::string(name);
+        }
+    }
+    return names;
+}
+
+std::string EveryStatus() {
+    std::string table =
+        "| exit status | class, in JSON | meaning | commands | codes |\n|---|---|---|---|---|\n";
+    for (const cli::StatusClass& one : cli::AllStatuses()) {
+        std::string codes;
+        for (const codes::Row& row : codes::All()) {
+            if (row.status == one.status && row.code != 0) {
+                codes += (codes.empty() ? "" : ", ") + Number(row);
+            }
+        }
+        table += RowOf({std::to_string(static_cast<int>(one.status)),
+                        "`" + std::string(one.name) + "`", one.meaning, Names(one.commands),
+                        one.status == cli::ExitStatus::kFailed ? "all others" : codes});
+    }
+    return table;
+}
+
 struct Table {
     const char* begin;
     std::string (*make)();
@@ -69,6 +100,7 @@ struct Table {
 constexpr Table kTables[] = {
     {"<!-- codes: every -->\n", EveryCode},
     {"<!-- codes: software key -->\n", CodesOfTheSoftwareKey},
+    {"<!-- codes: statuses -->\n", EveryStatus},
 };
 
 // The page with its tables made anew; empty when it has none.
@@ -94,7 +126,7 @@ bool Check(const char* path) {
     if (!page.empty() && Made(page) == page) {
         return true;
     }
-    std::cerr << path << ": its table of codes is not what codes/catalogue.cpp says\n"
+    std::cerr << path << ": its table is not what codes/catalogue.cpp and cli/exit_status.cpp say\n"
               << "  next: build the target update_code_pages\n";
     return false;
 }
@@ -102,7 +134,7 @@ bool Check(const char* path) {
 bool Update(const char* path) {
     const std::string made = Made(Read(path));
     if (made.empty()) {
-        std::cerr << path << ": there is no table of codes in it\n";
+        std::cerr << path << ": there is no such table in it\n";
         return false;
     }
     return static_cast<bool>(std::ofstream(path) << made << std::flush);

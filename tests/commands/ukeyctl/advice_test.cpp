@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "codes/advice.h"
 #include "codes/catalogue.h"
 #include "ukeyctl_fixture.h"
 
@@ -131,7 +132,7 @@ TEST_P(AdviceCaseTest, FitsTheCodeAndTheFunction) {
             .With("FAKE_CODES", std::string(given.function) + "=" + std::to_string(given.code))
             .Reads("x")
             .Run();
-    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.status, static_cast<int>(codes::StatusFor(given.code)));
     const std::string next = outcome.err.substr(outcome.err.find("  next: "));
     EXPECT_THAT(next,
                 AllOf(StartsWith("  next: "), HasSubstr(given.advice), Not(HasSubstr("plugged in")),

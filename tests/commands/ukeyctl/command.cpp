@@ -7,10 +7,13 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+
+#include "hold_json.h"
 
 namespace {
 
@@ -69,6 +72,12 @@ std::string ReadTerminal(int terminal) {
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
     _exit(127);
+}
+
+// What stands behind "--" is another command's.
+bool AskForJson(const std::vector<std::string>& words) {
+    const auto end = std::find(words.begin(), words.end(), "--");
+    return std::find(words.begin(), end, "--json") != end;
 }
 
 }  // namespace
@@ -167,6 +176,9 @@ Outcome Command::Run() const {
                     err_is_terminal_ ? shown : FileContents(err)};
     for (const std::string& path : {in, out, err}) {
         unlink(path.c_str());
+    }
+    if (AskForJson(words_)) {
+        HoldJson("ukeyctl", outcome.out);
     }
     return outcome;
 }

@@ -110,6 +110,7 @@ TEST_F(LintVerbTest, FindingsAreAListInJson) {
         return {{"function", function}, {"outcome", "refuses"}, {"code", -401}, {"requests", 0}};
     };
     const nlohmann::json expected = {
+        {"schema", 1},
         {"ok", true},
         {"verb", "request lint"},
         {"findings", {finding}},
@@ -182,7 +183,8 @@ TEST_F(LintVerbTest, KeyTextOfAPackageIsInNoOutput) {
 
 TEST_F(LintVerbTest, PackageAsJson) {
     const Outcome outcome = Lint({"cert", "lint-package", "-", "--json"}, "SignCert(X)");
-    const nlohmann::json expected = {{"ok", true},
+    const nlohmann::json expected = {{"schema", 1},
+                                     {"ok", true},
                                      {"verb", "cert lint-package"},
                                      {"findings", nlohmann::json::array()},
                                      {"code", 0},

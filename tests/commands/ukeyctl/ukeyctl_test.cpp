@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "codes/catalogue.h"
 #include "ukeyctl_fixture.h"
 
 namespace {
@@ -35,7 +36,8 @@ TEST_F(UkeyctlTest, InfoAsJson) {
     EXPECT_EQ(outcome.status, 0);
     const nlohmann::json key = {
         {"slot", 1}, {"serial_number", "SN0123456789"}, {"label", "my key"}, {"problem", nullptr}};
-    const nlohmann::json expected = {{"ok", true},
+    const nlohmann::json expected = {{"schema", 1},
+                                     {"ok", true},
                                      {"verb", "info"},
                                      {"driver_version", "1.2.3"},
                                      {"library_version", "4.5.6"},
@@ -366,6 +368,15 @@ const VerbCase kVerbCases[] = {
 INSTANTIATE_TEST_SUITE_P(Ukeyctl, VerbTest, testing::ValuesIn(kVerbCases),
                          [](const auto& verb) { return std::string(verb.param.name); });
 
+// Command holds the object against its schema.
+TEST_P(VerbTest, TellsScriptsTheSame) {
+    std::vector<std::string> words{"--json"};
+    words.insert(words.end(), GetParam().words.begin(), GetParam().words.end());
+    const Outcome outcome = Ukeyctl(words, GetParam().outputs).Run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.Json()["ok"], true);
+}
+
 TEST_P(VerbTest, AsksTheProductAndShowsTheAnswer) {
     const Outcome outcome = Ukeyctl(GetParam().words, GetParam().outputs).Run();
     EXPECT_EQ(outcome.status, 0);
@@ -585,8 +596,10 @@ TEST_F(UkeyctlTest, InfoWithoutAListOfKeysSaysSo) {
     const Outcome outcome = Ukeyctl({"info"}).With("FAKE_SLOTS", "?77").Run();
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.out, HasSubstr("The plugged keys cannot be listed: VexaT_GetSlotList"));
-    EXPECT_TRUE(
-        Ukeyctl({"info", "--json"}).With("FAKE_SLOTS", "?77").Run().Json()["keys"].is_null());
+    const nlohmann::json object =
+        Ukeyctl({"info", "--json"}).With("FAKE_SLOTS", "?77").Run().Json();
+    EXPECT_EQ(object["keys"], nlohmann::json::array());
+    EXPECT_THAT(object["keys_problem"].get<std::string>(), HasSubstr("VexaT_GetSlotList"));
 }
 
 class EmptyTextTest : public UkeyctlTest,
@@ -943,6 +956,59 @@ TEST_F(UkeyctlTest, FullOutputIsAFailure) {
     const Outcome outcome = Ukeyctl({"label", "get", "--json"}).WritesTo("/dev/full").Run();
     EXPECT_EQ(outcome.status, 4);
     EXPECT_THAT(outcome.err, HasSubstr("cannot write to standard output"));
+}
+
+// What the key or the library answers to a verb, and the class that scripts are told.
+struct ClassCase {
+    const char* name;
+    int32_t code;
+    int status;
+    const char* class_name;
+};
+
+void PrintTo(const ClassCase& one, std::ostream* out) {
+    *out << one.name;
+}
+
+const ClassCase kClassCases[] = {
+    {"NoKey", 0x0A000023, 6, "no_key"},
+    {"NoKeyOfThatNumber", 0x0A100015, 6, "no_key"},
+    {"PinWrong", 0x0A000024, 7, "pin_wrong"},
+    {"PinLocked", 0x0A000025, 8, "pin_locked"},
+    {"TooSmallForTheKey", 0x0A000020, 9, "too_small"},
+    {"TooSmallForTheLibrary", -404, 9, "too_small"},
+    {"TimedOut", 0x0A00000F, 5, "timed_out"},
+    {"NoBackend", -101, 3, "library"},
+    {"StoreUnreachable", 0x0A100010, 4, "file"},
+    {"Cancelled", 0x0A100003, 13, "declined"},
+    {"Refused", 0x0A000001, 1, "failed"},
+    {"RefusedByTheLibrary", -401, 1, "failed"},
+    {"KnownToTheMakerOnly", 0x0B000001, 1, "failed"},
+};
+
+class ClassTest : public UkeyctlTest, public testing::WithParamInterface<ClassCase> {};
+
+INSTANTIATE_TEST_SUITE_P(Ukeyctl, ClassTest, testing::ValuesIn(kClassCases),
+                         [](const auto& one) { return std::string(one.param.name); });
+
+TEST_P(ClassTest, OfTheCodeIsTheExitStatus) {
+    const codes::Row* const known = codes::Find(GetParam().code);
+    const std::string text = known != nullptr && known->english != nullptr ? known->english : "";
+    const Outcome outcome =
+        Ukeyctl({"pin", "verify", "--sn", "SN9", "--json"}, "GetErrorMsg=" + text + "\n")
+            .With("FAKE_CODES", "VerifyPIN=" + std::to_string(GetParam().code))
+            .Run();
+    EXPECT_EQ(outcome.status, GetParam().status);
+    const nlohmann::json error = outcome.Json()["error"];
+    EXPECT_EQ(error["status"], GetParam().status);
+    EXPECT_EQ(error["class"], GetParam().class_name);
+}
+
+TEST_F(UkeyctlTest, ClassIsThatOfNoCodeWhereTheNumberIsAMakersOwn) {
+    const Outcome outcome = Ukeyctl({"pin", "verify", "--sn", "S"}, "GetErrorMsg=Battery low.\n")
+                                .With("FAKE_CODES", "VerifyPIN=" + std::to_string(0x0A100015))
+                                .Run();
+    EXPECT_EQ(outcome.status, 1);
 }
 
 }  // namespace
