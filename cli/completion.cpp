@@ -145,6 +145,7 @@ void Print(const Candidates& candidates, const std::string& begun, const std::st
 void PrintValues(const Told::Value& value, const OnLine& given, const std::string& begun,
                  const std::string& before = {}) {
     Candidates candidates;
+    candidates.reserve(value.values.size());
     for (const std::string& one : value.values) {
         candidates.push_back({one, {}});
     }
@@ -218,6 +219,7 @@ void Complete(const Told& program, const std::vector<std::string>& words) {
         return PrintOptions(line, begun);
     }
     Candidates commands;
+    commands.reserve(line.Reached().commands.size());
     for (const Told& command : line.Reached().commands) {
         commands.push_back({command.name, command.what});
     }
