@@ -31,12 +31,13 @@ static_assert(static_cast<int32_t>(ukey::Errc::kTextOutOfMemory) == codes::kText
               static_cast<int32_t>(ukey::Errc::kTextMalformed) == codes::kTextMalformed);
 
 cli::Failure FailureOf(const ukey::Error& error, const std::string& verb) {
+    const std::string text = error.code().message();  // once: the key is asked for it
     cli::Failure failure;
-    failure.status = codes::StatusFor(error.Code(), error.code().message());
+    failure.status = codes::StatusFor(error.Code(), text);
     failure.what = std::string(error.Function()) + " failed";
-    failure.why = codes::InBothForms(error.Code()) + ": " + error.code().message();
-    failure.next = codes::NextFor(error.Code(), error.Function(), error.code().message(),
-                                  "'ukeyctl " + verb + " --help'");
+    failure.why = codes::InBothForms(error.Code()) + ": " + text;
+    failure.next =
+        codes::NextFor(error.Code(), error.Function(), text, "'ukeyctl " + verb + " --help'");
     failure.function = error.Function();
     failure.code = error.Code();
     return failure;
