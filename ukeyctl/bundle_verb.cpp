@@ -97,7 +97,7 @@ void Make(Session& session, const BundleOptions& options) {
         report.SayLines(cli::ShowTable(table));
     }
     report.Add("file", "Written to", path);
-    report.Say("Look at it before you pass it on: what is in it, its page index.html says.");
+    report.Say("Look at it before you pass it on: its page index.html says what is in it.");
 }
 
 }  // namespace
