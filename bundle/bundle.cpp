@@ -64,6 +64,7 @@ std::string TextOf(const std::vector<Fact>& facts) {
 
 std::string TextOf(const std::vector<Package>& packages) {
     std::vector<std::vector<std::string>> rows;
+    rows.reserve(packages.size());
     for (const Package& one : packages) {
         rows.push_back({one.name, one.version, one.architecture});
     }

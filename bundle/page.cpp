@@ -204,10 +204,12 @@ std::string Timeline(const LogTail& log) {
 
 std::string Versions(const Told& told) {
     std::vector<std::vector<html::Cell>> facts;
+    facts.reserve(told.facts.size());
     for (const Fact& fact : told.facts) {
         facts.push_back({{fact.name, "mark"}, {fact.value}});
     }
     std::vector<std::vector<html::Cell>> packages;
+    packages.reserve(told.packages.size());
     for (const Package& package : told.packages) {
         packages.push_back({{package.name}, {package.version}, {package.architecture}});
     }
@@ -218,6 +220,7 @@ std::string Versions(const Told& told) {
 
 std::string Files(const std::vector<Part>& parts) {
     std::vector<std::vector<html::Cell>> rows;
+    rows.reserve(parts.size());
     for (const Part& part : parts) {
         rows.push_back({{part.name, "code"},
                         {part.what},

@@ -1,13 +1,15 @@
 #include "bundle/system.h"
 
+#include <fcntl.h>
 #include <gnu/libc-version.h>
+#include <spawn.h>
 #include <sys/utsname.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <memory>
+#include <iterator>
 #include <sstream>
 
 #include "doctor/elf_file.h"
@@ -83,18 +85,41 @@ std::string LocalTime(std::time_t now) {
     return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local)};
 }
 
-struct Closing {
-    void operator()(FILE* stream) const { pclose(stream); }
-};
+// Standard output goes into the pipe, complaints nowhere. False where there is no such program.
+bool Start(std::vector<std::string> words, int pipe, pid_t& child) {
+    std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, pipe, STDOUT_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    const int refused =
+        posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    return refused == 0;
+}
 
-// What a command prints. Nothing of what a user gave is in it.
-std::string OutputOf(const std::string& command) {
-    const std::unique_ptr<FILE, Closing> stream(popen(command.c_str(), "re"));
+// What a program prints; nothing where there is none.
+std::string OutputOf(const std::vector<std::string>& words) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        return {};
+    }
+    pid_t child = 0;
+    const bool is_started = Start(words, ends[1], child);
+    close(ends[1]);
     std::string output;
     char chunk[4096];
-    for (size_t count = 0;
-         stream && (count = std::fread(chunk, 1, sizeof chunk, stream.get())) > 0;) {
-        output.append(chunk, count);
+    for (ssize_t count = 0; (count = read(ends[0], chunk, sizeof chunk)) > 0;) {
+        output.append(chunk, static_cast<size_t>(count));
+    }
+    close(ends[0]);
+    if (is_started) {
+        waitpid(child, nullptr, 0);
     }
     return output;
 }
@@ -118,13 +143,11 @@ std::vector<Fact> SystemFacts(std::time_t now) {
 }
 
 std::vector<Package> Packages() {
-    std::string command =
-        "LC_ALL=C dpkg-query --show --showformat "
-        "'${binary:Package} ${Version} ${Architecture} ${db:Status-Status}\\n'";
-    for (const char* const name : kPackages) {
-        command += std::string(" ") + name;
-    }
-    std::istringstream lines(OutputOf(command + " 2>/dev/null"));
+    std::vector<std::string> words = {
+        "dpkg-query", "--show", "--showformat",
+        "${binary:Package} ${Version} ${Architecture} ${db:Status-Status}\\n"};
+    words.insert(words.end(), std::begin(kPackages), std::end(kPackages));
+    std::istringstream lines(OutputOf(words));
     std::vector<Package> installed;
     for (std::string line; std::getline(lines, line);) {
         // One that is only known has an empty version.

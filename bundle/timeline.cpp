@@ -56,6 +56,7 @@ struct Stretch {
 // When there was a call, in order, without overlaps.
 std::vector<Stretch> TimesOf(const std::deque<logs::Call>& calls) {
     std::vector<Stretch> times;
+    times.reserve(calls.size());
     for (const logs::Call& call : calls) {
         times.push_back({call.first, std::max(call.first, call.last)});
     }
@@ -203,6 +204,7 @@ std::string DrawnTimeline(const std::deque<logs::Call>& calls) {
         return {};
     }
     std::vector<const logs::Call*> rows;
+    rows.reserve(calls.size());
     for (const logs::Call& call : calls) {
         rows.push_back(&call);
     }
