@@ -90,7 +90,6 @@ void Make(Session& session, const BundleOptions& options) {
     }
     cli::CreateOutput(path, bundle::Archived(made));
     Report& report = session.Result();
-    report.AddDetail("schema", int64_t{1});
     const cli::Table table = TableOf(made);
     report.AddDetail("files", table);
     if (options.is_agreed) {
