@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "cli/failure.h"
@@ -42,6 +43,33 @@ class File {
           std::strerror(errno), "check the path, the permissions and the free space");
 }
 
+// False where that cannot be done, for the reason in errno.
+bool WriteAll(int descriptor, std::string_view contents) {
+    while (!contents.empty()) {
+        const ssize_t count = write(descriptor, contents.data(), contents.size());
+        if (count < 0 && errno != EINTR) {
+            return false;
+        }
+        contents.remove_prefix(count > 0 ? static_cast<size_t>(count) : 0);
+    }
+    return true;
+}
+
+// Some file systems cannot rename without replacing: there another file is looked for beforehand.
+bool RenameToNew(const std::string& from, const std::string& to) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+        return true;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        return false;
+    }
+    if (faccessat(AT_FDCWD, to.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
+        errno = EEXIST;
+        return false;
+    }
+    return rename(from.c_str(), to.c_str()) == 0;
+}
+
 }  // namespace
 
 std::string ReadInput(const std::string& path) {
@@ -72,12 +100,24 @@ void WriteOutput(const std::string& path, std::string_view contents, Readers rea
     if (file.Descriptor() < 0) {
         ThrowFile(kWhat, path);
     }
-    while (!contents.empty()) {
-        const ssize_t count = write(file.Descriptor(), contents.data(), contents.size());
-        if (count < 0 && errno != EINTR) {
-            ThrowFile(kWhat, path);
-        }
-        contents.remove_prefix(count > 0 ? static_cast<size_t>(count) : 0);
+    if (!WriteAll(file.Descriptor(), contents)) {
+        ThrowFile(kWhat, path);
+    }
+}
+
+void CreateOutput(const std::string& path, std::string_view contents) {
+    constexpr const char* kWhat = "cannot make";
+    std::string temporary = path + ".XXXXXX";
+    const File file(mkostemp(temporary.data(), O_CLOEXEC));
+    if (file.Descriptor() < 0) {
+        ThrowFile(kWhat, path);
+    }
+    if (!WriteAll(file.Descriptor(), contents) || fsync(file.Descriptor()) != 0 ||
+        !RenameToNew(temporary, path)) {
+        const int reason = errno;
+        unlink(temporary.c_str());
+        errno = reason;
+        ThrowFile(kWhat, path);
     }
 }
 

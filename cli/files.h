@@ -16,6 +16,10 @@ enum class Readers { kOwner, kAsTheMaskSays };
 // Replaces the file's contents.
 void WriteOutput(const std::string& path, std::string_view contents, Readers readers);
 
+// Makes a new file, its owner's alone, that is there as a whole or not at all. Another one of that
+// name is not touched: it is a failure as well.
+void CreateOutput(const std::string& path, std::string_view contents);
+
 }  // namespace cli
 
 #endif

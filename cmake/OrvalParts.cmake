@@ -53,7 +53,12 @@ if(ORVAL_SOFTKEY)
     ${for_commands})
 endif()
 if(ORVAL_UKEYCTL)
-  orval_settle(ORVAL_UKEYCTL "ukeyctl" ${for_commands})
+  # A shipped command brings it: the desktop's C and C++ libraries are all that it may ask for.
+  if(ORVAL_SYSROOT)
+    set(ZLIB_USE_STATIC_LIBS ON)
+  endif()
+  find_package(ZLIB QUIET)
+  orval_settle(ORVAL_UKEYCTL "ukeyctl" ZLIB_FOUND zlib1g-dev ${for_commands})
 endif()
 
 orval_part(ORVAL_TESTS "the tests")

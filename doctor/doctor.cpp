@@ -59,7 +59,7 @@ int CountOf(const std::vector<Result>& results, Verdict verdict) {
 
 }  // namespace
 
-std::vector<Result> Examine(const Question& question) {
+std::vector<Result> Examine(const Question& question, std::vector<std::string>* serial_numbers) {
     const Examination all(question);
     std::vector<Result> results;
     for (const Check& check : kChecks) {
@@ -67,6 +67,11 @@ std::vector<Result> Examine(const Question& question) {
     }
     if (!question.client.empty()) {
         results.push_back({kClient.group, kClient.name, kClient.look(all)});
+    }
+    for (const KeyFacts& key : all.keys) {
+        if (serial_numbers != nullptr && !key.serial_number.empty()) {
+            serial_numbers->push_back(key.serial_number);
+        }
     }
     return results;
 }

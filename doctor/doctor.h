@@ -34,8 +34,10 @@ struct Result {
     Finding finding;
 };
 
-// All checks, in the order in which one thing stands on another.
-std::vector<Result> Examine(const Question& question);
+// All checks, in the order in which one thing stands on another. The findings name keys by their
+// serial numbers; who is to mask those asks for them.
+std::vector<Result> Examine(const Question& question,
+                            std::vector<std::string>* serial_numbers = nullptr);
 
 // The heaviest finding, the first of several; nothing but the folder and the key maker's two
 // libraries is looked at. For whoever has seen that they cannot be used.

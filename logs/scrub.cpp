@@ -39,8 +39,13 @@ void Scrubber::TakeDamage(uint64_t offset, std::string_view bytes) {
 }
 
 std::string Scrubbed(std::string_view log) {
+    Masks masks(Secrets::kMasked);
+    return Scrubbed(log, masks);
+}
+
+std::string Scrubbed(std::string_view log, Masks& masks) {
     std::string masked(log);
-    Scrubber scrubber([&masked](uint64_t offset, std::string_view bytes) {
+    Scrubber scrubber(masks, [&masked](uint64_t offset, std::string_view bytes) {
         masked.replace(static_cast<size_t>(offset), bytes.size(), bytes);
     });
     Reader reader(scrubber);

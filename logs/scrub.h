@@ -15,7 +15,8 @@ class Scrubber final : public Receiver {
  public:
     using Replace = std::function<void(uint64_t offset, std::string_view bytes)>;
 
-    explicit Scrubber(Replace replace) : replace_(std::move(replace)) {}
+    // The masks tell afterwards which text has which.
+    Scrubber(Masks& masks, Replace replace) : masks_(masks), replace_(std::move(replace)) {}
 
     void Take(const Record& record) override;
     void TakeDamage(uint64_t offset, std::string_view bytes) override;
@@ -25,8 +26,8 @@ class Scrubber final : public Receiver {
     uint64_t Damaged() const { return damaged_; }  // bytes
 
  private:
+    Masks& masks_;
     Replace replace_;
-    Masks masks_{Secrets::kMasked};
     uint64_t records_ = 0;
     uint64_t masked_ = 0;
     uint64_t damaged_ = 0;
@@ -34,6 +35,7 @@ class Scrubber final : public Receiver {
 
 // A whole log, or a part of one, masked. Of the same length.
 std::string Scrubbed(std::string_view log);
+std::string Scrubbed(std::string_view log, Masks& masks);
 
 }  // namespace logs
 

@@ -1,38 +1,12 @@
 #include <algorithm>
-#include <cmath>
 
-#include "cli/checks.h"
 #include "doctor/doctor.h"
-#include "plugged_keys.h"
+#include "examination.h"
 #include "verbs.h"
 
 namespace {
 
-struct DoctorOptions {
-    std::string client;
-    double limit = 10;
-};
-
 using Results = std::vector<doctor::Result>;
-
-std::vector<doctor::ListedKey> ListKeys(const ukey::Library& library) {
-    std::vector<doctor::ListedKey> listed;
-    for (const PluggedKey& key : ListPluggedKeys(library)) {
-        listed.push_back({key.slot, key.serial_number, key.problem});
-    }
-    return listed;
-}
-
-doctor::Question QuestionOf(const Session& session, const DoctorOptions& options) {
-    doctor::Question question;
-    const Session::LibraryChoice choice = session.WhichLibrary();
-    question.library = choice.path;
-    question.chosen_by = choice.by;
-    question.client = options.client;
-    question.limit = std::chrono::milliseconds(std::llround(options.limit * 1000));
-    question.list_keys = ListKeys;
-    return question;
-}
 
 cli::Table TableOf(const Results& results) {
     cli::Table table{{{"group", ""}, {"check", ""}, {"verdict", ""}, {"reason", ""}, {"next", ""}},
@@ -72,7 +46,7 @@ std::string Lines(const Results& results) {
         heaviest->finding.next);
 }
 
-void Diagnose(Session& session, const DoctorOptions& options) {
+void Diagnose(Session& session, const ExaminationOptions& options) {
     const Results results = doctor::Examine(QuestionOf(session, options));
     const doctor::Verdict worst = doctor::Worst(results);
     Report& report = session.Result();
@@ -88,18 +62,11 @@ void Diagnose(Session& session, const DoctorOptions& options) {
 }  // namespace
 
 void AddDoctorVerb(cli::Command& app, Session& session) {
-    const auto options = std::make_shared<DoctorOptions>();
+    const auto options = std::make_shared<ExaminationOptions>();
     cli::Command verb =
         AddVerb(app, "doctor", "Tell why the key does not work, check by check", session,
                 [options](Session& running) { Diagnose(running, *options); });
-    verb.Add("--client", options->client, "A client's program: would it find the library?")
-        .Takes("PROGRAM")
-        .Checked(cli::CheckNotEmpty);
-    verb.Add("--timeout", options->limit,
-             "How long a library may take to load, and the keys to answer")
-        .Takes("SECONDS")
-        .Checked(cli::Seconds(3600))
-        .ShowDefault();
+    AddExaminationOptions(verb, *options);
     AddExamples(verb, {"ukeyctl doctor", "ukeyctl doctor --client ./my-client",
                        "ukeyctl doctor --json | jq -r .verdict"});
 }

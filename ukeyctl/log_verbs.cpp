@@ -315,8 +315,9 @@ void ScrubInPlace(Session& session, const std::string& path) {
         cli::Throw(cli::ExitStatus::kUsage, "not carried out", path + " holds no record of the log",
                    "see whether this is the file that is meant; it is as it was");
     }
+    logs::Masks masks(logs::Secrets::kMasked);
     logs::Scrubber scrubber(
-        [&file](uint64_t offset, std::string_view bytes) { file.Replace(offset, bytes); });
+        masks, [&file](uint64_t offset, std::string_view bytes) { file.Replace(offset, bytes); });
     logs::Reader reader(scrubber);
     file.ReadTo(file.Size(), [&reader, &progress](std::string_view bytes) {
         reader.Feed(bytes);

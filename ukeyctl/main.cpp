@@ -49,6 +49,7 @@ void BuildCommandLine(cli::Command& app, Session& session) {
     AddErrorVerb(app, session);
     AddDeviceVerbs(app, session);
     AddDoctorVerb(app, session);
+    AddBundleVerb(app, session);
     AddPinVerbs(app, session);
     AddStorageVerbs(app, session);
     AddRequestVerbs(app, session);

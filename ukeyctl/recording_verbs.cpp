@@ -14,6 +14,7 @@
 #include "recorder/pending.h"
 #include "recorder/progress.h"
 #include "recorder/view.h"
+#include "recording_file.h"
 #include "verbs.h"
 
 namespace {
@@ -36,15 +37,6 @@ std::string Libraries() {
     cli::Throw(cli::ExitStatus::kLibraryNotLoaded, "the recorder's libraries are missing",
                "there is no folder orval-recorder beside this command",
                "install the command's package again");
-}
-
-Recording ReadRecording(const std::string& path) {
-    try {
-        return recorder::Read(cli::ReadInput(path));
-    } catch (const recorder::Malformed& error) {
-        cli::Throw(cli::ExitStatus::kFile, path + " is no recording", error.what(),
-                   "give a file that 'ukeyctl record' has made");
-    }
 }
 
 // A command that is to run in a view, and what may be wrong about that.

@@ -8,6 +8,7 @@ void AddInfoVerbs(cli::Command& app, Session& session);
 void AddErrorVerb(cli::Command& app, Session& session);
 void AddDeviceVerbs(cli::Command& app, Session& session);
 void AddDoctorVerb(cli::Command& app, Session& session);
+void AddBundleVerb(cli::Command& app, Session& session);
 void AddPinVerbs(cli::Command& app, Session& session);
 void AddStorageVerbs(cli::Command& app, Session& session);
 void AddRequestVerbs(cli::Command& app, Session& session);

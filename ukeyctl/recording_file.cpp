@@ -1,0 +1,13 @@
+#include "recording_file.h"
+
+#include "cli/failure.h"
+#include "cli/files.h"
+
+recorder::Recording ReadRecording(const std::string& path) {
+    try {
+        return recorder::Read(cli::ReadInput(path));
+    } catch (const recorder::Malformed& error) {
+        cli::Throw(cli::ExitStatus::kFile, path + " is no recording", error.what(),
+                   "give a file that 'ukeyctl record' has made");
+    }
+}
