@@ -277,6 +277,10 @@ int32_t WaitForKeyEvent(uint32_t* event, char* serial_number, uint32_t* length) 
         return 0;
     }
     is_running = true;
+    // Not among `calls`: a test may look at them while a thread waits.
+    if (const char* path = std::getenv("FAKE_CALLS")) {
+        std::ofstream(path, std::ios::app) << "WaitForKeyEvent()\n";
+    }
     std::pair<uint32_t, std::string> taken;
     while (is_running && !TakeEvent(taken)) {
         std::this_thread::sleep_for(std::chrono::microseconds(50));

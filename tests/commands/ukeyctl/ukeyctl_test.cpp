@@ -827,34 +827,6 @@ TEST_F(UkeyctlTest, TextThatIsNotUtf8StaysValidJson) {
     EXPECT_TRUE(outcome.Json()["label"].is_string());
 }
 
-TEST_F(UkeyctlTest, WaitShowsTheEvent) {
-    const Outcome outcome = Ukeyctl({"wait"}).With("FAKE_EVENTS", "1:SN1").Run();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, "Event:         inserted\nSerial number: SN1\n");
-}
-
-TEST_F(UkeyctlTest, WaitShowsSeveralEventsAsJsonLines) {
-    const Outcome outcome =
-        Ukeyctl({"wait", "--count", "2", "--json"}).With("FAKE_EVENTS", "1:SN1 2:SN2").Run();
-    EXPECT_EQ(outcome.status, 0);
-    const size_t end = outcome.out.find('\n');
-    EXPECT_EQ(nlohmann::json::parse(outcome.out.substr(0, end))["event"], "inserted");
-    EXPECT_EQ(nlohmann::json::parse(outcome.out.substr(end))["serial_number"], "SN2");
-}
-
-TEST_F(UkeyctlTest, WaitGivesUpInTime) {
-    const Outcome outcome = Ukeyctl({"wait", "--timeout", "0.05"}).Run();
-    EXPECT_EQ(outcome.status, 5);
-    EXPECT_THAT(outcome.err, HasSubstr("no key came or went"));
-}
-
-TEST_F(UkeyctlTest, WaitThatFailsShowsTheCode) {
-    const Outcome outcome = Ukeyctl({"wait", "--json"}).With("FAKE_EVENTS", "0:77").Run();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.Json()["error"]["function"], "WaitForKeyEvent");
-    EXPECT_EQ(outcome.Json()["error"]["code"], 77);
-}
-
 struct CodeCase {
     const char* text;
     int32_t code;
