@@ -1,4 +1,5 @@
-// Which key: list, wait and watch where the software key is the back-end.
+// Which key, what would be done to it, and what a try costs, where the software key is the
+// back-end.
 
 #include <gmock/gmock.h>
 
@@ -99,6 +100,68 @@ TEST_F(SelectionOnSoftkey, WatchTellsKeysByTheirLabels) {
         }
     }
     EXPECT_GE(told, 3);
+}
+
+// ------------------------------------------------------------------- what changes a key
+
+TEST_F(SelectionOnSoftkey, DryRunLeavesTheKeyAsItIs) {
+    Plug(alice_);
+    ASSERT_EQ(Ukeyctl({"data", "set", "1", "--data", "kept"}).Run().status, 0);
+    const std::vector<std::vector<std::string>> changes = {
+        {"init"},
+        {"init-request", "--mode", "1", "--description", "CertType(1)KeyType(2)HashType(3)"},
+        {"data", "set", "1", "--data", "lost"},
+        {"label", "set", "lost"},
+        {"pin", "change"}};
+    for (std::vector<std::string> words : changes) {
+        words.insert(words.end(), {"--dry-run", "--json"});
+        const Outcome outcome = Ukeyctl(words).Run();
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.Json()["serial_number"], alice_);
+    }
+    EXPECT_EQ(Ukeyctl({"data", "get", "1"}).Run().out, "kept\n");
+    EXPECT_EQ(Ukeyctl({"label", "get"}).Run().out, "Alice\n");
+}
+
+// What the plan of a package shows is what the key then takes, in this order.
+TEST_F(SelectionOnSoftkey, PlanOfAPackageIsWhatIsImported) {
+    Plug(alice_);
+    const std::string request = "/tmp/request";
+    const std::string answer = "/tmp/answer";
+    ASSERT_EQ(
+        Ukeyctl({"init-request", "--description", "CertType(1)KeyType(2)HashType(3)|CertType(3)",
+                 "--format", "text", "--out", request})
+            .Run()
+            .status,
+        0);
+    Shell("export HOME=/tmp; softca init; softca issue --in " + request + " --out " + answer);
+    const nlohmann::json plan =
+        Ukeyctl({"cert", "import-package", "--dry-run", "--json", answer}).Run().Json();
+    ASSERT_EQ(plan["items"].size(), 3U);
+    EXPECT_EQ(plan["items"][0]["kind"], "SignCert");
+    EXPECT_EQ(plan["items"][1]["kind"], "EncPriKey");
+    EXPECT_EQ(plan["items"][2]["kind"], "EncCert");
+    EXPECT_NE(Ukeyctl({"cert", "dn"}).Run().status, 0);
+    EXPECT_EQ(Ukeyctl({"cert", "import-package", answer}).Run().status, 0);
+    EXPECT_EQ(Ukeyctl({"cert", "dn"}).Run().status, 0);
+}
+
+TEST_F(SelectionOnSoftkey, LastTryIsSpentOnlyWhenToldTo) {
+    Shell("umask 077; echo 87654321 >wrong; softkey plug " + alice_ + " --pin-file wrong");
+    const nlohmann::json first = Ukeyctl({"pin", "verify", "--json"}).Run().Json();
+    const int64_t tries = first["tries_left_before"];
+    EXPECT_EQ(first["tries_left_after"], tries - 1);
+    for (int64_t left = tries - 1; left > 1; --left) {
+        EXPECT_EQ(Ukeyctl({"pin", "verify", "--json"}).Run().Json()["tries_left_before"], left);
+    }
+    const Outcome refused = Ukeyctl({"pin", "verify", "--json"}).Run();
+    EXPECT_EQ(refused.status, 13);
+    EXPECT_EQ(Ukeyctl({"pin", "info", "--json"}).Run().Json()["tries_left"], 1);
+    Unplug(alice_);
+    Plug(alice_);
+    const Outcome right = Ukeyctl({"pin", "verify", "--last-try", "--json"}).Run();
+    EXPECT_EQ(right.status, 0);
+    EXPECT_EQ(right.Json()["tries_left_after"], tries);
 }
 
 }  // namespace
