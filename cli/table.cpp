@@ -19,6 +19,13 @@ struct ShowCell {
         std::snprintf(text, sizeof text, "%.3f", number);
         return text;
     }
+    std::string operator()(const Table::Named& values) const {
+        std::string joined;
+        for (const auto& [name, value] : values) {
+            joined += (joined.empty() ? "" : ", ") + name + "=" + std::visit(ShowCell{}, value);
+        }
+        return joined;
+    }
 };
 
 using Cells = std::vector<std::string>;

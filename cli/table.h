@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -20,8 +21,10 @@ struct Table {
         std::string key;
         std::string heading;
     };
+    // An object for scripts.
+    using Named = std::vector<std::pair<std::string, std::variant<std::string, int64_t>>>;
     // Nothing, for what could not be had.
-    using Cell = std::variant<std::monostate, std::string, int64_t, double>;
+    using Cell = std::variant<std::monostate, std::string, int64_t, double, Named>;
 
     std::vector<Column> columns;
     std::vector<std::vector<Cell>> rows;  // each as long as there are columns

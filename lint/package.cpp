@@ -1,5 +1,6 @@
 #include "lint/package.h"
 
+#include <algorithm>
 #include <limits>
 #include <optional>
 
@@ -159,6 +160,13 @@ PackageReport LintPackage(std::string_view text) {
     }
     Sort(report.findings);
     return report;
+}
+
+std::optional<std::string> KeyAsImported(std::string_view text) {
+    std::string without_commas(text.substr(0, text.find('\0')));
+    without_commas.erase(std::remove(without_commas.begin(), without_commas.end(), ','),
+                         without_commas.end());
+    return KeyText(without_commas);
 }
 
 Verdict PackageReport::Worst() const {

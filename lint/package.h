@@ -1,6 +1,9 @@
 #ifndef ORVAL_LINT_PACKAGE_H
 #define ORVAL_LINT_PACKAGE_H
 
+#include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "lint/finding.h"
@@ -31,6 +34,10 @@ struct PackageReport {
 
 // A zero byte ends the text for the library. Not for two threads at once.
 PackageReport LintPackage(std::string_view text);
+
+// An enveloped key's text as ImportEncX509Cert hands it to the key, without commas and prefix;
+// nothing where it is too long. Not for two threads at once.
+std::optional<std::string> KeyAsImported(std::string_view text);
 
 }  // namespace lint
 

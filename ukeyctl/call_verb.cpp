@@ -1,6 +1,8 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "change.h"
+#include "pin_tries.h"
 #include "verbs.h"
 
 namespace {
@@ -9,8 +11,11 @@ namespace {
 // for one process, or refuse every call.
 struct PlainCall {
     const char* name;
-    const char* argument;  // what it takes besides a key; null: nothing
+    const char* argument;   // what it takes besides a key; null: nothing
+    const char* parameter;  // what the header calls that
+    // Exactly one of them: a function that takes a key, and one that takes none.
     void (*call)(Session& session, const std::string& argument);
+    void (*call_on)(const ukey::Key& key, const std::string& argument);
 };
 
 intptr_t NumberIn(const std::string& text) {
@@ -24,43 +29,46 @@ intptr_t NumberIn(const std::string& text) {
 }
 
 constexpr PlainCall kPlainCalls[] = {
-    {"Initialize", nullptr, [](Session& session, const auto&) { session.Library().Initialize(); }},
-    {"Finalize", nullptr, [](Session& session, const auto&) { session.Library().Finalize(); }},
-    {"GetLastErrCode", nullptr,
+    {"Initialize", nullptr, nullptr,
+     [](Session& session, const auto&) { session.Library().Initialize(); }, nullptr},
+    {"Finalize", nullptr, nullptr,
+     [](Session& session, const auto&) { session.Library().Finalize(); }, nullptr},
+    {"GetLastErrCode", nullptr, nullptr,
      [](Session& session, const auto&) {
          session.Result().Add("last_error", "Last error",
                               int64_t{session.Library().GetLastErrCode()});
+     },
+     nullptr},
+    {"StopDetectUKey", nullptr, nullptr,
+     [](Session& session, const auto&) { session.Library().StopDetectUKey(); }, nullptr},
+    {"TestInitUKey", nullptr, nullptr, nullptr,
+     [](const ukey::Key& key, const auto&) { key.TestInitUKey(nullptr); }},
+    {"TestVerifyAndCachePin", "N", "nParam", nullptr,
+     [](const ukey::Key& key, const std::string& argument) {
+         key.TestVerifyAndCachePin(NumberIn(argument));
      }},
-    {"StopDetectUKey", nullptr,
-     [](Session& session, const auto&) { session.Library().StopDetectUKey(); }},
-    {"TestInitUKey", nullptr,
-     [](Session& session, const auto&) { session.Key().TestInitUKey(nullptr); }},
-    {"TestVerifyAndCachePin", "N",
-     [](Session& session, const std::string& argument) {
-         const intptr_t param = NumberIn(argument);
-         session.Key().TestVerifyAndCachePin(param);
+    {"SetCachePinFlag", "FLAG", "nFlag", nullptr,
+     [](const ukey::Key& key, const std::string& argument) {
+         key.SetCachePinFlag(NumberIn(argument));
      }},
-    {"SetCachePinFlag", "FLAG",
-     [](Session& session, const std::string& argument) {
-         const intptr_t flag = NumberIn(argument);
-         session.Key().SetCachePinFlag(flag);
-     }},
-    {"RemovePinCache", nullptr,
-     [](Session& session, const auto&) { session.Library().RemovePinCache(); }},
-    {"SetCharset", "NAME",
+    {"RemovePinCache", nullptr, nullptr,
+     [](Session& session, const auto&) { session.Library().RemovePinCache(); }, nullptr},
+    {"SetCharset", "NAME", "szSecond",
      [](Session& session, const std::string& argument) {
          session.Library().SetCharset(session.serial_number, argument);
-     }},
-    {"SetLanguage", "NAME",
+     },
+     nullptr},
+    {"SetLanguage", "NAME", "szSecond",
      [](Session& session, const std::string& argument) {
          session.Library().SetLanguage(session.serial_number, argument);
-     }},
-    {"RegisterCert", nullptr,
-     [](Session& session, const auto&) { session.Library().RegisterCert(); }},
-    {"UnregisterCert", nullptr,
-     [](Session& session, const auto&) { session.Library().UnregisterCert(); }},
-    {"RepairDriver", nullptr,
-     [](Session& session, const auto&) { session.Library().RepairDriver(); }},
+     },
+     nullptr},
+    {"RegisterCert", nullptr, nullptr,
+     [](Session& session, const auto&) { session.Library().RegisterCert(); }, nullptr},
+    {"UnregisterCert", nullptr, nullptr,
+     [](Session& session, const auto&) { session.Library().UnregisterCert(); }, nullptr},
+    {"RepairDriver", nullptr, nullptr,
+     [](Session& session, const auto&) { session.Library().RepairDriver(); }, nullptr},
 };
 
 std::vector<std::string> Names() {
@@ -74,30 +82,64 @@ std::vector<std::string> Names() {
 struct CallOptions {
     std::string name;
     std::optional<std::string> argument;
-    bool consent = false;
+    ChangeOptions change;
+    bool last_try = false;
 };
 
-void CheckArgument(const PlainCall& plain, bool is_given) {
+void CheckArgument(const PlainCall& plain, const std::optional<std::string>& argument) {
     const std::string name = plain.name;
-    if (plain.argument != nullptr && !is_given) {
+    if (plain.argument != nullptr && !argument) {
         cli::ThrowUsage(name + " takes an argument",
                         "give it: ukeyctl call " + name + " " + plain.argument);
     }
-    if (plain.argument == nullptr && is_given) {
+    if (plain.argument == nullptr && argument) {
         cli::ThrowUsage(name + " takes no argument", "leave it out: ukeyctl call " + name);
+    }
+    if (plain.call_on != nullptr && argument) {
+        NumberIn(*argument);
+    }
+}
+
+Change ChangeOf(const PlainCall& plain, const CallOptions& options) {
+    Change change;
+    change.function = plain.name;
+    change.needs_key = plain.call_on != nullptr;
+    if (options.argument) {
+        change.arguments = {{plain.parameter, *options.argument}};
+    }
+    if (options.name == "TestInitUKey") {
+        change.items = {{"erasure", {}, "everything on the key"}};
+        change.consequence = "erases everything on the key";
+        change.question = "Erase everything on";
+    }
+    return change;
+}
+
+void CallOn(Session& session, const PlainCall& plain, const ukey::Key& key,
+            const CallOptions& options) {
+    const std::string argument = options.argument.value_or(std::string());
+    if (options.name == "TestVerifyAndCachePin") {
+        SpendTry(session, key, options.last_try, [&] { plain.call_on(key, argument); });
+    } else {
+        plain.call_on(key, argument);
     }
 }
 
 void RunCall(Session& session, const CallOptions& options) {
-    if (options.name == "TestInitUKey") {
-        CheckConsent(options.consent, "erases everything on the key");
-    }
     const auto* plain =
         std::find_if(std::begin(kPlainCalls), std::end(kPlainCalls),
                      [&options](const PlainCall& known) { return options.name == known.name; });
-    CheckArgument(*plain, options.argument.has_value());
+    CheckArgument(*plain, options.argument);
     session.Result().AddDetail("function", options.name);
-    plain->call(session, options.argument.value_or(std::string()));
+    std::optional<ukey::Key> key;
+    if (!MayCarryOut(session, options.change, ChangeOf(*plain, options), key)) {
+        return;
+    }
+    if (key) {
+        CallOn(session, *plain, *key, options);
+    } else {
+        plain->call(session, options.argument.value_or(std::string()));
+    }
     session.Result().Say(options.name + " gave 0.");
 }
 
@@ -112,7 +154,9 @@ void AddCallVerb(cli::Command& app, Session& session) {
     verb.Add("ARGUMENT", options->argument,
              "With SetCharset and SetLanguage a name, with SetCachePinFlag and "
              "TestVerifyAndCachePin a number, passed to the key as it is");
-    verb.AddFlag("--yes", options->consent, "With TestInitUKey: do erase the key");
+    AddConsent(verb, options->change, "With TestInitUKey: do erase the key");
+    AddLastTry(verb, options->last_try);
+    AddDryRun(verb, options->change);
     AddExamples(verb, {"ukeyctl call Initialize", "ukeyctl call SetCharset GB18030",
                        "ukeyctl call SetCachePinFlag 1"});
 }

@@ -1,3 +1,4 @@
+#include "change.h"
 #include "cli/encoding.h"
 #include "cli/printable.h"
 #include "verbs.h"
@@ -8,7 +9,7 @@ struct CertificateOptions {
     Selectors selectors;
     std::string format;
     std::string out;
-    bool consent = false;
+    ChangeOptions change;
 };
 
 void AddGet(cli::Command& group, Session& session) {
@@ -62,18 +63,32 @@ void AddInfo(cli::Command& group, Session& session) {
     AddExamples(verb, {"ukeyctl cert info --selector 2"});
 }
 
+void Delete(Session& session, const CertificateOptions& options) {
+    const Selectors& selectors = options.selectors;
+    Change change;
+    change.function = "DelCertAndTempKey";
+    change.arguments = {{"nParam1", int64_t{selectors.param1}},
+                        {"nParam2", int64_t{selectors.param2}}};
+    change.items = {{"erasure", {}, "a certificate and its temporary key"}};
+    change.consequence = "deletes a certificate and its key";
+    change.question =
+        "Delete certificate " + std::to_string(selectors.param1) + " and its temporary key on";
+    std::optional<ukey::Key> key;
+    if (MayCarryOut(session, options.change, change, key)) {
+        key->DelCertAndTempKey(selectors.param1, selectors.param2);
+        session.Result().Say("The certificate has been deleted.");
+    }
+}
+
 void AddDelete(cli::Command& group, Session& session) {
     const auto options = std::make_shared<CertificateOptions>();
-    cli::Command verb = AddVerb(
-        group, "delete", "Delete a certificate and its temporary key", session,
-        [options](Session& running) {
-            CheckConsent(options->consent, "deletes a certificate and its key");
-            running.Key().DelCertAndTempKey(options->selectors.param1, options->selectors.param2);
-            running.Result().Say("The certificate has been deleted.");
-        });
+    cli::Command verb =
+        AddVerb(group, "delete", "Delete a certificate and its temporary key", session,
+                [options](Session& running) { Delete(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
     AddSelectors(verb, options->selectors);
-    verb.AddFlag("--yes", options->consent, "Do delete it");
+    AddConsent(verb, options->change, "Do delete it");
+    AddDryRun(verb, options->change);
     AddExamples(verb, {"ukeyctl cert delete --param1 1 --yes"});
 }
 
@@ -82,49 +97,102 @@ void AddFile(cli::Command& verb, const std::string& name, const std::string& wha
     verb.Add(name, path, what + "; - is standard input").Required().Checked(cli::CheckNotEmpty);
 }
 
+struct ImportOptions {
+    std::string file;
+    std::string key_file;
+    ChangeOptions change;
+};
+
+int64_t LengthOf(const std::string& text) {
+    return static_cast<int64_t>(text.size());
+}
+
+void Import(Session& session, const ImportOptions& options) {
+    const std::string certificate = cli::CertificateText(ReadGiven(options.file));
+    Change change;
+    change.function = "ImportX509Cert";
+    CheckPassable(change, {certificate});
+    change.arguments = {{"szPkcs7", Masked(certificate)}};
+    change.items = {{"PKCS#7", LengthOf(certificate), {}}};
+    std::optional<ukey::Key> key;
+    if (MayCarryOut(session, options.change, change, key)) {
+        key->ImportX509Cert(certificate);
+        session.Result().Say("The certificate has been written.");
+    }
+}
+
 void AddImport(cli::Command& group, Session& session) {
-    const auto file = std::make_shared<std::string>();
+    const auto options = std::make_shared<ImportOptions>();
     cli::Command verb = AddVerb(group, "import", "Write an issued certificate to the key", session,
-                                [file](Session& running) {
-                                    const std::string certificate =
-                                        cli::CertificateText(ReadGiven(*file));
-                                    running.Key().ImportX509Cert(certificate);
-                                    running.Result().Say("The certificate has been written.");
-                                });
+                                [options](Session& running) { Import(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
-    AddFile(verb, "PKCS7", "The certificate as PKCS#7: PEM, DER or plain Base64", *file);
+    AddDryRun(verb, options->change);
+    AddFile(verb, "PKCS7", "The certificate as PKCS#7: PEM, DER or plain Base64", options->file);
     AddExamples(verb, {"ukeyctl cert import answer.p7b"});
 }
 
+void ImportEncrypted(Session& session, const ImportOptions& options) {
+    const std::string certificate = cli::CertificateText(ReadGiven(options.file));
+    const std::string enveloped = cli::WithoutBlanks(ReadGiven(options.key_file));
+    Change change;
+    change.function = "ImportEncX509Cert";
+    CheckPassable(change, {certificate, enveloped});
+    change.arguments = {{"szEncCertPkcs7", Masked(certificate)},
+                        {"szEncPriKey", Masked(enveloped)}};
+    if (const std::optional<std::string> taken = lint::KeyAsImported(enveloped)) {
+        change.items = {{"EncPriKey", LengthOf(*taken), {}},
+                        {"EncCert", LengthOf(certificate), {}}};
+    } else {
+        change.verdict = lint::Verdict::kRefused;
+        change.remark = "ImportEncX509Cert refuses the key text with -401: it is too long";
+    }
+    std::optional<ukey::Key> key;
+    if (MayCarryOut(session, options.change, change, key)) {
+        key->ImportEncX509Cert(certificate, enveloped);
+        session.Result().Say("The key and the certificate have been written.");
+    }
+}
+
 void AddImportEncrypted(cli::Command& group, Session& session) {
-    const auto files = std::make_shared<std::pair<std::string, std::string>>();
+    const auto options = std::make_shared<ImportOptions>();
     cli::Command verb =
         AddVerb(group, "import-enc", "Write an encryption certificate and its enveloped key",
-                session, [files](Session& running) {
-                    const std::string certificate = cli::CertificateText(ReadGiven(files->first));
-                    const std::string key = cli::WithoutBlanks(ReadGiven(files->second));
-                    running.Key().ImportEncX509Cert(certificate, key);
-                    running.Result().Say("The key and the certificate have been written.");
-                });
+                session, [options](Session& running) { ImportEncrypted(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
-    AddFile(verb, "PKCS7", "The certificate as PKCS#7: PEM, DER or plain Base64", files->first);
-    AddFile(verb, "KEY", "The enveloped private key, as the authority issued it", files->second);
+    AddDryRun(verb, options->change);
+    AddFile(verb, "PKCS7", "The certificate as PKCS#7: PEM, DER or plain Base64", options->file);
+    AddFile(verb, "KEY", "The enveloped private key, as the authority issued it",
+            options->key_file);
     AddExamples(verb, {"ukeyctl cert import-enc encryption.p7b enveloped-key.txt"});
 }
 
+void ImportPackage(Session& session, const ImportOptions& options) {
+    const std::string package = ReadGiven(options.file);
+    Change change;
+    change.function = "Batch_ImportX509Cert";
+    change.arguments = {{"szPackage", Masked(package)}};
+    CheckPassable(change, {package});
+    if (options.change.dry_run) {
+        PlanImports(change, lint::LintPackage(package));
+    }
+    std::optional<ukey::Key> key;
+    if (MayCarryOut(session, options.change, change, key)) {
+        key->Batch_ImportX509Cert(package);
+        session.Result().Say("The package has been written.");
+    }
+}
+
 void AddImportPackage(cli::Command& group, Session& session) {
-    const auto file = std::make_shared<std::string>();
+    const auto options = std::make_shared<ImportOptions>();
     cli::Command verb =
         AddVerb(group, "import-package",
                 "Write all that the authority issued: SignCert(..)|EncPriKey(..)|EncCert(..)",
-                session, [file](Session& running) {
-                    const std::string package = ReadGiven(*file);
-                    running.Key().Batch_ImportX509Cert(package);
-                    running.Result().Say("The package has been written.");
-                });
+                session, [options](Session& running) { ImportPackage(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
-    AddFile(verb, "PACKAGE", "The package, or a single PKCS#7 text", *file);
+    AddDryRun(verb, options->change);
+    AddFile(verb, "PACKAGE", "The package, or a single PKCS#7 text", options->file);
     AddExamples(verb, {"ukeyctl cert import-package answer.txt",
+                       "ukeyctl cert import-package --dry-run answer.txt",
                        "softca issue --in request.txt | ukeyctl cert import-package -"});
 }
 

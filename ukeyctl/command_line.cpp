@@ -8,7 +8,7 @@ cli::Command AddVerb(cli::Command& parent, const std::string& name, const std::s
                      Session& session, Session::Action action) {
     return parent.AddCommand(name, summary, [&session, action = std::move(action)] {
         action(session);
-        return cli::ExitStatus::kDone;
+        return session.Conclusion();
     });
 }
 
@@ -30,16 +30,6 @@ void AddKeyOption(cli::Command& verb, Session& session, KeyUse use) {
         .Checked(cli::CheckSerialNumber)
         .Offers(PluggedSerialNumbers(session));
     verb.OnceParsed([&session, use] { session.key_use = use; });
-}
-
-void RequireConsent(cli::Command& verb, const std::shared_ptr<bool>& consent) {
-    verb.AddFlag("--yes", *consent, "Do it: what is lost does not come back");
-}
-
-void CheckConsent(bool consent, const std::string& consequence) {
-    if (!consent) {
-        cli::ThrowUsage("this " + consequence, "add --yes if that is what you want");
-    }
 }
 
 void AddAllowEmpty(cli::Command& verb, EmptyText& empty) {

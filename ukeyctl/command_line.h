@@ -22,10 +22,6 @@ cli::Source PluggedLabels(const Session& session);
 // named when several are plugged.
 void AddKeyOption(cli::Command& verb, Session& session, KeyUse use);
 
-// --yes, without which a verb that destroys something refuses to work.
-void RequireConsent(cli::Command& verb, const std::shared_ptr<bool>& consent);
-void CheckConsent(bool consent, const std::string& consequence);
-
 // Whether an empty text is taken for what is meant: with --allow-empty, where a verb offers that.
 struct EmptyText {
     bool is_offered = false;

@@ -1,67 +1,8 @@
-#include <cmath>
-
-#include "cli/checks.h"
 #include "codes/notation.h"
 #include "doctor/doctor.h"
 #include "verbs.h"
 
 namespace {
-
-struct WaitOptions {
-    double timeout = -1;
-    int32_t count = 1;
-};
-
-std::string NameOf(ukey::KeyEvent::Kind kind) {
-    return kind == ukey::KeyEvent::Kind::kInserted ? "inserted" : "removed";
-}
-
-std::optional<ukey::KeyEvent> AwaitEvent(ukey::EventSource& events, double timeout) {
-    if (timeout < 0) {
-        return events.Next();
-    }
-    return events.NextFor(std::chrono::milliseconds(std::llround(timeout * 1000)));
-}
-
-[[noreturn]] void ThrowNoEvent() {
-    cli::Throw(cli::ExitStatus::kNoEvent, "no key came or went",
-               "the time given with --timeout has passed",
-               "plug or unplug a key while the command waits, or give it more time");
-}
-
-void Wait(Session& session, const WaitOptions& options) {
-    ukey::EventSource events(session.Library());
-    for (int32_t seen = 0; options.count == 0 || seen < options.count; ++seen) {
-        const std::optional<ukey::KeyEvent> event = AwaitEvent(events, options.timeout);
-        if (!event) {
-            ThrowNoEvent();
-        }
-        Report& report = session.Result();
-        report.Add("event", "Event", NameOf(event->kind));
-        report.Add("serial_number", "Serial number", event->serial_number);
-        if (event->code != ORVAL_OK) {
-            report.Add("", "Code", codes::InBothForms(event->code));
-            report.AddDetail("code", int64_t{event->code});
-            report.AddDetail("hex", codes::Hexadecimal(event->code));
-        }
-        session.Publish();
-    }
-}
-
-void AddWait(cli::Command& app, Session& session) {
-    const auto options = std::make_shared<WaitOptions>();
-    cli::Command verb = AddVerb(app, "wait", "Wait until a key is plugged or unplugged", session,
-                                [options](Session& running) { Wait(running, *options); });
-    verb.Add("--timeout", options->timeout,
-             "Give up when nothing has happened for so long; without it, never")
-        .Takes("SECONDS")
-        .Checked(cli::Seconds(1000000));
-    verb.Add("--count", options->count, "End after so many events; 0 goes on")
-        .Checked(cli::WholeNumber(0, INT32_MAX))
-        .ShowDefault();
-    AddExamples(verb, {"ukeyctl wait", "ukeyctl wait --timeout 30 || echo 'no key'",
-                       "ukeyctl wait --count 0 --json        one JSON object per event"});
-}
 
 // The library tells by one code that nothing can be loaded; what it is, the installation tells.
 // Nothing is thrown where nothing is seen to be wrong with that.
@@ -113,6 +54,5 @@ void AddCheck(cli::Command& app, Session& session) {
 }  // namespace
 
 void AddDeviceVerbs(cli::Command& app, Session& session) {
-    AddWait(app, session);
     AddCheck(app, session);
 }

@@ -1,3 +1,4 @@
+#include "key_list.h"
 #include "verbs.h"
 
 namespace {
@@ -6,33 +7,6 @@ constexpr int32_t kChineseName = 1;
 constexpr int32_t kEnglishName = 2;
 
 using Keys = std::vector<LabelledKey>;
-
-cli::Table::Cell CellOf(const std::string& text) {
-    return text.empty() ? cli::Table::Cell() : cli::Table::Cell(text);
-}
-
-cli::Table TableOf(const Keys& keys) {
-    cli::Table table{
-        {{"slot", "SLOT"}, {"serial_number", "SERIAL NUMBER"}, {"label", "LABEL"}, {"problem", ""}},
-        {}};
-    for (const LabelledKey& one : keys) {
-        table.rows.push_back({int64_t{one.key.slot}, CellOf(one.key.serial_number),
-                              one.label ? cli::Table::Cell(*one.label) : cli::Table::Cell(),
-                              CellOf(one.key.problem)});
-    }
-    return table;
-}
-
-void SayWhatIsMissing(Report& report, const Keys& keys) {
-    if (keys.empty()) {
-        report.Say("No key is plugged in.");
-    }
-    for (const LabelledKey& one : keys) {
-        if (!one.key.problem.empty()) {
-            report.Say("Slot " + std::to_string(one.key.slot) + ": " + one.key.problem);
-        }
-    }
-}
 
 void ListKeys(Session& session) {
     const Keys keys = ListLabelledKeys(session.Library());

@@ -80,18 +80,22 @@ KeyChoice ChooseKey(const ukey::Library& library, KeyUse use) {
     return choice;
 }
 
+LabelledKey LabelledKeyOf(const ukey::Library& library, PluggedKey key) {
+    LabelledKey one{std::move(key), std::nullopt};
+    try {
+        if (!one.key.serial_number.empty()) {
+            one.label = library.KeyOf(one.key.serial_number).GetLabel();
+        }
+    } catch (const ukey::Error& error) {
+        one.key.problem = error.what();
+    }
+    return one;
+}
+
 std::vector<LabelledKey> ListLabelledKeys(const ukey::Library& library) {
     std::vector<LabelledKey> labelled;
     for (PluggedKey& key : ListPluggedKeys(library)) {
-        LabelledKey one{std::move(key), std::nullopt};
-        try {
-            if (!one.key.serial_number.empty()) {
-                one.label = library.KeyOf(one.key.serial_number).GetLabel();
-            }
-        } catch (const ukey::Error& error) {
-            one.key.problem = error.what();
-        }
-        labelled.push_back(std::move(one));
+        labelled.push_back(LabelledKeyOf(library, std::move(key)));
     }
     return labelled;
 }

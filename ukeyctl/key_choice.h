@@ -27,6 +27,9 @@ struct LabelledKey {
     std::optional<std::string> label;
 };
 
+// Asks the key for its label; what is wrong is noted.
+LabelledKey LabelledKeyOf(const ukey::Library& library, PluggedKey key);
+
 std::vector<LabelledKey> ListLabelledKeys(const ukey::Library& library);
 
 #endif

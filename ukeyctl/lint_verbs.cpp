@@ -4,33 +4,18 @@
 #include "lint/package.h"
 #include "lint/request.h"
 #include "verbs.h"
+#include "verdict.h"
 
 // Texts that a client is about to hand over, looked at without a key and without the library.
 
 namespace {
 
 using lint::Finding;
-using lint::Verdict;
 
 constexpr const char* kSingleCall = "GenerateCertRequest";
 constexpr const char* kCombinedCall = "Batch_InitAndGenerateCertRequest";
 constexpr const char* kImportCall = "Batch_ImportX509Cert";
 constexpr int64_t kRaised = static_cast<int32_t>(0x80070057);
-
-struct VerdictRow {
-    Verdict verdict;
-    const char* name;
-    cli::ExitStatus status;
-};
-constexpr VerdictRow kVerdicts[] = {
-    {Verdict::kSound, "sound", cli::ExitStatus::kDone},
-    {Verdict::kSuspicious, "suspicious", cli::ExitStatus::kDoubtful},
-    {Verdict::kRefused, "refused", cli::ExitStatus::kBroken},
-};
-
-const VerdictRow& RowOf(Verdict verdict) {
-    return kVerdicts[static_cast<size_t>(verdict)];
-}
 
 const char* NameOf(lint::Effect effect) {
     constexpr const char* kNames[] = {"",      "refuses",     "raises",
@@ -116,7 +101,7 @@ cli::Table TableOf(const lint::Findings& findings) {
         const lint::Rule& rule = *finding.rule;
         const lint::Place& place = finding.place;
         const bool takes = rule.effect == lint::Effect::kTakes;
-        table.rows.push_back({rule.name, RowOf(rule.severity).name,
+        table.rows.push_back({rule.name, ::NameOf(rule.severity),
                               OrNull(rule.calls == lint::kCombinedCall ? kCombinedCall : ""),
                               Count(finding.record), Count(place.line), Count(place.column),
                               Count(place.byte_column), Count(place.offset), Count(finding.length),
@@ -128,30 +113,7 @@ cli::Table TableOf(const lint::Findings& findings) {
     return table;
 }
 
-cli::ExitStatus Conclude(Report& report, Verdict verdict) {
-    const VerdictRow& row = RowOf(verdict);
-    report.Say(std::string("Verdict: ") + row.name);
-    report.AddDetail("verdict", row.name);
-    return row.status;
-}
-
 // ----------------------------------------------------------------- descriptions
-
-std::string Plural(size_t count, const std::string& what) {
-    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
-// "makes 2 requests" or "refuses it with -401, behind 1 request".
-std::string InWords(const lint::RequestOutcome& outcome) {
-    const std::string requests = Plural(outcome.requests.size(), "request");
-    if (!outcome.Stops()) {
-        return "asks the key for " + requests;
-    }
-    return std::string(outcome.raises ? "raises CQrvException 0x80070057"
-                                      : "refuses it with -401") +
-           (outcome.requests.empty() ? ", before the key is asked for anything"
-                                     : ", after it has asked the key for " + requests);
-}
 
 struct NamedOutcome {
     const char* function;
@@ -161,10 +123,7 @@ struct NamedOutcome {
 void ShowOutcome(Report& report, const NamedOutcome& named) {
     report.Say(std::string(named.function) + " " + InWords(named.outcome));
     for (const lint::Request& request : named.outcome.requests) {
-        report.Say("  CertType " + std::to_string(request.cert_type) + ", KeyType " +
-                   std::to_string(request.key_type) + ", HashType " +
-                   std::to_string(request.hash_type) +
-                   (request.merged ? ", for a pair of certificates" : ""));
+        report.Say("  " + InWords(request));
     }
 }
 

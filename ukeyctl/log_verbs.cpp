@@ -1,7 +1,6 @@
-#include <time.h>
 #include <unistd.h>
 
-#include <csignal>
+#include <chrono>
 #include <cstdio>
 
 #include "cli/checks.h"
@@ -10,12 +9,13 @@
 #include "log_output.h"
 #include "logs/forms.h"
 #include "logs/scrub.h"
+#include "stop_signals.h"
 #include "verbs.h"
 
 namespace {
 
 constexpr size_t kShownAtOnce = 1U << 16U;
-constexpr long kPauseNanoseconds = 200000000;
+constexpr std::chrono::milliseconds kPause{200};
 
 struct LogOptions {
     std::string file = logs::kPath;
@@ -213,30 +213,18 @@ void ReadOnce(LogFile& file, Listing& listing, logs::Reader& reader) {
     listing.progress = nullptr;
 }
 
-volatile std::sig_atomic_t stopped = 0;
-
-// Ctrl-C ends the following, and what is known by then is still shown.
-void EndFollowingOnSignal() {
-    struct sigaction action = {};
-    action.sa_handler = [](int) { stopped = 1; };
-    for (const int signal : {SIGINT, SIGTERM}) {
-        sigaction(signal, &action, nullptr);
-    }
-}
-
 void Notice(const std::string& text) {
     std::fputs(("ukeyctl log: " + text + "\n").c_str(), stderr);
 }
 
 void Pause() {
-    const timespec pause = {0, kPauseNanoseconds};
-    nanosleep(&pause, nullptr);  // a signal ends it early
+    AwaitReadable(-1, std::chrono::steady_clock::now() + kPause);
 }
 
 // The log, once there is one.
 std::unique_ptr<LogFile> Await(const std::string& path) {
     bool is_told = false;
-    while (stopped == 0) {
+    while (StopSignal() == 0) {
         if (access(path.c_str(), F_OK) == 0) {
             return std::make_unique<LogFile>(path, LogFile::Use::kReading);
         }
@@ -254,7 +242,7 @@ void FollowFile(LogFile& file, Listing& listing, logs::Reader& reader) {
     const auto take_rest = [&file, &reader] {
         file.ReadAll([&reader](std::string_view bytes) { reader.Feed(bytes); });
     };
-    while (stopped == 0) {
+    while (StopSignal() == 0) {
         const LogFile::Fate fate =
             file.Look();  // before reading: the rest of a replaced file counts
         if (fate == LogFile::Fate::kReplaced) {
@@ -278,8 +266,8 @@ void FollowFile(LogFile& file, Listing& listing, logs::Reader& reader) {
 }
 
 void Follow(const std::string& path, Listing& listing, logs::Reader& reader) {
-    EndFollowingOnSignal();
-    for (bool is_first = true; stopped == 0; is_first = false) {
+    CatchStopSignals();  // and what is known by then is still shown
+    for (bool is_first = true; StopSignal() == 0; is_first = false) {
         const std::unique_ptr<LogFile> file = Await(path);
         if (file && is_first) {
             ReadOnce(*file, listing, reader);

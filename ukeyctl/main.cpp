@@ -47,6 +47,7 @@ void BuildCommandLine(cli::Command& app, Session& session) {
     AddCommonOptions(app, session);
     AddInfoVerbs(app, session);
     AddErrorVerb(app, session);
+    AddEventVerbs(app, session);
     AddDeviceVerbs(app, session);
     AddDoctorVerb(app, session);
     AddBundleVerb(app, session);

@@ -1,44 +1,68 @@
+#include "change.h"
 #include "cli/encoding.h"
+#include "pin_tries.h"
 #include "verbs.h"
 
 namespace {
 
 constexpr const char* kPinNote = "The key, or its own dialog, asks for the PIN.";
 
-// What the key tells about the PIN: two 32-bit numbers, least significant byte first.
-int64_t NumberAt(const std::string& record, size_t offset) {
-    uint32_t number = 0;
-    for (size_t at = offset + 4; at-- > offset;) {
-        number = number << 8U | (at < record.size() ? static_cast<unsigned char>(record[at]) : 0U);
+void ShowPinInfo(Session& session) {
+    const PinTries tries = TriesIn(session.Key().GetPinInfo());
+    Report& report = session.Result();
+    const auto value = [](const std::optional<int64_t>& number) {
+        return number ? Report::Value(*number) : Report::Value();
+    };
+    report.Add("tries_left", "Tries left", value(tries.left));
+    report.Add("tries_at_most", "Tries at most", value(tries.at_most));
+    report.AddDetail("record_hex", cli::Hex(tries.record));
+    report.AddDetail("problem",
+                     tries.problem.empty() ? Report::Value() : Report::Value(tries.problem));
+    if (!tries.problem.empty()) {
+        report.Say("The tries cannot be told: " + tries.problem);
     }
-    return number;
 }
 
-void ShowPinInfo(Session& session) {
-    const std::string record = session.Key().GetPinInfo();
-    Report& report = session.Result();
-    report.Add("tries_left", "Tries left", NumberAt(record, 0));
-    report.Add("tries_at_most", "Tries at most", NumberAt(record, 4));
-    report.AddDetail("record_hex", cli::Hex(record));
+struct PinOptions {
+    ChangeOptions change;
+    bool last_try = false;
+};
+
+void ChangePin(Session& session, const PinOptions& options) {
+    Change change;
+    change.function = "ChangePin";
+    change.items = {{"PIN", {}, "the key, or its own dialog, asks for the old and the new one"}};
+    std::optional<ukey::Key> key;
+    if (MayCarryOut(session, options.change, change, key)) {
+        SpendTry(session, *key, options.last_try, [&key] { key->ChangePin(); });
+        session.Result().Say("The PIN has been changed.");
+    }
+}
+
+void VerifyPin(Session& session, const PinOptions& options) {
+    const ukey::Key key = session.Key();
+    SpendTry(session, key, options.last_try, [&key] { key.VerifyPIN(); });
+    session.Result().Say("The PIN is right.");
 }
 
 void AddChange(cli::Command& group, Session& session) {
-    cli::Command verb = AddVerb(group, "change", std::string("Change the PIN. ") + kPinNote,
-                                session, [](Session& running) {
-                                    running.Key().ChangePin();
-                                    running.Result().Say("The PIN has been changed.");
-                                });
+    const auto options = std::make_shared<PinOptions>();
+    cli::Command verb =
+        AddVerb(group, "change", std::string("Change the PIN. ") + kPinNote, session,
+                [options](Session& running) { ChangePin(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
+    AddLastTry(verb, options->last_try);
+    AddDryRun(verb, options->change);
     AddExamples(verb, {"ukeyctl pin change"});
 }
 
 void AddVerify(cli::Command& group, Session& session) {
-    cli::Command verb = AddVerb(group, "verify", std::string("Verify the PIN. ") + kPinNote,
-                                session, [](Session& running) {
-                                    running.Key().VerifyPIN();
-                                    running.Result().Say("The PIN is right.");
-                                });
+    const auto options = std::make_shared<PinOptions>();
+    cli::Command verb =
+        AddVerb(group, "verify", std::string("Verify the PIN. ") + kPinNote, session,
+                [options](Session& running) { VerifyPin(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
+    AddLastTry(verb, options->last_try);
     AddExamples(verb, {"ukeyctl pin verify", "ukeyctl pin verify --sn 1234567890123456"});
 }
 

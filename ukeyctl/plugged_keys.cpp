@@ -39,6 +39,8 @@ Function Find(const Handle& handle, const char* name) {
     return ukey::detail::Resolve<Function>(handle.get(), kTokenLibrary, name);
 }
 
+}  // namespace
+
 struct TokenLibrary {
     Handle handle = OpenTokenLibrary();
     decltype(&VexaT_GetSlotList) get_slot_list =
@@ -46,6 +48,8 @@ struct TokenLibrary {
     decltype(&VexaT_GetDeviceInfo) get_device_info =
         Find<decltype(&VexaT_GetDeviceInfo)>(handle, "VexaT_GetDeviceInfo");
 };
+
+namespace {
 
 [[noreturn]] void ThrowExceptionOf(const char* function) {
     cli::Throw(cli::ExitStatus::kFailed, std::string(function) + " threw an exception",
@@ -94,15 +98,22 @@ void InitializeIfPossible(const ukey::Library& library) {
 
 }  // namespace
 
-std::vector<PluggedKey> ListPluggedKeys(const ukey::Library& library) {
-    const TokenLibrary token{};
+KeyLookout::KeyLookout(const ukey::Library& library)
+    : token_(std::make_shared<const TokenLibrary>()) {
     InitializeIfPossible(library);
+}
+
+std::vector<PluggedKey> KeyLookout::Look() const {
     std::array<uint32_t, 2 * size_t{kMostSlots}> slots{};
     uint32_t count = kMostSlots;
-    Ask("VexaT_GetSlotList", token.get_slot_list, kPresentSlots, slots.data(), &count);
+    Ask("VexaT_GetSlotList", token_->get_slot_list, kPresentSlots, slots.data(), &count);
     std::vector<PluggedKey> keys;
     for (uint32_t i = 0; i < std::min(count, kMostSlots); ++i) {
-        keys.push_back(KeyIn(slots[i], token));
+        keys.push_back(KeyIn(slots[i], *token_));
     }
     return keys;
+}
+
+std::vector<PluggedKey> ListPluggedKeys(const ukey::Library& library) {
+    return KeyLookout(library).Look();
 }

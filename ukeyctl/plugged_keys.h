@@ -2,6 +2,7 @@
 #define UKEYCTL_PLUGGED_KEYS_H
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,9 +15,22 @@ struct PluggedKey {
     std::string problem;        // why not
 };
 
-// All plugged keys. The product tells only one of them, so its token library is asked, as the
-// product asks it when it waits for keys. Throws ukey::LoadError, ukey::Error or
+struct TokenLibrary;
+
+// Looks which keys are plugged. The product tells only one of them, so its token library is asked,
+// as the product asks it when it waits for keys. All of it throws ukey::LoadError, ukey::Error or
 // cli::CommandFailure when that library cannot be asked.
+class KeyLookout final {
+ public:
+    explicit KeyLookout(const ukey::Library& library);
+
+    std::vector<PluggedKey> Look() const;
+
+ private:
+    std::shared_ptr<const TokenLibrary> token_;
+};
+
+// All plugged keys.
 std::vector<PluggedKey> ListPluggedKeys(const ukey::Library& library);
 
 #endif

@@ -16,6 +16,7 @@ struct ShowValue {
     std::string operator()(std::monostate /*none*/) const { return "-"; }
     std::string operator()(const std::string& text) const { return text; }
     std::string operator()(int64_t number) const { return std::to_string(number); }
+    std::string operator()(bool is_so) const { return is_so ? "yes" : "no"; }
     std::string operator()(const std::vector<std::string>& texts) const {
         std::string joined;
         for (const std::string& text : texts) {
@@ -29,6 +30,13 @@ struct ShowValue {
 struct EncodeValue {
     Json operator()(std::monostate /*none*/) const { return nullptr; }
     Json operator()(const cli::Table& table) const;
+    Json operator()(const cli::Table::Named& values) const {
+        Json object = Json::object();
+        for (const auto& [name, value] : values) {
+            object[name] = std::visit(EncodeValue{}, value);
+        }
+        return object;
+    }
     template <typename T>
     Json operator()(const T& value) const {
         return value;

@@ -14,8 +14,8 @@
 class Report {
  public:
     // Nothing, for a value that could not be had.
-    using Value =
-        std::variant<std::monostate, std::string, int64_t, std::vector<std::string>, cli::Table>;
+    using Value = std::variant<std::monostate, std::string, int64_t, bool, std::vector<std::string>,
+                               cli::Table>;
 
     // Where people get it: a terminal must not be disturbed, a file gets every byte.
     enum class Destination { kTerminal, kFile };

@@ -1,3 +1,4 @@
+#include "change.h"
 #include "cli/encoding.h"
 #include "verbs.h"
 
@@ -13,7 +14,7 @@ struct RequestOptions {
     std::string format;
     std::string out;
     uint32_t mode = 0;
-    bool consent = false;
+    ChangeOptions change;
 };
 
 std::vector<std::string> PemRequests(const std::string& joined) {
@@ -60,17 +61,33 @@ void AddRequestOptions(cli::Command& verb, Session& session, RequestOptions& opt
         .Required();
     AddFormat(verb, options.format, {"pem", "text"});
     AddOutOption(verb, options.out);
+    AddDryRun(verb, options.change);
+}
+
+Change ChangeOf(const RequestOptions& options, const char* function) {
+    Change change;
+    change.function = function;
+    change.arguments = {{"szRequestInfo", options.description}};
+    return change;
+}
+
+void RunRequest(Session& session, const RequestOptions& options) {
+    CheckDescription(options.description);
+    Change change = ChangeOf(options, "GenerateCertRequest");
+    if (options.change.dry_run) {
+        PlanRequests(change, lint::LintRequest(options.description), lint::kSingleCall, false);
+    }
+    std::optional<ukey::Key> key;
+    if (MayCarryOut(session, options.change, change, key)) {
+        DeliverRequests(session, options, key->GenerateCertRequest(options.description));
+    }
 }
 
 void AddRequest(cli::Command& app, Session& session) {
     const auto options = std::make_shared<RequestOptions>();
     cli::Command verb =
         AddVerb(app, "request", "Have the key make certificate requests (PKCS#10)", session,
-                [options](Session& running) {
-                    CheckDescription(options->description);
-                    DeliverRequests(running, *options,
-                                    running.Key().GenerateCertRequest(options->description));
-                });
+                [options](Session& running) { RunRequest(running, *options); });
     AddRequestOptions(verb, session, *options);
     AddExamples(verb,
                 {"ukeyctl request --description 'CertType(1)KeyType(2)HashType(3)'",
@@ -79,14 +96,32 @@ void AddRequest(cli::Command& app, Session& session) {
                  "ukeyctl request --description 'CertType(1)KeyType(2)' --format text"});
 }
 
+Change InitRequestOf(const RequestOptions& options) {
+    Change change = ChangeOf(options, "Batch_InitAndGenerateCertRequest");
+    change.arguments.insert(change.arguments.begin(), {"nInitMode", int64_t{options.mode}});
+    const bool initialises = options.mode == kInitialise;
+    if (options.mode > kInitialise) {
+        change.verdict = lint::Verdict::kRefused;
+        change.remark = std::string(change.function) + " refuses the mode with -401";
+    } else if (options.change.dry_run) {
+        PlanRequests(change, lint::LintRequest(options.description), lint::kCombinedCall,
+                     initialises);
+    }
+    if (initialises) {
+        change.consequence = "erases everything on the key first";
+        change.question = "Erase everything on, and make requests with,";
+    }
+    return change;
+}
+
 void RunInitRequest(Session& session, const RequestOptions& options) {
     CheckDescription(options.description);
-    if (options.mode == kInitialise) {
-        CheckConsent(options.consent, "erases everything on the key first");
+    const Change change = InitRequestOf(options);
+    std::optional<ukey::Key> key;
+    if (MayCarryOut(session, options.change, change, key)) {
+        DeliverRequests(session, options,
+                        key->Batch_InitAndGenerateCertRequest(options.mode, options.description));
     }
-    DeliverRequests(
-        session, options,
-        session.Key().Batch_InitAndGenerateCertRequest(options.mode, options.description));
 }
 
 void AddInitRequest(cli::Command& app, Session& session) {
@@ -99,7 +134,7 @@ void AddInitRequest(cli::Command& app, Session& session) {
     verb.Add("--mode", options->mode, "0: verify the PIN; 1: initialise the key first")
         .Takes("N")
         .ShowDefault();
-    verb.AddFlag("--yes", options->consent, "With --mode 1: do erase the key");
+    AddConsent(verb, options->change, "With --mode 1: do erase the key");
     AddExamples(
         verb, {"ukeyctl init-request --description 'CertType(1)KeyType(2)HashType(3)|CertType(3)'",
                "ukeyctl init-request --mode 1 --yes --description "

@@ -42,6 +42,10 @@ class Session {
 
     Report& Result() { return report_; }
 
+    // The exit status of a verb that was carried out but tells more than that.
+    void ConcludeWith(cli::ExitStatus status) { conclusion_ = status; }
+    cli::ExitStatus Conclusion() const { return conclusion_; }
+
     // Shows the report now and starts another, for verbs that report as things happen.
     void Publish();
 
@@ -67,6 +71,7 @@ class Session {
     std::optional<ukey::Library> library_;
     Report report_;
     bool published_ = false;
+    cli::ExitStatus conclusion_ = cli::ExitStatus::kDone;
 };
 
 #endif

@@ -1,20 +1,48 @@
+#include "change.h"
 #include "verbs.h"
 
 namespace {
 
+void Init(Session& session, const ChangeOptions& options) {
+    Change change;
+    change.function = "InitUKey";
+    change.items = {{"erasure", {}, "everything on the key"}};
+    change.consequence = "erases everything on the key";
+    change.question = "Erase everything on";
+    std::optional<ukey::Key> key;
+    if (MayCarryOut(session, options, change, key)) {
+        key->InitUKey();
+        session.Result().Say("The key " + key->SerialNumber() + " has been initialised.");
+    }
+}
+
 void AddInit(cli::Command& app, Session& session) {
-    const auto consent = std::make_shared<bool>(false);
-    cli::Command verb = AddVerb(
-        app, "init", "Initialise the key: everything on it is erased", session,
-        [consent](Session& running) {
-            CheckConsent(*consent, "erases everything on the key");
-            const ukey::Key key = running.Key();
-            key.InitUKey();
-            running.Result().Say("The key " + key.SerialNumber() + " has been initialised.");
-        });
+    const auto options = std::make_shared<ChangeOptions>();
+    cli::Command verb = AddVerb(app, "init", "Initialise the key: everything on it is erased",
+                                session, [options](Session& running) { Init(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
-    RequireConsent(verb, consent);
-    AddExamples(verb, {"ukeyctl init --yes --sn 1234567890123456"});
+    AddConsent(verb, *options, "Do it: what is lost does not come back");
+    AddDryRun(verb, *options);
+    AddExamples(verb, {"ukeyctl init --yes --sn 1234567890123456", "ukeyctl init --dry-run"});
+}
+
+struct LabelOptions {
+    std::string label;
+    EmptyText empty;
+    ChangeOptions change;
+};
+
+void SetLabel(Session& session, const LabelOptions& options) {
+    CheckNotEmpty(options.label, "the label", options.empty);
+    Change change;
+    change.function = "SetLabel";
+    change.arguments = {{"szLabel", options.label}};
+    change.items = {{"label", static_cast<int64_t>(options.label.size()), {}}};
+    std::optional<ukey::Key> key;
+    if (MayCarryOut(session, options.change, change, key)) {
+        key->SetLabel(options.label);
+        session.Result().Say("The label has been written.");
+    }
 }
 
 void AddLabel(cli::Command& app, Session& session) {
@@ -25,20 +53,13 @@ void AddLabel(cli::Command& app, Session& session) {
     AddKeyOption(get, session, KeyUse::kReading);
     AddExamples(get, {"ukeyctl label get"});
 
-    struct Options {
-        std::string label;
-        EmptyText empty;
-    };
-    const auto options = std::make_shared<Options>();
-    cli::Command set =
-        AddVerb(group, "set", "Write the label", session, [options](Session& running) {
-            CheckNotEmpty(options->label, "the label", options->empty);
-            running.Key().SetLabel(options->label);
-            running.Result().Say("The label has been written.");
-        });
+    const auto options = std::make_shared<LabelOptions>();
+    cli::Command set = AddVerb(group, "set", "Write the label", session,
+                               [options](Session& running) { SetLabel(running, *options); });
     AddKeyOption(set, session, KeyUse::kChanging);
     set.Add("LABEL", options->label, "The new label").Required().Offers(PluggedLabels(session));
     AddAllowEmpty(set, options->empty);
+    AddDryRun(set, options->change);
     AddExamples(set, {"ukeyctl label set \"Accounts, second floor\""});
 }
 
@@ -69,23 +90,42 @@ void AddGetData(cli::Command& group, Session& session) {
     AddExamples(verb, {"ukeyctl data get 1"});
 }
 
+struct DataOptions {
+    int32_t index = 0;
+    InputText data;
+    EmptyText empty;
+    ChangeOptions change;
+};
+
+void SetData(Session& session, const DataOptions& options) {
+    constexpr size_t kLongest = 300;
+    const std::string data = options.data.Read(options.empty);
+    Change change;
+    change.function = "SetData";
+    CheckPassable(change, {data});
+    change.arguments = {{"nIndex", int64_t{options.index}}, {"szData", Masked(data)}};
+    change.items = {
+        {"data item", static_cast<int64_t>(data.size()), "item " + std::to_string(options.index)}};
+    if (data.size() > kLongest) {
+        change.verdict = lint::Verdict::kRefused;
+        change.remark = "SetData refuses it with -401: an item has at most 300 bytes";
+    }
+    std::optional<ukey::Key> key;
+    if (MayCarryOut(session, options.change, change, key)) {
+        key->SetData(options.index, data);
+        session.Result().Say("The item has been written.");
+    }
+}
+
 void AddSetData(cli::Command& group, Session& session) {
-    struct Options {
-        int32_t index = 0;
-        InputText data;
-        EmptyText empty;
-    };
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<DataOptions>();
     cli::Command verb = AddVerb(group, "set", "Write a data item of at most 300 bytes", session,
-                                [options](Session& running) {
-                                    const std::string data = options->data.Read(options->empty);
-                                    running.Key().SetData(options->index, data);
-                                    running.Result().Say("The item has been written.");
-                                });
+                                [options](Session& running) { SetData(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
     AddIndex(verb, options->index);
     AddText(verb, "data", "The item's text", options->data);
     AddAllowEmpty(verb, options->empty);
+    AddDryRun(verb, options->change);
     AddExamples(verb, {"ukeyctl data set 1 --data \"customer 4711\"",
                        "ukeyctl data set 1 --data-file item.txt"});
 }

@@ -6,6 +6,7 @@
 // The verb families, one file each.
 void AddInfoVerbs(cli::Command& app, Session& session);
 void AddErrorVerb(cli::Command& app, Session& session);
+void AddEventVerbs(cli::Command& app, Session& session);
 void AddDeviceVerbs(cli::Command& app, Session& session);
 void AddDoctorVerb(cli::Command& app, Session& session);
 void AddBundleVerb(cli::Command& app, Session& session);

@@ -121,6 +121,11 @@ Command& Command::ComplainsToTerminal() {
     return OnTerminal(80);
 }
 
+Command& Command::IsTyped(const std::string& text) {
+    typed_ = text;
+    return ComplainsToTerminal();
+}
+
 Command& Command::Meanwhile(std::function<void(pid_t)> action) {
     meanwhile_ = std::move(action);
     return *this;
@@ -128,7 +133,9 @@ Command& Command::Meanwhile(std::function<void(pid_t)> action) {
 
 void Command::RedirectStreams(const std::string& in, const std::string& out,
                               const std::string& err) const {
-    Redirect(in, STDIN_FILENO, O_RDONLY);
+    if (!typed_) {
+        Redirect(in, STDIN_FILENO, O_RDONLY);
+    }
     if (!err_is_terminal_) {
         Redirect(err, STDERR_FILENO, O_WRONLY | O_CREAT | O_TRUNC);
     }
@@ -149,6 +156,10 @@ Outcome Command::Run() const {
     words.emplace_back(UKEYCTL_PATH);
     words.insert(words.end(), words_.begin(), words_.end());
     const int terminal = columns_ == 0 ? -1 : OpenTerminal(columns_);
+    if (typed_ &&
+        write(terminal, typed_->data(), typed_->size()) != static_cast<ssize_t>(typed_->size())) {
+        throw std::runtime_error("nothing can be typed");
+    }
     const pid_t child = fork();
     if (child == 0) {
         for (const auto& [variable, value] : environment_) {
@@ -157,6 +168,9 @@ Outcome Command::Run() const {
         if (terminal >= 0) {
             Redirect(ptsname(terminal), err_is_terminal_ ? STDERR_FILENO : STDOUT_FILENO,
                      O_WRONLY | O_NOCTTY);
+            if (typed_) {
+                Redirect(ptsname(terminal), STDIN_FILENO, O_RDONLY | O_NOCTTY);
+            }
         }
         RedirectStreams(in, out, err);
         for (const int descriptor : closed_) {

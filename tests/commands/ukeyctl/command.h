@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,8 @@ class Command {
     Command& OnTerminal(unsigned short columns);
     // Standard error is one instead.
     Command& ComplainsToTerminal();
+    // So is standard input, where this has been typed.
+    Command& IsTyped(const std::string& text);
     // Done while the command runs, which it ends itself where the command does not.
     Command& Meanwhile(std::function<void(pid_t)> action);
     Outcome Run() const;
@@ -52,6 +55,7 @@ class Command {
     std::vector<int> closed_;
     unsigned short columns_ = 0;
     bool err_is_terminal_ = false;
+    std::optional<std::string> typed_;
     std::function<void(pid_t)> meanwhile_;
 };
 

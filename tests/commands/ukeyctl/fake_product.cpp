@@ -145,9 +145,15 @@ void ReadCodes(FakeProduct& fake, const char* text) {
 
 void ReadOutputs(FakeProduct& fake, const char* path) {
     std::ifstream lines(path == nullptr ? "" : path);
+    std::map<std::string, std::deque<std::string>> given;
     for (std::string line; std::getline(lines, line);) {
         const size_t at = line.find('=');
-        fake.outputs[line.substr(0, at)] = {line.substr(at + 1)};
+        std::deque<std::string>& texts = given[line.substr(0, at)];
+        texts.insert(texts.end(), texts.empty() ? 1 : 0, {});  // each call drops one first
+        texts.push_back(line.substr(at + 1));
+    }
+    for (auto& [name, texts] : given) {
+        fake.outputs[name] = std::move(texts);
     }
 }
 
@@ -176,6 +182,7 @@ FakeProduct::FakeProduct() {
     outputs["GetDllVersion"] = {"4.5.6"};
     outputs["GetVidAndPid"] = {"1111&2222"};
     outputs["GetPrintNumber"] = {"SN0123456789"};
+    outputs["GetPinInfo"] = {std::string("\5\0\0\0\6\0\0\0", 8)};  // 5 of 6 tries left
     ReadCodes(*this, std::getenv("FAKE_CODES"));
     ReadOutputs(*this, std::getenv("FAKE_OUTPUTS"));
     ReadEvents(*this, std::getenv("FAKE_EVENTS"));
@@ -277,6 +284,10 @@ int32_t WaitForKeyEvent(uint32_t* event, char* serial_number, uint32_t* length) 
         return 0;
     }
     is_running = true;
+    // Not among `calls`: a test may look at them while a thread waits.
+    if (const char* path = std::getenv("FAKE_CALLS")) {
+        std::ofstream(path, std::ios::app) << "WaitForKeyEvent()\n";
+    }
     std::pair<uint32_t, std::string> taken;
     while (is_running && !TakeEvent(taken)) {
         std::this_thread::sleep_for(std::chrono::microseconds(50));

@@ -4,10 +4,13 @@
 //     FAKE_SLOTS  "1:SN0001 4:SN0002": slots and serial numbers; "1:?77" gives 77 for the slot's
 //     key,
 //                 "?77" gives 77 for the list, "throw" throws. Without it, one key in slot 1.
+//     FAKE_SLOTS_THEN  the same, from right behind the first look at the list
+//     FAKE_CALLS  a file to which every look at the list is appended
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -26,8 +29,11 @@ uint32_t CodeIn(const std::string& text) {
     return static_cast<uint32_t>(std::strtoul(text.c_str() + 1, nullptr, 10));
 }
 
+int looks = 0;
+
 Slots TheSlots() {
-    const char* text = std::getenv("FAKE_SLOTS");
+    const char* const then = std::getenv("FAKE_SLOTS_THEN");
+    const char* const text = then != nullptr && looks > 1 ? then : std::getenv("FAKE_SLOTS");
     std::istringstream words(text == nullptr ? "1:SN0123456789" : text);
     Slots slots;
     for (std::string word; words >> word;) {
@@ -49,6 +55,10 @@ Slots TheSlots() {
 extern "C" {
 
 uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {
+    ++looks;
+    if (const char* const path = std::getenv("FAKE_CALLS")) {
+        std::ofstream(path, std::ios::app) << "VexaT_GetSlotList()\n";
+    }
     const Slots plugged = TheSlots();
     if (present != 1 || plugged.code != 0) {
         return plugged.code;

@@ -62,7 +62,7 @@ TEST_F(UkeyctlTest, FailureSaysWhatWhyAndWhatToDo) {
     const Outcome outcome =
         Ukeyctl({"pin", "verify"}).With("FAKE_CODES", std::string("VerifyPIN=") + kKeyCode).Run();
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.out, "Tries left before: 5\nTries left after:  5\n");
     EXPECT_EQ(outcome.err,
               "ukeyctl pin verify: VerifyPIN failed\n"
               "  why:  0x0A000001 (167772161): text of 167772161\n"
@@ -209,18 +209,22 @@ const VerbCase kVerbCases[] = {
      {"pin", "change"},
      "",
      R"(ChangePin("SN0123456789"))",
-     "The PIN has been changed.\n"},
-    {"PinVerify", {"pin", "verify"}, "", R"(VerifyPIN("SN0123456789"))", "The PIN is right.\n"},
+     "Tries left before: 5\nTries left after:  5\nThe PIN has been changed.\n"},
+    {"PinVerify",
+     {"pin", "verify"},
+     "",
+     R"(VerifyPIN("SN0123456789"))",
+     "Tries left before: 5\nTries left after:  5\nThe PIN is right.\n"},
     {"PinVerifyOfNamedKey",
      {"pin", "verify", "--sn", "SN9"},
      "",
      R"(VerifyPIN("SN9"))",
-     "The PIN is right.\n"},
+     "Tries left before: 5\nTries left after:  5\nThe PIN is right.\n"},
     {"PinInfo",
      {"pin", "info"},
-     "GetPinInfo=AB\n",
+     "",
      R"(GetPinInfo("SN0123456789"))",
-     "Tries left:    16961\nTries at most: 0\n"},
+     "Tries left:    5\nTries at most: 6\n"},
     {"Init",
      {"init", "--yes"},
      "",
@@ -342,7 +346,7 @@ const VerbCase kVerbCases[] = {
      {"call", "TestVerifyAndCachePin", "7"},
      "",
      R"(TestVerifyAndCachePin("SN0123456789", 7))",
-     "TestVerifyAndCachePin gave 0.\n"},
+     "Tries left before: 5\nTries left after:  5\nTestVerifyAndCachePin gave 0.\n"},
     {"CallSetCachePinFlag",
      {"call", "SetCachePinFlag", "0x10"},
      "",
@@ -825,34 +829,6 @@ TEST_F(UkeyctlTest, TextThatIsNotUtf8StaysValidJson) {
     const Outcome outcome = Ukeyctl({"label", "get", "--json"}, "GetLabel=\xD6\xD0!\n").Run();
     EXPECT_EQ(outcome.Json()["label_hex"], "D6D021");
     EXPECT_TRUE(outcome.Json()["label"].is_string());
-}
-
-TEST_F(UkeyctlTest, WaitShowsTheEvent) {
-    const Outcome outcome = Ukeyctl({"wait"}).With("FAKE_EVENTS", "1:SN1").Run();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, "Event:         inserted\nSerial number: SN1\n");
-}
-
-TEST_F(UkeyctlTest, WaitShowsSeveralEventsAsJsonLines) {
-    const Outcome outcome =
-        Ukeyctl({"wait", "--count", "2", "--json"}).With("FAKE_EVENTS", "1:SN1 2:SN2").Run();
-    EXPECT_EQ(outcome.status, 0);
-    const size_t end = outcome.out.find('\n');
-    EXPECT_EQ(nlohmann::json::parse(outcome.out.substr(0, end))["event"], "inserted");
-    EXPECT_EQ(nlohmann::json::parse(outcome.out.substr(end))["serial_number"], "SN2");
-}
-
-TEST_F(UkeyctlTest, WaitGivesUpInTime) {
-    const Outcome outcome = Ukeyctl({"wait", "--timeout", "0.05"}).Run();
-    EXPECT_EQ(outcome.status, 5);
-    EXPECT_THAT(outcome.err, HasSubstr("no key came or went"));
-}
-
-TEST_F(UkeyctlTest, WaitThatFailsShowsTheCode) {
-    const Outcome outcome = Ukeyctl({"wait", "--json"}).With("FAKE_EVENTS", "0:77").Run();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.Json()["error"]["function"], "WaitForKeyEvent");
-    EXPECT_EQ(outcome.Json()["error"]["code"], 77);
 }
 
 struct CodeCase {

@@ -1,0 +1,75 @@
+#include "stop_signals.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <system_error>
+
+namespace {
+
+volatile std::sig_atomic_t stop_signal = 0;
+
+// Wakes whoever polls, also when the signal comes just before.
+int wakening_pipe[2] = {-1, -1};
+
+void Note(int number) {
+    const int error = errno;
+    stop_signal = number;
+    static_cast<void>(!write(wakening_pipe[1], "", 1));
+    errno = error;
+}
+
+int Milliseconds(const Deadline& deadline) {
+    if (!deadline) {
+        return -1;
+    }
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now());
+    return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(left.count(), 0, INT_MAX));
+}
+
+}  // namespace
+
+void CatchStopSignals() {
+    if (wakening_pipe[0] >= 0) {
+        return;
+    }
+    if (pipe2(wakening_pipe, O_CLOEXEC | O_NONBLOCK) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+    for (const int number : {SIGINT, SIGTERM}) {
+        struct sigaction before = {};
+        sigaction(number, nullptr, &before);
+        if (before.sa_handler != SIG_IGN) {
+            struct sigaction action = {};
+            action.sa_handler = Note;
+            action.sa_flags = static_cast<int>(SA_RESETHAND);
+            sigaction(number, &action, nullptr);
+        }
+    }
+}
+
+int StopSignal() {
+    return stop_signal;
+}
+
+Wakening AwaitReadable(int descriptor, const Deadline& deadline) {
+    for (;;) {
+        if (StopSignal() != 0) {
+            return Wakening::kSignal;
+        }
+        pollfd waiting[] = {{descriptor, POLLIN, 0}, {wakening_pipe[0], POLLIN, 0}};
+        const int ready = poll(waiting, 2, Milliseconds(deadline));
+        if (ready > 0 && waiting[0].revents != 0) {
+            return Wakening::kReadable;
+        }
+        if (deadline && std::chrono::steady_clock::now() >= *deadline) {
+            return Wakening::kTime;
+        }
+    }
+}
