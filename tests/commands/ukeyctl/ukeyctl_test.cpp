@@ -372,15 +372,6 @@ const VerbCase kVerbCases[] = {
 INSTANTIATE_TEST_SUITE_P(Ukeyctl, VerbTest, testing::ValuesIn(kVerbCases),
                          [](const auto& verb) { return std::string(verb.param.name); });
 
-// Command holds the object against its schema.
-TEST_P(VerbTest, TellsScriptsTheSame) {
-    std::vector<std::string> words{"--json"};
-    words.insert(words.end(), GetParam().words.begin(), GetParam().words.end());
-    const Outcome outcome = Ukeyctl(words, GetParam().outputs).Run();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.Json()["ok"], true);
-}
-
 TEST_P(VerbTest, AsksTheProductAndShowsTheAnswer) {
     const Outcome outcome = Ukeyctl(GetParam().words, GetParam().outputs).Run();
     EXPECT_EQ(outcome.status, 0);
