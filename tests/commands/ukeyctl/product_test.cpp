@@ -209,7 +209,7 @@ TEST(UkeyctlOnProduct, FindsTheLibraryBesideItself) {
 TEST(UkeyctlOnProduct, MissingBackendIsReported) {
     scripted::RemoveBackend();
     const Outcome outcome = Ukeyctl({"pin", "verify", "--sn", kSerialNumber, "--json"}).Run();
-    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.status, 3);
     EXPECT_EQ(outcome.Json()["error"]["name"], "ORVAL_BACKEND_UNAVAILABLE");
     EXPECT_THAT(outcome.err, HasSubstr("install or reinstall the key's software"));
 }
