@@ -276,7 +276,7 @@ TEST_F(PinRules, APinFileThatOthersMayReadIsRefused) {
     const std::string key = NewKey();
     chmod(kPinFile, 0640);
     const ProgramResult refusal = RunProgram("softkey", "plug " + key + " " + UsingPinFile());
-    EXPECT_EQ(1, refusal.status);
+    EXPECT_EQ(4, refusal.status);
     EXPECT_THAT(refusal.output, HasSubstr("0600"));
     chmod(kPinFile, 0600);
     Plug(key);
