@@ -289,7 +289,8 @@ TEST_F(CommandsTest, AClosedStandardInputIsNoEmptyOne) {
     ASSERT_EQ(0, RunShell(authority + "init").status);
     const CommandResult result = RunShell(authority + "issue <&-");
     EXPECT_EQ(4, result.status);
-    EXPECT_NE(std::string::npos, result.output.find("cannot read standard input\n  why: it is closed"))
+    EXPECT_NE(std::string::npos,
+              result.output.find("cannot read standard input\n  why: it is closed"))
         << result.output;
 }
 

@@ -1,8 +1,9 @@
 // What the command advises: that it fits the code, and the function that gave it.
 
+#include "codes/advice.h"
+
 #include <gmock/gmock.h>
 
-#include "codes/advice.h"
 #include "codes/catalogue.h"
 #include "ukeyctl_fixture.h"
 
