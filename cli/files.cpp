@@ -108,7 +108,7 @@ void WriteOutput(const std::string& path, std::string_view contents, Readers rea
 }
 
 void CreateOutput(const std::string& path, std::string_view contents) {
-    constexpr const char* kWhat = "cannot make";
+    constexpr const char* kWhat = "cannot make {1}";
     std::string temporary = path + ".XXXXXX";
     const File file(mkostemp(temporary.data(), O_CLOEXEC));
     if (file.Descriptor() < 0) {

@@ -13,7 +13,8 @@ MACROS = {"ORVAL_APPLICATION_DIRECTORY":
 ROOMS = ("cli", "codes", "doctor", "lint", "logs", "recorder", "bundle", "ukeyctl", "softkey")
 SCRIPTS = ("scripts/with-softkey",)
 # Whoever has a key in a client's process meets these; a user of the commands never does.
-SILENT = ("softkey/backend/", "softkey/crypto/", "softkey/token/", "softkey/entry/", "softkey/key/device",
+SILENT = ("bundle/archive", "bundle/html", "bundle/log_tail", "bundle/page", "bundle/privacy",
+          "bundle/recording_part", "bundle/system", "bundle/timeline", "softkey/backend/", "softkey/crypto/", "softkey/token/", "softkey/entry/", "softkey/key/device",
           "softkey/key/cert", "softkey/key/s", "softkey/pin/dialogs", "softkey/pin/pinentry",
           "softkey/slots/event_stream", "softkey/base/settings", "recorder/functions.h", "recorder/replay",
           "recorder/stand_in", "recorder/run_client", "lint/c_interface", "logs/masks",
@@ -30,7 +31,7 @@ QUERY = re.compile(r"(SELECT|INSERT|UPDATE|DELETE|PRAGMA|CREATE|BEGIN|WHERE|ORDE
 # Names of functions.
 NAMES = re.compile(r"(?=.*[a-z][A-Z])[A-Z]\w*(,? [A-Z]\w*)*")
 # How records of the log begin.
-RECORD = re.compile(r"G_LastError|CKPXUSBKey|end, err: |^[Bb]egin,? ")
+RECORD = re.compile(r"^:command|G_LastError|CKPXUSBKey|end, err: |^[Bb]egin,? ")
 # The arguments of calls that are said as they are, also where they are a single word.
 SAID = {"Say": (0,), "SayWith": (0,), "Mark": (0,), "Sentence": (0,), "Add": (1, 2), "AddFlag": (2,), "AddCommand": (1,),
         "AddGroup": (1,), "AddVerb": (2,), "Throw": (1, 2, 3), "ThrowUsage": (0, 1), "MakeFailure": (1, 2, 3),
