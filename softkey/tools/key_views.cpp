@@ -5,6 +5,7 @@
 
 #include "base/encoding.h"
 #include "cli/json.h"
+#include "cli/printable.h"
 #include "cli/table.h"
 #include "cli/words.h"
 #include "codes/texts.h"
