@@ -45,10 +45,9 @@ Finding LookAtFile(const std::string& path, ElfFile& elf) {
     elf = ReadElf(path);
     switch (elf.kind) {
         case ElfFile::Kind::kNoElf:
-            return Broken(
-                status.st_size == 0 ? cli::Say("{1} is empty", path)
-                                    : cli::Say("{1} is no library (no ELF file)", path),
-                kReinstall);
+            return Broken(status.st_size == 0 ? cli::Say("{1} is empty", path)
+                                              : cli::Say("{1} is no library (no ELF file)", path),
+                          kReinstall);
         case ElfFile::Kind::kOtherCpu:
             return Broken(
                 cli::Say("{1} is for {2}, and this software for {3}", path, elf.cpu, OwnCpu()),
