@@ -9,6 +9,7 @@
 #include "bundle/system.h"
 #include "cli/printable.h"
 #include "cli/table.h"
+#include "cli/words.h"
 
 namespace bundle {
 namespace {
@@ -95,6 +96,7 @@ void AddParts(Told& told, const Question& question, const Privacy& privacy) {
 }  // namespace
 
 Bundle Collect(const Question& question) {
+    const cli::InEnglish for_support;  // who reads it may be anywhere
     logs::Masks masks(logs::Secrets::kMasked);
     Privacy privacy(masks);
     Told told;

@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <optional>
 
+#include "cli/words.h"
+
 namespace cli {
 namespace {
-
-constexpr const char* kTakes = "takes ";
 
 std::optional<int64_t> ReadWholeNumber(const std::string& text) {
     char* end = nullptr;
@@ -25,22 +25,19 @@ std::optional<double> ReadNumber(const std::string& text) {
     return finite ? std::optional<double>(number) : std::nullopt;
 }
 
-std::string Instead(const std::string& given) {
-    return ", not \"" + given + "\"";
-}
-
 }  // namespace
 
 std::string CheckNotEmpty(const std::string& value) {
-    return value.empty() ? "the value is empty; a shell variable may be unset" : "";
+    return value.empty() ? Say("the value is empty; a shell variable may be unset") : "";
 }
 
 std::string CheckSerialNumber(const std::string& value) {
     if (value.empty()) {
-        return "the serial number is empty; a shell variable may be unset";
+        return Say("the serial number is empty; a shell variable may be unset");
     }
-    return value.front() == '-' ? value + " is no serial number; a shell variable may be unset"
-                                : "";
+    return value.front() == '-'
+               ? Say("{1} is no serial number; a shell variable may be unset", value)
+               : "";
 }
 
 Check WholeNumber(int64_t least, int64_t most) {
@@ -50,8 +47,9 @@ Check WholeNumber(int64_t least, int64_t most) {
             return std::string();
         }
         const bool bounded = most < std::numeric_limits<int64_t>::max();
-        return kTakes + ("a whole number from " + std::to_string(least)) +
-               (bounded ? " to " + std::to_string(most) : " on") + Instead(given);
+        return bounded
+                   ? Say("takes a whole number from {1} to {2}, not \"{3}\"", least, most, given)
+                   : Say("takes a whole number from {1} on, not \"{2}\"", least, given);
     };
 }
 
@@ -60,7 +58,7 @@ Check Seconds(int64_t most) {
         const std::optional<double> number = ReadNumber(given);
         return number && *number >= 0 && *number <= static_cast<double>(most)
                    ? std::string()
-                   : kTakes + ("0 to " + std::to_string(most)) + " seconds" + Instead(given);
+                   : Say("takes 0 to {1} seconds, not \"{2}\"", most, given);
     };
 }
 

@@ -2,10 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <iostream>
 #include <map>
 #include <sstream>
 
 #include "cli/wording.h"
+#include "cli/words.h"
 #include "cli/wrapping.h"
 
 namespace cli {
@@ -22,7 +24,11 @@ constexpr size_t kUsualNameColumns = 30;
 // A help that fits the terminal.
 class FittingFormatter final : public CLI::Formatter {
  public:
-    FittingFormatter() : width_(Width()), column_(std::min(kUsualNameColumns, width_ * 3 / 8)) {}
+    FittingFormatter() : width_(Width()), column_(std::min(kUsualNameColumns, width_ * 3 / 8)) {
+        for (const char* const name : kLabels) {
+            label(name, Say(name));
+        }
+    }
 
     std::string make_description(const CLI::App* app) const override {
         return Lay(app->get_description(), width_) + "\n";
@@ -31,6 +37,11 @@ class FittingFormatter final : public CLI::Formatter {
     std::string make_usage(const CLI::App* app, std::string name) const override {
         const std::string usage = CLI::Formatter::make_usage(app, std::move(name));
         return Fill(usage.substr(0, usage.find('\n')), 0, kContinuationIndent, width_) + "\n";
+    }
+
+    std::string make_group(std::string group, bool is_positional,
+                           std::vector<const CLI::Option*> options) const override {
+        return CLI::Formatter::make_group(Say(group), is_positional, std::move(options));
     }
 
     std::string make_footer(const CLI::App* app) const override {
@@ -50,7 +61,8 @@ class FittingFormatter final : public CLI::Formatter {
     // A group of options that exclude each other.
     std::string make_expanded(const CLI::App* group) const override {
         const bool needed = group->get_require_option_min() > 0;
-        std::string text = needed ? "\nOne of these is needed:\n" : "\nAt most one of these:\n";
+        std::string text =
+            "\n" + Say(needed ? "One of these is needed:" : "At most one of these:") + "\n";
         for (const CLI::Option* option : group->get_options()) {
             if (option != group->get_help_ptr()) {
                 text += make_option(option, false);
@@ -61,6 +73,11 @@ class FittingFormatter final : public CLI::Formatter {
 
  private:
     static constexpr size_t kIndent = 2;
+    // What the parser's own parts of a help are called.
+    static constexpr const char* kLabels[] = {
+        Mark("Usage"),      Mark("Options"),     Mark("OPTIONS"),
+        Mark("SUBCOMMAND"), Mark("SUBCOMMANDS"), Mark("Positionals"),
+        Mark("REQUIRED"),   Mark("Excludes"),    Mark("Needs")};
 
     size_t width_;
     size_t column_;
@@ -167,7 +184,7 @@ void RefuseOptionsOf(const CLI::App& parent, const CLI::App& command) {
     for (const CLI::Option* option : parent.get_options()) {
         if (option->count() > 0) {
             throw CLI::ValidationError(option->get_name(),
-                                       "does not go with " + command.get_name());
+                                       Say("does not go with {1}", command.get_name()));
         }
     }
 }
@@ -261,7 +278,8 @@ bool Option::IsGiven() const {
 }
 
 Command Command::AddCommand(const std::string& name, const std::string& summary, Work work) {
-    CLI::App* const added = command_->add_subcommand(name, summary);
+    CLI::App* const added = command_->add_subcommand(name, Say(summary));
+    added->group(Say("Subcommands"));
     LiftRequirements(*command_, *added);
     Chosen* const chosen = &shared_->chosen;
     added->callback([added, chosen, work = std::move(work)] {
@@ -274,7 +292,8 @@ Command Command::AddCommand(const std::string& name, const std::string& summary,
 }
 
 Command Command::AddGroup(const std::string& name, const std::string& summary) {
-    CLI::App* const added = command_->add_subcommand(name, summary);
+    CLI::App* const added = command_->add_subcommand(name, Say(summary));
+    added->group(Say("Subcommands"));
     added->require_subcommand(1);
     added->footer("");
     return {added, shared_};
@@ -285,41 +304,42 @@ Command Command::Find(const std::string& name) const {
 }
 
 Option Command::Add(const std::string& name, std::string& value, const std::string& help) {
-    return {AsItIs(command_->add_option(name, value, help)), shared_};
+    return {AsItIs(command_->add_option(name, value, Say(help))), shared_};
 }
 
 Option Command::Add(const std::string& name, std::optional<std::string>& value,
                     const std::string& help) {
-    return {AsItIs(command_->add_option(name, value, help)), shared_};
+    return {AsItIs(command_->add_option(name, value, Say(help))), shared_};
 }
 
 Option Command::Add(const std::string& name, int32_t& value, const std::string& help) {
-    return {command_->add_option(name, value, help), shared_};
+    return {command_->add_option(name, value, Say(help)), shared_};
 }
 
 Option Command::Add(const std::string& name, uint32_t& value, const std::string& help) {
-    return {command_->add_option(name, value, help), shared_};
+    return {command_->add_option(name, value, Say(help)), shared_};
 }
 
 Option Command::Add(const std::string& name, int64_t& value, const std::string& help) {
-    return {command_->add_option(name, value, help), shared_};
+    return {command_->add_option(name, value, Say(help)), shared_};
 }
 
 Option Command::Add(const std::string& name, double& value, const std::string& help) {
-    return {command_->add_option(name, value, help), shared_};
+    return {command_->add_option(name, value, Say(help)), shared_};
 }
 
 Option Command::Add(const std::string& name, std::vector<std::string>& values,
                     const std::string& help) {
-    return {AsItIs(command_->add_option(name, values, help)), shared_};
+    return {AsItIs(command_->add_option(name, values, Say(help))), shared_};
 }
 
 Option Command::AddFlag(const std::string& name, bool& value, const std::string& help) {
-    return {command_->add_flag(name, value, help), shared_};
+    return {command_->add_flag(name, value, Say(help)), shared_};
 }
 
 void Command::AddVersion(const std::string& text) {
-    command_->set_version_flag("--version", text);
+    command_->set_version_flag("--version", text,
+                               Say("Display program version information and exit"));
 }
 
 Command Command::AddAlternatives(const std::string& name, Need need) {
@@ -333,11 +353,11 @@ bool Command::IsGiven() const {
 }
 
 void Command::Describe(const std::string& text) {
-    command_->description(text);
+    command_->description(Say(text));
 }
 
 void Command::Close(const std::string& text) {
-    command_->footer(text);
+    command_->footer(Say(text));
 }
 
 void Command::ShareOptions() {
@@ -362,6 +382,7 @@ Program::Program(const std::string& name, const std::string& kind)
       top_(parser_.get(), shared_.get()) {
     parser_->name(name);
     parser_->require_subcommand(1);
+    parser_->set_help_flag("-h,--help", Say("Print this help message and exit"));
     parser_->formatter(std::make_shared<FittingFormatter>());
 }
 
@@ -384,7 +405,9 @@ std::optional<Chosen> Program::Parse(int count, char** words) {
         if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success)) {
             throw Explain(*parser_, error, kind_);
         }
-        parser_->exit(error);  // shows what was asked for
+        std::ostringstream shown;
+        parser_->exit(error, shown, shown);
+        std::cout << Encoded(shown.str());
         return std::nullopt;
     }
     return shared_->chosen;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "cli/words.h"
+
 namespace cli {
 namespace {
 
@@ -57,11 +59,11 @@ std::string TellStatusesOf(Commands command) {
     std::string text;
     for (const StatusClass& one : kClasses) {
         if ((one.commands & command) != 0) {
-            text += (text.empty() ? "Exit status: " : "; ") +
-                    std::to_string(static_cast<int>(one.status)) + " " + one.meaning;
+            const std::string told = Say("{1} {2}", static_cast<int>(one.status), one.meaning);
+            text = text.empty() ? told : Say("{1}; {2}", text, told);
         }
     }
-    return text + ".\n";
+    return Say("Exit status: {1}.", text) + "\n";
 }
 
 }  // namespace cli

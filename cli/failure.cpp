@@ -1,6 +1,7 @@
 #include "cli/failure.h"
 
 #include "cli/printable.h"
+#include "cli/words.h"
 
 namespace cli {
 
@@ -8,9 +9,9 @@ Failure MakeFailure(ExitStatus status, const std::string& what, const std::strin
                     const std::string& next) {
     Failure failure;
     failure.status = status;
-    failure.what = what;
-    failure.why = why;
-    failure.next = next;
+    failure.what = Say(what);
+    failure.why = Say(why);
+    failure.next = Say(next);
     return failure;
 }
 
@@ -26,13 +27,14 @@ void ThrowUsage(const std::string& why, const std::string& next) {
 std::string Describe(const std::string& command, const Failure& failure, Layout layout) {
     std::string text = Printable(command + ": " + failure.what) + "\n";
     if (!failure.why.empty()) {
-        const char* const label = layout == Layout::kAligned ? "  why:  " : "  why: ";
-        text += label + Printable(failure.why) + "\n";
+        const std::string label = layout == Layout::kAligned ? Say("  why:  {1}", failure.why)
+                                                             : Say("  why: {1}", failure.why);
+        text += Printable(label) + "\n";
     }
     if (!failure.next.empty()) {
-        text += "  next: " + Printable(failure.next) + "\n";
+        text += Printable(Say("  next: {1}", failure.next)) + "\n";
     }
-    return text;
+    return Encoded(text);
 }
 
 }  // namespace cli

@@ -25,6 +25,7 @@ struct Failure {
     std::optional<int32_t> code;
 };
 
+// The three sentences are said in the user's language where they are not yet.
 Failure MakeFailure(ExitStatus status, const std::string& what, const std::string& why,
                     const std::string& next);
 
@@ -48,7 +49,8 @@ class CommandFailure : public std::exception {
 // form, so that each command keeps the one it has.
 enum class Layout { kAligned, kPlain };
 
-// The failure as people read it on standard error, without what a terminal would obey. command: its
+// The failure as people read it on standard error, in their terminal's character set and without
+// what it would obey. command: its
 // name, and the verb's.
 std::string Describe(const std::string& command, const Failure& failure, Layout layout);
 

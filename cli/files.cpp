@@ -6,9 +6,9 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include "cli/failure.h"
+#include "cli/words.h"
 
 namespace cli {
 namespace {
@@ -33,14 +33,16 @@ class File {
     int descriptor_;
 };
 
-[[noreturn]] void ThrowFile(const std::string& what, const std::string& path) {
+// what: with {1} in the file's place.
+[[noreturn]] void ThrowFile(const char* what, const std::string& path) {
+    const int error = errno;
     const bool is_stream = path == kStandardInput;
-    if (is_stream && errno == EBADF) {
-        Throw(ExitStatus::kFile, what + " standard input", "it is closed",
-              "let it come from a file or a pipe");
+    const std::string told = is_stream ? Say(what, "standard input") : Say(what, path);
+    if (is_stream && error == EBADF) {
+        Throw(ExitStatus::kFile, told, "it is closed", "let it come from a file or a pipe");
     }
-    Throw(ExitStatus::kFile, what + " " + (is_stream ? "standard input" : path),
-          std::strerror(errno), "check the path, the permissions and the free space");
+    Throw(ExitStatus::kFile, told, SayError(error),
+          "check the path, the permissions and the free space");
 }
 
 // False where that cannot be done, for the reason in errno.
@@ -73,7 +75,7 @@ bool RenameToNew(const std::string& from, const std::string& to) {
 }  // namespace
 
 std::string ReadInput(const std::string& path) {
-    constexpr const char* kWhat = "cannot read";
+    constexpr const char* kWhat = "cannot read {1}";
     const File file(path == kStandardInput ? STDIN_FILENO
                                            : open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (file.Descriptor() < 0) {
@@ -94,7 +96,7 @@ std::string ReadInput(const std::string& path) {
 }
 
 void WriteOutput(const std::string& path, std::string_view contents, Readers readers) {
-    constexpr const char* kWhat = "cannot write";
+    constexpr const char* kWhat = "cannot write {1}";
     const mode_t mode = readers == Readers::kOwner ? kOwnerOnly : kEveryone;
     const File file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
     if (file.Descriptor() < 0) {
@@ -106,7 +108,7 @@ void WriteOutput(const std::string& path, std::string_view contents, Readers rea
 }
 
 void CreateOutput(const std::string& path, std::string_view contents) {
-    constexpr const char* kWhat = "cannot make";
+    constexpr const char* kWhat = "cannot make {1}";
     std::string temporary = path + ".XXXXXX";
     const File file(mkostemp(temporary.data(), O_CLOEXEC));
     if (file.Descriptor() < 0) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <iterator>
 
 namespace cli {
 namespace {
@@ -38,6 +39,28 @@ Character FirstOf(std::string_view text) {
 
 bool IsControl(uint32_t character) {
     return character < 0x20 || (character >= 0x7F && character < 0xA0);
+}
+
+// Ranges of characters that take no column, and of those that take two (UAX #11).
+struct Range {
+    uint32_t first;
+    uint32_t last;
+};
+constexpr Range kNarrowest[] = {{0x300, 0x36F}, {0x200B, 0x200F}, {0xFE00, 0xFE0F}};
+constexpr Range kWide[] = {{0x1100, 0x115F},   {0x2E80, 0x303E},  {0x3041, 0xA4CF},
+                           {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},  {0xFE30, 0xFE6F},
+                           {0xFF01, 0xFF60},   {0xFFE0, 0xFFE6},  {0x1F300, 0x1F64F},
+                           {0x1F900, 0x1F9FF}, {0x20000, 0x3FFFD}};
+
+template <size_t kCount>
+bool IsIn(const Range (&ranges)[kCount], uint32_t character) {
+    return std::any_of(std::begin(ranges), std::end(ranges), [character](const Range& range) {
+        return character >= range.first && character <= range.last;
+    });
+}
+
+size_t ColumnsOf(uint32_t character) {
+    return IsIn(kNarrowest, character) ? 0 : IsIn(kWide, character) ? 2 : 1;
 }
 
 std::string Hex(char byte) {
@@ -107,10 +130,18 @@ std::string PrintableJson(std::string_view json) {
     });
 }
 
+size_t CharacterLength(std::string_view text) {
+    return text.empty() ? 0 : FirstOf(text).length;
+}
+
 size_t Columns(std::string_view text) {
-    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
-        return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80;
-    }));
+    size_t columns = 0;
+    while (!text.empty()) {
+        const Character character = FirstOf(text);
+        columns += character.length == 0 ? 1 : ColumnsOf(character.number);
+        text.remove_prefix(std::max<size_t>(character.length, 1));
+    }
+    return columns;
 }
 
 }  // namespace cli

@@ -23,7 +23,11 @@ std::string PrintableLines(std::string_view text);
 // and writers use them for C0 only.
 std::string PrintableJson(std::string_view json);
 
-// How many characters the text has: continuation bytes of UTF-8 take no room.
+// How many bytes the first character of a text has; 0 where there is none in UTF-8.
+size_t CharacterLength(std::string_view text);
+
+// How many columns of a terminal the text takes: a Chinese character takes two, a mark that stands
+// on the one before takes none, and a byte that is no UTF-8 takes one.
 size_t Columns(std::string_view text);
 
 }  // namespace cli

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "cli/printable.h"
+#include "cli/words.h"
 
 namespace cli {
 
@@ -14,7 +15,7 @@ bool CanAsk() {
 }
 
 bool Ask(const std::string& question) {
-    std::fputs((Printable(question) + " [y/N] ").c_str(), stderr);
+    std::fputs(Encoded(Printable(Say(question)) + " [y/N] ").c_str(), stderr);
     char line[64] = {};
     std::string answer = std::fgets(line, sizeof line, stdin) == nullptr ? "" : line;
     answer.erase(answer.find_last_not_of(" \r\n") + 1);

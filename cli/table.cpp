@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "cli/printable.h"
+#include "cli/words.h"
 
 namespace cli {
 namespace {
@@ -33,7 +34,10 @@ using Cells = std::vector<std::string>;
 }  // namespace
 
 std::string InColumns(const Cells& headings, const std::vector<Cells>& rows) {
-    std::vector<Cells> lines{headings};
+    std::vector<Cells> lines{Cells()};
+    for (const std::string& heading : headings) {
+        lines.front().push_back(Say(heading));
+    }
     lines.insert(lines.end(), rows.begin(), rows.end());
     std::vector<size_t> widths(headings.size());
     for (Cells& line : lines) {

@@ -9,8 +9,9 @@
 
 namespace cli {
 
-// Cells under headings, in columns as wide as their widest cell; each row is as long as there are
-// headings. What a key brings into a cell cannot disturb the terminal.
+// Cells under headings, which are said in the user's language, in columns as wide as their widest
+// cell; each row is as long as there are headings. What a key brings into a cell cannot disturb the
+// terminal.
 std::string InColumns(const std::vector<std::string>& headings,
                       const std::vector<std::vector<std::string>>& rows);
 

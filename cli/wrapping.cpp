@@ -29,15 +29,38 @@ std::vector<std::string> Split(const std::string& text, char separator) {
     return parts;
 }
 
-// Where a word may be broken: behind the commas and bars of a list.
-std::vector<std::string> PiecesOf(const std::string& word, size_t room) {
-    if (Columns(word) <= room) {
-        return {word};
+// What may not begin a line of Chinese, and what may not end one.
+constexpr std::string_view kClosing = "，。、；：？！）》」』”’";
+constexpr std::string_view kOpening = "（《「『“‘";
+
+bool IsOneOf(std::string_view characters, std::string_view character) {
+    return characters.find(character) != std::string_view::npos;
+}
+
+bool IsWide(std::string_view character) {
+    return character.size() > 1 && Columns(character) == 2;
+}
+
+// Whether a line may end between two characters of a word.
+bool MayPart(std::string_view character, std::string_view next, bool too_long) {
+    if (IsWide(character) || IsWide(next)) {
+        return !IsOneOf(kOpening, character) && !(next.size() > 1 && IsOneOf(kClosing, next));
     }
+    return too_long && (character == "," || character == "|");
+}
+
+// Where a word may be broken: between the characters of Chinese, and where it is too long for a
+// line behind the commas and bars of a list.
+std::vector<std::string> PiecesOf(const std::string& word, size_t room) {
+    const bool too_long = Columns(word) > room;
     std::vector<std::string> pieces{std::string()};
-    for (const char character : word) {
+    for (std::string_view rest = word; !rest.empty();) {
+        const std::string_view character =
+            rest.substr(0, std::max<size_t>(CharacterLength(rest), 1));
+        rest.remove_prefix(character.size());
+        const std::string_view next = rest.substr(0, CharacterLength(rest));
         pieces.back() += character;
-        if (character == ',' || character == '|') {
+        if (MayPart(character, next, too_long)) {
             pieces.emplace_back();
         }
     }

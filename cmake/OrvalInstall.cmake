@@ -54,7 +54,8 @@ function(orval_install_command_manual component command program)
   add_custom_command(OUTPUT ${generated}/man/${command}.1 ${generated}/man/zh_CN/${command}.1
     COMMAND ${ORVAL_PYTHON} ${man}/make_pages ${command} ${generated}/man ${ARGN} ${program}
     DEPENDS ${program} ${man}/make_pages ${man}/command_help.py ${man}/${command}.1.in
-      ${man}/zh_CN/${command}.1.in ${man}/zh_CN/${command}.json
+      ${man}/zh_CN/${command}.1.in ${PROJECT_SOURCE_DIR}/po/catalogue.py
+      ${PROJECT_SOURCE_DIR}/po/zh_CN.po
     COMMENT "Making the manual pages of ${command}" VERBATIM)
   orval_install_manual(${component} ${generated}/man ${command}.1)
 endfunction()

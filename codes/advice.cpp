@@ -4,6 +4,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "cli/words.h"
 #include "maker/places.h"
 #include "orval_unified_kpxukey.h"
 
@@ -102,18 +103,18 @@ const Row* FindKnown(int32_t code, const std::string& key_text) {
     return is_anothers ? nullptr : row;
 }
 
-const char* DefinedBy(int32_t code, const std::string& key_text) {
+std::string DefinedBy(int32_t code, const std::string& key_text) {
     const Row* const row = FindKnown(code, key_text);
     if (row == nullptr) {
-        return "the key's maker";
+        return cli::Say("the key's maker");
     }
     switch (OwnerOf(*row)) {
         case Owner::kLibrary:
-            return "the library";
+            return cli::Say("the library");
         case Owner::kStandard:
             return "GM/T 0016";
         default:
-            return "the software key";
+            return cli::Say("the software key");
     }
 }
 
@@ -125,14 +126,14 @@ cli::ExitStatus StatusFor(int32_t code, const std::string& key_text) {
 std::string NextFor(int32_t code, const std::string& function, const std::string& key_text,
                     const std::string& help) {
     const Row* const row = FindKnown(code, key_text);
-    return Naming(help, row == nullptr ? kAskTheMaker : AdviceFor(*row, function));
+    return Naming(help, cli::Say(row == nullptr ? kAskTheMaker : AdviceFor(*row, function)));
 }
 
-const char* NextForSoftkey(Code code) {
+std::string NextForSoftkey(Code code) {
     const Row* const row = Find(Number(code));
-    return row == nullptr || row->softkey_next == nullptr
-               ? "The command's --help tells what it takes"
-               : row->softkey_next;
+    return cli::Say(row == nullptr || row->softkey_next == nullptr
+                        ? "The command's --help tells what it takes"
+                        : row->softkey_next);
 }
 
 }  // namespace codes

@@ -13,7 +13,7 @@ namespace codes {
 const Row* FindKnown(int32_t code, const std::string& key_text = {});
 
 // Whose code it is, for people.
-const char* DefinedBy(int32_t code, const std::string& key_text);
+std::string DefinedBy(int32_t code, const std::string& key_text);
 
 // What a command ends with that got the code.
 cli::ExitStatus StatusFor(int32_t code, const std::string& key_text = {});
@@ -24,7 +24,7 @@ std::string NextFor(int32_t code, const std::string& function, const std::string
                     const std::string& help);
 
 // The same for who gave a command of the software key.
-const char* NextForSoftkey(Code code);
+std::string NextForSoftkey(Code code);
 
 }  // namespace codes
 

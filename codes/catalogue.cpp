@@ -4,6 +4,7 @@
 #include <cctype>
 #include <iterator>
 
+#include "cli/words.h"
 #include "maker/places.h"
 #include "orval_unified_kpxukey.h"
 
@@ -339,7 +340,10 @@ Owner OwnerOf(const Row& row) {
 
 std::string MeaningOf(const Row& row) {
     if (row.meaning != nullptr) {
-        return row.meaning;
+        return cli::Say(row.meaning);
+    }
+    if (cli::IsChinese()) {
+        return row.chinese;
     }
     std::string text = row.english;
     if (OwnerOf(row) == Owner::kSoftwareKey) {

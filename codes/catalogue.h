@@ -50,7 +50,7 @@ Rows All();
 enum class Owner { kLibrary, kStandard, kSoftwareKey };
 Owner OwnerOf(const Row& row);
 
-// What the code means, in English.
+// What the code means, in the user's language.
 std::string MeaningOf(const Row& row);
 
 }  // namespace codes

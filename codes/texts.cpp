@@ -12,7 +12,7 @@ std::string TextOf(int32_t code, Language language) {
         return chinese ? row->chinese : row->english;
     }
     return chinese ? "未知错误码 " + Hexadecimal(code) + "。"
-                   : "Unknown code " + Hexadecimal(code) + ".";
+                   : "Unknown code " + Hexadecimal(code) + ".";  // no message: both are here
 }
 
 }  // namespace codes

@@ -14,6 +14,8 @@
 #include <cstring>
 #include <sstream>
 
+#include "cli/words.h"
+
 namespace doctor {
 namespace {
 
@@ -201,15 +203,17 @@ std::string Apart::Ending() const {
     const std::string shown = std::to_string(number);
     switch (end) {
         case End::kDone:
-            return "came to its end";
+            return cli::Say("came to its end");
         case End::kExit:
-            return "ended the process itself, with status " + shown;
+            return cli::Say("ended the process itself, with status {1}", shown);
         case End::kSignal:
-            return "was ended by signal " + shown + " (" + strsignal(number) + ")";
+            return cli::Say("was ended by signal {1} ({2})", shown, strsignal(number));
         case End::kTimeLimit:
-            return "did not come back within " + shown + (number == 1 ? " second" : " seconds");
+            return cli::SayCount("did not come back within {1} second",
+                                 "did not come back within {1} seconds",
+                                 static_cast<uint64_t>(number));
         case End::kNotStarted:
-            return std::string("could not be tried: ") + std::strerror(number);
+            return cli::Say("could not be tried: {1}", cli::SayError(number));
     }
     return {};
 }
@@ -232,11 +236,14 @@ Apart RunProgram(const std::vector<std::string>& words, std::chrono::millisecond
     arguments.push_back(nullptr);
     const auto execute = [&arguments](int pipe) {
         LeaveTheParent(pipe);
+        if (!cli::IsChinese()) {
+            setenv("LC_ALL", "C", 1);  // what it says is told on
+        }
         execvp(arguments[0], arguments.data());
         _exit(127);
     };
     auto [apart, text] = Run(execute, limit);
-    apart.told.emplace_back("said", OnOneLine(text));
+    apart.told.emplace_back("said", OnOneLine(cli::Decoded(text)));
     return apart;
 }
 

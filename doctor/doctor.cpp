@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/words.h"
 #include "doctor/checks.h"
 #include "doctor/library.h"
 #include "maker/places.h"
@@ -19,37 +20,47 @@ struct Check {
 
 // A heavier finding further up makes lighter ones below it certain: it is the one to see to first.
 constexpr Check kChecks[] = {
-    {"installation", "application directory", [](Facts) { return LookAtDirectory(); }},
-    {"installation", "expected files", LookAtExpectedFiles},
-    {"libOrvalKPX.so", "file", [](Facts all) { return all.backend.file; }},
-    {"libOrvalKPX.so", "needed libraries", [](Facts all) { return LookAtNeeded(all.backend); }},
-    {"libOrvalKPX.so", "C library", [](Facts all) { return LookAtCLibrary(all.backend); }},
-    {"libOrvalKPX.so", "loading", [](Facts all) { return LookAtLoading(all.backend); }},
-    {"libOrvalKPX.so", "entries", [](Facts all) { return LookAtEntries(all.backend); }},
-    {"libR7Token_ORVAL.so", "file", [](Facts all) { return all.token.file; }},
-    {"libR7Token_ORVAL.so", "needed libraries", [](Facts all) { return LookAtNeeded(all.token); }},
-    {"libR7Token_ORVAL.so", "C library", [](Facts all) { return LookAtCLibrary(all.token); }},
-    {"libR7Token_ORVAL.so", "loading", [](Facts all) { return LookAtLoading(all.token); }},
-    {"libR7Token_ORVAL.so", "entries", [](Facts all) { return LookAtEntries(all.token); }},
-    {"product", "library", LookAtProduct},
-    {"product", "other copies", LookAtOtherCopies},
-    {"product", "token library in use", LookAtTokenInUse},
-    {"log", "file", [](Facts all) { return LookAtLogFile(all.log); }},
-    {"log", "owner and mode", [](Facts all) { return LookAtLogOwner(all.log); }},
-    {"log", "size", [](Facts all) { return LookAtLogSize(all.log); }},
-    {"log", "private keys", [](Facts all) { return LookAtLogSecrets(all.log); }},
-    {"log", "/tmp", [](Facts) { return LookAtTmp(); }},
-    {"key", "plugged", LookAtPlugged},
-    {"key", "label", LookAtLabels},
-    {"key", "PIN", LookAtPins},
-    {"key", "certificates", LookAtCertificates},
-    {"computer", "clock", [](Facts) { return LookAtClock(std::time(nullptr)); }},
-    {"computer", "time zone", [](Facts) { return LookAtZone(); }},
-    {"computer", "user namespaces", LookAtNamespaces},
-    {"software key", "store", LookAtStore},
+    {cli::Mark("installation"), cli::Mark("application directory"),
+     [](Facts) { return LookAtDirectory(); }},
+    {cli::Mark("installation"), cli::Mark("expected files"), LookAtExpectedFiles},
+    {"libOrvalKPX.so", cli::Mark("file"), [](Facts all) { return all.backend.file; }},
+    {"libOrvalKPX.so", cli::Mark("needed libraries"),
+     [](Facts all) { return LookAtNeeded(all.backend); }},
+    {"libOrvalKPX.so", cli::Mark("C library"),
+     [](Facts all) { return LookAtCLibrary(all.backend); }},
+    {"libOrvalKPX.so", cli::Mark("loading"), [](Facts all) { return LookAtLoading(all.backend); }},
+    {"libOrvalKPX.so", cli::Mark("entries"), [](Facts all) { return LookAtEntries(all.backend); }},
+    {"libR7Token_ORVAL.so", cli::Mark("file"), [](Facts all) { return all.token.file; }},
+    {"libR7Token_ORVAL.so", cli::Mark("needed libraries"),
+     [](Facts all) { return LookAtNeeded(all.token); }},
+    {"libR7Token_ORVAL.so", cli::Mark("C library"),
+     [](Facts all) { return LookAtCLibrary(all.token); }},
+    {"libR7Token_ORVAL.so", cli::Mark("loading"),
+     [](Facts all) { return LookAtLoading(all.token); }},
+    {"libR7Token_ORVAL.so", cli::Mark("entries"),
+     [](Facts all) { return LookAtEntries(all.token); }},
+    {cli::Mark("product"), cli::Mark("library"), LookAtProduct},
+    {cli::Mark("product"), cli::Mark("other copies"), LookAtOtherCopies},
+    {cli::Mark("product"), cli::Mark("token library in use"), LookAtTokenInUse},
+    {cli::Mark("log"), cli::Mark("file"), [](Facts all) { return LookAtLogFile(all.log); }},
+    {cli::Mark("log"), cli::Mark("owner and mode"),
+     [](Facts all) { return LookAtLogOwner(all.log); }},
+    {cli::Mark("log"), cli::Mark("size"), [](Facts all) { return LookAtLogSize(all.log); }},
+    {cli::Mark("log"), cli::Mark("private keys"),
+     [](Facts all) { return LookAtLogSecrets(all.log); }},
+    {cli::Mark("log"), "/tmp", [](Facts) { return LookAtTmp(); }},
+    {cli::Mark("key"), cli::Mark("plugged"), LookAtPlugged},
+    {cli::Mark("key"), cli::Mark("label"), LookAtLabels},
+    {cli::Mark("key"), cli::Mark("PIN"), LookAtPins},
+    {cli::Mark("key"), cli::Mark("certificates"), LookAtCertificates},
+    {cli::Mark("computer"), cli::Mark("clock"),
+     [](Facts) { return LookAtClock(std::time(nullptr)); }},
+    {cli::Mark("computer"), cli::Mark("time zone"), [](Facts) { return LookAtZone(); }},
+    {cli::Mark("computer"), cli::Mark("user namespaces"), LookAtNamespaces},
+    {cli::Mark("software key"), cli::Mark("store"), LookAtStore},
 };
 
-constexpr Check kClient = {"client", "finds the library", LookAtClient};
+constexpr Check kClient = {cli::Mark("client"), cli::Mark("finds the library"), LookAtClient};
 
 int CountOf(const std::vector<Result>& results, Verdict verdict) {
     return static_cast<int>(std::count_if(
@@ -97,7 +108,8 @@ Finding WhyNoBackend(std::chrono::milliseconds limit) {
 }
 
 const char* NameOf(Verdict verdict) {
-    constexpr const char* kNames[] = {"well", "unknown", "doubtful", "broken"};
+    constexpr const char* kNames[] = {cli::Mark("well"), cli::Mark("unknown"),
+                                      cli::Mark("doubtful"), cli::Mark("broken")};
     return kNames[static_cast<size_t>(verdict)];
 }
 
@@ -114,10 +126,11 @@ std::string LastLine(const std::vector<Result>& results) {
     for (const Verdict verdict : {Verdict::kBroken, Verdict::kDoubtful, Verdict::kUnknown}) {
         const int count = CountOf(results, verdict);
         if (count > 0) {
-            counts += (counts.empty() ? "" : ", ") + std::to_string(count) + " " + NameOf(verdict);
+            const std::string one = cli::Say("{1} {2}", count, NameOf(verdict));
+            counts = counts.empty() ? one : cli::Say("{1}, {2}", counts, one);
         }
     }
-    return counts.empty() ? "All is well." : "Not all is well: " + counts + ".";
+    return counts.empty() ? cli::Say("All is well.") : cli::Say("Not all is well: {1}.", counts);
 }
 
 }  // namespace doctor

@@ -11,6 +11,8 @@
 #include <cstring>
 #include <optional>
 
+#include "cli/words.h"
+
 // The linker's name for this program's own header.
 extern "C" __attribute__((visibility("hidden"))) const ElfW(Ehdr) __ehdr_start;  // NOLINT
 
@@ -31,9 +33,11 @@ std::string CpuOf(const unsigned char* ident, uint16_t machine) {
     const auto* const named =
         std::find_if(std::begin(names), std::end(names),
                      [machine](const auto& row) { return row.machine == machine; });
-    const char* const bits = ident[EI_CLASS] == ELFCLASS64 ? ", 64 bit" : ", 32 bit";
-    return (named != std::end(names) ? named->name : "CPU number " + std::to_string(machine)) +
-           bits + (ident[EI_DATA] == ELFDATA2MSB ? ", big-endian" : "");
+    const std::string name =
+        named != std::end(names) ? named->name : cli::Say("CPU number {1}", machine);
+    const std::string cpu = ident[EI_CLASS] == ELFCLASS64 ? cli::Say("{1}, 64 bit", name)
+                                                          : cli::Say("{1}, 32 bit", name);
+    return ident[EI_DATA] == ELFDATA2MSB ? cli::Say("{1}, big-endian", cpu) : cpu;
 }
 
 class Reader {

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "cli/words.h"
 #include "codes/advice.h"
 #include "maker/entries.h"
 #include "maker/places.h"
@@ -15,6 +16,10 @@
 
 namespace doctor {
 namespace {
+
+// What a child tells of a problem beside its text.
+constexpr const char* kNext = "_next";
+constexpr const char* kCode = "_code";
 
 constexpr const char* kLogPath = "/tmp/VexaPinpad_ORVAL.log";
 
@@ -54,18 +59,19 @@ std::string AskFor(const Teller& tell, const char* function, const std::string& 
         return ask();
     } catch (const ukey::Error& error) {
         tell(problem, error.what());
-        tell(problem + " next",
+        tell(problem + kNext,
              codes::NextFor(error.Code(), function, error.code().message(), "'ukeyctl --help'"));
-        tell(problem + " code", std::to_string(error.Code()));
+        tell(problem + kCode, std::to_string(error.Code()));
     }
     return {};
 }
 
 void TellCertificates(const ukey::Key& key, const Teller& tell) {
-    constexpr std::pair<int32_t, const char*> kUses[] = {{1, "signing"}, {2, "encryption"}};
+    constexpr std::pair<int32_t, const char*> kUses[] = {{1, cli::Mark("signing")},
+                                                         {2, cli::Mark("encryption")}};
     for (const auto& [selector, use] : kUses) {
         tell("certificate", use);
-        tell("certificate text", AskFor(tell, "GetCert", "certificate problem",
+        tell("certificate_text", AskFor(tell, "GetCert", "certificate_problem",
                                         [&, which = selector] { return key.GetCert(which, 0); }));
     }
 }
@@ -73,15 +79,15 @@ void TellCertificates(const ukey::Key& key, const Teller& tell) {
 void TellKey(const ukey::Library& library, const ListedKey& listed, const Teller& tell) {
     tell("key", std::to_string(listed.slot));
     tell("problem", listed.problem);
-    tell("serial number", listed.serial_number);
+    tell("serial_number", listed.serial_number);
     if (listed.serial_number.empty()) {
         return;
     }
     const ukey::Key key = library.KeyOf(listed.serial_number);
-    tell("label", AskFor(tell, "GetLabel", "label problem", [&key] { return key.GetLabel(); }));
+    tell("label", AskFor(tell, "GetLabel", "label_problem", [&key] { return key.GetLabel(); }));
     // As hexadecimal digits would be: the record has zero bytes.
     const std::string record =
-        AskFor(tell, "GetPinInfo", "PIN problem", [&key] { return key.GetPinInfo(); });
+        AskFor(tell, "GetPinInfo", "PIN_problem", [&key] { return key.GetPinInfo(); });
     std::string numbers;
     for (const char byte : record) {
         numbers += std::to_string(static_cast<unsigned char>(byte)) + " ";
@@ -97,7 +103,7 @@ Apart AskKeys(const Question& question, const LogFacts& log, const Apart& produc
     return RunApart(
         [&question](const Teller& tell) {
             const ukey::Library library(question.library);
-            tell("asking", "the list of slots");
+            tell("asking", cli::Mark("the list of slots"));
             for (const ListedKey& listed : question.list_keys(library)) {
                 TellKey(library, listed, tell);
             }
@@ -110,16 +116,16 @@ std::string* PlaceOf(KeyFacts& key, const std::string& name) {
     static Certificate nowhere;
     Certificate& certificate = key.certificates.empty() ? nowhere : key.certificates.back();
     const std::pair<const char*, std::string*> places[] = {
-        {"serial number", &key.serial_number},
+        {"serial_number", &key.serial_number},
         {"problem", &key.problem},
-        {"label problem", &key.label_problem.text},
-        {"label problem next", &key.label_problem.next},
+        {"label_problem", &key.label_problem.text},
+        {"label_problem_next", &key.label_problem.next},
         {"PIN", &key.pin_record},
-        {"PIN problem", &key.pin_problem.text},
-        {"PIN problem next", &key.pin_problem.next},
-        {"certificate text", &certificate.text},
-        {"certificate problem", &certificate.problem.text},
-        {"certificate problem next", &certificate.problem.next},
+        {"PIN_problem", &key.pin_problem.text},
+        {"PIN_problem_next", &key.pin_problem.next},
+        {"certificate_text", &certificate.text},
+        {"certificate_problem", &certificate.problem.text},
+        {"certificate_problem_next", &certificate.problem.next},
     };
     const auto* const place = std::find_if(std::begin(places), std::end(places),
                                            [&name](const auto& one) { return one.first == name; });
@@ -131,7 +137,7 @@ void ReadInto(KeyFacts& key, const std::string& name, const std::string& text) {
         key.label = text;
     } else if (name == "certificate") {
         key.certificates.push_back({text, {}, {}});
-    } else if (name == "certificate problem code" && !key.certificates.empty()) {
+    } else if (name == "certificate_problem_code" && !key.certificates.empty()) {
         key.certificates.back().problem.code =
             static_cast<int32_t>(std::strtol(text.c_str(), nullptr, 10));
     } else if (std::string* const place = PlaceOf(key, name)) {
@@ -215,24 +221,24 @@ bool OthersMayChange(const struct stat& status) {
 const char* KindOf(const struct stat& status) {
     switch (status.st_mode & S_IFMT) {
         case S_IFREG:
-            return "a file";
+            return cli::Mark("a file");
         case S_IFDIR:
-            return "a folder";
+            return cli::Mark("a folder");
         case S_IFLNK:
-            return "a link";
+            return cli::Mark("a link");
         case S_IFIFO:
             return "a named pipe";
         case S_IFSOCK:
-            return "a socket";
+            return cli::Mark("a socket");
         default:
-            return "a device";
+            return cli::Mark("a device");
     }
 }
 
 std::string Joined(const std::vector<std::string>& words) {
     std::string joined;
     for (const std::string& word : words) {
-        joined += (joined.empty() ? "" : ", ") + word;
+        joined = joined.empty() ? word : cli::Say("{1}, {2}", joined, word);
     }
     return joined;
 }

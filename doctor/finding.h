@@ -2,7 +2,8 @@
 #define DOCTOR_FINDING_H
 
 #include <string>
-#include <utility>
+
+#include "cli/words.h"
 
 namespace doctor {
 
@@ -15,17 +16,18 @@ struct Finding {
     std::string next;  // the exact next step; empty where that is another finding's, or nothing
 };
 
-inline Finding Well(std::string reason) {
-    return {Verdict::kWell, std::move(reason), {}};
+// The sentences are said in the user's language where they are not yet.
+inline Finding Well(const std::string& reason) {
+    return {Verdict::kWell, cli::Say(reason), {}};
 }
-inline Finding Unknown(std::string reason, std::string next) {
-    return {Verdict::kUnknown, std::move(reason), std::move(next)};
+inline Finding Unknown(const std::string& reason, const std::string& next) {
+    return {Verdict::kUnknown, cli::Say(reason), cli::Say(next)};
 }
-inline Finding Doubtful(std::string reason, std::string next) {
-    return {Verdict::kDoubtful, std::move(reason), std::move(next)};
+inline Finding Doubtful(const std::string& reason, const std::string& next) {
+    return {Verdict::kDoubtful, cli::Say(reason), cli::Say(next)};
 }
-inline Finding Broken(std::string reason, std::string next) {
-    return {Verdict::kBroken, std::move(reason), std::move(next)};
+inline Finding Broken(const std::string& reason, const std::string& next) {
+    return {Verdict::kBroken, cli::Say(reason), cli::Say(next)};
 }
 
 inline constexpr const char* kReinstall = "install or reinstall the key's software";

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "cli/words.h"
 #include "doctor/checks.h"
 #include "maker/places.h"
 
@@ -35,22 +36,22 @@ Finding LookAtDirectory() {
     const std::string path = maker::kApplicationDirectory;
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
-        return Broken(path + ": " + std::strerror(errno), kReinstall);
+        return Broken(cli::Say("{1}: {2}", path, cli::SayError(errno)), kReinstall);
     }
     if (!S_ISDIR(status.st_mode)) {
-        return Broken(path + " is " + KindOf(status) + ", not a folder", kReinstall);
+        return Broken(cli::Say("{1} is {2}, not a folder", path, KindOf(status)), kReinstall);
     }
     if (access(path.c_str(), R_OK | X_OK) != 0) {
-        return Broken(path + " cannot be read: " + std::strerror(errno),
+        return Broken(cli::Say("{1} cannot be read: {2}", path, cli::SayError(errno)),
                       "sudo chmod a+rx " + Quoted(path));
     }
     if (!IsOwnerTrusted(status)) {
-        return Doubtful(path + " belongs to user " + std::to_string(status.st_uid) +
-                            ", who can replace what every client loads",
+        return Doubtful(cli::Say("{1} belongs to user {2}, who can replace what every client loads",
+                                 path, status.st_uid),
                         "sudo chown -R root:root " + Quoted(path));
     }
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-        return Doubtful("users other than the owner can replace what lies in " + path,
+        return Doubtful(cli::Say("users other than the owner can replace what lies in {1}", path),
                         "sudo chmod go-w " + Quoted(path));
     }
     return Well(path);
@@ -73,10 +74,10 @@ Finding LookAtExpectedFiles(const Examination& examination) {
         }
     }
     if (!unusable.empty()) {
-        return Doubtful("cannot be run or read: " + Joined(unusable), kReinstall);
+        return Doubtful(cli::Say("cannot be run or read: {1}", Joined(unusable)), kReinstall);
     }
     if (!open_to_all.empty()) {
-        return Doubtful("others can change " + Joined(open_to_all),
+        return Doubtful(cli::Say("others can change {1}", Joined(open_to_all)),
                         "sudo chown root: and chmod go-w these files in " +
                             std::string(maker::kApplicationDirectory));
     }
@@ -84,9 +85,9 @@ Finding LookAtExpectedFiles(const Examination& examination) {
         return Well("the software key needs no other files");
     }
     if (!missing.empty()) {
-        return Doubtful("missing: " + Joined(missing), kReinstall);
+        return Doubtful(cli::Say("missing: {1}", Joined(missing)), kReinstall);
     }
-    return Well("all " + std::to_string(std::size(kExpected)) + " there");
+    return Well(cli::Say("all {1} there", std::size(kExpected)));
 }
 
 }  // namespace doctor

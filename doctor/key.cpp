@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "cli/words.h"
 #include "codes/catalogue.h"
 #include "codes/code.h"
 #include "doctor/certificate_dates.h"
@@ -19,9 +20,11 @@ constexpr uint64_t kFewTries = 1;
 class AllKeys {
  public:
     void Add(const KeyFacts& key, const Finding& finding) {
-        all_.reason += (all_.reason.empty() ? "" : "; ") +
-                       (key.serial_number.empty() ? "slot " + key.slot : key.serial_number) + ": " +
-                       finding.reason;
+        const std::string one =
+            cli::Say("{1}: {2}",
+                     key.serial_number.empty() ? cli::Say("slot {1}", key.slot) : key.serial_number,
+                     finding.reason);
+        all_.reason = all_.reason.empty() ? one : cli::Say("{1}; {2}", all_.reason, one);
         if (finding.verdict > all_.verdict || all_.next.empty()) {
             all_.next = finding.next;
         }
@@ -64,14 +67,13 @@ Finding LookAtPin(const KeyFacts& key) {
                                                     : key.pin_problem.text,
                        key.pin_problem.next);
     }
-    const std::string tries =
-        std::to_string(numbers[0]) + " of " + std::to_string(numbers[1]) + " tries left";
+    const std::string tries = cli::Say("{1} of {2} tries left", numbers[0], numbers[1]);
     if (numbers[0] == 0) {
-        return Broken("the PIN is locked: " + tries,
+        return Broken(cli::Say("the PIN is locked: {1}", tries),
                       "have whoever issued the key unlock it; 'ukeyctl init' would erase it");
     }
     if (numbers[0] <= kFewTries) {
-        return Doubtful(tries + ": the next wrong PIN locks the key",
+        return Doubtful(cli::Say("{1}: the next wrong PIN locks the key", tries),
                         "make sure of the PIN before it is entered; a right one gives all tries "
                         "back");
     }
@@ -87,14 +89,18 @@ bool IsAbsent(const Certificate& certificate) {
 Finding LookAtAbsence(const Certificate& certificate) {
     const Problem& problem = certificate.problem;
     if (!IsAbsent(certificate)) {
-        return Unknown("the " + certificate.use + " certificate cannot be read: " + problem.text,
+        return Unknown(cli::Say("the {1} certificate cannot be read: {2}", certificate.use.c_str(),
+                                problem.text),
                        problem.next);
     }
     const bool known = codes::Find(problem.code) != nullptr;
-    const std::string reason = "no " + certificate.use + " certificate" +
-                               (known || problem.text.empty() ? "" : ": " + problem.text);
+    const std::string none = cli::Say("no {1} certificate", certificate.use.c_str());
+    const std::string reason =
+        known || problem.text.empty()
+            ? none
+            : cli::Say("no {1} certificate: {2}", certificate.use.c_str(), problem.text);
     return certificate.use == "signing" ? Doubtful(reason, "ask for one: ukeyctl request --help")
-                                        : Well("no " + certificate.use + " certificate");
+                                        : Well(none);
 }
 
 Finding LookAtCertificate(const Certificate& certificate, std::time_t now) {
@@ -103,23 +109,24 @@ Finding LookAtCertificate(const Certificate& certificate, std::time_t now) {
     }
     const std::optional<Validity> validity = ReadValidity(certificate.text);
     if (!validity) {
-        return Unknown("the " + certificate.use + " certificate's dates cannot be read",
-                       "look at it: ukeyctl cert get | openssl x509 -text");
+        return Unknown(
+            cli::Say("the {1} certificate's dates cannot be read", certificate.use.c_str()),
+            "look at it: ukeyctl cert get | openssl x509 -text");
     }
-    const std::string name = certificate.use + " certificate ";
+    const std::string name = cli::Say("{1} certificate", certificate.use.c_str());
     if (now < validity->from) {
-        return Broken(name + "not valid before " + DayOf(validity->from),
+        return Broken(cli::Say("{1} not valid before {2}", name, DayOf(validity->from)),
                       "check this computer's clock, then ask the issuer");
     }
     if (now > validity->until) {
-        return Broken(name + "expired on " + DayOf(validity->until),
+        return Broken(cli::Say("{1} expired on {2}", name, DayOf(validity->until)),
                       "have it renewed by its issuer");
     }
     if (validity->until - now < kSoon) {
-        return Doubtful(name + "expires on " + DayOf(validity->until),
+        return Doubtful(cli::Say("{1} expires on {2}", name, DayOf(validity->until)),
                         "have it renewed by its issuer before then");
     }
-    return Well(name + "until " + DayOf(validity->until));
+    return Well(cli::Say("{1} until {2}", name, DayOf(validity->until)));
 }
 
 Finding LookAtCertificatesOf(const KeyFacts& key) {
@@ -145,8 +152,10 @@ Finding WhyNotAsked(const Examination& examination) {
 std::string SerialNumbers(const Examination& examination) {
     std::vector<std::string> shown;
     for (const KeyFacts& key : examination.keys) {
-        shown.push_back((key.serial_number.empty() ? "no serial number" : key.serial_number) +
-                        " in slot " + key.slot);
+        shown.push_back(
+            cli::Say("{1} in slot {2}",
+                     key.serial_number.empty() ? cli::Say("no serial number") : key.serial_number,
+                     key.slot));
     }
     return Joined(shown);
 }
@@ -159,9 +168,10 @@ Finding LookAtPlugged(const Examination& examination) {
         return WhyNotAsked(examination);
     }
     if (!asking.IsDone()) {
-        return Broken("asking for " + asking.Last("asking") + " " + asking.Ending(),
-                      "unplug the key and plug it in again; if it stays so, report it to the key's "
-                      "maker");
+        return Broken(
+            cli::Say("asking for {1} {2}", asking.Last("asking").c_str(), asking.Ending()),
+            "unplug the key and plug it in again; if it stays so, report it to the key's "
+            "maker");
     }
     if (asking.Has("threw")) {
         return Broken(asking.Last("threw"), "unplug the keys, plug them in again");

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "cli/words.h"
 #include "codes/catalogue.h"
 #include "codes/code.h"
 
@@ -21,16 +22,16 @@ namespace {
 // Why it is no library that could be loaded, seen without reading it.
 std::optional<Finding> LookAtPlace(const std::string& path, struct stat& status) {
     if (lstat(path.c_str(), &status) != 0) {
-        return Broken(path + ": " + std::strerror(errno), kReinstall);
+        return Broken(cli::Say("{1}: {2}", path, cli::SayError(errno)), kReinstall);
     }
     if (S_ISLNK(status.st_mode) && stat(path.c_str(), &status) != 0) {
-        return Broken(path + " is a link that leads nowhere", kReinstall);
+        return Broken(cli::Say("{1} is a link that leads nowhere", path), kReinstall);
     }
     if (!S_ISREG(status.st_mode)) {
-        return Broken(path + " is " + KindOf(status) + ", not a library", kReinstall);
+        return Broken(cli::Say("{1} is {2}, not a library", path, KindOf(status)), kReinstall);
     }
     if (access(path.c_str(), R_OK) != 0) {
-        return Broken(path + " cannot be read: " + std::strerror(errno),
+        return Broken(cli::Say("{1} cannot be read: {2}", path, cli::SayError(errno)),
                       "sudo chmod a+r " + Quoted(path));
     }
     return std::nullopt;
@@ -44,24 +45,26 @@ Finding LookAtFile(const std::string& path, ElfFile& elf) {
     elf = ReadElf(path);
     switch (elf.kind) {
         case ElfFile::Kind::kNoElf:
-            return Broken(
-                path + (status.st_size == 0 ? " is empty" : " is no library (no ELF file)"),
-                kReinstall);
-        case ElfFile::Kind::kOtherCpu:
-            return Broken(path + " is for " + elf.cpu + ", and this software for " + OwnCpu(),
-                          "install the key's software for " + OwnCpu());
-        case ElfFile::Kind::kCutShort:
-            return Broken(path + " is cut short: parts that its headers name are missing",
+            return Broken(status.st_size == 0 ? cli::Say("{1} is empty", path)
+                                              : cli::Say("{1} is no library (no ELF file)", path),
                           kReinstall);
+        case ElfFile::Kind::kOtherCpu:
+            return Broken(
+                cli::Say("{1} is for {2}, and this software for {3}", path, elf.cpu, OwnCpu()),
+                cli::Say("install the key's software for {1}", OwnCpu()));
+        case ElfFile::Kind::kCutShort:
+            return Broken(
+                cli::Say("{1} is cut short: parts that its headers name are missing", path),
+                kReinstall);
         case ElfFile::Kind::kSound:
             break;
     }
     if (OthersMayChange(status)) {
-        return Doubtful("others can change " + path + ", which every client loads",
+        return Doubtful(cli::Say("others can change {1}, which every client loads", path),
                         "sudo chown root: " + Quoted(path) + " && sudo chmod go-w " + Quoted(path));
     }
     const std::string real = RealPath(path);
-    return Well(elf.cpu + (real == path ? "" : ", by a link to " + real));
+    return Well(real == path ? elf.cpu : cli::Say("{1}, by a link to {2}", elf.cpu, real));
 }
 
 bool Holds(const std::string& folder, const std::string& name) {
@@ -153,11 +156,12 @@ Finding LookAtNeeded(const LibraryFacts& library) {
     }
     if (!library.missing_libraries.empty()) {
         return Broken(
-            library.name + " needs what is not found: " + Joined(library.missing_libraries),
-            "install the packages that hold " + Joined(library.missing_libraries) +
-                "; 'apt-file search NAME' tells which");
+            cli::Say("{1} needs what is not found: {2}", library.name,
+                     Joined(library.missing_libraries)),
+            cli::Say("install the packages that hold {1}; 'apt-file search NAME' tells which",
+                     Joined(library.missing_libraries)));
     }
-    return Well(std::to_string(library.elf.needed.size()) + " found");
+    return Well(cli::Say("{1} found", library.elf.needed.size()));
 }
 
 Finding LookAtCLibrary(const LibraryFacts& library) {
@@ -166,14 +170,14 @@ Finding LookAtCLibrary(const LibraryFacts& library) {
     }
     const std::string present = gnu_get_libc_version();
     if (IsOlder(present, library.elf.newest_libc)) {
-        return Broken(library.name + " needs glibc " + library.elf.newest_libc +
-                          ", and this computer has " + present,
+        return Broken(cli::Say("{1} needs glibc {2}, and this computer has {3}", library.name,
+                               library.elf.newest_libc, present),
                       "install the edition of the key's software that is made for this system, or "
                       "a newer system");
     }
     return Well(library.elf.newest_libc.empty()
                     ? "any will do"
-                    : "needs " + library.elf.newest_libc + ", has " + present);
+                    : cli::Say("needs {1}, has {2}", library.elf.newest_libc, present));
 }
 
 Finding LookAtLoading(const LibraryFacts& library) {
@@ -184,16 +188,18 @@ Finding LookAtLoading(const LibraryFacts& library) {
         return Well("loads");
     }
     if (library.loading.Has("refused")) {
-        return Broken("the loader says: " + library.loading.Last("refused"), kReinstall);
+        return Broken(cli::Say("the loader says: {1}", library.loading.Last("refused")),
+                      kReinstall);
     }
     if (library.loading.end == Apart::End::kNotStarted) {
-        return Unknown("loading " + library.name + " " + library.loading.Ending(),
+        return Unknown(cli::Say("loading {1} {2}", library.name, library.loading.Ending()),
                        "end other programs, and run this again");
     }
-    return Broken("loading " + library.name + " " +
-                      (library.loading.Has("threw") ? "threw: " + library.loading.Last("threw")
-                                                    : library.loading.Ending()),
-                  std::string(kReinstall) + "; if it stays so, report it to the key's maker");
+    return Broken(
+        library.loading.Has("threw")
+            ? cli::Say("loading {1} threw: {2}", library.name, library.loading.Last("threw"))
+            : cli::Say("loading {1} {2}", library.name, library.loading.Ending()),
+        cli::Say("{1}; if it stays so, report it to the key's maker", kReinstall));
 }
 
 Finding LookAtEntries(const LibraryFacts& library) {
@@ -204,11 +210,11 @@ Finding LookAtEntries(const LibraryFacts& library) {
     const std::string all = std::to_string(library.entries.size());
     if (!missing.empty()) {
         return Broken(
-            std::to_string(missing.size()) + " of " + all + " missing: " + Joined(missing),
-            std::string(kReinstall) + ": this is another edition of " + library.name +
-                ", or another library under its name");
+            cli::Say("{1} of {2} missing: {3}", missing.size(), all, Joined(missing)),
+            cli::Say("{1}: this is another edition of {2}, or another library under its name",
+                     kReinstall, library.name));
     }
-    return Well("all " + all + " there");
+    return Well(cli::Say("all {1} there", all));
 }
 
 }  // namespace doctor

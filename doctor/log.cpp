@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "cli/words.h"
 #include "doctor/checks.h"
 
 namespace doctor {
@@ -72,7 +73,7 @@ void ReadKeyTexts(LogFacts& log) {
     const Descriptor file(
         open(log.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW));
     if (file.Number() < 0) {
-        log.unread = std::strerror(errno);
+        log.unread = cli::SayError(errno);
         return;
     }
     std::string piece;
@@ -126,16 +127,22 @@ Finding LookAtLogFile(const LogFacts& log) {
         return Well("none yet; the library's next call makes it");
     }
     if (log.Blocks()) {
-        return Broken(log.path + (log.link.empty() ? " is" : " leads to") +
-                          " a named pipe: every call that logs waits until somebody reads "
-                          "from it",
-                      RemovalOf(log));
+        return Broken(
+            log.link.empty()
+                ? cli::Say("{1} is a named pipe: every call that logs waits until somebody reads "
+                           "from it",
+                           log.path)
+                : cli::Say("{1} leads to a named pipe: every call that logs waits until somebody "
+                           "reads from it",
+                           log.path),
+            RemovalOf(log));
     }
     if (S_ISLNK(log.status.st_mode)) {
-        return Doubtful(log.path + " is a link: the records land in " + log.link, RemovalOf(log));
+        return Doubtful(cli::Say("{1} is a link: the records land in {2}", log.path, log.link),
+                        RemovalOf(log));
     }
     if (!S_ISREG(log.status.st_mode)) {
-        return Doubtful(log.path + " is " + KindOf(log.status) + ": there are no records",
+        return Doubtful(cli::Say("{1} is {2}: there are no records", log.path, KindOf(log.status)),
                         (S_ISDIR(log.status.st_mode) ? "sudo rm -r " : "sudo rm ") + log.path);
     }
     return Well(log.path);
@@ -145,18 +152,18 @@ Finding LookAtLogOwner(const LogFacts& log) {
     if (!log.IsFile()) {
         return Well(kNoFile);
     }
-    const std::string owner = "user " + std::to_string(log.status.st_uid);
+    const std::string owner = cli::Say("user {1}", log.status.st_uid);
     if (log.refusal != 0) {
         const bool ours = log.status.st_uid == geteuid();
-        return Doubtful("calls of this user leave no record: the file belongs to " + owner + ": " +
-                            std::strerror(log.refusal),
+        return Doubtful(cli::Say("calls of this user leave no record: the file belongs to {1}: {2}",
+                                 owner, cli::SayError(log.refusal)),
                         ours ? "chmod u+w " + log.path : RemovalOf(log));
     }
     if ((log.status.st_mode & S_IWOTH) != 0) {
         return Doubtful("everybody may write into it: its records prove nothing",
                         "chmod go-w " + log.path);
     }
-    return Well("belongs to " + owner);
+    return Well(cli::Say("belongs to {1}", owner));
 }
 
 Finding LookAtLogSize(const LogFacts& log) {
@@ -165,13 +172,13 @@ Finding LookAtLogSize(const LogFacts& log) {
     }
     const off_t size = log.status.st_size;
     if (size > kNearLimit) {
-        return Doubtful(
-            Megabytes(size) + ": " +
-                (size > kSizeLimit ? "the next record deletes it"
-                                   : "past " + Megabytes(kSizeLimit) + " the library deletes it"),
-            "copy it away if it is still needed: cp " + log.path + " ~");
+        return Doubtful(size > kSizeLimit
+                            ? cli::Say("{1}: the next record deletes it", Megabytes(size))
+                            : cli::Say("{1}: past {2} the library deletes it", Megabytes(size),
+                                       Megabytes(kSizeLimit)),
+                        cli::Say("copy it away if it is still needed: cp {1} ~", log.path));
     }
-    return Well(std::to_string(size) + " bytes of " + std::to_string(kSizeLimit));
+    return Well(cli::Say("{1} bytes of {2}", size, kSizeLimit));
 }
 
 Finding LookAtLogSecrets(const LogFacts& log) {
@@ -179,17 +186,18 @@ Finding LookAtLogSecrets(const LogFacts& log) {
         return Well(kNoFile);
     }
     if (!log.unread.empty()) {
-        return Unknown("cannot be read: " + log.unread, "run this as the log's owner");
+        return Unknown(cli::Say("cannot be read: {1}", log.unread), "run this as the log's owner");
     }
     const bool open = (log.status.st_mode & (S_IRGRP | S_IROTH)) != 0;
     if (log.key_texts > 0 && !open) {
-        return Well("its owner alone reads the " + std::to_string(log.key_texts) +
-                    " enveloped private keys in it");
+        return Well(
+            cli::Say("its owner alone reads the {1} enveloped private keys in it", log.key_texts));
     }
     if (log.key_texts > 0) {
-        return Doubtful(std::to_string(log.key_texts) +
-                            " enveloped private keys stand in it, and every user can read it",
-                        "chmod go-r " + log.path + "; whoever gets a copy gets them with it");
+        return Doubtful(
+            cli::Say("{1} enveloped private keys stand in it, and every user can read it",
+                     log.key_texts),
+            cli::Say("chmod go-r {1}; whoever gets a copy gets them with it", log.path));
     }
     return Well("no private key's text in it");
 }
@@ -201,7 +209,7 @@ Finding LookAtTmp() {
         return errno == ENOSPC
                    ? Broken("/tmp is full: no file can be made",
                             "delete what is not needed in /tmp")
-                   : Broken(std::string("/tmp cannot be written: ") + std::strerror(errno),
+                   : Broken(cli::Say("/tmp cannot be written: {1}", cli::SayError(errno)),
                             "sudo chmod 1777 /tmp; if it is mounted read-only: "
                             "sudo mount -o remount,rw /tmp");
     }
@@ -216,10 +224,10 @@ Finding LookAtTmp() {
         return Broken("/tmp is full: the log loses records", "delete what is not needed in /tmp");
     }
     if (free < kLittleSpace) {
-        return Doubtful("/tmp is nearly full: " + std::to_string(free / 1024) + " KiB are free",
+        return Doubtful(cli::Say("/tmp is nearly full: {1} KiB are free", free / 1024),
                         "delete what is not needed in /tmp");
     }
-    return Well("can be written, " + Megabytes(static_cast<off_t>(free)) + " free");
+    return Well(cli::Say("can be written, {1} free", Megabytes(static_cast<off_t>(free))));
 }
 
 }  // namespace doctor

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "cli/words.h"
 #include "doctor/certificate_dates.h"
 #include "doctor/checks.h"
 
@@ -58,23 +59,23 @@ std::string SwitchThatForbids() {
 Finding LookAtClock(std::time_t now) {
     constexpr const char* kSet = "set the clock: sudo timedatectl set-ntp true";
     if (now < kMadeOn) {
-        return Broken(DayOf(now) +
-                          " lies before this software was made: certificates count as not "
-                          "yet valid",
-                      kSet);
+        return Broken(
+            cli::Say("{1} lies before this software was made: certificates count as not yet valid",
+                     DayOf(now)),
+            kSet);
     }
     if (now >= kBeyond) {
-        return Broken(DayOf(now) + " is past every certificate", kSet);
+        return Broken(cli::Say("{1} is past every certificate", DayOf(now)), kSet);
     }
-    return Well(DayOf(now) + " (UTC)");
+    return Well(cli::Say("{1} (UTC)", DayOf(now)));
 }
 
 Finding LookAtZone() {
     const char* const variable = std::getenv("TZ");
     struct stat status {};
     if (variable != nullptr && !IsZone(variable)) {
-        return Doubtful("TZ=" + std::string(variable) +
-                            " names no time zone: the log shows UTC under another name",
+        return Doubtful(cli::Say("TZ={1} names no time zone: the log shows UTC under another name",
+                                 std::string(variable)),
                         "set TZ to a name below /usr/share/zoneinfo, or unset it");
     }
     if (variable == nullptr && lstat("/etc/localtime", &status) == 0 &&
@@ -101,9 +102,9 @@ Finding LookAtNamespaces(const Examination& examination) {
                                    examination.question.limit);
     if (tried.end != Apart::End::kExit || tried.number != 0) {
         const std::string said = tried.Last("said");
-        return Doubtful(
-            "with-softkey cannot make its view: " + (said.empty() ? tried.Ending() : said),
-            SwitchThatForbids());
+        return Doubtful(cli::Say("with-softkey cannot make its view: {1}",
+                                 (said.empty() ? tried.Ending() : said)),
+                        SwitchThatForbids());
     }
     return Well("user namespaces can be made");
 }
@@ -119,7 +120,7 @@ Finding LookAtStore(const Examination& examination) {
     const Apart listed = RunProgram({"softkey", "list"}, examination.question.limit);
     if (listed.end != Apart::End::kExit || listed.number != 0) {
         const std::string said = listed.Last("said");
-        return Broken(said.empty() ? "'softkey list' " + listed.Ending() : said,
+        return Broken(said.empty() ? cli::Say("'softkey list' {1}", listed.Ending()) : said,
                       "do what it says; 'softkey list' says it again");
     }
     return Well("'softkey list' reads every key");

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "cli/words.h"
 #include "doctor/checks.h"
 #include "maker/places.h"
 
@@ -75,40 +76,46 @@ Finding LookAtProgram(const ElfFile& client, const std::string& path,
     const bool needs = std::find(client.needed.begin(), client.needed.end(),
                                  std::string(ukey::kLibraryName)) != client.needed.end();
     const std::string found = FoundFor(client, path, examination);
-    const std::string how = needs ? path + " is linked with the library"
-                                  : path +
-                                        " is not linked with the library; what it loads while "
-                                        "it runs cannot be told, by its name it";
-    if (found.empty()) {
-        return needs ? Broken(how + " and does not find it", kNameIt)
-                     : Doubtful(how + " would not find it",
-                                "install the package of the library, or set LD_LIBRARY_PATH for "
-                                "the program");
+    if (found.empty() && needs) {
+        return Broken(cli::Say("{1} is linked with the library and does not find it", path),
+                      kNameIt);
     }
-    return Well(how + (needs ? " and finds " : " would find ") + found);
+    if (found.empty()) {
+        return Doubtful(cli::Say("{1} is not linked with the library; what it loads while it runs "
+                                 "cannot be told, by its name it would not find it",
+                                 path),
+                        "install the package of the library, or set LD_LIBRARY_PATH for the "
+                        "program");
+    }
+    return Well(needs ? cli::Say("{1} is linked with the library and finds {2}", path, found)
+                      : cli::Say("{1} is not linked with the library; what it loads while it runs "
+                                 "cannot be told, by its name it would find {2}",
+                                 path, found));
 }
 
 }  // namespace
 
 Finding LookAtProduct(const Examination& examination) {
     const Apart& product = examination.product;
-    const std::string by = " (chosen by " + examination.question.chosen_by + ")";
+    const std::string by = cli::Say("(chosen by {1})", examination.question.chosen_by.c_str());
     if (product.Has("refused")) {
         return Broken(
-            "the loader says: " + product.Last("refused") + by,
+            cli::Say("the loader says: {1} {2}", product.Last("refused"), by),
             product.Last("refused").find("R7Token") != std::string::npos ? kReinstall : kNameIt);
     }
     if (!product.IsDone()) {
-        return Broken("trying " + examination.question.library + by + " " + product.Ending(),
-                      "see to what is broken above, then reinstall the package of the library");
+        return Broken(
+            cli::Say("trying {1} {2} {3}", examination.question.library, by, product.Ending()),
+            "see to what is broken above, then reinstall the package of the library");
     }
     if (product.Has("threw")) {
-        return Broken(examination.question.library + by + " threw: " + product.Last("threw"),
-                      "reinstall the package of the library");
+        return Broken(
+            cli::Say("{1} {2} threw: {3}", examination.question.library, by, product.Last("threw")),
+            "reinstall the package of the library");
     }
     const std::vector<std::string> missing = product.All("missing");
     if (!missing.empty()) {
-        return Broken(product.Last("found") + by + " lacks " + Joined(missing),
+        return Broken(cli::Say("{1} {2} lacks {3}", product.Last("found"), by, Joined(missing)),
                       "reinstall the package of the library: this is another library, or an older "
                       "one");
     }
@@ -120,14 +127,15 @@ Finding LookAtOtherCopies(const Examination& examination) {
     const std::string theirs = examination.product_by_name.Last("found");
     if (theirs.empty()) {
         return Doubtful(
-            std::string("a client that loads ") + ukey::kLibraryName +
-                " by its name does not find it: " + examination.product_by_name.Last("refused"),
+            cli::Say("a client that loads {1} by its name does not find it: {2}",
+                     ukey::kLibraryName, examination.product_by_name.Last("refused")),
             "install the package of the library, or set LD_LIBRARY_PATH for the client");
     }
     if (!ours.empty() && RealPath(ours) != RealPath(theirs)) {
-        return Doubtful("this command uses " + Versioned(examination.product) +
-                            ", and clients find " + Versioned(examination.product_by_name),
-                        "remove one of the two, or look with --library " + Quoted(theirs));
+        return Doubtful(
+            cli::Say("this command uses {1}, and clients find {2}", Versioned(examination.product),
+                     Versioned(examination.product_by_name)),
+            cli::Say("remove one of the two, or look with --library {1}", Quoted(theirs)));
     }
     std::vector<std::string> shadowed;
     std::vector<std::string> folders = FoldersOfEnvironment();
@@ -139,7 +147,7 @@ Finding LookAtOtherCopies(const Examination& examination) {
         }
     }
     if (!shadowed.empty()) {
-        return Doubtful(theirs + " wins over " + Joined(shadowed),
+        return Doubtful(cli::Say("{1} wins over {2}", theirs, Joined(shadowed)),
                         "remove what is not meant, or take its folder out of LD_LIBRARY_PATH");
     }
     return Well("clients find the same by its name");
@@ -151,9 +159,10 @@ Finding LookAtTokenInUse(const Examination& examination) {
         return Unknown("the product is not loaded", {});
     }
     if (RealPath(used) != RealPath(maker::kTokenPath)) {
-        return Doubtful("the product uses " + used + ", not the one in the application directory",
-                        "take its folder out of LD_LIBRARY_PATH: " +
-                            std::string(std::filesystem::path(used).parent_path()));
+        return Doubtful(
+            cli::Say("the product uses {1}, not the one in the application directory", used),
+            cli::Say("take its folder out of LD_LIBRARY_PATH: {1}",
+                     std::string(std::filesystem::path(used).parent_path())));
     }
     return Well(used);
 }
@@ -162,28 +171,31 @@ Finding LookAtClient(const Examination& examination) {
     const std::string path = ClientPath(examination.question.client);
     struct stat status {};
     if (path.empty() || stat(path.c_str(), &status) != 0) {
-        return Broken("there is no program " + examination.question.client +
-                          (path.empty() ? " in PATH" : std::string(": ") + std::strerror(errno)),
+        return Broken(path.empty()
+                          ? cli::Say("there is no program {1} in PATH", examination.question.client)
+                          : cli::Say("there is no program {1}: {2}", examination.question.client,
+                                     cli::SayError(errno)),
                       "give the path of the client's program with --client");
     }
     if (!S_ISREG(status.st_mode) || access(path.c_str(), R_OK) != 0) {
-        return Unknown(path + " is no file that can be read",
+        return Unknown(cli::Say("{1} is no file that can be read", path),
                        "give the path of the client's program with --client");
     }
     if (IsScript(path)) {
-        return Unknown(path + " is a script", "give the program that it runs in the end");
+        return Unknown(cli::Say("{1} is a script", path),
+                       "give the program that it runs in the end");
     }
     const ElfFile client = ReadElf(path);
     switch (client.kind) {
         case ElfFile::Kind::kNoElf:
-            return Unknown(path + " is no program of this system (no ELF file)",
+            return Unknown(cli::Say("{1} is no program of this system (no ELF file)", path),
                            "give the path of the client's program with --client");
         case ElfFile::Kind::kOtherCpu:
-            return Broken(
-                path + " is for " + client.cpu + ", and can load no library for " + OwnCpu(),
-                "install the edition of the client for " + OwnCpu());
+            return Broken(cli::Say("{1} is for {2}, and can load no library for {3}", path,
+                                   client.cpu, OwnCpu()),
+                          cli::Say("install the edition of the client for {1}", OwnCpu()));
         case ElfFile::Kind::kCutShort:
-            return Broken(path + " is cut short", "install the client anew");
+            return Broken(cli::Say("{1} is cut short", path), "install the client anew");
         case ElfFile::Kind::kSound:
             break;
     }

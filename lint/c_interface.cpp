@@ -51,7 +51,7 @@ void Fill(OrvalLintFinding& out, const lint::Finding& finding) {
     CopyText(out.szFound, finding.found);
     CopyText(out.szExpected, rule.expected);
     CopyText(out.szMessage, finding.message);
-    CopyText(out.szDoes, finding.Does());
+    CopyText(out.szDoes, finding.Does().Plain());
     CopyText(out.szSuggestion, finding.suggestion);
 }
 

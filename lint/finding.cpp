@@ -35,10 +35,27 @@ bool LooksLikeUtf8(std::string_view text) {
 
 }  // namespace
 
-std::string Finding::Does() const {
-    std::string words = rule->does;
-    const size_t mark = words.find('%');
-    return mark == words.npos ? words : words.replace(mark, 1, std::to_string(value));
+std::string Sentence::Plain() const {
+    std::string text = form;
+    size_t from = 0;
+    for (size_t i = 0; i < words.size(); ++i) {
+        const std::string place = "{" + std::to_string(i + 1) + "}";
+        const size_t at = text.find(place, from);
+        if (at != text.npos) {
+            text.replace(at, place.size(), words[i]);
+            from = at + words[i].size();
+        }
+    }
+    return text;
+}
+
+void Finding::Tell(const Sentence& what) {
+    sentence = what;
+    message = what.Plain();
+}
+
+Sentence Finding::Does() const {
+    return {rule->does, value};
 }
 
 Places::Places(std::string_view text)

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 // What is odd about a text that a client is about to hand over, as data. What the library does with
@@ -39,7 +40,27 @@ struct Rule {
     uint32_t calls;  // that it concerns
     Effect effect;
     const char* expected;
-    const char* does;  // what the library does, in words; "%" stands for the value
+    const char* does;  // what the library does, in words; "{1}" stands for the value
+};
+
+// A sentence, and what stands for {1}, {2} and so on in it. Who shows it to people may put it in
+// another language first.
+struct Sentence {
+    template <typename... Words>
+    Sentence(const char* with_places, const Words&... in_them)  // NOLINT: a text is a sentence
+        : form(with_places), words{TextOf(in_them)...} {}
+
+    std::string Plain() const;
+
+    const char* form;
+    std::vector<std::string> words;
+
+ private:
+    static std::string TextOf(std::string_view text) { return std::string(text); }
+    template <typename Number, typename = std::enable_if_t<std::is_integral_v<Number>>>
+    static std::string TextOf(Number number) {
+        return std::to_string(number);
+    }
 };
 
 // Where something stands. Lines and columns count from 1.
@@ -57,10 +78,12 @@ struct Finding {
     size_t length = 0;       // bytes
     std::string found;       // what stands there; empty where that may be a secret
     std::string message;     // one sentence, without the place
+    Sentence sentence = "";  // the same
     std::string suggestion;  // what was meant, probably; empty: nobody knows
     int64_t value = 0;       // with kTakes
 
-    std::string Does() const;
+    void Tell(const Sentence& what);
+    Sentence Does() const;
 };
 
 using Findings = std::vector<Finding>;

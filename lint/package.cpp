@@ -80,7 +80,7 @@ void ImportItems(std::vector<Import> extracted, const std::vector<FoundItem>& fo
             std::optional<std::string> key = KeyText(import.data);
             if (!key) {
                 walk.Note(kKeyTooLong, found[i].data, import.data.size(),
-                          "a key text of " + std::to_string(import.data.size()) + " characters");
+                          Sentence("a key text of {1} characters", import.data.size()));
                 report.refuses = true;
                 return;
             }
@@ -121,7 +121,7 @@ PackageReport TooLong() {
     report.raises = true;
     Finding finding;
     finding.rule = &kTooLong;
-    finding.message = "the text is longer than the library's strings can be";
+    finding.Tell("the text is longer than the library's strings can be");
     report.findings.push_back(finding);
     return report;
 }
@@ -155,7 +155,7 @@ PackageReport LintPackage(std::string_view text) {
         finding.rule = &kZeroByte;
         finding.place = places.Of(seen.size());
         finding.length = 1;
-        finding.message = "a zero byte ends the text";
+        finding.Tell("a zero byte ends the text");
         report.findings.push_back(finding);
     }
     Sort(report.findings);

@@ -148,14 +148,14 @@ size_t PackageWalk::ClosingOf(const Item& item) const {
 PackageWalk::PackageWalk(const CleanedText& text, const Places& places, Findings& findings)
     : cleaned_(text), text_(text.View()), places_(places), findings_(findings) {}
 
-Finding& PackageWalk::Note(const Rule& rule, size_t at, size_t length, const std::string& message) {
+Finding& PackageWalk::Note(const Rule& rule, size_t at, size_t length, const Sentence& sentence) {
     Finding finding;
     finding.rule = &rule;
     finding.record = NumberOf(at);
     const size_t first = cleaned_.OriginOf(at);
     finding.place = places_.Of(first);
     finding.length = length == 0 ? 0 : cleaned_.OriginOf(at + length - 1) + 1 - first;
-    finding.message = message;
+    finding.Tell(sentence);
     findings_.push_back(finding);
     return findings_.back();
 }
@@ -203,15 +203,16 @@ void PackageWalk::NoteMalformed(const Item& before, const Item& item) {
     const FullWidth wide = FindFullWidth(name);
     if (wide.at != kNone) {
         Note(kFullWidth, item.at + wide.at, wide.character.size(),
-             "\"" + wide.character + "\" is a full-width character")
+             Sentence("\"{1}\" is a full-width character", wide.character))
             .suggestion = wide.meant;
     } else if (!item.HasBracket()) {
         Note(kItemExpected, item.at, name.size(), "no item with a ( stands behind the |");
     } else {
         // A long one is no name, and may be a key's text.
         const bool is_short = name.size() <= kLongestShown;
-        const std::string shown = is_short ? Quoted(name) : "this";
-        Finding& finding = Note(kUnknownItem, item.at, name.size(), shown + " is no item's name");
+        Finding& finding = Note(kUnknownItem, item.at, name.size(),
+                                is_short ? Sentence("{1} is no item's name", Quoted(name))
+                                         : Sentence("this is no item's name"));
         finding.found = is_short ? std::string(name) : std::string();
         finding.suggestion = NearestName(name);
     }
@@ -221,7 +222,7 @@ void PackageWalk::NoteCase(const Item& item) {
     const std::string_view name = text_.substr(item.at, item.bracket - item.at);
     if (!IsWrittenRight(name)) {
         Finding& finding = Note(kWrongCase, item.at, name.size(),
-                                Quoted(name) + " is not how the item is written");
+                                Sentence("{1} is not how the item is written", Quoted(name)));
         finding.found = std::string(name);
         finding.suggestion = NearestName(name);
     }
@@ -260,9 +261,10 @@ std::vector<FoundItem> PackageWalk::WalkItems() {
 void PackageWalk::NoteItem(const FoundItem& item) {
     const std::string name = NameOf(item.kind);
     if (!item.is_closed) {
-        Note(kUnclosed, item.at, item.data - item.at, "no ) closes the data of " + name);
+        Note(kUnclosed, item.at, item.data - item.at,
+             Sentence("no ) closes the data of {1}", name));
     } else if (item.data == item.end) {
-        Note(kEmptyData, item.at, item.end + 1 - item.at, name + " has no data");
+        Note(kEmptyData, item.at, item.end + 1 - item.at, Sentence("{1} has no data", name));
     } else {
         NoteStrange(item.data, item.end);
     }
@@ -280,15 +282,15 @@ void PackageWalk::NoteStrange(size_t at, size_t end) {
     const FullWidth wide = FindFullWidth(text_.substr(where, end - where));
     if (wide.at == 0) {
         Note(kWideSeparator, where, wide.character.size(),
-             "\"" + wide.character + "\" is a full-width character")
+             Sentence("\"{1}\" is a full-width character", wide.character))
             .suggestion = wide.meant;
         return;
     }
     const auto code = static_cast<unsigned>(static_cast<unsigned char>(*strange));
     constexpr const char* kDigits = "0123456789ABCDEF";
     Note(kStrangeData, where, 1,
-         std::string("the byte 0x") + kDigits[code >> 4U] + kDigits[code & 15U] +
-             " stands in the data");
+         Sentence("the byte 0x{1} stands in the data",
+                  std::string{kDigits[code >> 4U], kDigits[code & 15U]}));
 }
 
 // What stands between an item's ) and the next |, or the end.
@@ -322,7 +324,7 @@ void PackageWalk::NoteLeftOut() {
                 ++next;
             } else if (at >= covered) {
                 Note(kLeftOut, at, known.name.size() + 1,
-                     "this " + std::string(known.name) + " follows a ) at once");
+                     Sentence("this {1} follows a ) at once", known.name));
             }
         }
     }
@@ -336,8 +338,8 @@ void PackageWalk::NoteNested() {
     for (const FoundItem& item : items) {
         if (item.at < outer.end) {
             Note(kNested, item.at, item.data - item.at,
-                 std::string(NameOf(item.kind)) + "( stands inside the data of " +
-                     NameOf(outer.kind));
+                 Sentence("{1}( stands inside the data of {2}", NameOf(item.kind),
+                          NameOf(outer.kind)));
         }
         outer = item.end > outer.end ? item : outer;
     }
@@ -347,7 +349,7 @@ void PackageWalk::NoteTwice() {
     for (size_t i = 1; i < found_.size(); ++i) {
         if (found_[i].kind == found_[i - 1].kind) {
             Note(kTwice, found_[i].at, found_[i].data - found_[i].at,
-                 "another " + std::string(NameOf(found_[i].kind)));
+                 Sentence("another {1}", NameOf(found_[i].kind)));
         }
     }
 }
@@ -364,7 +366,7 @@ void PackageWalk::WalkSingle() {
         Note(kNoPackage, 0, 1, "a ( as the first character has no item's name in front");
     } else if (wide.at != kNone) {
         Note(kNoPackage, wide.at, wide.character.size(),
-             "\"" + wide.character + "\" is a full-width character")
+             Sentence("\"{1}\" is a full-width character", wide.character))
             .suggestion = wide.meant;
     } else if (has_bar || names_an_item) {
         Note(kNoPackage, 0, 0, "the text looks like a package and has no (");

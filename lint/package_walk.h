@@ -48,7 +48,7 @@ class PackageWalk final {
     // What is odd about a text that is no package.
     void WalkSingle();
 
-    Finding& Note(const Rule& rule, size_t at, size_t length, const std::string& message);
+    Finding& Note(const Rule& rule, size_t at, size_t length, const Sentence& sentence);
 
  private:
     struct Item;

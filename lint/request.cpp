@@ -99,7 +99,7 @@ class CombinedCall final {
             }
             if (!entries_.Add(fields)) {
                 walk_.NoteRecord(kTypesDoNotGo, record,
-                                 "CertType 3 with KeyType " + std::to_string(fields.key_type));
+                                 Sentence("CertType 3 with KeyType {1}", fields.key_type));
                 return false;
             }
             Follow(record, fields);
@@ -119,12 +119,15 @@ class CombinedCall final {
             record_of_[created_++] = record;
             return;
         }
-        const std::string with = " is folded into record " + std::to_string(record_of_[pair_] + 1);
+        const size_t into = record_of_[pair_] + 1;
         if (++folded_ > 1) {
-            walk_.NoteRecord(kFoldedAgain, record, "this record too" + with);
+            walk_.NoteRecord(kFoldedAgain, record,
+                             Sentence("this record too is folded into record {1}", into));
         } else if (fields.hash_type != entries[pair_].hashType) {
-            walk_.NoteRecord(kOtherHash, record,
-                             "this record" + with + ", and its HashType is another");
+            walk_.NoteRecord(
+                kOtherHash, record,
+                Sentence("this record is folded into record {1}, and its HashType is another",
+                         into));
         }
     }
 
@@ -137,9 +140,9 @@ class CombinedCall final {
                     {entry.certType, entry.keyType, entry.hashType, entry.merged != 0, i == 0});
                 continue;
             }
-            walk_.NoteRecord(i == 0 && created_ > 1 ? kNoPin : kNoRequest, record_of_[i],
-                             "CertType " + std::to_string(entry.certType) + " with KeyType " +
-                                 std::to_string(entry.keyType));
+            walk_.NoteRecord(
+                i == 0 && created_ > 1 ? kNoPin : kNoRequest, record_of_[i],
+                Sentence("CertType {1} with KeyType {2}", entry.certType, entry.keyType));
         }
     }
 
@@ -157,7 +160,7 @@ RequestReport TooLong() {
     report.single.raises = report.combined.raises = true;
     Finding finding;
     finding.rule = &kTooLong;
-    finding.message = "the text is longer than the library's strings can be";
+    finding.Tell("the text is longer than the library's strings can be");
     report.findings.push_back(finding);
     return report;
 }

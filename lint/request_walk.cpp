@@ -20,7 +20,7 @@ std::string_view Token(std::string_view text, std::string_view delimiter, int32_
 constexpr const char* kAName = "CertType, KeyType or HashType";
 constexpr const char* kADigit = "one digit";
 constexpr const char* kRefuses = "refuses the call with -401";
-constexpr const char* kTakes = "silently takes %";
+constexpr const char* kTakes = "silently takes {1}";
 constexpr const char* kPasses = "silently passes over it";
 
 constexpr Rule kUnknownField = {"unknown-field", Verdict::kRefused, kRequestCalls, Effect::kRefuses,
@@ -47,10 +47,10 @@ constexpr Rule kSwallowingValue = {"value-swallows-field",
                                    kRequestCalls,
                                    Effect::kTakes,
                                    kADigit,
-                                   "silently takes % and passes over the rest up to the next )"};
+                                   "silently takes {1} and passes over the rest up to the next )"};
 constexpr Rule kLongValue = {"value-too-long", Verdict::kSuspicious,
                              kRequestCalls,    Effect::kTakes,
-                             kADigit,          "silently takes %, and nothing of the rest"};
+                             kADigit,          "silently takes {1}, and nothing of the rest"};
 constexpr Rule kNotClosed = {
     "bracket-not-closed", Verdict::kSuspicious, kRequestCalls, Effect::kPassesOver, ")",
     "does without it"};
@@ -169,25 +169,24 @@ size_t RequestWalk::Offset(std::string_view part) const {
     return static_cast<size_t>(part.data() - text_.data());
 }
 
-Finding& RequestWalk::Note(const Rule& rule, size_t at, size_t length, const std::string& message) {
+Finding& RequestWalk::Note(const Rule& rule, size_t at, size_t length, const Sentence& sentence) {
     Finding finding;
     finding.rule = &rule;
     finding.record = records_.size();
     finding.place = places_.Of(at);
     finding.length = length;
     finding.found = std::string(text_.substr(std::min(at, text_.size()), length));
-    finding.message = message;
+    finding.Tell(sentence);
     findings_.push_back(finding);
     return findings_.back();
 }
 
-Finding& RequestWalk::NoteText(const Rule& rule, std::string_view part,
-                               const std::string& message) {
-    return Note(rule, Offset(part), part.size(), message);
+Finding& RequestWalk::NoteText(const Rule& rule, std::string_view part, const Sentence& sentence) {
+    return Note(rule, Offset(part), part.size(), sentence);
 }
 
-Finding& RequestWalk::NoteRecord(const Rule& rule, size_t index, const std::string& message) {
-    Finding& finding = Note(rule, records_[index].at, records_[index].length, message);
+Finding& RequestWalk::NoteRecord(const Rule& rule, size_t index, const Sentence& sentence) {
+    Finding& finding = Note(rule, records_[index].at, records_[index].length, sentence);
     finding.record = index + 1;
     return finding;
 }
@@ -232,7 +231,7 @@ bool RequestWalk::WalkField(std::string_view record, int32_t& position) {
         NoteUnknown(name, ends_record);
     } else if (ends_record) {
         NoteText(kBracketMissing, Trimmed(name),
-                 std::string(known->name) + " ends the record without its value");
+                 Sentence("{1} ends the record without its value", known->name));
     }
     if (ends_record) {
         return false;
@@ -253,13 +252,13 @@ void RequestWalk::NoteUnknown(std::string_view name, bool ends_record) {
     const FullWidth wide = FindFullWidth(name);
     if (wide.at != name.npos) {
         NoteText(kFullWidth, name.substr(wide.at, wide.character.size()),
-                 "\"" + wide.character + "\" is a full-width character")
+                 Sentence("\"{1}\" is a full-width character", wide.character))
             .suggestion = wide.meant;
         return;
     }
     const std::string_view trimmed = Trimmed(name);
     if (!trimmed.empty()) {
-        NoteText(kUnknownField, trimmed, Quoted(trimmed) + " is no field").suggestion =
+        NoteText(kUnknownField, trimmed, Sentence("{1} is no field", Quoted(trimmed))).suggestion =
             Nearest(trimmed, {kFields[0].name, kFields[1].name, kFields[2].name});
         return;
     }
@@ -275,31 +274,34 @@ void RequestWalk::NoteValue(const Field& field) {
     const std::string name = field.known->name;
     const bool is_missing = field.first == '\0' || field.first == ')';
     if (is_missing && field.value.empty()) {
-        Note(kEmptyValue, field.value_at, 0, name + " has no value").value = Taken(field.first);
+        Note(kEmptyValue, field.value_at, 0, Sentence("{1} has no value", name)).value =
+            Taken(field.first);
         return;
     }
     const size_t end = Offset(field.value) + field.value.size();
     const std::string_view found = text_.substr(field.value_at, end - field.value_at);
     const int64_t taken = Taken(field.first);
     if (is_missing) {
-        NoteText(kSwallowingValue, found, name + " has no value").value = taken;
+        NoteText(kSwallowingValue, found, Sentence("{1} has no value", name)).value = taken;
     } else if (found.find('(') != found.npos) {
-        NoteText(kSwallowingValue, found, "no ) closes the value of " + name).value = taken;
+        NoteText(kSwallowingValue, found, Sentence("no ) closes the value of {1}", name)).value =
+            taken;
     } else if (!IsDigit(field.first)) {
-        Finding& finding = NoteText(kNoDigit, found, Quoted(found) + " is no digit");
+        Finding& finding = NoteText(kNoDigit, found, Sentence("{1} is no digit", Quoted(found)));
         finding.value = taken;
         finding.suggestion = MeantDigit(found);
     } else if (found.size() > 1) {
-        NoteText(kLongValue, found, Quoted(found) + " is more than one digit").value = taken;
+        NoteText(kLongValue, found, Sentence("{1} is more than one digit", Quoted(found))).value =
+            taken;
     }
     if (!field.is_closed) {
-        Note(kNotClosed, end, 0, "no ) closes the value of " + name);
+        Note(kNotClosed, end, 0, Sentence("no ) closes the value of {1}", name));
     }
 }
 
 void RequestWalk::NoteTwice(const Field& field) {
     if ((seen_ & field.Bit()) != 0) {
-        NoteText(kTwice, field.name, std::string(field.known->name) + " is given twice").value =
+        NoteText(kTwice, field.name, Sentence("{1} is given twice", field.known->name)).value =
             Taken(field.first);
     }
     seen_ |= field.Bit();
@@ -309,7 +311,7 @@ void RequestWalk::NoteTwice(const Field& field) {
 void RequestWalk::NoteMissing(std::string_view record) {
     for (size_t i = 0; i < kFields.size(); ++i) {
         if ((seen_ & (1U << i)) == 0) {
-            NoteText(kMissing, record, "the first record has no " + std::string(kFields[i].name));
+            NoteText(kMissing, record, Sentence("the first record has no {1}", kFields[i].name));
         }
     }
 }

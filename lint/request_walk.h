@@ -22,7 +22,7 @@ class RequestWalk final {
     const std::vector<Record>& Records() const { return records_; }
 
     // For findings about a whole record, counted from 0.
-    Finding& NoteRecord(const Rule& rule, size_t index, const std::string& message);
+    Finding& NoteRecord(const Rule& rule, size_t index, const Sentence& sentence);
 
  private:
     struct Field;
@@ -35,8 +35,8 @@ class RequestWalk final {
     void NoteMissing(std::string_view record);
     void NoteEmptyRecords(size_t from, size_t to);
     size_t Offset(std::string_view part) const;
-    Finding& Note(const Rule& rule, size_t at, size_t length, const std::string& message);
-    Finding& NoteText(const Rule& rule, std::string_view part, const std::string& message);
+    Finding& Note(const Rule& rule, size_t at, size_t length, const Sentence& sentence);
+    Finding& NoteText(const Rule& rule, std::string_view part, const Sentence& sentence);
 
     std::string_view text_;
     Places places_;

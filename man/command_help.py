@@ -32,7 +32,7 @@ def ask(command, *verb):
     own = ("ORVAL_", "XDG_")
     known = {name: value for name, value in os.environ.items() if not name.startswith(own)}
     result = subprocess.run([*command, *verb, "--help"], text=True, capture_output=True, check=False,
-                            stdin=subprocess.DEVNULL, env={**known, "COLUMNS": "100000", "HOME": "~"})
+                            stdin=subprocess.DEVNULL, env={**known, "COLUMNS": "100000", "HOME": "~", "LC_ALL": "C"})
     if result.returncode != 0 or not result.stdout:
         sys.exit(f"no help from {' '.join([*command, *verb])}: {result.stderr}")
     return result.stdout

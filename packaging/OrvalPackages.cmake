@@ -108,6 +108,10 @@ if(TARGET ukeyctl)
   install(TARGETS orval_unified_kpxukey
     LIBRARY DESTINATION ${application_folder}/files/lib ${carried})
   install(TARGETS ukeyctl RUNTIME DESTINATION ${application_folder}/files/bin ${carried})
+  if(ORVAL_MSGFMT)
+    install(FILES ${PROJECT_BINARY_DIR}/share/locale/zh_CN/LC_MESSAGES/ukeyctl.mo
+      DESTINATION ${application_folder}/files/share/locale/zh_CN/LC_MESSAGES ${carried})
+  endif()
   install(PROGRAMS desktop/${application}
     DESTINATION ${application_folder}/files/bin ${carried})
   install(FILES deb/copyright ${changelog}

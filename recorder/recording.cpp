@@ -4,6 +4,8 @@
 #include <map>
 #include <tuple>
 
+#include "cli/words.h"
+
 namespace recorder {
 
 namespace {
@@ -39,7 +41,7 @@ Call CallFrom(const Json& line) {
     const auto name = line.at("entry").get<std::string>();
     call.function = IndexOf(name);
     if (call.function == kFunctionCount) {
-        throw Malformed("there is no entry " + name);
+        throw Malformed(cli::Say("there is no entry {1}", name));
     }
     call.given = line.at("in");
     call.finished = line.contains("out");
@@ -110,13 +112,13 @@ std::string Describe(const Call& call) {
     }
     text += ")";
     if (call.threw) {
-        return text + " threw";
+        return cli::Say("{1} threw", text);
     }
     text += call.has_code ? " = " + std::to_string(call.code) : "";
     for (const auto& [name, value] : call.taken.items()) {
         text += ", " + name + "=" + value.dump();
     }
-    return text + (call.finished ? "" : " did not return");
+    return call.finished ? text : cli::Say("{1} did not return", text);
 }
 
 Recording Read(const std::string& text) {
@@ -132,7 +134,7 @@ Recording Read(const std::string& text) {
         try {
             TakeLine(text.substr(start, end - start), recording, number == 1);
         } catch (const std::exception& error) {
-            throw Malformed("line " + std::to_string(number) + ": " + error.what());
+            throw Malformed(cli::Say("line {1}: {2}", number, error.what()));
         }
         start = end + 1;
     }

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "cli/words.h"
 #include "engine.h"
 #include "maker/places.h"
 
@@ -90,8 +91,8 @@ Words ViewOf(const Settings& settings, const std::string& libraries) {
     Words view;
     if (settings.mode == Settings::Mode::kRecord) {
         if (!are_there) {
-            throw NothingInstalled(std::string("the maker's two libraries are not both in ") +
-                                   maker::kApplicationDirectory);
+            throw NothingInstalled(cli::Say("the maker's two libraries are not both in {1}",
+                                            maker::kApplicationDirectory));
         }
         view = KeepReal(settings.folder);
     } else if (!are_there) {
@@ -136,7 +137,7 @@ Outcome ReadOutcome(const std::string& folder, int status) {
     Outcome outcome;
     if (!(file >> way >> outcome.number)) {
         throw NoView(status == kNotFound ? "bwrap is missing"
-                                         : "bwrap ended with " + std::to_string(status));
+                                         : cli::Say("bwrap ended with {1}", status));
     }
     outcome.way = way == "signal" ? Outcome::Way::kSignal : Outcome::Way::kExit;
     return outcome;

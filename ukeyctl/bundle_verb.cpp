@@ -8,6 +8,7 @@
 #include "cli/checks.h"
 #include "cli/files.h"
 #include "cli/printable.h"
+#include "cli/words.h"
 #include "examination.h"
 #include "logs/record.h"
 #include "recording_file.h"
@@ -32,7 +33,7 @@ bundle::Question QuestionOf(const Session& session, const BundleOptions& options
     }
     question.recording = ReadRecording(options.recording);
     if (question.recording->header.serial_numbers != recorder::Masker::SerialNumbers::kMasked) {
-        cli::ThrowUsage(options.recording + " shows serial numbers",
+        cli::ThrowUsage(cli::Say("{1} shows serial numbers", options.recording),
                         "record it anew without --show-serial-numbers");
     }
     return question;
@@ -41,14 +42,16 @@ bundle::Question QuestionOf(const Session& session, const BundleOptions& options
 cli::Table TableOf(const bundle::Bundle& made) {
     cli::Table table{{{"name", "FILE"}, {"size", "BYTES"}, {"what", "WHAT IT IS"}}, {}};
     for (const bundle::Part& part : made.parts) {
-        table.rows.push_back({part.name, static_cast<int64_t>(part.contents.size()), part.what});
+        table.rows.push_back(
+            {part.name, static_cast<int64_t>(part.contents.size()), cli::Say(part.what)});
     }
     return table;
 }
 
 void CheckIsFree(const std::string& path) {
     if (faccessat(AT_FDCWD, path.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
-        cli::Throw(cli::ExitStatus::kFile, "cannot make " + path, "there is such a file already",
+        cli::Throw(cli::ExitStatus::kFile, cli::Say("cannot make {1}", path),
+                   "there is such a file already",
                    "give another name with --out, or take that file away");
     }
 }
@@ -67,9 +70,9 @@ void CheckIsAsked() {
 
 // On standard error, since standard output is for what the verb was asked for.
 void Ask(const bundle::Bundle& made, const std::string& path) {
-    std::fputs((cli::ShowTable(TableOf(made)) + "Write these files to " + cli::Printable(path) +
-                "? Nothing is sent anywhere. [y/N] ")
-                   .c_str(),
+    const std::string question =
+        cli::Say("Write these files to {1}? Nothing is sent anywhere. [y/N]", path);
+    std::fputs(cli::Encoded(cli::ShowTable(TableOf(made)) + cli::Printable(question) + " ").c_str(),
                stderr);
     std::string answer;
     std::getline(std::cin, answer);

@@ -2,6 +2,7 @@
 #include <cstdlib>
 
 #include "change.h"
+#include "cli/words.h"
 #include "pin_tries.h"
 #include "verbs.h"
 
@@ -23,7 +24,7 @@ intptr_t NumberIn(const std::string& text) {
     errno = 0;
     const long long number = std::strtoll(text.c_str(), &end, 0);
     if (text.empty() || *end != '\0' || errno != 0) {
-        cli::ThrowUsage("\"" + text + "\" is no number", "give it in decimal or with 0x");
+        cli::ThrowUsage(cli::Say("\"{1}\" is no number", text), "give it in decimal or with 0x");
     }
     return static_cast<intptr_t>(number);
 }
@@ -89,11 +90,12 @@ struct CallOptions {
 void CheckArgument(const PlainCall& plain, const std::optional<std::string>& argument) {
     const std::string name = plain.name;
     if (plain.argument != nullptr && !argument) {
-        cli::ThrowUsage(name + " takes an argument",
-                        "give it: ukeyctl call " + name + " " + plain.argument);
+        cli::ThrowUsage(cli::Say("{1} takes an argument", name),
+                        cli::Say("give it: ukeyctl call {1} {2}", name, plain.argument));
     }
     if (plain.argument == nullptr && argument) {
-        cli::ThrowUsage(name + " takes no argument", "leave it out: ukeyctl call " + name);
+        cli::ThrowUsage(cli::Say("{1} takes no argument", name),
+                        cli::Say("leave it out: ukeyctl call {1}", name));
     }
     if (plain.call_on != nullptr && argument) {
         NumberIn(*argument);
@@ -108,9 +110,9 @@ Change ChangeOf(const PlainCall& plain, const CallOptions& options) {
         change.arguments = {{plain.parameter, *options.argument}};
     }
     if (options.name == "TestInitUKey") {
-        change.items = {{"erasure", {}, "everything on the key"}};
+        change.items = {{cli::Mark("erasure"), {}, "everything on the key"}};
         change.consequence = "erases everything on the key";
-        change.question = "Erase everything on";
+        change.question = "Erase everything on key {1}?";
     }
     return change;
 }
@@ -140,7 +142,7 @@ void RunCall(Session& session, const CallOptions& options) {
     } else {
         plain->call(session, options.argument.value_or(std::string()));
     }
-    session.Result().Say(options.name + " gave 0.");
+    session.Result().Say(cli::Say("{1} gave 0.", options.name));
 }
 
 }  // namespace

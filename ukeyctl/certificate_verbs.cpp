@@ -1,6 +1,7 @@
 #include "change.h"
 #include "cli/encoding.h"
 #include "cli/printable.h"
+#include "cli/words.h"
 #include "verbs.h"
 
 namespace {
@@ -69,10 +70,10 @@ void Delete(Session& session, const CertificateOptions& options) {
     change.function = "DelCertAndTempKey";
     change.arguments = {{"nParam1", int64_t{selectors.param1}},
                         {"nParam2", int64_t{selectors.param2}}};
-    change.items = {{"erasure", {}, "a certificate and its temporary key"}};
+    change.items = {{cli::Mark("erasure"), {}, "a certificate and its temporary key"}};
     change.consequence = "deletes a certificate and its key";
-    change.question =
-        "Delete certificate " + std::to_string(selectors.param1) + " and its temporary key on";
+    change.question = cli::Say("Delete certificate {1} and its temporary key on key {2}?",
+                               selectors.param1, "{1}");
     std::optional<ukey::Key> key;
     if (MayCarryOut(session, options.change, change, key)) {
         key->DelCertAndTempKey(selectors.param1, selectors.param2);
@@ -94,7 +95,7 @@ void AddDelete(cli::Command& group, Session& session) {
 
 void AddFile(cli::Command& verb, const std::string& name, const std::string& what,
              std::string& path) {
-    verb.Add(name, path, what + "; - is standard input").Required().Checked(cli::CheckNotEmpty);
+    verb.Add(name, path, what).Required().Checked(cli::CheckNotEmpty);
 }
 
 struct ImportOptions {
@@ -127,7 +128,9 @@ void AddImport(cli::Command& group, Session& session) {
                                 [options](Session& running) { Import(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
     AddDryRun(verb, options->change);
-    AddFile(verb, "PKCS7", "The certificate as PKCS#7: PEM, DER or plain Base64", options->file);
+    AddFile(verb, "PKCS7",
+            "The certificate as PKCS#7: PEM, DER or plain Base64; - is standard input",
+            options->file);
     AddExamples(verb, {"ukeyctl cert import answer.p7b"});
 }
 
@@ -160,8 +163,11 @@ void AddImportEncrypted(cli::Command& group, Session& session) {
                 session, [options](Session& running) { ImportEncrypted(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
     AddDryRun(verb, options->change);
-    AddFile(verb, "PKCS7", "The certificate as PKCS#7: PEM, DER or plain Base64", options->file);
-    AddFile(verb, "KEY", "The enveloped private key, as the authority issued it",
+    AddFile(verb, "PKCS7",
+            "The certificate as PKCS#7: PEM, DER or plain Base64; - is standard input",
+            options->file);
+    AddFile(verb, "KEY",
+            "The enveloped private key, as the authority issued it; - is standard input",
             options->key_file);
     AddExamples(verb, {"ukeyctl cert import-enc encryption.p7b enveloped-key.txt"});
 }
@@ -190,7 +196,8 @@ void AddImportPackage(cli::Command& group, Session& session) {
                 session, [options](Session& running) { ImportPackage(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
     AddDryRun(verb, options->change);
-    AddFile(verb, "PACKAGE", "The package, or a single PKCS#7 text", options->file);
+    AddFile(verb, "PACKAGE", "The package, or a single PKCS#7 text; - is standard input",
+            options->file);
     AddExamples(verb, {"ukeyctl cert import-package answer.txt",
                        "ukeyctl cert import-package --dry-run answer.txt",
                        "softca issue --in request.txt | ukeyctl cert import-package -"});

@@ -1,6 +1,7 @@
 #include "change.h"
 
 #include "cli/question.h"
+#include "cli/words.h"
 #include "verdict.h"
 
 namespace {
@@ -11,8 +12,9 @@ cli::Table TableOf(const std::vector<PlanItem>& items) {
     for (const PlanItem& item : items) {
         const auto order = static_cast<int64_t>(table.rows.size() + 1);
         table.rows.push_back(
-            {order, item.kind, item.length ? cli::Table::Cell(*item.length) : cli::Table::Cell(),
-             item.detail.empty() ? cli::Table::Cell() : cli::Table::Cell(item.detail)});
+            {order, cli::Say(item.kind),
+             item.length ? cli::Table::Cell(*item.length) : cli::Table::Cell(),
+             item.detail.empty() ? cli::Table::Cell() : cli::Table::Cell(cli::Say(item.detail))});
     }
     return table;
 }
@@ -44,7 +46,7 @@ void ShowPlan(Session& session, const Change& change, const ukey::Key* key) {
     report.AddDetail("consequence", change.consequence.empty() ? Report::Value()
                                                                : Report::Value(change.consequence));
     if (!change.consequence.empty()) {
-        report.Say("This " + change.consequence + ".");
+        report.Say(cli::Say("This {1}.", change.consequence.c_str()));
     }
     report.AddOutput("calls", CallsOf(change, key));
     report.AddOutput("items", TableOf(change.items));
@@ -58,18 +60,23 @@ void ShowPlan(Session& session, const Change& change, const ukey::Key* key) {
 
 void AskFirst(Session& session, const Change& change, const ukey::Key& key) {
     const std::optional<std::string> label = LabelOf(session, key);
-    const std::string named = key.SerialNumber() + (label ? " \"" + *label + "\"" : " (no label)");
-    if (!cli::Ask(change.question + " key " + named + "?")) {
+    const std::string named = label ? cli::Say("{1} \"{2}\"", key.SerialNumber(), *label)
+                                    : cli::Say("{1} (no label)", key.SerialNumber());
+    if (!cli::Ask(cli::SayWith(change.question, {named}))) {
         cli::Throw(cli::ExitStatus::kDeclined, "not carried out",
                    "the question was not answered with y",
                    "nothing has been changed; --dry-run shows what would be done");
     }
 }
 
-std::string CountOf(const lint::Findings& findings, const std::string& verb) {
-    return findings.empty() ? std::string()
-                            : "; " + Plural(findings.size(), "finding") + ", which 'ukeyctl " +
-                                  verb + "' points to";
+// The remark, and where what is odd is shown.
+std::string WithCount(const std::string& remark, const lint::Findings& findings,
+                      const std::string& verb) {
+    if (findings.empty()) {
+        return remark;
+    }
+    const std::string odd = cli::SayCount("{1} finding", "{1} findings", findings.size());
+    return cli::Say("{1}; {2}, which 'ukeyctl {3}' points to", remark, odd, verb);
 }
 
 }  // namespace
@@ -87,7 +94,8 @@ bool MayCarryOut(Session& session, const ChangeOptions& options, const Change& c
                  std::optional<ukey::Key>& key) {
     const bool must_ask = !change.consequence.empty() && !options.consent && !options.dry_run;
     if (must_ask && !cli::CanAsk()) {
-        cli::ThrowUsage("this " + change.consequence, "add --yes if that is what you want");
+        cli::ThrowUsage(cli::Say("this {1}", change.consequence.c_str()),
+                        "add --yes if that is what you want");
     }
     if (change.needs_key) {
         key = session.Key();
@@ -109,7 +117,7 @@ void CheckPassable(const Change& change, std::initializer_list<std::string_view>
 }
 
 std::string Masked(const std::string& secret) {
-    return "(masked, " + Plural(secret.size(), "byte") + ")";
+    return cli::SayCount("(masked, {1} byte)", "(masked, {1} bytes)", secret.size());
 }
 
 void PlanRequests(Change& change, const lint::RequestReport& found, uint32_t call,
@@ -117,13 +125,13 @@ void PlanRequests(Change& change, const lint::RequestReport& found, uint32_t cal
     const bool is_single = call == lint::kSingleCall;
     const lint::RequestOutcome& outcome = is_single ? found.single : found.combined;
     if (initialises && !outcome.Stops()) {
-        change.items.push_back({"erasure", {}, "everything on the key"});
+        change.items.push_back({cli::Mark("erasure"), {}, "everything on the key"});
     }
     for (const lint::Request& request : outcome.requests) {
         if (request.verifies_pin && !initialises) {
             change.items.push_back({"PIN", {}, "the key, or its own dialog, asks for it"});
         }
-        change.items.push_back({"request", {}, InWords(request)});
+        change.items.push_back({cli::Mark("request"), {}, InWords(request)});
     }
     lint::Findings findings;
     for (const lint::Finding& finding : found.findings) {
@@ -133,7 +141,7 @@ void PlanRequests(Change& change, const lint::RequestReport& found, uint32_t cal
     }
     change.verdict = found.For(call);
     change.remark =
-        std::string(change.function) + " " + InWords(outcome) + CountOf(findings, "request lint");
+        WithCount(InWords(change.function, outcome), findings, "request lint");  // no message
 }
 
 void PlanImports(Change& change, const lint::PackageReport& found) {
@@ -141,11 +149,15 @@ void PlanImports(Change& change, const lint::PackageReport& found) {
         change.items.push_back(
             {lint::NameOf(import.kind), static_cast<int64_t>(import.data.size()), {}});
     }
-    const std::string behind = found.imports.empty() ? ", before anything" : ", behind these items";
     change.verdict = found.Worst();
-    change.remark = std::string(change.function) + " " +
-                    (found.raises    ? "raises CQrvException 0x80070057"
-                     : found.refuses ? "refuses the package with -401" + behind
-                                     : "hands over " + Plural(found.imports.size(), "item")) +
-                    CountOf(found.findings, "cert lint-package");
+    const std::string items = cli::SayCount("{1} item", "{1} items", found.imports.size());
+    const char* const function = change.function;
+    const std::string remark =
+        found.raises     ? cli::Say("{1} raises CQrvException 0x80070057", function)
+        : !found.refuses ? cli::Say("{1} hands over {2}", function, items)
+                         : cli::Say(found.imports.empty()
+                                        ? "{1} refuses the package with -401, before anything"
+                                        : "{1} refuses the package with -401, behind these items",
+                                    function);
+    change.remark = WithCount(remark, found.findings, "cert lint-package");  // no message
 }

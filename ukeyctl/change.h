@@ -29,8 +29,8 @@ struct Change {
     std::optional<lint::Verdict> verdict;  // the library's, where it judges a text
     std::string remark;                    // on that
     bool needs_key = true;
-    // Where something is lost for good: "erases everything on the key", and what stands in front of
-    // "key SN" when it is asked.
+    // Where something is lost for good: "erases everything on the key", and the question, with
+    // {1} in the key's place.
     std::string consequence;
     std::string question;
 };

@@ -3,6 +3,7 @@
 #include "cli/checks.h"
 #include "cli/encoding.h"
 #include "cli/files.h"
+#include "cli/words.h"
 
 cli::Command AddVerb(cli::Command& parent, const std::string& name, const std::string& summary,
                      Session& session, Session::Action action) {
@@ -13,7 +14,7 @@ cli::Command AddVerb(cli::Command& parent, const std::string& name, const std::s
 }
 
 void AddExamples(cli::Command& verb, std::initializer_list<const char*> examples) {
-    std::string footer = "Examples:";
+    std::string footer = cli::Say("Examples:");
     for (const char* example : examples) {
         footer += std::string("\n  ") + example;
     }
@@ -42,22 +43,24 @@ void CheckNotEmpty(const std::string& text, const std::string& source, EmptyText
         return;
     }
     cli::ThrowUsage(
-        source + " is empty: a shell variable may be unset, or a program may have failed",
-        std::string("give what is meant") +
-            (empty.is_offered ? ", or --allow-empty if an empty text is" : ""));
+        cli::Say("{1} is empty: a shell variable may be unset, or a program may have failed",
+                 source),
+        empty.is_offered ? "give what is meant, or --allow-empty if an empty text is"
+                         : "give what is meant");
 }
 
 namespace {
 
 std::string SourceName(const std::string& path) {
-    return path == "-" ? "standard input" : "the file " + path;
+    return path == "-" ? cli::Say("standard input") : cli::Say("the file {1}", path);
 }
 
 }  // namespace
 
 std::string InputText::Read(EmptyText empty) const {
     std::string given = file.empty() ? text : cli::ReadInput(file);
-    CheckNotEmpty(given, file.empty() ? "the text of --" + name : SourceName(file), empty);
+    CheckNotEmpty(given, file.empty() ? cli::Say("the text of --{1}", name) : SourceName(file),
+                  empty);
     return given;
 }
 

@@ -1,3 +1,4 @@
+#include "cli/words.h"
 #include "codes/notation.h"
 #include "doctor/doctor.h"
 #include "verbs.h"
@@ -12,8 +13,9 @@ void ThrowReason(cli::ExitStatus status, const std::string& what, const std::str
     if (finding.verdict != doctor::Verdict::kBroken) {
         return;
     }
-    cli::Failure failure = cli::MakeFailure(status, what, why + ": " + finding.reason,
-                                            finding.next + "; 'ukeyctl doctor' looks at all of it");
+    cli::Failure failure =
+        cli::MakeFailure(status, what, cli::Say("{1}: {2}", why, finding.reason),
+                         cli::Say("{1}; 'ukeyctl doctor' looks at all of it", finding.next));
     if (error != nullptr) {
         failure.function = error->Function();
         failure.code = error->Code();
@@ -34,8 +36,8 @@ void Check(Session& session, int32_t mode) {
     } catch (const ukey::Error& error) {
         if (error.Code() == ORVAL_BACKEND_UNAVAILABLE) {
             ThrowReason(cli::ExitStatus::kLibraryNotLoaded,
-                        std::string(error.Function()) + " failed", codes::InBothForms(error.Code()),
-                        &error);
+                        cli::Say("{1} failed", std::string(error.Function())),
+                        codes::InBothForms(error.Code()), &error);
         }
         throw;
     }

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "cli/words.h"
 #include "doctor/doctor.h"
 #include "examination.h"
 #include "verbs.h"
@@ -25,10 +26,10 @@ cli::Table TableOf(const Results& results) {
 std::string Lines(const Results& results) {
     std::vector<std::vector<std::string>> rows;
     for (const doctor::Result& result : results) {
-        rows.push_back({doctor::NameOf(result.finding.verdict),
-                        std::string(result.group) + ": " + result.check, result.finding.reason});
+        rows.push_back({cli::Say(doctor::NameOf(result.finding.verdict)),
+                        cli::Say("{1}: {2}", result.group, result.check), result.finding.reason});
         if (!result.finding.next.empty()) {
-            rows.push_back({"", "", "next: " + result.finding.next});
+            rows.push_back({"", "", cli::Say("next: {1}", result.finding.next)});
         }
     }
     return cli::InColumns({"VERDICT", "CHECK", "REASON"}, rows);
@@ -42,7 +43,7 @@ std::string Lines(const Results& results) {
     cli::Throw(
         worst == doctor::Verdict::kBroken ? cli::ExitStatus::kBroken : cli::ExitStatus::kDoubtful,
         "not all is well",
-        std::string(heaviest->group) + ": " + heaviest->check + ": " + heaviest->finding.reason,
+        cli::Say("{1}: {2}: {3}", heaviest->group, heaviest->check, heaviest->finding.reason),
         heaviest->finding.next);
 }
 

@@ -1,3 +1,4 @@
+#include "cli/words.h"
 #include "codes/advice.h"
 #include "codes/notation.h"
 #include "verbs.h"
@@ -20,7 +21,7 @@ std::string TextOf(Session& session, int32_t code) {
 int32_t ReadCode(const std::string& given) {
     const std::optional<int32_t> code = codes::Parse(given);
     if (!code) {
-        cli::ThrowUsage("\"" + given + "\" is not a 32-bit code",
+        cli::ThrowUsage(cli::Say("\"{1}\" is not a 32-bit code", given),
                         "give it in decimal (-401), in hexadecimal (0x0A000001), or as the log "
                         "shows it (FFFFFE6F)");
     }

@@ -4,6 +4,7 @@
 
 #include "cli/checks.h"
 #include "cli/printable.h"
+#include "cli/words.h"
 #include "codes/notation.h"
 #include "key_list.h"
 #include "key_watch.h"
@@ -21,7 +22,7 @@ struct WaitOptions {
 };
 
 std::string NameOf(ukey::KeyEvent::Kind kind) {
-    return kind == ukey::KeyEvent::Kind::kInserted ? "inserted" : "removed";
+    return kind == ukey::KeyEvent::Kind::kInserted ? cli::Say("inserted") : cli::Say("removed");
 }
 
 Report::Value OrNull(const std::string& text) {
@@ -41,8 +42,7 @@ Deadline DeadlineOf(double timeout) {
 
 [[noreturn]] void ThrowInterrupted() {
     cli::Throw(cli::ExitStatus::kInterrupted, "the wait was interrupted",
-               std::string("signal ") + std::to_string(StopSignal()) + " (" +
-                   strsignal(StopSignal()) + ") came first",
+               cli::Say("signal {1} ({2}) came first", StopSignal(), strsignal(StopSignal())),
                "start it again; --timeout SECONDS ends a wait by itself");
 }
 
@@ -175,9 +175,10 @@ class Labels final {
         LabelledKey key;
         key.key.serial_number = event.serial_number;
         if (event.serial_number.empty()) {
-            key.key.problem = event.code == ORVAL_OK ? "the key tells no serial number"
-                                                     : "the serial number could not be read: " +
-                                                           codes::InBothForms(event.code);
+            key.key.problem = event.code == ORVAL_OK
+                                  ? "the key tells no serial number"
+                                  : cli::Say("the serial number could not be read: {1}",
+                                             codes::InBothForms(event.code));
         } else if (event.kind == ukey::KeyEvent::Kind::kInserted) {
             key = LabelledKeyOf(library_, key.key);
             Keep(key);
@@ -211,8 +212,8 @@ std::string InColumns(const std::string& time, const std::string& event,
         const std::string shown = cli::Printable(text.empty() ? "-" : text);
         return shown + std::string(width - std::min(width, cli::Columns(shown)) + 2, ' ');
     };
-    return padded(time, kTime) + padded(event, kEvent) + padded(serial_number, kSerialNumber) +
-           cli::Printable(rest) + "\n";
+    return cli::Encoded(padded(time, kTime) + padded(event, kEvent) +
+                        padded(serial_number, kSerialNumber) + cli::Printable(rest) + "\n");
 }
 
 void ShowEvent(Session& session, const KeyWatch::Event& event, const LabelledKey& key) {
@@ -220,9 +221,10 @@ void ShowEvent(Session& session, const KeyWatch::Event& event, const LabelledKey
     const std::string name = NameOf(event.what.kind);
     if (!session.json) {
         const std::string rest = key.label.value_or("-");
-        session.Stream(
-            InColumns(time, name, key.key.serial_number,
-                      key.key.problem.empty() ? rest : rest + " (" + key.key.problem + ")"));
+        session.Stream(InColumns(time, name, key.key.serial_number,
+                                 key.key.problem.empty()
+                                     ? rest
+                                     : cli::Say("{1} ({2})", rest, cli::Say(key.key.problem))));
         return;
     }
     Report& report = session.Result();
@@ -238,7 +240,9 @@ void Watch(Session& session) {
     CatchStopSignals();
     KeyWatch watch(session.WhichLibrary().path);
     Labels labels(session.Library());
-    session.Stream(session.json ? "" : InColumns("TIME", "EVENT", "SERIAL NUMBER", "LABEL"));
+    session.Stream(session.json ? ""
+                                : InColumns(cli::Say("TIME"), cli::Say("EVENT"),
+                                            cli::Say("SERIAL NUMBER"), cli::Say("LABEL")));
     while (const std::optional<KeyWatch::Event> event = watch.Next()) {
         ShowEvent(session, *event, labels.Of(event->what));
     }

@@ -1,3 +1,4 @@
+#include "cli/words.h"
 #include "key_list.h"
 #include "verbs.h"
 
@@ -21,7 +22,7 @@ void ShowKeys(Session& session) {
         const Keys keys = ListLabelledKeys(session.Library());
         for (const LabelledKey& one : keys) {
             const std::string label = one.label && !one.label->empty() ? ", " + *one.label : "";
-            report.Add("", "Key in slot " + std::to_string(one.key.slot),
+            report.Add("", cli::Say("Key in slot {1}", one.key.slot),
                        (one.key.serial_number.empty() ? "-" : one.key.serial_number) + label);
         }
         report.AddDetail("keys", TableOf(keys));
@@ -29,7 +30,7 @@ void ShowKeys(Session& session) {
     } catch (const std::exception& error) {
         report.AddDetail("keys", TableOf({}));
         report.AddDetail("keys_problem", std::string(error.what()));
-        report.Say(std::string("The plugged keys cannot be listed: ") + error.what());
+        report.Say(cli::Say("The plugged keys cannot be listed: {1}", error.what()));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "key_choice.h"
 
 #include "cli/failure.h"
+#include "cli/words.h"
 
 namespace {
 
@@ -14,28 +15,31 @@ constexpr const char* kNameTheKey =
 
 std::string ShowKey(const LabelledKey& labelled) {
     const PluggedKey& key = labelled.key;
-    return (key.serial_number.empty() ? "a key that tells no number" : key.serial_number) +
-           " (slot " + std::to_string(key.slot) +
-           (labelled.label ? ", \"" + *labelled.label + "\")" : ", no label)");
+    const std::string name =
+        key.serial_number.empty() ? cli::Say("a key that tells no number") : key.serial_number;
+    return labelled.label ? cli::Say("{1} (slot {2}, \"{3}\")", name, key.slot, *labelled.label)
+                          : cli::Say("{1} (slot {2}, no label)", name, key.slot);
 }
 
 [[noreturn]] void ThrowChoice(const ukey::Library& library, size_t count) {
     std::string shown;
     for (const LabelledKey& labelled : ListLabelledKeys(library)) {
-        shown += (shown.empty() ? "" : ", ") + ShowKey(labelled);
+        shown = shown.empty() ? ShowKey(labelled) : cli::Say("{1}, {2}", shown, ShowKey(labelled));
     }
-    cli::ThrowUsage(std::to_string(count) + " keys are plugged, and none is named: " + shown,
+    cli::ThrowUsage(cli::Say("{1} keys are plugged, and none is named: {2}", count, shown),
                     kNameTheKey);
 }
 
-std::string ShowPlace(const std::string& taken, const std::vector<PluggedKey>& keys) {
-    std::string place;
+std::string TookOneOf(const std::vector<PluggedKey>& keys, const std::string& taken) {
     for (const PluggedKey& key : keys) {
         if (key.serial_number == taken) {
-            place = " in slot " + std::to_string(key.slot);
+            return cli::Say(
+                "took the key {1} in slot {2}, one of {3} that are plugged; --sn SN names another",
+                taken, key.slot, keys.size());
         }
     }
-    return place + ", one of " + std::to_string(keys.size()) + " that are plugged";
+    return cli::Say("took the key {1}, one of {2} that are plugged; --sn SN names another", taken,
+                    keys.size());
 }
 
 // As far as it can be told.
@@ -63,7 +67,7 @@ KeyChoice ChooseKey(const ukey::Library& library, KeyUse use) {
         ThrowNoSerialNumber();
     }
     const Count count = CountKeys(library);
-    const std::string unknown = "the plugged keys cannot be counted: " + count.problem;
+    const std::string unknown = cli::Say("the plugged keys cannot be counted: {1}", count.problem);
     if (use == KeyUse::kChanging) {
         if (!count.problem.empty()) {
             cli::ThrowUsage(unknown, "name the key with --sn SN");
@@ -72,10 +76,9 @@ KeyChoice ChooseKey(const ukey::Library& library, KeyUse use) {
             ThrowChoice(library, count.keys.size());
         }
     } else if (!count.problem.empty()) {
-        choice.notice = "took the key " + choice.serial_number + "; " + unknown;
+        choice.notice = cli::Say("took the key {1}; {2}", choice.serial_number, unknown);
     } else if (count.keys.size() > 1) {
-        choice.notice = "took the key " + choice.serial_number +
-                        ShowPlace(choice.serial_number, count.keys) + "; --sn SN names another";
+        choice.notice = TookOneOf(count.keys, choice.serial_number);
     }
     return choice;
 }

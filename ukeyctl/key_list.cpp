@@ -1,5 +1,7 @@
 #include "key_list.h"
 
+#include "cli/words.h"
+
 namespace {
 
 cli::Table::Cell CellOf(const std::string& text) {
@@ -26,7 +28,7 @@ void SayWhatIsMissing(Report& report, const std::vector<LabelledKey>& keys) {
     }
     for (const LabelledKey& one : keys) {
         if (!one.key.problem.empty()) {
-            report.Say("Slot " + std::to_string(one.key.slot) + ": " + one.key.problem);
+            report.Say(cli::Say("Slot {1}: {2}", one.key.slot, one.key.problem));
         }
     }
 }

@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "cli/failure.h"
+#include "cli/words.h"
 
 namespace {
 
@@ -78,8 +79,8 @@ void LeaveSignalsTo(pid_t parent) {
 [[noreturn]] void ThrowEnded(int status) {
     cli::Throw(cli::ExitStatus::kFailed, "the wait for keys has ended",
                WIFSIGNALED(status)
-                   ? std::string("the process that waited was ended by signal ") +
-                         std::to_string(WTERMSIG(status)) + " (" + strsignal(WTERMSIG(status)) + ")"
+                   ? cli::Say("the process that waited was ended by signal {1} ({2})",
+                              WTERMSIG(status), strsignal(WTERMSIG(status)))
                    : "the library ended the process that waited",
                "'ukeyctl doctor' looks at what is installed");
 }

@@ -1,6 +1,7 @@
 #include <functional>
 
 #include "cli/printable.h"
+#include "cli/words.h"
 #include "lint/package.h"
 #include "lint/request.h"
 #include "verbs.h"
@@ -25,23 +26,12 @@ const char* NameOf(lint::Effect effect) {
 
 // Whose affair the finding is, when not everybody's who takes such a text.
 std::string ConcernedCall(const Finding& finding) {
-    return finding.rule->calls == lint::kCombinedCall ? kCombinedCall : "the library";
+    return finding.rule->calls == lint::kCombinedCall ? kCombinedCall : cli::Say("the library");
 }
 
 std::string PlaceOf(const Finding& finding, bool has_lines) {
-    const std::string line =
-        has_lines ? "line " + std::to_string(finding.place.line) + ", " : std::string();
-    return line + "column " + std::to_string(finding.place.column);
-}
-
-// What the caret stands below is as wide as this; characters of Chinese typing take two columns.
-std::string BlanksFor(std::string_view shown) {
-    std::string blanks;
-    for (const char c : shown) {
-        const auto byte = static_cast<unsigned char>(c);
-        blanks += byte < 0x80 ? " " : byte >= 0xE2 ? "\xE3\x80\x80" : byte >= 0xC0 ? " " : "";
-    }
-    return blanks;
+    return has_lines ? cli::Say("line {1}, column {2}", finding.place.line, finding.place.column)
+                     : cli::Say("column {1}", finding.place.column);
 }
 
 // The text around the place, and below it what is meant. A long text is cut.
@@ -67,19 +57,28 @@ void ShowPlace(Report& report, const std::string& text, const Finding& finding) 
     report.Say("    " + std::string(first > 0 ? "..." : "") + before +
                cli::Printable(text.substr(std::min(at, text.size()), end - at)) +
                (end < text.size() ? "..." : ""));
-    report.Say("    " + std::string(first > 0 ? "   " : "") + BlanksFor(before) + "^" +
+    report.Say("    " + std::string(first > 0 ? "   " : "") +
+               std::string(cli::Columns(before), ' ') + "^" +
                std::string(width > 1 ? width - 1 : 0, '~'));
+}
+
+std::string Said(const lint::Sentence& sentence) {
+    return cli::SayWith(sentence.form, {sentence.words.begin(), sentence.words.end()});
 }
 
 void ShowFinding(Report& report, const Finding& finding, const std::string& unit, bool has_lines,
                  const std::function<void()>& show_place) {
-    report.Say(PlaceOf(finding, has_lines) + ": " + finding.message +
-               (finding.suggestion.empty() ? "" : "; did you mean " + finding.suggestion + "?"));
+    const std::string place = PlaceOf(finding, has_lines);
+    const std::string what = Said(finding.sentence);
+    report.Say(finding.suggestion.empty()
+                   ? cli::Say("{1}: {2}", place, what)
+                   : cli::Say("{1}: {2}; did you mean {3}?", place, what, finding.suggestion));
     show_place();
-    const std::string record =
-        finding.record == 0 ? "" : unit + " " + std::to_string(finding.record) + "; ";
-    report.Say("  " + record + "expected: " + finding.rule->expected);
-    report.Say("  " + ConcernedCall(finding) + " " + finding.Does());
+    const std::string expected = cli::Say("expected: {1}", finding.rule->expected);
+    report.Say("  " + (finding.record == 0
+                           ? expected
+                           : cli::Say("{1} {2}; {3}", unit.c_str(), finding.record, expected)));
+    report.Say("  " + cli::Say("{1} {2}", ConcernedCall(finding), Said(finding.Does())));
 }
 
 cli::Table::Cell OrNull(const std::string& text) {
@@ -106,7 +105,7 @@ cli::Table TableOf(const lint::Findings& findings) {
                               Count(finding.record), Count(place.line), Count(place.column),
                               Count(place.byte_column), Count(place.offset), Count(finding.length),
                               OrNull(finding.found), finding.message, rule.expected,
-                              NameOf(rule.effect), finding.Does(),
+                              NameOf(rule.effect), finding.Does().Plain(),
                               takes ? cli::Table::Cell(finding.value) : cli::Table::Cell(),
                               OrNull(finding.suggestion)});
     }
@@ -121,7 +120,7 @@ struct NamedOutcome {
 };
 
 void ShowOutcome(Report& report, const NamedOutcome& named) {
-    report.Say(std::string(named.function) + " " + InWords(named.outcome));
+    report.Say(InWords(named.function, named.outcome));
     for (const lint::Request& request : named.outcome.requests) {
         report.Say("  " + InWords(request));
     }
@@ -162,7 +161,7 @@ struct RequestOptions {
 
 cli::ExitStatus LintRequest(Session& session, const RequestOptions& options) {
     const std::string text = options.text == "-" ? ReadGiven(options.text) : options.text;
-    CheckNotEmpty(text, "the description");
+    CheckNotEmpty(text, cli::Say("the description"));
     const uint32_t calls = options.verb == "request"        ? lint::kSingleCall
                            : options.verb == "init-request" ? lint::kCombinedCall
                                                             : lint::kRequestCalls;
@@ -173,7 +172,7 @@ cli::ExitStatus LintRequest(Session& session, const RequestOptions& options) {
     for (const Finding& finding : found.findings) {
         if ((finding.rule->calls & calls) != 0) {
             findings.push_back(finding);
-            ShowFinding(report, finding, "record", has_lines,
+            ShowFinding(report, finding, cli::Mark("record"), has_lines,
                         [&report, &text, &finding, has_lines] {
                             if (!has_lines) {
                                 ShowPlace(report, text, finding);
@@ -219,12 +218,15 @@ void ShowImports(Report& report, const lint::PackageReport& found) {
     for (const lint::Import& import : found.imports) {
         imports.rows.push_back({lint::NameOf(import.kind), Count(import.data.size())});
     }
-    report.Say(std::string(kImportCall) + " " +
-               (found.refuses ? "refuses it with -401" : "leaves the rest to the key") +
-               (imports.rows.empty() ? "" : ", after these have been handed to it in this order:"));
+    const std::string how =
+        found.refuses ? cli::Say("refuses it with -401") : cli::Say("leaves the rest to the key");
+    report.Say(imports.rows.empty()
+                   ? cli::Say("{1} {2}", kImportCall, how)
+                   : cli::Say("{1} {2}, after these have been handed to it in this order:",
+                              kImportCall, how));
     for (const lint::Import& import : found.imports) {
-        report.Say("  " + std::string(lint::NameOf(import.kind)) + ", " +
-                   Plural(import.data.size(), "character"));
+        report.Say("  " + cli::SayCount("{2}, {1} character", "{2}, {1} characters",
+                                        import.data.size(), {lint::NameOf(import.kind)}));
     }
     report.AddDetail("code", int64_t{found.refuses ? ORVAL_INVALID_ARGUMENT : 0});
     report.AddDetail("imports", imports);
@@ -236,7 +238,7 @@ cli::ExitStatus LintPackage(Session& session, const std::string& file) {
     Report& report = session.Result();
     for (const Finding& finding : found.findings) {
         // No excerpt: a private key may stand there.
-        ShowFinding(report, finding, "item", text.find('\n') != text.npos, [] {});
+        ShowFinding(report, finding, cli::Mark("item"), text.find('\n') != text.npos, [] {});
     }
     report.AddDetail("findings", TableOf(found.findings));
     ShowImports(report, found);

@@ -11,6 +11,7 @@
 
 #include "cli/failure.h"
 #include "cli/files.h"
+#include "cli/words.h"
 #include "logs/record.h"
 
 namespace {
@@ -21,7 +22,7 @@ constexpr uint64_t kLongReading = 16U << 20U;
 constexpr const char* kStandardInput = "-";
 
 [[noreturn]] void ThrowUnreadable(const std::string& path, const std::string& why) {
-    cli::Throw(cli::ExitStatus::kFile, "cannot read " + path, why,
+    cli::Throw(cli::ExitStatus::kFile, cli::Say("cannot read {1}", path), why,
                path == logs::kPath ? "the library writes this file with the first call that it "
                                      "logs; name another file where the log has been moved"
                                    : "check the path and the permissions");
@@ -47,7 +48,10 @@ void Progress::Advance(uint64_t bytes) {
         static_cast<int>(std::min(done_, total_) * 100 / std::max<uint64_t>(total_, 1));
     if (is_wanted_ && percent != shown_) {
         shown_ = percent;
-        std::fprintf(stderr, "\rreading the log: %3d %%", percent);
+        const std::string number = std::to_string(percent);
+        const std::string shown =
+            cli::Say("reading the log: {1} %", std::string(3 - number.size(), ' ') + number);
+        std::fputs(cli::Encoded("\r" + shown).c_str(), stderr);
     }
 }
 
@@ -62,7 +66,7 @@ LogFile::LogFile(const std::string& path, Use use)
     : path_(path), descriptor_(path == kStandardInput ? dup(STDIN_FILENO) : Open(path, use)) {
     struct stat status = {};
     if (descriptor_ < 0 || fstat(descriptor_, &status) != 0) {
-        ThrowUnreadable(path, std::strerror(errno));
+        ThrowUnreadable(path, cli::SayError(errno));
     }
     size_ = static_cast<uint64_t>(status.st_size);
     written_ = status.st_mtime;
@@ -91,8 +95,8 @@ void LogFile::Spool() {
             continue;
         }
         if (count < 0 || write(spool, chunk_.data(), static_cast<size_t>(count)) != count) {
-            ThrowUnreadable(path_ == kStandardInput ? "standard input" : path_,
-                            std::strerror(errno));
+            ThrowUnreadable(path_ == kStandardInput ? cli::Say("standard input") : path_,
+                            cli::SayError(errno));
         }
         size_ += static_cast<uint64_t>(count);
     }
@@ -108,7 +112,7 @@ void LogFile::ReadTo(uint64_t end, const Sink& sink) {
             return;
         }
         if (count < 0 && errno != EINTR) {
-            ThrowUnreadable(path_, std::strerror(errno));
+            ThrowUnreadable(path_, cli::SayError(errno));
         }
         if (count > 0) {
             at_ += static_cast<uint64_t>(count);
@@ -122,7 +126,8 @@ void LogFile::Replace(uint64_t offset, std::string_view bytes) const {
         const ssize_t count =
             pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
         if (count < 0 && errno != EINTR) {
-            cli::Throw(cli::ExitStatus::kFile, "cannot write " + path_, std::strerror(errno),
+            cli::Throw(cli::ExitStatus::kFile, cli::Say("cannot write {1}", path_),
+                       cli::SayError(errno),
                        "what stands in front of the failure is masked; do it again once the reason "
                        "is gone");
         }

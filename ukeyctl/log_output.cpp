@@ -7,6 +7,7 @@
 #include "cli/json.h"
 #include "cli/printable.h"
 #include "cli/table.h"
+#include "cli/words.h"
 #include "codes/advice.h"
 #include "codes/catalogue.h"
 #include "codes/notation.h"
@@ -35,7 +36,7 @@ std::string Fraction(int64_t microseconds) {
 }
 
 std::string Milliseconds(int64_t microseconds) {
-    return Fraction(microseconds) + " ms";
+    return Fraction(microseconds) + " ms";  // no message
 }
 
 std::string ShowDuration(const logs::Call& call) {
@@ -49,24 +50,26 @@ const char* NameOf(const codes::Row* known) {
 
 std::string OutcomeOf(const logs::Call& call) {
     if (!call.code) {
-        return call.ending == logs::Ending::kMissing ? "no end" : "-";
+        return call.ending == logs::Ending::kMissing ? cli::Say("no end") : "-";
     }
     if (*call.code == 0) {
-        return "done";
+        static const std::string done = cli::Say("done");  // of almost every line
+        return done;
     }
     const char* const name = NameOf(codes::FindKnown(*call.code));
-    return "failed " + codes::InBothForms(*call.code) + (name != nullptr ? " " : "") +
-           (name != nullptr ? name : "");
+    const std::string code = codes::InBothForms(*call.code);
+    return cli::Say("failed {1}", name != nullptr ? code + " " + name : code);
 }
 
 std::string InWords(std::string key) {
     std::replace(key.begin(), key.end(), '_', ' ');
-    return key;
+    return cli::Say(key);
 }
 
 // The text, filled with blanks up to the width.
 void AddCell(std::string& line, const std::string& text, size_t width, bool is_right) {
-    const std::string filling(text.size() < width ? width - text.size() : 0, ' ');
+    const size_t columns = cli::Columns(text);
+    const std::string filling(columns < width ? width - columns : 0, ' ');
     line += is_right ? filling : "";
     line += text;
     line += is_right ? "" : filling;
@@ -185,8 +188,9 @@ std::string EndingOf(const logs::Call& call) {
 
 std::string NextFor(const logs::Summary::Failure& failure) {
     return failure.code ? codes::NextFor(*failure.code, failure.function, {}, kHelp)
-                        : "see whether the program ended there: what it wrote last, and the "
-                          "system's log of crashed programs";
+                        : cli::Say(
+                              "see whether the program ended there: what it wrote last, and "
+                              "the system's log of crashed programs");
 }
 
 std::string MeaningOf(const logs::Summary::Failure& failure) {
@@ -194,7 +198,7 @@ std::string MeaningOf(const logs::Summary::Failure& failure) {
         logs::Call call;
         call.function = failure.function;
         const char* const why = call.WithoutEnd();
-        return why != nullptr ? why : "";
+        return why != nullptr ? cli::Say(why) : "";
     }
     const codes::Row* const known = codes::FindKnown(*failure.code);
     return codes::InBothForms(*failure.code) +
@@ -212,15 +216,12 @@ std::string Functions(const logs::Summary& summary) {
     return cli::InColumns({"FUNCTION", "CALLS", "FAILED", "MEAN", "SLOWEST"}, rows);
 }
 
-std::string Count(uint64_t number, const char* one, const char* several) {
-    return std::to_string(number) + " " + (number == 1 ? one : several);
-}
-
 std::string Failures(const logs::Summary& summary) {
     std::string text;
     for (const auto& [failure, count] : summary.failed) {
-        text += failure.function + ", " + Count(count, "time", "times") + ": " +
-                MeaningOf(failure) + "\n  next: " + NextFor(failure) + "\n";
+        text += cli::SayCount("{2}, {1} time: {3}", "{2}, {1} times: {3}", count,
+                              {failure.function, MeaningOf(failure)}) +
+                "\n" + cli::Say("  next: {1}", NextFor(failure)) + "\n";
     }
     return cli::PrintableLines(text);
 }
@@ -289,7 +290,9 @@ Json SlowestRows(const logs::Summary& summary) {
 }  // namespace
 
 std::string Headings() {
-    return Aligned("TIME", "PROCESS", "THREAD", "FUNCTION", "DURATION") + "OUTCOME\n";
+    return cli::Encoded(Aligned(cli::Say("TIME"), cli::Say("PROCESS"), cli::Say("THREAD"),
+                                cli::Say("FUNCTION"), cli::Say("DURATION")) +
+                        cli::Say("OUTCOME") + "\n");
 }
 
 std::string LineOf(const logs::Call& call) {
@@ -299,9 +302,9 @@ std::string LineOf(const logs::Call& call) {
     for (const logs::Detail& detail : call.details) {
         line += "; " + InWords(detail.key) + " " + detail.value;
     }
-    line += call.is_cut ? "; a record is cut" : "";
-    line += call.is_doubtful ? "; may be part of a text" : "";
-    return (IsPlain(line) ? line : cli::Printable(line)) + "\n";
+    line += call.is_cut ? "; " + cli::Say("a record is cut") : "";
+    line += call.is_doubtful ? "; " + cli::Say("may be part of a text") : "";
+    return (IsPlain(line) ? line : cli::Encoded(cli::Printable(line))) + "\n";
 }
 
 std::string JsonOf(const logs::Call& call) {
@@ -320,8 +323,9 @@ std::string JsonOf(const logs::Call& call) {
 }
 
 std::string LineOfDamage(uint64_t offset, uint64_t bytes) {
-    return "(" + Count(bytes, "byte", "bytes") + " at " + std::to_string(offset) +
-           " of no record)\n";
+    return cli::Encoded(cli::SayCount("({1} byte at {2} of no record)",
+                                      "({1} bytes at {2} of no record)", bytes, {offset}) +
+                        "\n");
 }
 
 std::string JsonOfDamage(uint64_t offset, uint64_t bytes) {
@@ -331,22 +335,25 @@ std::string JsonOfDamage(uint64_t offset, uint64_t bytes) {
 }
 
 std::string ForPeople(const logs::Summary& summary) {
-    std::string text = Count(summary.calls, "call", "calls") + " of " +
-                       Count(summary.processes.size(), "process", "processes") + ", " +
-                       std::to_string(summary.failures) + " failed";
-    if (summary.calls > 0) {
-        text += "; from " + logs::ShowMoment(summary.first, ' ') + " to " +
-                logs::ShowMoment(summary.last, ' ');
-    }
-    text += ".\n";
+    const std::string calls = cli::SayCount("{1} call", "{1} calls", summary.calls);
+    const std::string processes =
+        cli::SayCount("{1} process", "{1} processes", summary.processes.size());
+    std::string text =
+        summary.calls > 0 ? cli::Say("{1} of {2}, {3} failed; from {4} to {5}.", calls, processes,
+                                     summary.failures, logs::ShowMoment(summary.first, ' '),
+                                     logs::ShowMoment(summary.last, ' '))
+                          : cli::Say("{1} of {2}, {3} failed.", calls, processes, summary.failures);
+    text += "\n";
     if (summary.damaged_places > 0) {
-        text += "Damaged: " + Count(summary.damaged_bytes, "byte", "bytes") + " at " +
-                Count(summary.damaged_places, "place", "places") + ", of no record.\n";
+        text += cli::Say("Damaged: {1} at {2}, of no record.",
+                         cli::SayCount("{1} byte", "{1} bytes", summary.damaged_bytes),
+                         cli::SayCount("{1} place", "{1} places", summary.damaged_places)) +
+                "\n";
     }
     text += summary.functions.empty() ? "" : "\n" + Functions(summary);
     text += summary.failed.empty() ? "" : "\n" + Failures(summary);
     text += summary.slowest.empty() ? "" : "\n" + Slowest(summary);
-    return text;
+    return cli::Encoded(text);
 }
 
 std::string ForScripts(const logs::Summary& summary) {

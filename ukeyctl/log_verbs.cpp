@@ -5,6 +5,7 @@
 
 #include "cli/checks.h"
 #include "cli/files.h"
+#include "cli/words.h"
 #include "log_file.h"
 #include "log_output.h"
 #include "logs/forms.h"
@@ -57,9 +58,10 @@ int64_t ReadSpan(const std::string& text) {
 std::string CheckSince(const std::string& text) {
     const bool fits = ReadSpan(text) > 0 || logs::ReadMoment(text) != logs::kNoMoment;
     return fits ? ""
-                : "\"" + text +
-                      "\" is neither a span, as in 90s, 10m, 2h or 3d, nor a local time, "
-                      "as in 2026-11-21 or '2026-11-21 09:05'";
+                : cli::Say(
+                      "\"{1}\" is neither a span, as in 90s, 10m, 2h or 3d, nor a local time, as "
+                      "in 2026-11-21 or '2026-11-21 09:05'",
+                      text);
 }
 
 std::string CheckFunction(const std::string& name) {
@@ -70,7 +72,7 @@ std::string CheckFunction(const std::string& name) {
     for (const logs::LoggedFunction& function : logs::AllLogged()) {
         all += (all.empty() ? "" : ", ") + std::string(function.name);
     }
-    return "\"" + name + "\" writes no records; those that do are " + all;
+    return cli::Say("\"{1}\" writes no records; those that do are {2}", name, all);
 }
 
 cli::Candidates LoggedFunctions(const cli::OnLine& /*given*/) {
@@ -140,7 +142,7 @@ class Listing final : public logs::Receiver {
             shown_ +=
                 session_.json ? log_output::ForScripts(summary_) : log_output::ForPeople(summary_);
         } else if (!has_headings_ && !session_.json) {
-            shown_ += "No call in the log is what was asked for.\n";
+            shown_ += cli::Encoded(cli::Say("No call in the log is what was asked for.") + "\n");
         }
         Flush();
         session_.Stream({});
@@ -214,7 +216,7 @@ void ReadOnce(LogFile& file, Listing& listing, logs::Reader& reader) {
 }
 
 void Notice(const std::string& text) {
-    std::fputs(("ukeyctl log: " + text + "\n").c_str(), stderr);
+    std::fputs(cli::Encoded("ukeyctl log: " + text + "\n").c_str(), stderr);
 }
 
 void Pause() {
@@ -229,7 +231,7 @@ std::unique_ptr<LogFile> Await(const std::string& path) {
             return std::make_unique<LogFile>(path, LogFile::Use::kReading);
         }
         if (!is_told) {
-            Notice("waiting for " + path);
+            Notice(cli::Say("waiting for {1}", path));
             is_told = true;
         }
         Pause();
@@ -255,8 +257,9 @@ void FollowFile(LogFile& file, Listing& listing, logs::Reader& reader) {
             reader.Finish();
             listing.dates.Reset();
             listing.Flush();
-            Notice(fate == LogFile::Fate::kReplaced ? "the log begins anew in another file"
-                                                    : "the log was cut and begins anew");
+            Notice(fate == LogFile::Fate::kReplaced
+                       ? cli::Say("the log begins anew in another file")
+                       : cli::Say("the log was cut and begins anew"));
             return;
         }
         reader.Pause();
@@ -300,7 +303,8 @@ void ScrubInPlace(Session& session, const std::string& path) {
     logs::Dates unused;
     Progress progress(2 * file.Size());
     if (file.Size() > 0 && LearnDates(file, unused, progress) == 0) {
-        cli::Throw(cli::ExitStatus::kUsage, "not carried out", path + " holds no record of the log",
+        cli::Throw(cli::ExitStatus::kUsage, "not carried out",
+                   cli::Say("{1} holds no record of the log", path),
                    "see whether this is the file that is meant; it is as it was");
     }
     logs::Masks masks(logs::Secrets::kMasked);

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "cli/standard_descriptors.h"
+#include "cli/words.h"
 #include "verbs.h"
 
 namespace {
@@ -42,7 +43,7 @@ void AddCommonOptions(cli::Command& app, Session& session) {
 
 void BuildCommandLine(cli::Command& app, Session& session) {
     app.Describe(kDescription);
-    app.Close(std::string(kExamples) + cli::TellStatusesOf(cli::kUkeyctl));
+    app.Close(cli::Say(kExamples) + cli::TellStatusesOf(cli::kUkeyctl));
     app.ShareOptions();
     AddCommonOptions(app, session);
     AddInfoVerbs(app, session);
@@ -67,9 +68,10 @@ void BuildCommandLine(cli::Command& app, Session& session) {
 int FailToParse(const cli::Mistake& mistake, Session& session) {
     const std::string& verb = mistake.Where();
     return session.Fail(
-        verb, cli::MakeFailure(cli::ExitStatus::kUsage, "the command cannot be understood as given",
-                               mistake.what(),
-                               "see 'ukeyctl " + verb + (verb.empty() ? "" : " ") + "--help'"));
+        verb,
+        cli::MakeFailure(
+            cli::ExitStatus::kUsage, "the command cannot be understood as given", mistake.what(),
+            cli::Say("see {1}", "'ukeyctl " + verb + (verb.empty() ? "" : " ") + "--help'")));
 }
 
 // A mistake may come before the option has been seen.
@@ -80,7 +82,7 @@ bool AsksForJson(int count, char** arguments) {
 
 int Run(int argc, char** argv) {
     Session session;
-    cli::Program program("ukeyctl", "verb");
+    cli::Program program("ukeyctl", cli::Mark("verb"));
     BuildCommandLine(program.Top(), session);
     try {
         const std::optional<cli::Chosen> chosen = program.Parse(argc, argv);
@@ -95,6 +97,7 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     cli::OpenStandardDescriptors();
+    cli::Speak("ukeyctl", argc, argv);
     try {
         return Run(argc, argv);
     } catch (const std::exception& error) {

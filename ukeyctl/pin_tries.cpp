@@ -1,6 +1,7 @@
 #include "pin_tries.h"
 
 #include "cli/failure.h"
+#include "cli/words.h"
 
 namespace {
 
@@ -33,10 +34,14 @@ PinTries ReadPinTries(const ukey::Key& key) {
 
 PinTries Tell(Report& report, const ukey::Key& key, const std::string& when) {
     PinTries tries = ReadPinTries(key);
-    report.Add("tries_left_" + when, "Tries left " + when, ValueOf(tries.left));
+    const bool is_before = when == "before";
+    report.Add("tries_left_" + when, is_before ? "Tries left before" : "Tries left after",
+               ValueOf(tries.left));
     if (!tries.left) {
         report.AddDetail("tries_problem", tries.problem);
-        report.Say("The tries left " + when + " cannot be told: " + tries.problem);
+        report.Say(cli::Say(is_before ? "The tries left before cannot be told: {1}"
+                                      : "The tries left after cannot be told: {1}",
+                            cli::Say(tries.problem)));
     }
     return tries;
 }
@@ -68,9 +73,10 @@ void SpendTry(Session& session, const ukey::Key& key, bool last_try,
               const std::function<void()>& work) {
     Report& report = session.Result();
     if (Tell(report, key, "before").left == 1 && !last_try) {
-        cli::Throw(cli::ExitStatus::kDeclined, "not carried out",
-                   "one try is left: a wrong PIN would lock the key " + key.SerialNumber(),
-                   "make sure of the PIN, then add --last-try");
+        cli::Throw(
+            cli::ExitStatus::kDeclined, "not carried out",
+            cli::Say("one try is left: a wrong PIN would lock the key {1}", key.SerialNumber()),
+            "make sure of the PIN, then add --last-try");
     }
     try {
         work();

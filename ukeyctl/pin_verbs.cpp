@@ -1,11 +1,10 @@
 #include "change.h"
 #include "cli/encoding.h"
+#include "cli/words.h"
 #include "pin_tries.h"
 #include "verbs.h"
 
 namespace {
-
-constexpr const char* kPinNote = "The key, or its own dialog, asks for the PIN.";
 
 void ShowPinInfo(Session& session) {
     const PinTries tries = TriesIn(session.Key().GetPinInfo());
@@ -19,7 +18,7 @@ void ShowPinInfo(Session& session) {
     report.AddDetail("problem",
                      tries.problem.empty() ? Report::Value() : Report::Value(tries.problem));
     if (!tries.problem.empty()) {
-        report.Say("The tries cannot be told: " + tries.problem);
+        report.Say(cli::Say("The tries cannot be told: {1}", tries.problem));
     }
 }
 
@@ -48,8 +47,8 @@ void VerifyPin(Session& session, const PinOptions& options) {
 void AddChange(cli::Command& group, Session& session) {
     const auto options = std::make_shared<PinOptions>();
     cli::Command verb =
-        AddVerb(group, "change", std::string("Change the PIN. ") + kPinNote, session,
-                [options](Session& running) { ChangePin(running, *options); });
+        AddVerb(group, "change", "Change the PIN. The key, or its own dialog, asks for the PIN.",
+                session, [options](Session& running) { ChangePin(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
     AddLastTry(verb, options->last_try);
     AddDryRun(verb, options->change);
@@ -59,8 +58,8 @@ void AddChange(cli::Command& group, Session& session) {
 void AddVerify(cli::Command& group, Session& session) {
     const auto options = std::make_shared<PinOptions>();
     cli::Command verb =
-        AddVerb(group, "verify", std::string("Verify the PIN. ") + kPinNote, session,
-                [options](Session& running) { VerifyPin(running, *options); });
+        AddVerb(group, "verify", "Verify the PIN. The key, or its own dialog, asks for the PIN.",
+                session, [options](Session& running) { VerifyPin(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
     AddLastTry(verb, options->last_try);
     AddExamples(verb, {"ukeyctl pin verify", "ukeyctl pin verify --sn 1234567890123456"});

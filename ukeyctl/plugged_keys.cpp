@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "cli/failure.h"
+#include "cli/words.h"
 #include "maker/token.h"
 
 namespace {
@@ -52,7 +53,7 @@ struct TokenLibrary {
 namespace {
 
 [[noreturn]] void ThrowExceptionOf(const char* function) {
-    cli::Throw(cli::ExitStatus::kFailed, std::string(function) + " threw an exception",
+    cli::Throw(cli::ExitStatus::kFailed, cli::Say("{1} threw an exception", std::string(function)),
                "the key maker's token library does not work as it should",
                "unplug the keys, plug them in again, and try once more");
 }

@@ -9,6 +9,7 @@
 #include "cli/checks.h"
 #include "cli/files.h"
 #include "cli/printable.h"
+#include "cli/words.h"
 #include "codes/notation.h"
 #include "recorder/comparison.h"
 #include "recorder/pending.h"
@@ -116,8 +117,9 @@ cli::ExitStatus Record(Session& session, const RecordOptions& options) {
     const auto calls = static_cast<int64_t>(recording.calls.size());
     session.Result().AddDetail("file", settings.recording);
     session.Result().AddDetail("calls", calls);
-    std::fprintf(stderr, "ukeyctl record: %lld calls in %s\n", static_cast<long long>(calls),
-                 cli::Printable(options.out).c_str());
+    const std::string told =
+        cli::SayCount("{1} call in {2}", "{1} calls in {2}", recording.calls.size(), {options.out});
+    std::fputs(cli::Encoded("ukeyctl record: " + cli::Printable(told) + "\n").c_str(), stderr);
     return StatusOf(outcome);
 }
 
@@ -150,7 +152,7 @@ struct ReplayOptions {
 };
 
 [[noreturn]] void ThrowDifference(Session& session, const recorder::Progress::Difference& found) {
-    session.Result().Add("recorded", "Recorded", found.recorded);
+    session.Result().Add("recorded", "Recorded", cli::Say(found.recorded));
     session.Result().Add("made", "Made", found.made);
     cli::Throw(cli::ExitStatus::kDifferent, "the client's calls differ from the recorded ones",
                "the first call that differs is shown with both sides",
@@ -176,8 +178,8 @@ void CheckAllWasMade(Session& session, const Recording& recording,
         return;
     }
     session.Result().Add("recorded", "Recorded",
-                         "call " + std::to_string(left->number) + ": " + recorder::Describe(*left));
-    session.Result().Add("made", "Made", std::string("no call"));
+                         cli::Say("call {1}: {2}", left->number, recorder::Describe(*left)));
+    session.Result().Add("made", "Made", cli::Say("no call"));
     cli::Throw(cli::ExitStatus::kDifferent, "the client made fewer calls than were recorded",
                "the first that it did not make is shown",
                "give the client what it had when it was recorded, or record it anew");
@@ -220,10 +222,11 @@ double Milliseconds(int64_t us) {
 
 std::string AnswerOf(const recorder::Call& call) {
     if (call.threw) {
-        return "threw";
+        return cli::Say("threw");
     }
-    return call.has_code ? codes::Hexadecimal(static_cast<int32_t>(call.code))
-                         : std::string(call.finished ? "-" : "did not return");
+    return call.has_code   ? codes::Hexadecimal(static_cast<int32_t>(call.code))
+           : call.finished ? "-"
+                           : cli::Say("did not return");
 }
 
 std::string OutcomeOf(const recorder::Call& call) {
@@ -257,11 +260,11 @@ cli::Table TableOf(const Recording& recording) {
 
 std::string EndOf(const Recording& recording) {
     if (recording.end.contains("signal")) {
-        return "ended by signal " + recording.end["signal"].dump();
+        return cli::Say("ended by signal {1}", recording.end["signal"].dump());
     }
     return recording.end.is_null()
-               ? "cut off: how the client ended is not in it"
-               : "ended with exit status " + recording.end["exit_status"].dump();
+               ? cli::Say("cut off: how the client ended is not in it")
+               : cli::Say("ended with exit status {1}", recording.end["exit_status"].dump());
 }
 
 struct ShowOptions {
@@ -278,7 +281,7 @@ void ShowRecording(Session& session, const ShowOptions& options) {
     }
     session.Result().AddOutput("calls", TableOf(recording));
     session.Result().AddDetail("end", EndOf(recording));
-    session.Result().Say(recording.header.program + ", " + EndOf(recording));
+    session.Result().Say(cli::Say("{1}, {2}", recording.header.program, EndOf(recording)));
 }
 
 void AddShow(cli::Command& group, Session& session) {

@@ -5,6 +5,7 @@
 #include "cli/encoding.h"
 #include "cli/json.h"
 #include "cli/printable.h"
+#include "cli/words.h"
 #include "codes/catalogue.h"
 #include "codes/notation.h"
 
@@ -113,23 +114,30 @@ void Report::SayLines(const std::string& lines) {
 }
 
 std::string Report::ForPeople(Destination destination) const {
+    const auto label_of = [](const Field& field) {
+        return cli::Say("{1}:", cli::Say(field.label));
+    };
     size_t width = 0;
     for (const Field& field : fields_) {
-        width = std::max(width, field.label.size());
+        if (field.kind == Kind::kLine) {
+            width = std::max(width, cli::Columns(label_of(field)));
+        }
     }
     std::string text;
     for (const Field& field : fields_) {
         const std::string value = std::visit(ShowValue{}, field.value);
         if (field.kind == Kind::kLine) {
-            text += field.label + ":" + std::string(width - field.label.size() + 1, ' ') +
-                    cli::Printable(value) + "\n";
+            const std::string label = label_of(field);
+            text += cli::Encoded(label + std::string(width - cli::Columns(label) + 1, ' ') +
+                                 cli::Printable(value) + "\n");
         } else if (field.kind == Kind::kSentence) {
-            text += WithLineEnd(cli::Printable(value));
+            text += cli::Encoded(WithLineEnd(cli::Printable(cli::Say(value))));
         } else if (field.kind == Kind::kLines) {
-            text += WithLineEnd(cli::PrintableLines(value));
+            text += cli::Encoded(WithLineEnd(cli::PrintableLines(value)));
         } else if (field.kind == Kind::kOutput) {
-            const bool shown = destination == Destination::kTerminal;
-            text += WithLineEnd(shown ? cli::PrintableLines(value) : value);
+            const bool shown = destination == Destination::kTerminal ||
+                               std::holds_alternative<cli::Table>(field.value);
+            text += WithLineEnd(shown ? cli::Encoded(cli::PrintableLines(value)) : value);
         }
     }
     return text;

@@ -1,5 +1,6 @@
 #include "change.h"
 #include "cli/encoding.h"
+#include "cli/words.h"
 #include "verbs.h"
 
 namespace {
@@ -102,14 +103,14 @@ Change InitRequestOf(const RequestOptions& options) {
     const bool initialises = options.mode == kInitialise;
     if (options.mode > kInitialise) {
         change.verdict = lint::Verdict::kRefused;
-        change.remark = std::string(change.function) + " refuses the mode with -401";
+        change.remark = cli::Say("{1} refuses the mode with -401", std::string(change.function));
     } else if (options.change.dry_run) {
         PlanRequests(change, lint::LintRequest(options.description), lint::kCombinedCall,
                      initialises);
     }
     if (initialises) {
         change.consequence = "erases everything on the key first";
-        change.question = "Erase everything on, and make requests with,";
+        change.question = "Erase everything on, and make requests with, key {1}?";
     }
     return change;
 }

@@ -1,3 +1,4 @@
+#include "cli/words.h"
 #include "verbs.h"
 
 // Verbs that this command once had. What they did held for its own process and was gone when it
@@ -9,22 +10,23 @@ struct RetiredVerb {
     const char* group;  // empty: none
     const char* name;
     const char* call;     // how a tester still reaches the function
-    const char* instead;  // what a person wants; empty where there is no such thing
+    const char* instead;  // what a person wants, where there is such a thing, and {1} for the call
 };
 
 constexpr RetiredVerb kRetiredVerbs[] = {
     {"pin", "cache", "TestVerifyAndCachePin N",
-     "to see whether the PIN is right, 'ukeyctl pin verify'; "},
-    {"pin", "caching", "SetCachePinFlag FLAG", ""},
-    {"pin", "forget", "RemovePinCache", ""},
-    {"", "charset", "SetCharset NAME", "for a verb's texts, give it --charset NAME; "},
-    {"", "language", "SetLanguage NAME", "for a verb's texts, give it --language NAME; "},
+     "to see whether the PIN is right, 'ukeyctl pin verify'; for a test, 'ukeyctl call {1}'"},
+    {"pin", "caching", "SetCachePinFlag FLAG", "for a test, 'ukeyctl call {1}'"},
+    {"pin", "forget", "RemovePinCache", "for a test, 'ukeyctl call {1}'"},
+    {"", "charset", "SetCharset NAME",
+     "for a verb's texts, give it --charset NAME; for a test, 'ukeyctl call {1}'"},
+    {"", "language", "SetLanguage NAME",
+     "for a verb's texts, give it --language NAME; for a test, 'ukeyctl call {1}'"},
 };
 
 void Refuse(const RetiredVerb& retired) {
-    cli::ThrowUsage(
-        "what this did held for one process and was gone when the command ended",
-        std::string(retired.instead) + "for a test, 'ukeyctl call " + retired.call + "'");
+    cli::ThrowUsage("what this did held for one process and was gone when the command ended",
+                    cli::Say(retired.instead, std::string(retired.call)));
 }
 
 }  // namespace

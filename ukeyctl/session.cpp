@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "cli/printable.h"
+#include "cli/words.h"
 #include "codes/advice.h"
 #include "codes/notation.h"
 
@@ -22,9 +23,9 @@ Session::LibraryChoice DefaultLibrary() {
     const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
     const auto beside = program.parent_path().parent_path() / "lib" / ukey::kLibraryName;
     if (!error && std::filesystem::exists(beside, error)) {
-        return {beside.string(), "its place beside this command"};
+        return {beside.string(), cli::Mark("its place beside this command")};
     }
-    return {ukey::kLibraryName, "the loader"};
+    return {ukey::kLibraryName, cli::Mark("the loader")};
 }
 
 static_assert(static_cast<int32_t>(ukey::Errc::kTextOutOfMemory) == codes::kTextOutOfMemory &&
@@ -34,10 +35,10 @@ cli::Failure FailureOf(const ukey::Error& error, const std::string& verb) {
     const std::string text = error.code().message();  // once: the key is asked for it
     cli::Failure failure;
     failure.status = codes::StatusFor(error.Code(), text);
-    failure.what = std::string(error.Function()) + " failed";
+    failure.what = cli::Say("{1} failed", std::string(error.Function()));
     failure.why = codes::InBothForms(error.Code()) + ": " + text;
-    failure.next =
-        codes::NextFor(error.Code(), error.Function(), text, "'ukeyctl " + verb + " --help'");
+    failure.next = codes::NextFor(error.Code(), error.Function(), text,
+                                  cli::Say("'ukeyctl {1} --help'", verb));
     failure.function = error.Function();
     failure.code = error.Code();
     return failure;
@@ -46,8 +47,8 @@ cli::Failure FailureOf(const ukey::Error& error, const std::string& verb) {
 cli::Failure FailureOf(const ukey::ZeroByteError& error) {
     return cli::MakeFailure(
         cli::ExitStatus::kUsage, "not carried out",
-        std::string("a text for ") + error.Function() +
-            " has a zero byte, behind which the key would not see it",
+        cli::Say("a text for {1} has a zero byte, behind which the key would not see it",
+                 error.Function()),
         "give a text without zero bytes; binary data goes in hexadecimal or Base64 where the key "
         "takes that");
 }
@@ -62,7 +63,7 @@ cli::Failure FailureOf(const ukey::LoadError& error) {
 
 cli::Failure OutputFailure() {
     return cli::MakeFailure(cli::ExitStatus::kFile, "cannot write to standard output",
-                            std::strerror(errno), "check where the output goes");
+                            cli::SayError(errno), "check where the output goes");
 }
 
 cli::Failure InternalFailure(const char* why) {
@@ -106,8 +107,9 @@ ukey::Key Session::Key() {
 std::string Session::ChooseSerialNumber() {
     const KeyChoice choice = ChooseKey(Library(), key_use);
     if (!choice.notice.empty()) {
-        std::fputs(("ukeyctl " + verb_ + ": " + cli::Printable(choice.notice) + "\n").c_str(),
-                   stderr);
+        std::fputs(
+            cli::Encoded("ukeyctl " + verb_ + ": " + cli::Printable(choice.notice) + "\n").c_str(),
+            stderr);
     }
     return choice.serial_number;
 }

@@ -1,3 +1,4 @@
+#include "cli/words.h"
 #include "verbs.h"
 
 namespace {
@@ -31,7 +32,7 @@ void AddNumber(cli::Command& verb, const std::string& name, int32_t& value) {
 void RunSign(Session& session, const SignOptions& options) {
     const auto [param1, param2] = options.selectors;
     const std::string data = options.data.Read(options.empty);
-    CheckNotEmpty(options.warning, "the text of --warning", options.empty);
+    CheckNotEmpty(options.warning, cli::Say("the text of --warning"), options.empty);
     Deliver(session, "signature", session.Key().Sign(param1, param2, data, options.warning),
             options.out);
 }
@@ -86,7 +87,7 @@ void RunBatchSign(Session& session, BatchSignOptions& options) {
         input.batch = options.batch.Read(options.empty);
     }
     if (input.text) {
-        CheckNotEmpty(*input.text, "the text of --text", options.empty);
+        CheckNotEmpty(*input.text, cli::Say("the text of --text"), options.empty);
     }
     input.param6 = options.param6.empty() ? nullptr : options.param6.c_str();
     DeliverJoined(session, "signatures", session.Key().Batch_Sign(input), options.out);

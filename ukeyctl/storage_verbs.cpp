@@ -1,4 +1,5 @@
 #include "change.h"
+#include "cli/words.h"
 #include "verbs.h"
 
 namespace {
@@ -6,13 +7,13 @@ namespace {
 void Init(Session& session, const ChangeOptions& options) {
     Change change;
     change.function = "InitUKey";
-    change.items = {{"erasure", {}, "everything on the key"}};
+    change.items = {{cli::Mark("erasure"), {}, "everything on the key"}};
     change.consequence = "erases everything on the key";
-    change.question = "Erase everything on";
+    change.question = "Erase everything on key {1}?";
     std::optional<ukey::Key> key;
     if (MayCarryOut(session, options, change, key)) {
         key->InitUKey();
-        session.Result().Say("The key " + key->SerialNumber() + " has been initialised.");
+        session.Result().Say(cli::Say("The key {1} has been initialised.", key->SerialNumber()));
     }
 }
 
@@ -33,7 +34,7 @@ struct LabelOptions {
 };
 
 void SetLabel(Session& session, const LabelOptions& options) {
-    CheckNotEmpty(options.label, "the label", options.empty);
+    CheckNotEmpty(options.label, cli::Say("the label"), options.empty);
     Change change;
     change.function = "SetLabel";
     change.arguments = {{"szLabel", options.label}};
@@ -105,7 +106,7 @@ void SetData(Session& session, const DataOptions& options) {
     CheckPassable(change, {data});
     change.arguments = {{"nIndex", int64_t{options.index}}, {"szData", Masked(data)}};
     change.items = {
-        {"data item", static_cast<int64_t>(data.size()), "item " + std::to_string(options.index)}};
+        {"data item", static_cast<int64_t>(data.size()), cli::Say("item {1}", options.index)}};
     if (data.size() > kLongest) {
         change.verdict = lint::Verdict::kRefused;
         change.remark = "SetData refuses it with -401: an item has at most 300 bytes";

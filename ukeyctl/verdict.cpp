@@ -1,5 +1,7 @@
 #include "verdict.h"
 
+#include "cli/words.h"
+
 using lint::Verdict;
 
 namespace {
@@ -10,9 +12,9 @@ struct VerdictRow {
     cli::ExitStatus status;
 };
 constexpr VerdictRow kVerdicts[] = {
-    {Verdict::kSound, "sound", cli::ExitStatus::kDone},
-    {Verdict::kSuspicious, "suspicious", cli::ExitStatus::kDoubtful},
-    {Verdict::kRefused, "refused", cli::ExitStatus::kBroken},
+    {Verdict::kSound, cli::Mark("sound"), cli::ExitStatus::kDone},
+    {Verdict::kSuspicious, cli::Mark("suspicious"), cli::ExitStatus::kDoubtful},
+    {Verdict::kRefused, cli::Mark("refused"), cli::ExitStatus::kBroken},
 };
 
 const VerdictRow& RowOf(Verdict verdict) {
@@ -26,28 +28,26 @@ const char* NameOf(Verdict verdict) {
 }
 
 cli::ExitStatus Conclude(Report& report, Verdict verdict) {
-    report.Say(std::string("Verdict: ") + NameOf(verdict));
+    report.Say(cli::Say("Verdict: {1}", NameOf(verdict)));
     report.AddDetail("verdict", NameOf(verdict));
     return RowOf(verdict).status;
 }
 
-std::string Plural(size_t count, const std::string& what) {
-    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
-std::string InWords(const lint::RequestOutcome& outcome) {
-    const std::string requests = Plural(outcome.requests.size(), "request");
+std::string InWords(const char* function, const lint::RequestOutcome& outcome) {
+    const std::string requests =
+        cli::SayCount("{1} request", "{1} requests", outcome.requests.size());
     if (!outcome.Stops()) {
-        return "asks the key for " + requests;
+        return cli::Say("{1} asks the key for {2}", function, requests);
     }
-    return std::string(outcome.raises ? "raises CQrvException 0x80070057"
-                                      : "refuses it with -401") +
-           (outcome.requests.empty() ? ", before the key is asked for anything"
-                                     : ", after it has asked the key for " + requests);
+    const std::string how = outcome.raises ? cli::Say("raises CQrvException 0x80070057")
+                                           : cli::Say("refuses it with -401");
+    return outcome.requests.empty()
+               ? cli::Say("{1} {2}, before the key is asked for anything", function, how)
+               : cli::Say("{1} {2}, after it has asked the key for {3}", function, how, requests);
 }
 
 std::string InWords(const lint::Request& request) {
-    return "CertType " + std::to_string(request.cert_type) + ", KeyType " +
-           std::to_string(request.key_type) + ", HashType " + std::to_string(request.hash_type) +
-           (request.merged ? ", for a pair of certificates" : "");
+    const std::string fields = cli::Say("CertType {1}, KeyType {2}, HashType {3}",
+                                        request.cert_type, request.key_type, request.hash_type);
+    return request.merged ? cli::Say("{1}, for a pair of certificates", fields) : fields;
 }

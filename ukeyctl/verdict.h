@@ -14,11 +14,8 @@ const char* NameOf(lint::Verdict verdict);
 // Reports the verdict and gives the exit status that goes with it.
 cli::ExitStatus Conclude(Report& report, lint::Verdict verdict);
 
-// "2 requests"
-std::string Plural(size_t count, const std::string& what);
-
-// "asks the key for 2 requests", or "refuses it with -401, ..."
-std::string InWords(const lint::RequestOutcome& outcome);
+// "FUNCTION asks the key for 2 requests", or "FUNCTION refuses it with -401, ..."
+std::string InWords(const char* function, const lint::RequestOutcome& outcome);
 // "CertType 1, KeyType 2, HashType 3"
 std::string InWords(const lint::Request& request);
 

@@ -7,8 +7,9 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
+
+#include "cli/words.h"
 
 namespace softkey {
 namespace {
@@ -65,7 +66,7 @@ Code CodeOfFileError(int number) {
 }
 
 void FailWithFile(int number, const std::string& path) {
-    throw Error(CodeOfFileError(number), path + ": " + std::strerror(number));
+    throw Error(CodeOfFileError(number), cli::Say("{1}: {2}", path, cli::SayError(number)));
 }
 
 void SyncFolder(const std::string& path) {
@@ -127,7 +128,7 @@ void DraftFile::Publish() {
     if (link(path_.c_str(), final_path_.c_str()) != 0) {
         const int reason = errno;
         if (reason == EEXIST) {
-            throw Error(Code::kSerialTaken, final_path_ + " exists");
+            throw Error(Code::kSerialTaken, cli::Say("{1} exists", final_path_));
         }
         FailWithFile(reason, final_path_);
     }

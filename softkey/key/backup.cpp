@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "base/draft_file.h"
+#include "cli/words.h"
 #include "slots/slots.h"
 #include "store/database.h"
 #include "store/home.h"
@@ -50,7 +51,7 @@ void RequireDamaged(const std::string& serial) {
         return;
     }
     throw Error(Code::kSerialTaken, "the key exists and is sound",
-                "If the copy is to replace it, first: softkey delete " + serial);
+                cli::Say("If the copy is to replace it, first: softkey delete {1}", serial));
 }
 
 }  // namespace

@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 
 #include "base/error.h"
+#include "cli/words.h"
 
 namespace softkey {
 namespace {
@@ -21,7 +21,7 @@ class File {
         if (descriptor_ >= 0) {
             return;
         }
-        throw Error(Code::kPinSourceUnreadable, path + ": " + std::strerror(errno));
+        throw Error(Code::kPinSourceUnreadable, cli::Say("{1}: {2}", path, cli::SayError(errno)));
     }
     ~File() { close(descriptor_); }
     File(const File&) = delete;
@@ -38,7 +38,7 @@ struct stat StatusOf(int descriptor) {
         return status;
     }
     throw Error(Code::kPinSourceUnreadable,
-                "descriptor " + std::to_string(descriptor) + ": " + std::strerror(errno));
+                cli::Say("descriptor {1}: {2}", descriptor, cli::SayError(errno)));
 }
 
 // Looked at through the open descriptor: what is checked is what is read.
@@ -48,8 +48,8 @@ void CheckAccess(const struct stat& status, const std::string& name) {
     if (ours && !shared) {
         return;
     }
-    throw Error(Code::kPinSourceRefused,
-                name + (ours ? " is accessible to others" : " belongs to another user"));
+    throw Error(Code::kPinSourceRefused, ours ? cli::Say("{1} is accessible to others", name)
+                                              : cli::Say("{1} belongs to another user", name));
 }
 
 void CheckOpened(const File& file, const std::string& path) {
@@ -70,7 +70,7 @@ SecretBytes ReadLine(int descriptor, bool is_file, off_t* offset) {
             continue;
         }
         if (count < 0) {
-            throw Error(Code::kPinSourceUnreadable, std::strerror(errno));
+            throw Error(Code::kPinSourceUnreadable, cli::SayError(errno));
         }
         ++*offset;
         if (count == 0 || byte == '\n') {
@@ -113,8 +113,8 @@ SecretBytes ReadPinFile(const std::string& path) {
 
 SecretBytes ReadPinLine(const PinSource& source, int line) {
     if (source.descriptor) {
-        return ReadNumberedLine(*source.descriptor,
-                                "descriptor " + std::to_string(*source.descriptor), line);
+        return ReadNumberedLine(*source.descriptor, cli::Say("descriptor {1}", *source.descriptor),
+                                line);
     }
     Require(source.file.has_value(), Code::kFail, "no unattended PIN source");
     const File file(*source.file);

@@ -4,6 +4,7 @@
 
 #include "base/draft_file.h"
 #include "base/error.h"
+#include "cli/words.h"
 
 namespace softkey {
 namespace {
@@ -140,7 +141,7 @@ void Database::CheckWhole() {
     Statement check(*this, "PRAGMA integrity_check");
     const std::string verdict = check.Step() ? check.Text(0) : "nothing";
     if (verdict != "ok") {
-        throw Error(Code::kStoreDamaged, "SQLite finds: " + verdict);
+        throw Error(Code::kStoreDamaged, cli::Say("SQLite finds: {1}", verdict));
     }
 }
 

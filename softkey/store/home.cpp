@@ -11,6 +11,7 @@
 
 #include "base/draft_file.h"
 #include "base/error.h"
+#include "cli/words.h"
 
 namespace softkey {
 namespace {
@@ -45,9 +46,8 @@ std::string Quoted(const std::string& path) {
     return quoted + "'";
 }
 
-[[noreturn]] void Refuse(const std::string& path, const std::string& why,
-                         const std::string& advice) {
-    throw Error(Code::kStoreUnreachable, path + " " + why, advice);
+[[noreturn]] void Refuse(const std::string& why, const std::string& advice) {
+    throw Error(Code::kStoreUnreachable, why, advice);
 }
 
 // A program that runs as somebody else, as root by sudo for one, would leave files that the owner
@@ -59,18 +59,17 @@ void RequireOwner(const struct stat& status, const std::string& path) {
     const std::string user = std::to_string(geteuid());
     // Nobody is told to take over a folder that may never have been a home.
     const bool ours = !S_ISDIR(status.st_mode) || path == KeysPath() || Exists(KeysPath());
-    Refuse(path,
-           "belongs to user " + std::to_string(status.st_uid) + ", and this program runs as user " +
-               user,
-           ours ? "Run it as the owner, or make it yours with: sudo chown -R " + user + " " +
-                      Quoted(path)
+    Refuse(cli::Say("{1} belongs to user {2}, and this program runs as user {3}", path,
+                    status.st_uid, user),
+           ours ? cli::Say("Run it as the owner, or make it yours with: sudo chown -R {1} {2}",
+                           user, Quoted(path))
                 : "Run it as the owner, or set ORVAL_SOFTKEY_HOME to a folder of your own");
 }
 
 void RequireNoRightsOfOthers(const struct stat& status, const std::string& path,
-                             const char* command) {
+                             const char* advice) {
     if ((status.st_mode & kRightsOfOthers) != 0) {
-        Refuse(path, "is open to other users", command + Quoted(path));
+        Refuse(cli::Say("{1} is open to other users", path), cli::Say(advice, Quoted(path)));
     }
 }
 
@@ -84,14 +83,14 @@ struct stat StatusOfFolder(const std::string& path) {
     }
     RequireOwner(status, path);
     if ((status.st_mode & S_ISVTX) != 0) {
-        Refuse(path, "is shared by several users",
+        Refuse(cli::Say("{1} is shared by several users", path),
                "Set ORVAL_SOFTKEY_HOME to a folder of its own, which the first key makes");
     }
     return status;
 }
 
 void RequirePrivateFolder(const std::string& path) {
-    RequireNoRightsOfOthers(StatusOfFolder(path), path, "Make it yours alone with: chmod 700 ");
+    RequireNoRightsOfOthers(StatusOfFolder(path), path, "Make it yours alone with: chmod 700 {1}");
 }
 
 // What was made by other means, or for others, becomes the owner's alone.
@@ -108,17 +107,18 @@ void RequirePrivateFile(const std::string& path) {
         FailWithFile(errno, path);
     }
     if (!S_ISREG(status.st_mode)) {
-        Refuse(path, S_ISLNK(status.st_mode) ? "is a symbolic link" : "is no file",
+        Refuse(S_ISLNK(status.st_mode) ? cli::Say("{1} is a symbolic link", path)
+                                       : cli::Say("{1} is no file", path),
                "Put the file itself there, or remove what is there");
     }
     RequireOwner(status, path);
-    RequireNoRightsOfOthers(status, path, "Make it yours alone with: chmod 600 ");
+    RequireNoRightsOfOthers(status, path, "Make it yours alone with: chmod 600 {1}");
     if ((status.st_mode & S_IRUSR) == 0) {
-        Refuse(path, "may not be read by anybody",
-               "Make it readable with: chmod 600 " + Quoted(path));
+        Refuse(cli::Say("{1} may not be read by anybody", path),
+               cli::Say("Make it readable with: chmod 600 {1}", Quoted(path)));
     }
     if (status.st_size == 0) {
-        throw Error(Code::kStoreDamaged, path + " is empty");
+        throw Error(Code::kStoreDamaged, cli::Say("{1} is empty", path));
     }
 }
 

@@ -7,6 +7,7 @@
 #include "base/encoding.h"
 #include "base/file_lock.h"
 #include "base/process_lock.h"
+#include "cli/words.h"
 #include "crypto/sealing.h"
 #include "store/home.h"
 #include "store/last_look.h"
@@ -213,7 +214,7 @@ Unlocked KeyStore::Unlock(const SecretBytes& pin) {
     if (!master) {
         const int32_t left = Pin().tries_left;
         throw Error(left > 0 ? Code::kPinIncorrect : Code::kPinLocked,
-                    "tries left: " + std::to_string(left));
+                    cli::Say("tries left: {1}", left));
     }
     Database database = Connect(Database::Mode::kExisting);
     Statement(database, "UPDATE pin SET tries_left = tries_max").Run();

@@ -14,6 +14,7 @@
 #include "base/draft_file.h"
 #include "base/encoding.h"
 #include "cli/files.h"
+#include "cli/words.h"
 #include "crypto/enveloped_key.h"
 #include "crypto/pkcs10.h"
 #include "crypto/sealing.h"
@@ -117,7 +118,7 @@ void CheckField(const std::string& name) {
         all += (all.empty() ? "" : ", ") + std::string(field);
     }
     throw Error(Code::kInvalidParameter,
-                "a subject has no field " + name + "; the fields are " + all);
+                cli::Say("a subject has no field {1}; the fields are {2}", name, all));
 }
 
 // "CN=...,O=...,C=CN", most specific part first; the name is built the other way round.
@@ -230,7 +231,7 @@ std::string Authority::CertificatePath(const std::string& folder, KeyType type) 
 
 void Authority::Create(const std::string& folder, const std::string& name) {
     if (Exists(KeyPathIn(folder, KeyType::kSm2))) {
-        throw Refusal("there is an authority already: its keys are in " + folder,
+        throw Refusal(cli::Say("there is an authority already: its keys are in {1}", folder),
                       "Use it with softca issue, or name another folder with --dir");
     }
     // A folder that is there keeps its mode; the files in it are the owner's alone in any case.
@@ -253,7 +254,7 @@ void Authority::Create(const std::string& folder, const std::string& name) {
 Authority::Root Authority::LoadRoot(const std::string& folder, KeyType type) {
     if (!Exists(KeyPathIn(folder, type))) {
         throw Refusal(
-            "there is no authority: its keys are not all in " + folder,
+            cli::Say("there is no authority: its keys are not all in {1}", folder),
             "Make one with softca init --dir FOLDER, in a folder that has no part of one");
     }
     const ssl::Output key_file = InputOf(cli::ReadInput(KeyPathIn(folder, type)));

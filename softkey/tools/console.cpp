@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "cli/printable.h"
+#include "cli/words.h"
 #include "codes/advice.h"
 #include "codes/texts.h"
 #include "pin/pin_source.h"
@@ -43,7 +44,8 @@ class Terminal {
     Terminal& operator=(const Terminal&) = delete;
 
     void Show(const std::string& text) const {
-        static_cast<void>(!write(descriptor_, text.data(), text.size()));
+        const std::string shown = cli::Encoded(text);
+        static_cast<void>(!write(descriptor_, shown.data(), shown.size()));
     }
 
     SecretBytes ReadLine() const {
@@ -61,9 +63,11 @@ class Terminal {
 };
 
 cli::Failure FailureOf(const Error& error) {
-    return cli::MakeFailure(codes::StatusFor(codes::Number(error.code())),
-                            codes::TextOf(codes::Number(error.code()), codes::Language::kEnglish),
-                            error.what(), AdviceFor(error));
+    return cli::MakeFailure(
+        codes::StatusFor(codes::Number(error.code())),
+        codes::TextOf(codes::Number(error.code()),
+                      cli::IsChinese() ? codes::Language::kChinese : codes::Language::kEnglish),
+        error.what(), AdviceFor(error));
 }
 
 void Tell(const std::string& name, const cli::Failure& failure) {
@@ -110,12 +114,12 @@ cli::ExitStatus RunCommand(const std::string& name, const cli::Work& command) {
 }
 
 void Say(const std::string& line) {
-    std::cout << cli::Printable(line) << '\n';
+    std::cout << cli::Encoded(cli::Printable(cli::Say(line))) << '\n';
 }
 
 SecretBytes AskSecretOnTerminal(const std::string& prompt) {
     const Terminal terminal(Terminal::Echo::kOff);
-    terminal.Show(prompt);
+    terminal.Show(cli::Say(prompt) + " ");
     SecretBytes line = terminal.ReadLine();
     terminal.Show("\n");
     return line;
@@ -125,9 +129,9 @@ SecretBytes ObtainNewPin(const std::string& file) {
     if (!file.empty()) {
         return ReadPinFile(file);
     }
-    SecretBytes pin = AskSecretOnTerminal("New PIN (6 to 16 characters): ");
+    SecretBytes pin = AskSecretOnTerminal("New PIN (6 to 16 characters):");
     CheckPinForm(pin);
-    Require(AskSecretOnTerminal("Once more: ") == pin, Code::kPinInvalid, "the two PINs differ");
+    Require(AskSecretOnTerminal("Once more:") == pin, Code::kPinInvalid, "the two PINs differ");
     return pin;
 }
 
@@ -136,7 +140,7 @@ void ConfirmOnTerminal(bool yes, const std::string& question) {
         return;
     }
     const Terminal terminal(Terminal::Echo::kOn);
-    terminal.Show(question + " [y/N] ");
+    terminal.Show(cli::Say(question) + " [y/N] ");
     const SecretBytes answer = terminal.ReadLine();
     if (answer.empty() || (answer[0] != 'y' && answer[0] != 'Y')) {
         throw Refusal("nothing was changed", "Answer y, or give --yes, to go on",

@@ -27,8 +27,8 @@ void Warn(const std::string& name, const std::string& what, const std::string& n
 cli::CommandFailure Refusal(const std::string& what, const std::string& next,
                             cli::ExitStatus status = cli::ExitStatus::kFailed);
 
-// Prints a line on standard output. What a key or a path brings into it cannot disturb the
-// terminal.
+// Prints a line on standard output, in the user's language where it is not yet. What a key or a
+// path brings into it cannot disturb the terminal.
 void Say(const std::string& line);
 
 // Asks on the terminal without showing what is typed. Throws Refusal without a terminal.

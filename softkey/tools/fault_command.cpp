@@ -5,6 +5,7 @@
 
 #include "cli/checks.h"
 #include "cli/table.h"
+#include "cli/words.h"
 #include "codes/catalogue.h"
 #include "codes/notation.h"
 #include "codes/texts.h"
@@ -52,7 +53,8 @@ constexpr EntriesBehind kFunctions[] = {
 
 std::string FunctionsAndEntries() {
     std::string text =
-        "Entries behind a client's functions; the others bear the function's name:\n";
+        cli::Say("Entries behind a client's functions; the others bear the function's name:") +
+        "\n";
     for (const EntriesBehind& one : kFunctions) {
         std::string line = "  ";
         line += one.function;
@@ -82,7 +84,7 @@ void CheckEntry(const std::string& entry) {
         std::any_of(std::begin(maker::kTokenNames), std::end(maker::kTokenNames), names_it)) {
         return;
     }
-    throw Refusal(entry + " is no entry",
+    throw Refusal(cli::Say("{1} is no entry", entry),
                   "softkey fault --help names the entries behind a client's functions",
                   cli::ExitStatus::kUsage);
 }
@@ -109,7 +111,8 @@ std::vector<Fault> ReadFaults() {
             throw;
         }
         throw Refusal(
-            "the file of ordered faults is damaged, which counts as no faults: " + FaultsPath(),
+            cli::Say("the file of ordered faults is damaged, which counts as no faults: {1}",
+                     FaultsPath()),
             "Remove it with: softkey fault --clear", cli::ExitStatus::kFile);
     }
 }
@@ -118,14 +121,16 @@ void ListFaults() {
     std::vector<std::vector<std::string>> rows;
     for (const Fault& fault : ReadFaults()) {
         rows.push_back({fault.entry, codes::Hexadecimal(fault.code), std::to_string(fault.after),
-                        fault.times < 0 ? "always" : std::to_string(fault.times),
-                        std::to_string(fault.delay_milliseconds) + " ms",
-                        codes::TextOf(fault.code, codes::Language::kEnglish)});
+                        fault.times < 0 ? cli::Say("always") : std::to_string(fault.times),
+                        cli::Say("{1} ms", fault.delay_milliseconds),
+                        codes::TextOf(fault.code, cli::IsChinese() ? codes::Language::kChinese
+                                                                   : codes::Language::kEnglish)});
     }
     if (rows.empty()) {
-        std::cout << "No faults are ordered.\n";
+        Say("No faults are ordered.");
     } else {
-        std::cout << cli::InColumns({"ENTRY", "CODE", "AFTER", "TIMES", "DELAY", "MEANING"}, rows);
+        std::cout << cli::Encoded(
+            cli::InColumns({"ENTRY", "CODE", "AFTER", "TIMES", "DELAY", "MEANING"}, rows));
     }
 }
 
@@ -177,7 +182,8 @@ void AddFault(cli::Command& program) {
     cli::Command command = program.AddCommand(
         "fault", "Make an entry of the key's libraries fail on purpose, for every key and process",
         Doing([options] { OrderOrClear(*options); }));
-    command.Close("Example:\n  softkey fault VerifyPIN 0x0A000024 --times 2 --after 1\n\n" +
+    command.Close(cli::Say("Example:") +
+                  "\n  softkey fault VerifyPIN 0x0A000024 --times 2 --after 1\n\n" +
                   FunctionsAndEntries() + "\n" + cli::TellStatusesOf(cli::kSoftkey));
     command
         .Add("entry", options->entry,

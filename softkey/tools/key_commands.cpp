@@ -8,6 +8,7 @@
 
 #include "base/encoding.h"
 #include "cli/checks.h"
+#include "cli/words.h"
 #include "crypto/sealing.h"
 #include "pin/pin_source.h"
 #include "slots/slots.h"
@@ -138,7 +139,7 @@ void Plug(const PlugOptions& options) {
         Warn("softkey plug", "the record of what is plugged was damaged and has been made anew",
              "Plug the other keys again that were plugged");
     }
-    Say("Plugged " + key.serial + " into slot " + std::to_string(key.slot) + ".");
+    Say(cli::Say("Plugged {1} into slot {2}.", key.serial, key.slot));
 }
 
 void Unplug(const std::string& serial) {
@@ -146,7 +147,7 @@ void Unplug(const std::string& serial) {
     Require(slots.has_value(), Code::kDeviceRemoved,
             Slots::Present().damaged ? kDamagedRecord : "no key is plugged in");
     const PluggedKey key = slots->Unplug(serial);
-    Say("Unplugged " + key.serial + " from slot " + std::to_string(key.slot) + ".");
+    Say(cli::Say("Unplugged {1} from slot {2}.", key.serial, key.slot));
 }
 
 cli::Candidates OfferKeys(Which which) {
@@ -155,7 +156,8 @@ cli::Candidates OfferKeys(Which which) {
     for (const std::string& serial : AllSerials()) {
         const ListedKey listed = LookAtListed(serial, slots);
         if (which == Which::kAll || (which == Which::kPlugged) == listed.plugged.has_value()) {
-            candidates.push_back({serial, listed.summary ? listed.summary->key.label : "unusable"});
+            candidates.push_back(
+                {serial, listed.summary ? listed.summary->key.label : cli::Say("unusable")});
         }
     }
     return candidates;
@@ -199,11 +201,9 @@ void AddList(cli::Command& program) {
         "list", "List all keys, where they are plugged, and their PINs",
         [json] { return List(*json) ? cli::ExitStatus::kDone : cli::ExitStatus::kFile; });
     command.AddFlag("--json", *json, "Print JSON");
-    command.Close(
-        std::string(
-            "A key that cannot be used is listed as unusable; standard error tells why and what to "
-            "do.\n") +
-        cli::TellStatusesOf(cli::kSoftkey));
+    command.Close(cli::Say("A key that cannot be used is listed as unusable; standard error tells "
+                           "why and what to do.") +
+                  "\n" + cli::TellStatusesOf(cli::kSoftkey));
 }
 
 void AddPlug(cli::Command& program) {

@@ -1,10 +1,13 @@
 #include "tools/key_views.h"
 
+#include <algorithm>
 #include <iostream>
 
 #include "base/encoding.h"
 #include "cli/json.h"
+#include "cli/printable.h"
 #include "cli/table.h"
+#include "cli/words.h"
 #include "codes/texts.h"
 #include "crypto/certificate_texts.h"
 #include "store/home.h"
@@ -24,20 +27,19 @@ void Print(const char* verb, const Json& fields) {
 
 std::string PinSourceText(const PinSource& source) {
     if (source.file) {
-        return "file " + *source.file;
+        return cli::Say("file {1}", *source.file);
     }
     if (source.descriptor) {
-        return "descriptor " + std::to_string(*source.descriptor);
+        return cli::Say("descriptor {1}", *source.descriptor);
     }
-    return "dialog";
+    return cli::Say("dialog");
 }
 
 std::string PinText(const PinState& pin) {
     if (pin.tries_left == 0) {
-        return "locked";
+        return cli::Say("locked");
     }
-    return std::to_string(pin.tries_left) + " of " + std::to_string(pin.tries_maximum) +
-           " tries left";
+    return cli::Say("{1} of {2} tries left", pin.tries_left, pin.tries_maximum);
 }
 
 Json PlaceJson(const std::string& serial, const std::optional<PluggedKey>& plugged) {
@@ -57,11 +59,11 @@ Json SummaryJson(const KeySummary& summary) {
     return json;
 }
 
-const char* UsageName(const StoredPair& pair) {
+std::string UsageName(const StoredPair& pair) {
     if (pair.dual && pair.IsTemporary()) {
-        return "signing, dual request";
+        return cli::Say("signing, dual request");
     }
-    return pair.usage == Usage::kSigning ? "signing" : "encryption";
+    return pair.usage == Usage::kSigning ? cli::Say("signing") : cli::Say("encryption");
 }
 
 const char* TypeName(KeyType type) {
@@ -69,31 +71,48 @@ const char* TypeName(KeyType type) {
 }
 
 std::string CertificateLine(const StoredPair& pair) {
-    return pair.IsTemporary() ? "none yet (temporary key pair)"
+    return pair.IsTemporary() ? cli::Say("none yet (temporary key pair)")
                               : SubjectText(ParseCertificate(pair.certificate).get());
+}
+
+using Fields = std::vector<std::pair<const char*, std::string>>;
+
+// A line for each, and what they tell in one column.
+void Show(const Fields& fields) {
+    constexpr size_t kGap = 2;
+    size_t width = 0;
+    for (const auto& [name, text] : fields) {
+        width = std::max(width, cli::Columns(cli::Say(name)));
+    }
+    for (const auto& [name, text] : fields) {
+        const std::string said = cli::Say(name);
+        Say(said + std::string(width - cli::Columns(said) + kGap, ' ') + text);
+    }
 }
 
 }  // namespace
 
 void ShowAsText(const KeySummary& summary) {
     const std::optional<PluggedKey>& plugged = summary.plugged;
-    Say("Serial number  " + summary.serial);
-    Say("Label          " + summary.key.label);
-    Say("Plugged        " + (plugged ? "yes, slot " + std::to_string(plugged->slot) : "no"));
-    Say("PIN            " + PinText(summary.key.pin));
+    Fields fields = {
+        {cli::Mark("Serial number"), summary.serial},
+        {cli::Mark("Label"), summary.key.label},
+        {cli::Mark("Plugged"), plugged ? cli::Say("yes, slot {1}", plugged->slot) : cli::Say("no")},
+        {cli::Mark("PIN"), PinText(summary.key.pin)}};
     if (plugged) {
-        Say("PIN source     " + PinSourceText(plugged->source));
+        fields.emplace_back(cli::Mark("PIN source"), PinSourceText(plugged->source));
     }
-    Say("Store          " + KeyPath(summary.serial));
+    fields.emplace_back(cli::Mark("Store"), KeyPath(summary.serial));
+    Show(fields);
     std::vector<std::vector<std::string>> rows;
     for (const StoredPair& pair : summary.key.pairs) {
         rows.push_back({UsageName(pair), TypeName(pair.type), CertificateLine(pair)});
     }
     std::cout << '\n';
     if (rows.empty()) {
-        std::cout << "No key pairs.\n";
+        Say("No key pairs.");
     } else {
-        std::cout << cli::InColumns({"USE", "TYPE", "CERTIFICATE"}, rows);
+        std::cout << cli::Encoded(cli::InColumns({"USE", "TYPE", "CERTIFICATE"}, rows));
     }
 }
 
@@ -126,13 +145,13 @@ void ShowAsText(const std::vector<ListedKey>& keys) {
     rows.reserve(keys.size());
     for (const ListedKey& key : keys) {
         rows.push_back({key.serial, key.plugged ? std::to_string(key.plugged->slot) : "-",
-                        key.summary ? PinText(key.summary->key.pin) : "unusable",
+                        key.summary ? PinText(key.summary->key.pin) : cli::Say("unusable"),
                         key.summary ? key.summary->key.label : ""});
     }
     if (rows.empty()) {
-        std::cout << "No software keys. Make one with: softkey new --label NAME\n";
+        Say("No software keys. Make one with: softkey new --label NAME");
     } else {
-        std::cout << cli::InColumns({"SERIAL NUMBER", "SLOT", "PIN", "LABEL"}, rows);
+        std::cout << cli::Encoded(cli::InColumns({"SERIAL NUMBER", "SLOT", "PIN", "LABEL"}, rows));
     }
 }
 

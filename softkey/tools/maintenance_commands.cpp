@@ -1,8 +1,8 @@
 #include <filesystem>
-#include <iostream>
 #include <memory>
 
 #include "cli/checks.h"
+#include "cli/words.h"
 #include "key/backup.h"
 #include "pin/pin_source.h"
 #include "store/home.h"
@@ -35,55 +35,56 @@ void Pin(const Options& options) {
     KeyStore store = ExistingKey(options.serial);
     const PinSource source{options.file, std::nullopt, Confirmation::kDialog};
     const SecretBytes old_pin =
-        options.file.empty() ? AskSecretOnTerminal("Present PIN: ") : ReadPinLine(source, 0);
+        options.file.empty() ? AskSecretOnTerminal("Present PIN:") : ReadPinLine(source, 0);
     if (options.check) {
         store.Unlock(old_pin);
-        std::cout << "The PIN is right.\n";
+        Say("The PIN is right.");
         return;
     }
     store.ChangePin(old_pin, options.file.empty() ? ObtainNewPin("") : ReadPinLine(source, 1));
-    std::cout << "The PIN was changed.\n";
+    Say("The PIN was changed.");
 }
 
 void Reset(const Options& options) {
     KeyStore store = ExistingKey(options.serial);
     const std::string old_label = store.Label();  // Nobody is asked about a key that is damaged.
-    ConfirmOnTerminal(options.yes,
-                      "Erase all key pairs, certificates and data of " + options.serial + "?");
+    ConfirmOnTerminal(options.yes, cli::Say("Erase all key pairs, certificates and data of {1}?",
+                                            options.serial));
     const SecretBytes pin = ObtainNewPin(options.file);
     store.Initialize(options.label.empty() ? old_label : options.label, pin);
-    std::cout << "The key was erased and has a new PIN.\n";
+    Say("The key was erased and has a new PIN.");
 }
 
 void Delete(const Options& options) {
     RequireKey(options.serial);
-    ConfirmOnTerminal(options.yes, "Delete " + options.serial + " for good?");
+    ConfirmOnTerminal(options.yes, cli::Say("Delete {1} for good?", options.serial));
     DeleteKey(options.serial);
-    std::cout << "The key was deleted.\n";
+    Say("The key was deleted.");
 }
 
 void BackUp(const Options& options) {
     if (Exists(options.file)) {
-        throw Refusal(options.file + " exists already", "Name a file that is not there yet",
-                      cli::ExitStatus::kFile);
+        throw Refusal(cli::Say("{1} exists already", options.file),
+                      "Name a file that is not there yet", cli::ExitStatus::kFile);
     }
     const std::filesystem::path folder = std::filesystem::absolute(options.file).parent_path();
     if (!Exists(folder.string())) {
-        throw Refusal("there is no folder " + folder.string(), "Make it, or name another one",
-                      cli::ExitStatus::kFile);
+        throw Refusal(cli::Say("there is no folder {1}", folder.string()),
+                      "Make it, or name another one", cli::ExitStatus::kFile);
     }
     BackUpKey(options.serial, options.file);
-    Say("The copy is in " + options.file + ".");
+    Say(cli::Say("The copy is in {1}.", options.file));
 }
 
 void Restore(const Options& options) {
     if (!Exists(options.file)) {
-        throw Refusal("there is no file " + options.file, "Name what `softkey backup` has made",
-                      cli::ExitStatus::kFile);
+        throw Refusal(cli::Say("there is no file {1}", options.file),
+                      "Name what `softkey backup` has made", cli::ExitStatus::kFile);
     }
     const RestoredKey restored = RestoreKey(options.file);
     if (restored.damaged) {
-        Warn("softkey restore", "the key was damaged; its file is now " + *restored.damaged,
+        Warn("softkey restore",
+             cli::Say("the key was damaged; its file is now {1}", *restored.damaged),
              "Remove that file when you are sure that nothing in it is missed");
     }
     Say(restored.serial);

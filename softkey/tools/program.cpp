@@ -6,18 +6,20 @@
 #include <string>
 
 #include "cli/standard_descriptors.h"
+#include "cli/words.h"
 #include "tools/console.h"
 
 namespace softkey::tools {
 namespace {
 
 cli::CommandFailure UsageFailure(const std::string& command, const cli::Mistake& mistake) {
-    return Refusal(mistake.what(), command + " --help tells how", cli::ExitStatus::kUsage);
+    return Refusal(mistake.what(), cli::Say("{1} --help tells how", command),
+                   cli::ExitStatus::kUsage);
 }
 
 cli::ExitStatus ParseAndRun(cli::Commands which, const std::string& name, AddCommands add_commands,
                             int argc, char** argv) {
-    cli::Program program(name, "command");
+    cli::Program program(name, cli::Mark("command"));
     // Before the commands are added, which take it over.
     program.Top().Close(cli::TellStatusesOf(which));
     add_commands(program.Top());
@@ -36,7 +38,7 @@ cli::ExitStatus ParseAndRun(cli::Commands which, const std::string& name, AddCom
 void RequireThatOutputWasWritten() {
     std::cout.flush();
     if (!std::cout) {
-        cli::Throw(cli::ExitStatus::kFile, "cannot write to standard output", std::strerror(errno),
+        cli::Throw(cli::ExitStatus::kFile, "cannot write to standard output", cli::SayError(errno),
                    "check where the output goes");
     }
 }
@@ -53,6 +55,7 @@ cli::Work Doing(std::function<void()> work) {
 int RunProgram(cli::Commands program, const char* name, AddCommands add_commands, int argc,
                char** argv) {
     cli::OpenStandardDescriptors();
+    cli::Speak("orval-softkey", argc, argv);
     return static_cast<int>(RunCommand(name, [&] {
         const cli::ExitStatus status = ParseAndRun(program, name, add_commands, argc, argv);
         if (status == cli::ExitStatus::kDone) {

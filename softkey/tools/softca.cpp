@@ -5,6 +5,7 @@
 
 #include "cli/checks.h"
 #include "cli/files.h"
+#include "cli/words.h"
 #include "tools/authority.h"
 #include "tools/console.h"
 #include "tools/program.h"
@@ -38,8 +39,8 @@ struct Options {
 
 void Init(const Options& options) {
     Authority::Create(options.folder, options.name);
-    Say("SM2 root  " + Authority::CertificatePath(options.folder, KeyType::kSm2));
-    Say("RSA root  " + Authority::CertificatePath(options.folder, KeyType::kRsa2048));
+    Say(cli::Say("SM2 root  {1}", Authority::CertificatePath(options.folder, KeyType::kSm2)));
+    Say(cli::Say("RSA root  {1}", Authority::CertificatePath(options.folder, KeyType::kRsa2048)));
 }
 
 void Issue(Options& options) {

@@ -175,7 +175,7 @@ TEST(RequestLintFinding, SaysWhatStandsThereAndWhatComesOfIt) {
     EXPECT_EQ(finding.found, "x");
     EXPECT_EQ(finding.message, "\"x\" is no digit");
     EXPECT_STREQ(finding.rule->expected, "one digit");
-    EXPECT_EQ(finding.Does(), "silently takes 72");
+    EXPECT_EQ(finding.Does().Plain(), "silently takes 72");
 }
 
 TEST(RequestLintFinding, CountsCharactersAndBytesOfItsLine) {

@@ -1,0 +1,145 @@
+#include "cli/words.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <clocale>
+#include <cstdlib>
+
+#include "cli/failure.h"
+#include "cli/printable.h"
+#include "cli/table.h"
+#include "cli/wrapping.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+// The program speaks once, so that each case is a process of its own. No words: no --json.
+void SpeakIn(const char* locale, std::vector<const char*> words = {"ukeyctl"}) {
+    setenv("LOCPATH", TEST_LOCALES, 1);
+    setenv("LC_ALL", locale, 1);
+    unsetenv("LANGUAGE");
+    cli::Speak("ukeyctl", static_cast<int>(words.size()), const_cast<char**>(words.data()));
+}
+
+TEST(Words, AreEnglishUntilTheProgramSpeaks) {
+    EXPECT_EQ(cli::Say("All is well."), "All is well.");
+    EXPECT_FALSE(cli::IsChinese());
+}
+
+TEST(Words, AreChineseInAChineseLocale) {
+    SpeakIn("zh_CN.UTF-8");
+    EXPECT_EQ(cli::Say("All is well."), "一切正常。");
+    EXPECT_TRUE(cli::IsChinese());
+}
+
+TEST(Words, AreEnglishInAnyOtherLocale) {
+    SpeakIn("C");
+    EXPECT_EQ(cli::Say("All is well."), "All is well.");
+}
+
+TEST(Words, AreEnglishWithJson) {
+    SpeakIn("zh_CN.UTF-8", {"ukeyctl", "doctor", "--json"});
+    EXPECT_EQ(cli::Say("All is well."), "All is well.");
+}
+
+TEST(Words, AreChineseWhenJsonIsAClientsOption) {
+    SpeakIn("zh_CN.UTF-8", {"ukeyctl", "record", "--", "client", "--json"});
+    EXPECT_EQ(cli::Say("All is well."), "一切正常。");
+}
+
+TEST(Words, AreEnglishAsLongAsItIsAskedFor) {
+    SpeakIn("zh_CN.UTF-8");
+    {
+        const cli::InEnglish meanwhile;
+        EXPECT_EQ(cli::Say("All is well."), "All is well.");
+    }
+    EXPECT_EQ(cli::Say("All is well."), "一切正常。");
+}
+
+TEST(Words, LeaveTheLocaleOfTheProcessAlone) {
+    SpeakIn("zh_CN.UTF-8");
+    EXPECT_EQ(cli::Say("All is well."), "一切正常。");
+    EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
+}
+
+TEST(Words, PutEachArgumentWhereTheSentenceWantsIt) {
+    EXPECT_EQ(cli::Say("{2} of {1}", "a", "b"), "b of a");
+    SpeakIn("zh_CN.UTF-8");
+    EXPECT_EQ(cli::Say("{1} of {2} tries left", 1, 6), "共 6 次机会，剩余 1 次");
+}
+
+TEST(Words, TakeArgumentsAsTheyAre) {
+    EXPECT_EQ(cli::Say("{1} and {2}", std::string("{2}"), std::string("b")), "{2} and b");
+    EXPECT_EQ(cli::Say("{1} and {3}", std::string("a")), "a and {3}");
+    EXPECT_EQ(cli::Say("{x} {} {1", std::string("a")), "{x} {} {1");
+}
+
+TEST(Words, SayConstantsInTheSentencesLanguageAndDataAsItIs) {
+    SpeakIn("zh_CN.UTF-8");
+    EXPECT_EQ(cli::Say("{1}: {2}", "signing", std::string("signing")), "签名：signing");
+}
+
+TEST(Words, TellOneFromSeveral) {
+    EXPECT_EQ(cli::SayCount("{1} call", "{1} calls", 1), "1 call");
+    EXPECT_EQ(cli::SayCount("{1} call", "{1} calls", 0), "0 calls");
+    SpeakIn("zh_CN.UTF-8");
+    EXPECT_EQ(cli::SayCount("{1} call", "{1} calls", 1), "1 次调用");
+    EXPECT_EQ(cli::SayCount("{1} call", "{1} calls", 2), "2 次调用");
+}
+
+TEST(Words, TellErrorsOfTheSystem) {
+    EXPECT_EQ(cli::SayError(ENOENT), "No such file or directory");
+    SpeakIn("zh_CN.UTF-8");
+    EXPECT_EQ(cli::SayError(ENOENT), "没有那个文件或目录");
+}
+
+TEST(Words, AreEncodedForTheTerminal) {
+    SpeakIn("zh_CN.GB18030");
+    EXPECT_EQ(cli::Say("English"), "中文");
+    EXPECT_EQ(cli::Encoded("中a€"), "\xD6\xD0\x61\xA2\xE3");
+    EXPECT_EQ(cli::Decoded("\xD6\xD0\x61\xA2\xE3"), "中a€");
+}
+
+TEST(Words, LoseOnlyWhatTheTerminalLacks) {
+    SpeakIn("zh_CN.GB2312");
+    EXPECT_EQ(cli::Encoded("中€文\xFF."), "\xD6\xD0?\xCE\xC4\xFF.");
+}
+
+TEST(Words, StayUtf8WhereTheTerminalTakesThat) {
+    SpeakIn("zh_CN.UTF-8");
+    EXPECT_EQ(cli::Encoded("中€\xFF"), "中€\xFF");
+}
+
+TEST(Words, OfAFailureAreSaidOnce) {
+    SpeakIn("zh_CN.UTF-8");
+    const cli::Failure failure = cli::MakeFailure(cli::ExitStatus::kFile, "not carried out",
+                                                  "it is closed", "check where the output goes");
+    EXPECT_EQ(cli::Describe("ukeyctl", failure, cli::Layout::kAligned),
+              "ukeyctl: 未执行\n  原因：它已关闭\n  处理：请检查输出去向\n");
+}
+
+TEST(Columns, CountsWhatATerminalShows) {
+    EXPECT_EQ(cli::Columns("a中，e\u0301\xFF"), 7U);
+}
+
+TEST(Table, AlignsWideCharacters) {
+    EXPECT_EQ(cli::InColumns({"中", "b"}, {{"a", "x"}, {"中文", "y"}}),
+              "中    b\na     x\n中文  y\n");
+}
+
+TEST(Fill, BreaksChineseBetweenItsCharacters) {
+    EXPECT_EQ(cli::Fill("插入钥匙再试", 0, 2, 8), "插入钥匙\n  再试");
+}
+
+TEST(Fill, BeginsNoLineWithClosingPunctuation) {
+    EXPECT_EQ(cli::Fill("插入钥匙，再试", 0, 2, 8), "插入钥\n  匙，再\n  试");
+}
+
+TEST(Fill, KeepsNamesInChineseWhole) {
+    EXPECT_EQ(cli::Fill("用 ukeyctl 看", 0, 0, 9), "用\nukeyctl\n看");
+}
+
+}  // namespace
