@@ -251,7 +251,7 @@ Json FunctionRows(const logs::Summary& summary) {
         const auto none = std::optional<int64_t>();
         rows.push_back(
             {{"function", name},
-             {"calls", function.calls},
+             {"call_count", function.calls},
              {"failed", function.failures},
              {"mean_ms", MillisecondsOrNull(timed > 0 ? function.duration / timed : none)},
              {"slowest_ms", MillisecondsOrNull(timed > 0 ? function.slowest : none)}});
@@ -265,7 +265,7 @@ Json FailureRows(const logs::Summary& summary) {
         const codes::Row* const known = failure.code ? codes::FindKnown(*failure.code) : nullptr;
         rows.push_back(
             {{"function", failure.function},
-             {"calls", count},
+             {"call_count", count},
              {"code", failure.code ? Json(*failure.code) : Json(nullptr)},
              {"hex", failure.code ? Json(codes::Hexadecimal(*failure.code)) : Json(nullptr)},
              {"name", NameOf(known) != nullptr ? Json(known->name) : Json(nullptr)},
@@ -359,7 +359,7 @@ std::string ForPeople(const logs::Summary& summary) {
 std::string ForScripts(const logs::Summary& summary) {
     Json object = cli::JsonObject("log", true);
     object.update({{"kind", "summary"},
-                   {"calls", summary.calls},
+                   {"call_count", summary.calls},
                    {"failed", summary.failures},
                    {"processes", summary.processes.size()},
                    {"first", Time(summary.first)},

@@ -116,7 +116,7 @@ cli::ExitStatus Record(Session& session, const RecordOptions& options) {
     }
     const auto calls = static_cast<int64_t>(recording.calls.size());
     session.Result().AddDetail("file", settings.recording);
-    session.Result().AddDetail("calls", calls);
+    session.Result().AddDetail("call_count", calls);
     const std::string told =
         cli::SayCount("{1} call in {2}", "{1} calls in {2}", recording.calls.size(), {options.out});
     std::fputs(cli::Encoded("ukeyctl record: " + cli::Printable(told) + "\n").c_str(), stderr);
@@ -199,7 +199,7 @@ cli::ExitStatus Replay(Session& session, const ReplayOptions& options) {
         ThrowDifference(session, *progress.difference);
     }
     CheckAllWasMade(session, recording, progress);
-    session.Result().AddDetail("calls", static_cast<int64_t>(progress.answered.size()));
+    session.Result().AddDetail("call_count", static_cast<int64_t>(progress.answered.size()));
     return StatusOf(outcome);
 }
 

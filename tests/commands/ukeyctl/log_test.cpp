@@ -154,7 +154,7 @@ TEST_F(UkeyctlLogTest, TheSummaryCountsAndAdvises) {
                       HasSubstr("GetPrintNumber, 1 time: 0x0A000001"), HasSubstr("next: ")));
     const nlohmann::json summary = Command({"log", log_, "--summary", "--json"}).Run().Json();
     EXPECT_EQ(summary["kind"], "summary");
-    EXPECT_EQ(summary["calls"], 2);
+    EXPECT_EQ(summary["call_count"], 2);
     EXPECT_EQ(summary["functions"][0]["failed"], 1);
     EXPECT_EQ(summary["failures"][0]["code"], 0x0A000001);
     EXPECT_THAT(summary["slowest"], SizeIs(2));
