@@ -41,6 +41,13 @@ std::string Finding::Does() const {
     return mark == words.npos ? words : words.replace(mark, 1, std::to_string(value));
 }
 
+Finding TextTooLong(const Rule& rule) {
+    Finding finding;
+    finding.rule = &rule;
+    finding.message = "the text is longer than the library's strings can be";
+    return finding;
+}
+
 Places::Places(std::string_view text)
     : text_(text), is_utf8_(LooksLikeUtf8(text)), lines_{0}, counted_{0} {
     for (size_t end = text.find('\n'); end != text.npos; end = text.find('\n', end + 1)) {
