@@ -397,6 +397,7 @@ std::optional<Chosen> Program::Parse(int count, char** words) {
     try {
         std::vector<std::string> for_parser = WordsFor(count, words);
         std::vector<char*> pointers;
+        pointers.reserve(for_parser.size());
         for (std::string& word : for_parser) {
             pointers.push_back(word.data());
         }

@@ -195,6 +195,7 @@ void CompleteClient(const std::vector<std::string>& words, size_t position) {
         line.insert(line.end(), words.begin() + static_cast<std::ptrdiff_t>(position) + 1,
                     words.end());
         std::vector<char*> arguments;
+        arguments.reserve(line.size() + 1);
         for (std::string& word : line) {
             arguments.push_back(word.data());
         }

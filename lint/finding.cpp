@@ -58,6 +58,13 @@ Sentence Finding::Does() const {
     return {rule->does, value};
 }
 
+Finding TextTooLong(const Rule& rule) {
+    Finding finding;
+    finding.rule = &rule;
+    finding.Tell("the text is longer than the library's strings can be");
+    return finding;
+}
+
 Places::Places(std::string_view text)
     : text_(text), is_utf8_(LooksLikeUtf8(text)), lines_{0}, counted_{0} {
     for (size_t end = text.find('\n'); end != text.npos; end = text.find('\n', end + 1)) {

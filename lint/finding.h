@@ -88,6 +88,9 @@ struct Finding {
 
 using Findings = std::vector<Finding>;
 
+// The one finding about a text that is not looked at.
+Finding TextTooLong(const Rule& rule);
+
 // The places of a text's bytes, asked for in any order.
 class Places final {
  public:

@@ -119,10 +119,7 @@ void LintCleaned(const CleanedText& cleaned, const Places& places, PackageReport
 PackageReport TooLong() {
     PackageReport report;
     report.raises = true;
-    Finding finding;
-    finding.rule = &kTooLong;
-    finding.Tell("the text is longer than the library's strings can be");
-    report.findings.push_back(finding);
+    report.findings.push_back(TextTooLong(kTooLong));
     return report;
 }
 

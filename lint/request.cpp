@@ -158,10 +158,7 @@ class CombinedCall final {
 RequestReport TooLong() {
     RequestReport report;
     report.single.raises = report.combined.raises = true;
-    Finding finding;
-    finding.rule = &kTooLong;
-    finding.Tell("the text is longer than the library's strings can be");
-    report.findings.push_back(finding);
+    report.findings.push_back(TextTooLong(kTooLong));
     return report;
 }
 

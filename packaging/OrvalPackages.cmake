@@ -59,8 +59,8 @@ set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "pkg-config")
 set(CPACK_COMPONENT_DEV_DESCRIPTION
 "development files for clients of a USB cryptographic key
 The C header, its C++17 wrapper ukey.hpp, liborval_lint, which checks texts
-before they are handed over, pkg-config files, a CMake package, the manual page, the guides with examples, and the reference of
-liborval_unified_kpxukey.")
+before they are handed over, pkg-config files, a CMake package, the manual
+pages, the guides with examples, and the reference of liborval_unified_kpxukey.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library} ${same_version}")

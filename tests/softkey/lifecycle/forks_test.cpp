@@ -1,8 +1,9 @@
 // A client that forks while another of its threads waits for a key: parent and child both go on.
+#include "forks.h"
+
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include "forks.h"
 #include "key_wait.h"
 #include "software_key.h"
 
