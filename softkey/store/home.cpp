@@ -11,6 +11,7 @@
 
 #include "base/draft_file.h"
 #include "base/error.h"
+#include "base/process_lock.h"
 
 namespace softkey {
 namespace {
@@ -27,6 +28,7 @@ std::string UserFolder() {
     if (!home.empty()) {
         return home;
     }
+    const ProcessLock lock;
     const passwd* const user = getpwuid(getuid());
     if (user == nullptr) {
         throw Error(Code::kStoreUnreachable, "HOME is not set");
