@@ -6,10 +6,11 @@
 
 namespace softkey {
 
-// Held while a thread uses SQLite or what this library keeps for its process. A fork waits for it,
-// so that the child gets all of that whole: no lock of a thread that the child does not have, no
-// open connection, which a fork would break: see DropBeforeFork. A thread may hold it several
-// times. Never held while somebody is asked or something is waited for.
+// Held while a thread uses SQLite, what this library keeps for its process, or what of the C
+// library has locks of its own that a fork leaves as they are (character sets, time zones, users).
+// A fork waits for it, so that the child gets all of that whole: no lock of a thread that the child
+// does not have, no open connection, which a fork would break: see DropBeforeFork. A thread may
+// hold it several times. Never held while somebody is asked or something is waited for.
 class ProcessLock {
  public:
     ProcessLock();

@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "base/error.h"
+#include "base/process_lock.h"
 
 namespace softkey {
 namespace {
@@ -45,6 +46,8 @@ std::string Normalized(std::string_view name) {
     return result;
 }
 
+// Under the process's lock: opening and closing take a lock of the C library's, which a child that
+// was forked meanwhile would find held for ever.
 class Converter {
  public:
     Converter(const char* to, const char* from) : handle_(iconv_open(to, from)) {
@@ -70,6 +73,7 @@ class Converter {
     }
 
  private:
+    ProcessLock lock_;
     iconv_t handle_;
 };
 

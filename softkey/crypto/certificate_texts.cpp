@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/encoding.h"
+#include "base/process_lock.h"
 #include "crypto/key_pair.h"
 
 namespace softkey {
@@ -37,6 +38,7 @@ std::string TimeText(const ASN1_TIME* time) {
     std::tm parts{};
     Check(ASN1_TIME_to_tm(time, &parts) == 1, "validity");
     char text[32];
+    const ProcessLock lock;
     const size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
     return {text, length};
 }

@@ -11,6 +11,7 @@
 
 #include "base/draft_file.h"
 #include "base/error.h"
+#include "base/process_lock.h"
 #include "cli/words.h"
 
 namespace softkey {
@@ -28,6 +29,7 @@ std::string UserFolder() {
     if (!home.empty()) {
         return home;
     }
+    const ProcessLock lock;
     const passwd* const user = getpwuid(getuid());
     if (user == nullptr) {
         throw Error(Code::kStoreUnreachable, "HOME is not set");
