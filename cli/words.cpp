@@ -58,7 +58,8 @@ iconv_t Converter(const std::string& to, const std::string& from) {
     if (to == from || to == kAscii || from == kAscii) {
         return nullptr;
     }
-    iconv_t const converter = iconv_open(to.c_str(), from.c_str());
+    iconv_t converter = iconv_open(to.c_str(), from.c_str());
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the failure value is iconv_open's own
     return converter == reinterpret_cast<iconv_t>(-1) ? nullptr : converter;
 }
 
@@ -196,7 +197,7 @@ std::string SayError(int error) {
 }
 
 std::string Encoded(const std::string& text) {
-    iconv_t const encoder = Own().encoder;
+    iconv_t encoder = Own().encoder;
     if (encoder == nullptr) {
         return text;
     }
@@ -212,7 +213,7 @@ std::string Encoded(const std::string& text) {
 }
 
 std::string Decoded(const std::string& text) {
-    iconv_t const decoder = Own().decoder;
+    iconv_t decoder = Own().decoder;
     if (decoder == nullptr) {
         return text;
     }

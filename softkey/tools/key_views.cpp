@@ -85,8 +85,9 @@ void Show(const Fields& fields) {
         width = std::max(width, cli::Columns(cli::Say(name)));
     }
     for (const auto& [name, text] : fields) {
-        const std::string said = cli::Say(name);
-        Say(said + std::string(width - cli::Columns(said) + kGap, ' ') + text);
+        std::string line = cli::Say(name);
+        line.append(width - cli::Columns(line) + kGap, ' ');
+        Say(line + text);
     }
 }
 
