@@ -11,9 +11,10 @@
 namespace softkey {
 namespace {
 
-constexpr const char* kFields[] = {"CN",    "OU",     "O",  "L",        "ST",
-                                   "C",     "STREET", "DC", "UID",      "serialNumber",
-                                   "title", "SN",     "GN", "initials", "emailAddress"};
+constexpr const char* kFields[] = {"CN",    "OU",     "O",        "L",           "ST",
+                                   "C",     "STREET", "DC",       "UID",         "serialNumber",
+                                   "title",                                         // no message
+                                   "SN",    "GN",     "initials", "emailAddress"};  // no message
 
 bool IsDotted(const std::string& name) {
     return name.find('.') != std::string::npos &&
@@ -37,7 +38,7 @@ void CheckField(const std::string& name) {
 [[noreturn]] void FailWithForm() {
     throw Error(
         Code::kInvalidParameter, "a subject looks like CN=Alice,O=Example,C=CN",
-        R"(Put a backslash before a comma, plus sign or backslash in a value: O=Example\, Ltd.)");
+        "Put a backslash before a comma, plus sign or backslash in a value: O=Example\\, Ltd.");
 }
 
 // Reads a subject from front to end.

@@ -363,11 +363,12 @@ void AddAll(cli::Command& program) {
     program.Describe(
         "A small issuing authority for tests and demonstrations. Its private keys lie open in its "
         "folder: never let it issue anything that matters.\n\n"
-        "  softca init                                 make the authority\n"
-        "  softca issue --in request --out answer      answer certificate requests\n"
-        "  softca issue --not-before -2y --days 365 ...  with a certificate that has expired\n"
-        "  softca intermediate branch                  an issuer under the root\n"
-        "  softca revoke certificate; softca crl       and a list that names it\n");
+        "  softca init                                  make the authority\n"
+        "  softca issue --in request --out answer       answer certificate requests\n"
+        "  softca issue --in request --not-before -2y   with a certificate that has expired\n"
+        "  softca intermediate branch                   make an issuer under the root\n"
+        "  softca revoke certificate.pem                revoke a certificate\n"
+        "  softca crl                                   make the list that names it\n");
     program.ShareOptions();
     program.Add("--dir", folder, "The authority's folder ($ORVAL_SOFTCA_HOME)").ShowDefault();
     AddInit(program, folder);
