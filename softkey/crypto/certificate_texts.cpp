@@ -26,14 +26,6 @@ std::string NameText(const X509_NAME* name) {
         "distinguished name");
 }
 
-std::string SerialText(const X509* certificate) {
-    const Integer number(ASN1_INTEGER_to_BN(X509_get0_serialNumber(certificate), nullptr));
-    Check(number != nullptr, "serial number");
-    Bytes bytes(static_cast<size_t>(BN_num_bytes(number.get())));
-    BN_bn2bin(number.get(), bytes.data());
-    return bytes.empty() ? "00" : ToHex(bytes);
-}
-
 std::string TimeText(const ASN1_TIME* time) {
     std::tm parts{};
     Check(ASN1_TIME_to_tm(time, &parts) == 1, "validity");
@@ -71,6 +63,18 @@ std::string UsageText(X509* certificate) {
 }
 
 }  // namespace
+
+std::string SerialNumberText(const X509* certificate) {
+    const Integer number(ASN1_INTEGER_to_BN(X509_get0_serialNumber(certificate), nullptr));
+    Check(number != nullptr, "serial number");
+    Bytes bytes(static_cast<size_t>(BN_num_bytes(number.get())));
+    BN_bn2bin(number.get(), bytes.data());
+    return bytes.empty() ? "00" : ToHex(bytes);
+}
+
+std::string EndText(const X509* certificate) {
+    return TimeText(X509_get0_notAfter(certificate));
+}
 
 ssl::Certificate ParseCertificate(const Bytes& der) {
     auto certificate = ssl::FromDer<ssl::Certificate>(der, d2i_X509);
@@ -110,7 +114,7 @@ std::string Shortened(const std::string& text, size_t limit) {
 std::string CertificateInfoText(X509* certificate, size_t name_limit) {
     return "Subject: " + Shortened(SubjectText(certificate), name_limit) +
            "\nIssuer: " + Shortened(IssuerText(certificate), name_limit) +
-           "\nSerialNumber: " + SerialText(certificate) +
+           "\nSerialNumber: " + SerialNumberText(certificate) +
            "\nNotBefore: " + TimeText(X509_get0_notBefore(certificate)) +
            "\nNotAfter: " + TimeText(X509_get0_notAfter(certificate)) +
            "\nUsage: " + UsageText(certificate);

@@ -14,6 +14,12 @@ ssl::Certificate ParseCertificate(const Bytes& der);
 std::string SubjectText(const X509* certificate);
 std::string IssuerText(const X509* certificate);
 
+// In hexadecimal.
+std::string SerialNumberText(const X509* certificate);
+
+// When its validity ends: "2026-01-31 12:00:00", in UTC.
+std::string EndText(const X509* certificate);
+
 // Lines "Name: value" with subject, issuer, serial number, validity (UTC) and usage.
 // A name is shortened to `name_limit` bytes.
 std::string CertificateInfoText(X509* certificate, size_t name_limit);

@@ -128,6 +128,57 @@ Bytes CipherOf(const Blob& blob, const unsigned char* text) {
     return ssl::ToDer(cipher.get(), encode, "SM2 ciphertext");
 }
 
+void Write(uint32_t number, Word& word) {
+    for (unsigned char& byte : word) {
+        byte = static_cast<unsigned char>(number & 0xFF);
+        number >>= 8;
+    }
+}
+
+void Write(const BIGNUM* number, Padded& padded) {
+    ssl::Check(BN_bn2binpad(number, padded, kPaddedLength) == kPaddedLength, "enveloped key");
+}
+
+Bytes BlobOf(const Bytes& encrypted_key, const Bytes& point, const Bytes& encrypted_private) {
+    const auto decode = [](Sm2Cipher** value, const unsigned char** input, long length) {
+        return reinterpret_cast<Sm2Cipher*>(ASN1_item_d2i(
+            reinterpret_cast<ASN1_VALUE**>(value), input, length, ASN1_ITEM_rptr(Sm2Cipher)));
+    };
+    const auto cipher = ssl::FromDer<CipherOwner>(encrypted_key, decode);
+    Blob blob{};
+    ssl::Check(cipher != nullptr && cipher->hash->length == sizeof blob.cipher_hash,
+               "enveloped key");
+    Write(kBlobVersion, blob.version);
+    Write(kBlobSm4Ecb, blob.algorithm);
+    Write(kSm2Bits, blob.bits);
+    Write(kSm2Bits, blob.point_bits);
+    std::copy(encrypted_private.begin(), encrypted_private.end(), blob.encrypted_private);
+    const auto y = point.end() - kScalarLength;
+    std::copy(y - kScalarLength, y, std::end(blob.point_x) - kScalarLength);
+    std::copy(y, point.end(), std::end(blob.point_y) - kScalarLength);
+    Write(cipher->x, blob.cipher_x);
+    Write(cipher->y, blob.cipher_y);
+    std::memcpy(blob.cipher_hash, cipher->hash->data, sizeof blob.cipher_hash);
+    Write(static_cast<uint32_t>(cipher->text->length), blob.cipher_length);
+    const auto* const begin = reinterpret_cast<const unsigned char*>(&blob);
+    Bytes bytes(begin, begin + sizeof blob);
+    bytes.insert(bytes.end(), cipher->text->data, cipher->text->data + cipher->text->length);
+    return bytes;
+}
+
+Bytes DerOf(const Bytes& encrypted_key, const Bytes& point, const Bytes& encrypted_private) {
+    const EnvelopeOwner envelope(Envelope_new());
+    ssl::Check(envelope != nullptr &&
+                   X509_ALGOR_set0(envelope->algorithm, OBJ_txt2obj(kSm4Ecb, 1), V_ASN1_UNDEF,
+                                   nullptr) == 1 &&
+                   ASN1_STRING_set(envelope->encrypted_key, encrypted_key.data(),
+                                   static_cast<int>(encrypted_key.size())) == 1,
+               "enveloped key");
+    ssl::SetBits(envelope->public_point, point);
+    ssl::SetBits(envelope->encrypted_private, encrypted_private);
+    return ssl::ToDer(envelope.get(), i2d_Envelope, "enveloped key");
+}
+
 enum class Direction : int { kDecrypt = 0, kEncrypt = 1 };
 
 // Whole blocks, no padding: a private key is two of them.
@@ -244,21 +295,18 @@ std::optional<KeyPair> EnvelopedKey::Open(const KeyPair& recipient) const {
                 "the private key inside does not belong to the public key beside it");
 }
 
-Bytes EnvelopedKey::Seal(const KeyPair& pair, const KeyPair& recipient) {
+Bytes EnvelopedKey::Seal(const KeyPair& pair, const KeyPair& recipient, Structure structure) {
     const SecretBytes key = RandomSecret(kSm4KeyLength);
-    const SecretBytes scalar = pair.Sm2Scalar();
-    const SecretBytes sealed = RunSm4Ecb(key, scalar.data(), scalar.size(), Direction::kEncrypt);
     const Bytes encrypted_key = recipient.Sm2Encrypt(key);
-    const EnvelopeOwner envelope(Envelope_new());
-    ssl::Check(envelope != nullptr &&
-                   X509_ALGOR_set0(envelope->algorithm, OBJ_txt2obj(kSm4Ecb, 1), V_ASN1_UNDEF,
-                                   nullptr) == 1 &&
-                   ASN1_STRING_set(envelope->encrypted_key, encrypted_key.data(),
-                                   static_cast<int>(encrypted_key.size())) == 1,
-               "enveloped key");
-    ssl::SetBits(envelope->public_point, pair.Sm2Point());
-    ssl::SetBits(envelope->encrypted_private, Bytes(sealed.begin(), sealed.end()));
-    return ssl::ToDer(envelope.get(), i2d_Envelope, "enveloped key");
+    SecretBytes scalar = pair.Sm2Scalar();
+    if (structure == Structure::kGmt0016) {
+        scalar.insert(scalar.begin(), kPaddedLength - kScalarLength, 0);
+    }
+    const SecretBytes sealed = RunSm4Ecb(key, scalar.data(), scalar.size(), Direction::kEncrypt);
+    const Bytes encrypted_private(sealed.begin(), sealed.end());
+    return structure == Structure::kGmt0016
+               ? BlobOf(encrypted_key, pair.Sm2Point(), encrypted_private)
+               : DerOf(encrypted_key, pair.Sm2Point(), encrypted_private);
 }
 
 }  // namespace softkey

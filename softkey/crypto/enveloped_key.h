@@ -20,8 +20,12 @@ class EnvelopedKey {
     // key inside does not belong to the public key beside it.
     std::optional<KeyPair> Open(const KeyPair& recipient) const;
 
-    // `pair` for `recipient`, of whom only the public half is needed: an SM2EnvelopedKey in DER.
-    static Bytes Seal(const KeyPair& pair, const KeyPair& recipient);
+    // SM2EnvelopedKey of GB/T 35276 in DER, or ENVELOPEDKEYBLOB of GM/T 0016.
+    enum class Structure : int { kGbt35276, kGmt0016 };
+
+    // `pair` for `recipient`, of whom only the public half is needed.
+    static Bytes Seal(const KeyPair& pair, const KeyPair& recipient,
+                      Structure structure = Structure::kGbt35276);
 
  private:
     static EnvelopedKey FromDer(const Bytes& encoded);

@@ -32,20 +32,22 @@ void AddUsage(X509_REQ* request, RequestKind kind) {
     Check(X509_REQ_add_extensions(request, extensions.list) == 1, "request extension");
 }
 
-void AddPart(X509_NAME* name, const std::string& field, const std::string& value) {
-    const std::string step = "\"" + value + "\" as the name's field " + field;
-    Check(X509_NAME_add_entry_by_txt(name, field.c_str(), MBSTRING_UTF8, AsBytes(value),
-                                     static_cast<int>(value.size()), -1, 0) == 1,
+void AddPart(X509_NAME* name, const NamePart& part) {
+    constexpr int kAtTheEnd = -1;
+    const std::string step = "\"" + part.value + "\" as the name's field " + part.field;
+    Check(X509_NAME_add_entry_by_txt(name, part.field.c_str(), MBSTRING_UTF8, AsBytes(part.value),
+                                     static_cast<int>(part.value.size()), kAtTheEnd,
+                                     part.joins_previous ? -1 : 0) == 1,
           step.c_str(), Code::kInvalidParameter);
 }
 
 }  // namespace
 
-ssl::Name MakeName(const std::vector<std::pair<std::string, std::string>>& parts) {
+ssl::Name MakeName(const std::vector<NamePart>& parts) {
     ssl::Name name(X509_NAME_new());
     Check(name != nullptr, "name");
-    for (const auto& [field, value] : parts) {
-        AddPart(name.get(), field, value);
+    for (const NamePart& part : parts) {
+        AddPart(name.get(), part);
     }
     return name;
 }

@@ -2,6 +2,7 @@
 #define SOFTKEY_CRYPTO_PKCS10_H
 
 #include <string>
+#include <vector>
 
 #include "crypto/key_pair.h"
 #include "crypto/ssl.h"
@@ -18,7 +19,12 @@ constexpr char kEncryptionUsage[] = "critical,keyEncipherment,dataEncipherment,k
 constexpr char kDualUsage[] =
     "critical,digitalSignature,nonRepudiation,keyEncipherment,dataEncipherment,keyAgreement";
 
-ssl::Name MakeName(const std::vector<std::pair<std::string, std::string>>& parts);
+struct NamePart {
+    std::string field;  // "CN", or a dotted object identifier
+    std::string value;
+    bool joins_previous = false;  // one part of the name together with the field before
+};
+ssl::Name MakeName(const std::vector<NamePart>& parts);
 
 // A PKCS#10 request in DER, signed with `pair`. The subject is C=CN, O=Software Key,
 // CN=`common_name`.

@@ -13,15 +13,16 @@
 #include <botan/pubkey.h>
 #include <botan/rsa.h>
 #include <botan/sm2.h>
+#include <botan/x509_crl.h>
 #include <botan/x509_key.h>
 #include <botan/x509cert.h>
 
+#include "authority/authority.h"
 #include "base/encoding.h"
 #include "crypto/enveloped_key.h"
 #include "crypto/key_pair.h"
 #include "softkey_test.h"
 #include "store/key_store.h"
-#include "tools/authority.h"
 
 namespace softkey::testing {
 namespace {
@@ -297,6 +298,24 @@ TEST_F(BotanTest, CertificatesOfTheAuthorityCarryARightSignature) {
     }
 }
 
+TEST_F(BotanTest, IntermediatesAndRevocationListsOfTheAuthorityCarryARightSignature) {
+    const std::string authority = Program("softca") + " --dir " + AuthorityFolder() + " ";
+    ASSERT_EQ(0, RunShell(authority + "init").status);
+    ASSERT_EQ(0, RunShell(authority + "intermediate branch").status);
+    const Botan::X509_Certificate root(AuthorityFolder() + "/root-sm2.pem");
+    const std::vector<uint8_t> root_point = KeyBits(root.subject_public_key_info());
+    const SignedStructure branch =
+        TakeApart(Botan::X509_Certificate(AuthorityFolder() + "/branch-sm2.pem").BER_encode());
+    EXPECT_TRUE(VerifiesSm2(root_point, branch.body, branch.signature));
+    const std::string revoked = AuthorityFolder() + "/branch-sm2.pem";
+    ASSERT_EQ(0, RunShell(authority + "revoke " + revoked).status);
+    ASSERT_EQ(0, RunShell(authority + "crl --out " + Folder() + "/list").status);
+    const Botan::X509_CRL list(Folder() + "/list");
+    EXPECT_TRUE(list.is_revoked(Botan::X509_Certificate(revoked)));
+    const SignedStructure parts = TakeApart(list.BER_encode());
+    EXPECT_TRUE(VerifiesSm2(root_point, parts.body, parts.signature));
+}
+
 TEST_F(BotanTest, Sm2SignaturesVerify) {
     GiveDualCertificates();
     const std::vector<uint8_t> point = Point(1);
@@ -364,6 +383,35 @@ TEST_F(BotanTest, TheAuthoritysEnvelopeOpensWithBotan) {
               OpenEnvelope(envelope, PrivateKeyOf(recipient.Sm2Scalar())));
 }
 
+// ENVELOPEDKEYBLOB of GM/T 0016, opened by Botan alone.
+TEST_F(BotanTest, TheAuthoritysBlobOpensWithBotan) {
+    const KeyPair recipient = KeyPair::Generate(KeyType::kSm2);
+    const KeyPair inside = KeyPair::Generate(KeyType::kSm2);
+    const Bytes blob = EnvelopedKey::Seal(inside, recipient, EnvelopedKey::Structure::kGmt0016);
+    ASSERT_EQ(388U, blob.size());
+    const auto part = [&](size_t begin, size_t length) {
+        return std::vector<uint8_t>(blob.data() + begin, blob.data() + begin + length);
+    };
+    EXPECT_EQ((std::vector<uint8_t>{1, 0, 0, 0, 1, 4, 0, 0, 0, 1, 0, 0}), part(0, 12));
+    Envelope envelope{"", {}, {4}, part(12, 64)};
+    for (const size_t place : {12U + 64 + 4 + 32, 12U + 64 + 4 + 64 + 32}) {
+        const std::vector<uint8_t> number = part(place, 32);
+        envelope.point.insert(envelope.point.end(), number.begin(), number.end());
+    }
+    EXPECT_EQ(inside.Sm2Point(), envelope.point);
+    Botan::DER_Encoder(envelope.encrypted_key)
+        .start_cons(Botan::SEQUENCE)
+        .encode(Botan::BigInt(part(208, 64)))
+        .encode(Botan::BigInt(part(272, 64)))
+        .encode(part(336, 32), Botan::OCTET_STRING)
+        .encode(part(372, 16), Botan::OCTET_STRING)
+        .end_cons();
+    const SecretBytes scalar = inside.Sm2Scalar();
+    std::vector<uint8_t> padded(32);
+    padded.insert(padded.end(), scalar.begin(), scalar.end());
+    EXPECT_EQ(padded, OpenEnvelope(envelope, PrivateKeyOf(recipient.Sm2Scalar())));
+}
+
 TEST_F(BotanTest, AnEnvelopeMadeByBotanIsImportedAndItsKeyDecrypts) {
     GiveDualCertificates();
     Botan::AutoSeeded_RNG random;
@@ -397,10 +445,9 @@ TEST_F(BotanTest, ABlobMadeByBotanIsImported) {
 // GB/T 35275, read by Botan.
 TEST_F(BotanTest, AnAnswerWithTheGmIdentifiersHoldsItsCertificates) {
     Answer(Request(1, 2));  // makes the authority
-    tools::Authority::Terms terms;
+    Authority::Terms terms;
     terms.names = Pkcs7Names::kGm;
-    const Bytes answer =
-        FromBase64Text(tools::Authority(AuthorityFolder()).Answer(Request(1, 2), terms));
+    const Bytes answer = FromBase64Text(Authority(AuthorityFolder()).Answer(Request(1, 2), terms));
     Botan::OID type;
     Botan::OID content_type;
     size_t version = 0;

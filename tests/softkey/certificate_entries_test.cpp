@@ -1,12 +1,12 @@
 // Certificates: import of answers, reading, deleting.
 #include <array>
 
+#include "authority/authority.h"
 #include "base/encoding.h"
 #include "base/settings.h"
 #include "cli/printable.h"
 #include "softkey_test.h"
 #include "store/key_store.h"
-#include "tools/authority.h"
 
 namespace softkey::testing {
 namespace {
@@ -212,9 +212,9 @@ TEST_F(CertificateEntries, LongNamesAreShortenedBetweenCharactersAndNoFieldIsMis
             ",OU=测试测试测试测试测试测试测试测试测试测试测试测试测试测试测é" + std::to_string(i);
     }
     Answer(Request(1, 2));  // makes the authority
-    tools::Authority::Terms terms;
+    Authority::Terms terms;
     terms.subject = subject;
-    ASSERT_EQ(kSuccess, Import(tools::Authority(AuthorityFolder()).Answer(DualRequest(), terms)));
+    ASSERT_EQ(kSuccess, Import(Authority(AuthorityFolder()).Answer(DualRequest(), terms)));
     for (const char* const charset : {"UTF-8", "GB18030"}) {
         ASSERT_EQ(kSuccess, key_.UOS_SetCharset(charset, ""));
         char info[1280];

@@ -303,16 +303,6 @@ TEST_F(CommandsTest, FilesThatAreInTheWayOrMissingAreNamed) {
     ExpectFailure("restore nowhere", "there is no file nowhere", cli::ExitStatus::kFile);
 }
 
-TEST_F(CommandsTest, AuthorityThatIsThereOrMissingIsNamed) {
-    const std::string folder = pin_file_ + ".authority";
-    const auto authority = [&](const std::string& arguments) {
-        return RunShell(Program("softca") + " --dir " + folder + " " + arguments + " </dev/null");
-    };
-    ExpectEnd(1, authority("issue"), "softca issue: there is no authority");
-    EXPECT_EQ(0, authority("init").status);
-    ExpectEnd(1, authority("init"), "softca init: there is an authority already");
-}
-
 TEST_F(CommandsTest, FaultOrdersListAndClear) {
     const std::string text = Good("fault VerifyPIN 0x0A000024 --times 2 --after 1 --delay 5");
     EXPECT_NE(std::string::npos, text.find("The PIN is not correct."));
@@ -340,20 +330,6 @@ TEST_F(CommandsTest, WrongUsageHasStatusTwoAndEveryCommandHasHelp) {
                                       "reset", "delete", "backup", "restore"}) {
         EXPECT_FALSE(Good(std::string(command) + " --help").empty());
     }
-}
-
-TEST_F(CommandsTest, TheAuthorityAnswersARequestThatACommandShows) {
-    setenv("ORVAL_SOFTCA_HOME", (Folder() + "/authority").c_str(), 1);
-    EXPECT_EQ(1, RunShell(Program("softca") + " issue </dev/null").status);
-    EXPECT_EQ(0, RunShell(Program("softca") + " init --name 'My Root'").status);
-    EXPECT_EQ(1, RunShell(Program("softca") + " init").status);
-    struct stat status {};
-    ASSERT_EQ(0, stat((Folder() + "/authority/root-sm2.key").c_str(), &status));
-    EXPECT_EQ(0600U, status.st_mode & 0777U);
-    const std::string bad = WriteSecretFile("bad", "AAAA");
-    EXPECT_EQ(1, RunShell(Program("softca") + " issue --in " + bad).status);
-    EXPECT_EQ(4, RunShell(Program("softca") + " issue --in /nonexistent").status);
-    EXPECT_EQ(2, RunShell(Program("softca") + " issue --days 0").status);
 }
 
 TEST_F(CommandsTest, WithSoftkeyMakesPrivateFoldersAndKeepsWhatLiesUnderTmp) {
@@ -389,80 +365,6 @@ TEST_F(CommandsTest, WithSoftkeysHelpFitsTheTerminal) {
             EXPECT_LE(line.size(), width) << line;
         }
     }
-}
-
-class AuthorityTest : public EntriesTest {};
-
-TEST_F(AuthorityTest, TheCommandLineIssuesForEverySeparatedRequest) {
-    setenv("ORVAL_SOFTCA_HOME", (Folder() + "/authority").c_str(), 1);
-    ASSERT_EQ(0, RunShell(Program("softca") + " init").status);
-    // The separator in front is what a batch whose first entry is unused begins with.
-    WriteFile(Folder() + "/request", "||" + DualRequest() + "||" + Request(1, 1) + "\n");
-    const CommandResult result =
-        RunShell(Program("softca") + " issue --subject 'CN=Alice,O=Example,C=CN' --days 10 --in " +
-                 Folder() + "/request --out " + Folder() + "/answer");
-    ASSERT_EQ(0, result.status) << result.output;
-    ASSERT_EQ(kSuccess, Import(ReadFile(Folder() + "/answer")));
-    char name[1024];
-    for (const int32_t selector : {0x21, 0x22, 0x11}) {
-        ASSERT_EQ(kSuccess, key_.GM_GetCertDN(kSerial, selector, 0, name));
-        EXPECT_STREQ("CN=Alice,O=Example,C=CN", name);
-    }
-    const Json shown = Json::parse(RunShell(Program("softkey") + " show --json " + kSerial).output);
-    EXPECT_EQ(3U, shown["key_pairs"].size());
-    EXPECT_NE(std::string::npos,
-              RunShell(Program("softkey") + " show " + kSerial).output.find("CN=Alice"));
-}
-
-TEST_F(AuthorityTest, PemBlocksInARowAreAllAnswered) {
-    const auto pem = [](const std::string& request) {
-        return ToPem(FromBase64Text(request), "CERTIFICATE REQUEST");
-    };
-    ASSERT_EQ(kSuccess, Import(Answer(pem(Request(1, 2)) + pem(Request(2, 1)))));
-    for (const int32_t selector : {0x21, 0x12}) {
-        EXPECT_NE("", CertificatePem(selector));
-    }
-}
-
-TEST_F(AuthorityTest, WhatIsNoRequestIsRefusedAndNotLeftOut) {
-    const std::string request = Request(1, 2);
-    const Bytes der = FromBase64Text(request);
-    const std::string pem = ToPem(der, "CERTIFICATE REQUEST");
-    Bytes longer = der;
-    longer.push_back(0);
-    for (const std::string& text :
-         {pem + "trailing", "leading\n" + pem, pem + request, pem + "-----BEGIN X-----\n",
-          ToBase64(longer), request + "||x"}) {
-        EXPECT_EQ(Code::kData, CodeOfFailure([&] { Answer(text); })) << text;
-    }
-}
-
-TEST_F(AuthorityTest, RequestsOfBothTypesGetBothRoots) {
-    const std::string answer = Answer(Request(1, 2) + "||" + Request(1, 1));
-    WriteFile(Folder() + "/answer", answer);
-    const CommandResult shown =
-        RunShell("base64 -d " + Folder() +
-                 "/answer | openssl pkcs7 -inform DER -print_certs -noout | grep -c subject");
-    EXPECT_EQ("4\n", shown.output);
-}
-
-TEST_F(AuthorityTest, ASubjectsValueThatIsNotAcceptedIsNamedWithItsField) {
-    setenv("ORVAL_SOFTCA_HOME", (Folder() + "/authority").c_str(), 1);
-    ASSERT_EQ(0, RunShell(Program("softca") + " init").status);
-    WriteFile(Folder() + "/request", DualRequest());
-    const CommandResult result =
-        RunShell(Program("softca") + " issue --subject 'CN=Alice,C=China' --in " + Folder() +
-                 "/request 2>&1");
-    EXPECT_EQ(1, result.status);
-    EXPECT_NE(std::string::npos, result.output.find("\"China\" as the name's field C: "))
-        << result.output;
-}
-
-TEST_F(AuthorityTest, ARequestWithAWrongSignatureIsRefused) {
-    Bytes request = FromBase64Text(Request(1, 2));
-    // The last byte of the first public-key coordinate's neighbourhood: anything signed will do.
-    request[request.size() / 2] ^= 1;
-    EXPECT_THROW(Answer(ToBase64(request)), Error);
 }
 
 }  // namespace

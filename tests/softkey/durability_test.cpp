@@ -12,10 +12,10 @@
 #include <random>
 #include <thread>
 
+#include "authority/authority.h"
 #include "slots/slots.h"
 #include "softkey_test.h"
 #include "store/key_store.h"
-#include "tools/authority.h"
 
 namespace softkey::testing {
 namespace {
@@ -196,9 +196,9 @@ class ChangesTest : public DurabilityTest {
         return key_.GM_GetCertDN(kSerial, selector, 0, name) == kSuccess ? name : "none";
     }
     bool Imports(int32_t n) {
-        tools::Authority::Terms terms;
+        Authority::Terms terms;
         terms.subject = "CN=" + std::to_string(n);
-        return Import(tools::Authority(AuthorityFolder()).Answer(DualRequest(), terms)) == kSuccess;
+        return Import(Authority(AuthorityFolder()).Answer(DualRequest(), terms)) == kSuccess;
     }
     // Three writes: the encryption certificate comes last and may still be the one before. Then the
     // import is made again, as a client would: otherwise the next kill could leave one still older.

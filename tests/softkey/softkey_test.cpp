@@ -14,11 +14,11 @@
 #include <memory>
 #include <stdexcept>
 
+#include "authority/authority.h"
 #include "base/encoding.h"
 #include "hold_json.h"
 #include "slots/slots.h"
 #include "store/key_store.h"
-#include "tools/authority.h"
 
 namespace softkey::testing {
 namespace {
@@ -143,11 +143,11 @@ std::string EntriesTest::DualRequest() {
 
 std::string EntriesTest::Answer(const std::string& requests, bool envelope_as_base64) {
     if (!std::filesystem::exists(AuthorityFolder())) {
-        tools::Authority::Create(AuthorityFolder(), "Test Root");
+        Authority::Create(AuthorityFolder(), "Test Root");
     }
-    tools::Authority::Terms terms;
+    Authority::Terms terms;
     terms.envelope_as_base64 = envelope_as_base64;
-    return tools::Authority(AuthorityFolder()).Answer(requests, terms);
+    return Authority(AuthorityFolder()).Answer(requests, terms);
 }
 
 int32_t EntriesTest::WritePkcs7(const std::string& text) {
@@ -252,9 +252,9 @@ CommandResult RunShell(const std::string& command_line) {
         output.append(chunk, count);
     }
     const int status = pclose(pipe);
-    if (command_line.find("softkey") != std::string::npos &&
-        command_line.find(" --json") != std::string::npos) {
-        HoldJson("softkey", output);
+    if (command_line.find(" --json") != std::string::npos) {
+        const bool of_softca = command_line.find("/softca ") != std::string::npos;
+        HoldJson(of_softca ? "softca" : "softkey", output);
     }
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
 }
