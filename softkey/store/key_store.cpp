@@ -62,8 +62,10 @@ SealedMaster ReadSealedMaster(Database database) {
     return {{row.Blob(0), row.Integer(1), row.Integer(2), row.Integer(3)}, row.Blob(4)};
 }
 
-SealedMaster SealMaster(const SecretBytes& pin, const SecretBytes& master, const Bytes& context) {
-    const PinDerivation derivation = PinDerivation::Fresh();
+SealedMaster SealMaster(Kind kind, const SecretBytes& pin, const SecretBytes& master,
+                        const Bytes& context) {
+    const PinDerivation derivation =
+        kind == Kind::kReal ? PinDerivation::Fresh() : PinDerivation::Cheap();
     return {derivation, Seal(DeriveFromPin(pin, derivation), master, context)};
 }
 
@@ -87,13 +89,27 @@ PinState ReadPin(Database& database) {
             pin.Integer(2)};
 }
 
-Bytes NewImage(std::string_view serial, std::string_view label, const SealedMaster& sealed) {
+Kind ReadKind(Database& database) {
+    Statement version(database, "PRAGMA user_version");
+    const int64_t kind = version.Step() ? version.Integer(0) : -1;
+    Require(
+        kind >= static_cast<int64_t>(Kind::kReal) && kind <= static_cast<int64_t>(Kind::kFixture),
+        Code::kStoreDamaged, "the store is of no known kind");
+    return static_cast<Kind>(kind);
+}
+
+void WriteKind(Database& database, Kind kind) {
+    database.Execute(("PRAGMA user_version = " + std::to_string(static_cast<int>(kind))).c_str());
+}
+
+Bytes NewImage(const KeyPlan& plan, const SealedMaster& sealed) {
     Database database("", Database::Mode::kInMemory);
     database.Execute(kSchema);
+    WriteKind(database, plan.kind);
     Statement(database, "INSERT INTO key VALUES(1, ?, ?, ?)")
         .Bind(kFormatVersion)
-        .Bind(serial)
-        .Bind(label)
+        .Bind(plan.serial)
+        .Bind(plan.label)
         .Run();
     WritePin(database, sealed);
     return database.Image();
@@ -128,15 +144,16 @@ void CheckPinForm(const SecretBytes& pin) {
     Require(printable, Code::kPinInvalid, "a PIN consists of printable ASCII characters");
 }
 
-void KeyStore::Create(std::string_view serial, std::string_view label, const SecretBytes& pin) {
-    CheckPinForm(pin);
-    CheckLabel(label);
+void KeyStore::Create(const KeyPlan& plan) {
+    CheckPinForm(plan.pin);
+    CheckLabel(plan.label);
     EnsureHome();
-    const std::string path = KeyPath(serial);
+    const std::string path = KeyPath(plan.serial);
     Require(!Exists(path), Code::kSerialTaken, "a key with this serial number exists");
-    const SealedMaster sealed = SealMaster(pin, RandomSecret(kSealKeyLength), ToBytes(serial));
+    const SealedMaster sealed =
+        SealMaster(plan.kind, plan.pin, RandomSecret(kSealKeyLength), ToBytes(plan.serial));
     DraftFile draft(path);
-    draft.Write(NewImage(serial, label, sealed));
+    draft.Write(NewImage(plan, sealed));
     RemoveJournalsOf(path);
     draft.Publish();
 }
@@ -177,9 +194,10 @@ KeyStore::Snapshot KeyStore::LookAtWhole() const {
 }
 
 KeyStore::Snapshot KeyStore::LookAt(Database& database) {
-    Snapshot snapshot;
+    Snapshot snapshot{};
     Statement key(database, "SELECT label FROM key");
     Require(key.Step(), Code::kStoreDamaged, "the store has no label");
+    snapshot.kind = ReadKind(database);
     snapshot.label = key.Text(0);
     snapshot.pin = ReadPin(database);
     Statement pair(database,
@@ -224,7 +242,7 @@ Unlocked KeyStore::Unlock(const SecretBytes& pin) {
 void KeyStore::ChangePin(const SecretBytes& old_pin, const SecretBytes& new_pin) {
     CheckPinForm(new_pin);
     const Unlocked unlocked = Unlock(old_pin);
-    const SealedMaster sealed = SealMaster(new_pin, unlocked.master, PinContext());
+    const SealedMaster sealed = SealMaster(WhatKind(), new_pin, unlocked.master, PinContext());
     Database database = Connect(Database::Mode::kExisting);
     Transaction transaction(database);
     Require(ReadPin(database).generation == unlocked.generation, Code::kPinIncorrect,
@@ -237,7 +255,7 @@ Unlocked KeyStore::Initialize(std::string_view label, const SecretBytes& new_pin
     CheckPinForm(new_pin);
     CheckLabel(label);
     SecretBytes master = RandomSecret(kSealKeyLength);
-    const SealedMaster sealed = SealMaster(new_pin, master, PinContext());
+    const SealedMaster sealed = SealMaster(WhatKind(), new_pin, master, PinContext());
     Database database = Connect(Database::Mode::kExisting);
     Transaction transaction(database);
     database.Execute("DELETE FROM pairs; DELETE FROM data;");

@@ -34,6 +34,20 @@ struct PinState {
     int64_t generation;  // another number after each change of the PIN or of the key it protects
 };
 
+// What a key is worth. Decided when it is made, for good; stands in the store's user_version.
+enum class Kind : int {
+    kReal = 0,
+    kFixture = 1,  // for tests: its PIN is derived cheaply, so that it protects nothing
+};
+
+// A key that is to be made.
+struct KeyPlan {
+    std::string serial;
+    std::string label;
+    SecretBytes pin;
+    Kind kind = Kind::kReal;
+};
+
 // What a verified PIN gives: the key under which the private keys are sealed.
 struct Unlocked {
     SecretBytes master;
@@ -60,7 +74,7 @@ struct StoredPair {
 class KeyStore {
  public:
     // Makes the file under its final name in one step; a key is never seen half made.
-    static void Create(std::string_view serial, std::string_view label, const SecretBytes& pin);
+    static void Create(const KeyPlan& plan);
 
     explicit KeyStore(std::string_view serial);
 
@@ -75,6 +89,7 @@ class KeyStore {
 
     // What a key is used by, as it is at one moment.
     struct Snapshot {
+        Kind kind;
         std::string label;
         PinState pin;
         std::vector<StoredPair> pairs;
@@ -97,6 +112,8 @@ class KeyStore {
 
     // Erases key pairs, certificates and data items and sets a new PIN with all its tries.
     Unlocked Initialize(std::string_view label, const SecretBytes& new_pin);
+
+    Kind WhatKind() const { return Look()->kind; }
 
     std::string Label() const { return Look()->label; }
     void SetLabel(std::string_view label);

@@ -39,12 +39,20 @@ KeySummary Summarize(const std::string& serial) {
     return {serial, KeyStore(serial).LookAtWhole(), FindIn(Slots::Present(), serial)};
 }
 
-void New(const std::string& chosen_serial, const std::string& label, const std::string& pin_file,
-         bool as_json) {
-    const std::string serial = chosen_serial.empty() ? FreshSerial() : chosen_serial;
+struct NewOptions {
+    std::string serial;
+    std::string label;
+    std::string pin_file;
+    bool fixture = false;
+    bool json = false;
+};
+
+void New(const NewOptions& options) {
+    const std::string serial = options.serial.empty() ? FreshSerial() : options.serial;
     static_cast<void>(KeyPath(serial));  // Refuses a malformed one before a PIN is asked for.
-    KeyStore::Create(serial, label, ObtainNewPin(pin_file));
-    if (as_json) {
+    KeyStore::Create({serial, options.label, ObtainNewPin(options.pin_file),
+                      options.fixture ? Kind::kFixture : Kind::kReal});
+    if (options.json) {
         ShowBriefAsJson(Summarize(serial));
     } else {
         Say(serial);
@@ -176,15 +184,10 @@ cli::Source SerialNumbers(Which which) {
 }
 
 void AddNew(cli::Command& program) {
-    struct Options {
-        std::string serial, label, pin_file;
-        bool json = false;
-    };
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<NewOptions>();
     cli::Command command = program.AddCommand(
         "new", "Make a key. Prints its serial number; the PIN is asked for on the terminal.",
-        Doing(
-            [options] { New(options->serial, options->label, options->pin_file, options->json); }));
+        Doing([options] { New(*options); }));
     command.Add("--label", options->label, "A name for people: UTF-8, at most 255 bytes");
     command
         .Add("--serial", options->serial,
@@ -192,6 +195,8 @@ void AddNew(cli::Command& program) {
         .Checked(cli::CheckSerialNumber);
     command.Add("--pin-file", options->pin_file,
                 "Take the PIN from the first line of this file (mode 0600)");
+    command.AddFlag("--fixture", options->fixture,
+                    "A key for tests: its PIN takes no time, as it protects nothing; for good");
     command.AddFlag("--json", options->json, "Print JSON");
 }
 

@@ -42,9 +42,19 @@ std::string PinText(const PinState& pin) {
     return cli::Say("{1} of {2} tries left", pin.tries_left, pin.tries_maximum);
 }
 
+bool IsFixture(const KeySummary& summary) {
+    return summary.key.kind != Kind::kReal;
+}
+
+std::string PinCell(const KeySummary& summary) {
+    const std::string pin = PinText(summary.key.pin);
+    return IsFixture(summary) ? cli::Say("{1} (fixture)", pin) : pin;
+}
+
 Json PlaceJson(const std::string& serial, const std::optional<PluggedKey>& plugged) {
     Json json{{"serial_number", serial}, {"label", nullptr},      {"plugged", plugged.has_value()},
-              {"slot", nullptr},         {"tries_left", nullptr}, {"tries_at_most", nullptr}};
+              {"slot", nullptr},         {"tries_left", nullptr}, {"tries_at_most", nullptr},
+              {"fixture", nullptr}};
     if (plugged) {
         json["slot"] = plugged->slot;
     }
@@ -56,6 +66,7 @@ Json SummaryJson(const KeySummary& summary) {
     json["label"] = summary.key.label;
     json["tries_left"] = summary.key.pin.tries_left;
     json["tries_at_most"] = summary.key.pin.tries_maximum;
+    json["fixture"] = IsFixture(summary);
     return json;
 }
 
@@ -99,6 +110,9 @@ void ShowAsText(const KeySummary& summary) {
         {cli::Mark("Label"), summary.key.label},
         {cli::Mark("Plugged"), plugged ? cli::Say("yes, slot {1}", plugged->slot) : cli::Say("no")},
         {cli::Mark("PIN"), PinText(summary.key.pin)}};
+    if (IsFixture(summary)) {
+        fields.emplace_back(cli::Mark("Kind"), cli::Say("fixture, protects nothing"));
+    }
     if (plugged) {
         fields.emplace_back(cli::Mark("PIN source"), PinSourceText(plugged->source));
     }
@@ -145,7 +159,7 @@ void ShowAsText(const std::vector<ListedKey>& keys) {
     rows.reserve(keys.size());
     for (const ListedKey& key : keys) {
         rows.push_back({key.serial, key.plugged ? std::to_string(key.plugged->slot) : "-",
-                        key.summary ? PinText(key.summary->key.pin) : cli::Say("unusable"),
+                        key.summary ? PinCell(*key.summary) : cli::Say("unusable"),
                         key.summary ? key.summary->key.label : ""});
     }
     if (rows.empty()) {

@@ -51,6 +51,9 @@ class CommandsTest : public SoftKeyTest {
     }
 
     std::string NewKey(const std::string& options = "") {
+        return NewRealKey("--fixture " + options);
+    }
+    std::string NewRealKey(const std::string& options = "") {
         std::string serial = Good("new --pin-file " + pin_file_ + " " + options);
         serial.pop_back();
         return serial;
@@ -96,8 +99,9 @@ TEST(RunProgramTest, NoFileTakesThePlaceOfAClosedStream) {
 }
 
 TEST_F(CommandsTest, NewPrintsTheSerialNumberOfAKeyWithThatPin) {
-    const std::string serial = NewKey("--label Alice");
+    const std::string serial = NewRealKey("--label Alice");
     ASSERT_EQ(16U, serial.size());
+    EXPECT_EQ(Kind::kReal, KeyStore(serial).WhatKind());
     EXPECT_EQ("Alice", KeyStore(serial).Label());
     EXPECT_NO_THROW(KeyStore(serial).Unlock(ToSecret(kPin)));
     EXPECT_EQ(kSerial, NewKey(std::string("--serial ") + kSerial));
@@ -185,6 +189,34 @@ TEST_F(CommandsTest, AnUnattendedSourceConfirmsUnlessToldOtherwise) {
     EXPECT_EQ(Confirmation::kAlways, plugged("--pin-file " + pin_file_));
     EXPECT_EQ(Confirmation::kNever, plugged("--confirm never --pin-file " + pin_file_));
     EXPECT_EQ(Confirmation::kDialog, plugged("--confirm dialog --pin-fd 9"));
+}
+
+TEST_F(CommandsTest, AFixtureIsMarkedWhereverItShowsAndStaysOne) {
+    const std::string real = NewRealKey();
+    const std::string fixture = NewKey();
+    const auto expect_marked = [&] {
+        EXPECT_EQ(true, Json::parse(Good("show --json " + fixture))["fixture"]);
+        EXPECT_EQ(false, Json::parse(Good("show --json " + real))["fixture"]);
+        for (const Json& key : Json::parse(Good("list --json"))["keys"]) {
+            EXPECT_EQ(key["serial_number"] == fixture, key["fixture"]);
+        }
+        for (const std::string& line : Split(Good("list"), "\n")) {
+            EXPECT_EQ(line.find(fixture) == 0,
+                      line.find("6 of 6 tries left (fixture)") != std::string::npos)
+                << line;
+        }
+    };
+    expect_marked();
+    EXPECT_NE(std::string::npos, Good("show " + fixture).find("fixture, protects nothing\n"));
+    EXPECT_EQ(std::string::npos, Good("show " + real).find("fixture"));
+    Good("pin " + fixture + " --pin-file " + pin_file_);
+    Good("pin " + real + " --pin-file " + pin_file_);
+    expect_marked();
+    Good("reset --yes " + fixture + " --pin-file " + pin_file_);
+    Good("reset --yes " + real + " --pin-file " + pin_file_);
+    expect_marked();
+    EXPECT_EQ(true, Json::parse(Good("new --fixture --json --pin-file " + pin_file_))["fixture"]);
+    EXPECT_EQ(false, Json::parse(Good("new --json --pin-file " + pin_file_))["fixture"]);
 }
 
 TEST_F(CommandsTest, PinChangesAndChecksThePin) {
