@@ -1,5 +1,8 @@
 #include "store/key_store.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -9,6 +12,7 @@
 #include "base/process_lock.h"
 #include "cli/words.h"
 #include "crypto/sealing.h"
+#include "crypto/seeds.h"
 #include "store/home.h"
 #include "store/last_look.h"
 
@@ -32,6 +36,11 @@ CREATE TABLE pairs(
 CREATE UNIQUE INDEX one_certificate ON pairs(usage, type) WHERE certificate IS NOT NULL;
 CREATE TABLE data(item INTEGER PRIMARY KEY, text TEXT NOT NULL);
 )sql";
+
+// Of seeded keys alone. drawn: how many key pairs have been made.
+constexpr char kSeedSchema[] =
+    "CREATE TABLE seed(id INTEGER PRIMARY KEY CHECK(id = 1), bytes BLOB NOT NULL, "
+    "drawn INTEGER NOT NULL)";
 
 int64_t FreshGeneration() {
     const Bytes random = RandomBytes(sizeof(int64_t));
@@ -89,12 +98,15 @@ PinState ReadPin(Database& database) {
             pin.Integer(2)};
 }
 
+bool IsKind(int64_t number) {
+    return number >= static_cast<int64_t>(Kind::kReal) &&
+           number <= static_cast<int64_t>(Kind::kSeeded);
+}
+
 Kind ReadKind(Database& database) {
     Statement version(database, "PRAGMA user_version");
     const int64_t kind = version.Step() ? version.Integer(0) : -1;
-    Require(
-        kind >= static_cast<int64_t>(Kind::kReal) && kind <= static_cast<int64_t>(Kind::kFixture),
-        Code::kStoreDamaged, "the store is of no known kind");
+    Require(IsKind(kind), Code::kStoreDamaged, "the store is of no known kind");
     return static_cast<Kind>(kind);
 }
 
@@ -106,6 +118,12 @@ Bytes NewImage(const KeyPlan& plan, const SealedMaster& sealed) {
     Database database("", Database::Mode::kInMemory);
     database.Execute(kSchema);
     WriteKind(database, plan.kind);
+    if (plan.kind == Kind::kSeeded) {
+        database.Execute(kSeedSchema);
+        Statement(database, "INSERT INTO seed VALUES(1, ?, 0)")
+            .Bind(Bytes(plan.seed.begin(), plan.seed.end()))
+            .Run();
+    }
     Statement(database, "INSERT INTO key VALUES(1, ?, ?, ?)")
         .Bind(kFormatVersion)
         .Bind(plan.serial)
@@ -136,6 +154,27 @@ void CheckLabel(std::string_view label) {
 
 }  // namespace
 
+std::optional<Kind> KindOfFile(const std::string& path) {
+    // The database header has 100 bytes: in front what it is, at 60 the user_version, with the most
+    // significant byte first.
+    constexpr std::string_view kMagic("SQLite format 3", 16);  // no message
+    constexpr size_t kPlace = 60;
+    Bytes header(100);
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    const ssize_t count = file < 0 ? -1 : pread(file, header.data(), header.size(), 0);
+    if (file >= 0) {
+        close(file);
+    }
+    if (count != static_cast<ssize_t>(header.size()) || AsText(header).substr(0, 16) != kMagic) {
+        return std::nullopt;
+    }
+    int64_t kind = 0;
+    for (size_t i = kPlace; i < kPlace + 4; ++i) {
+        kind = kind << 8 | header[i];
+    }
+    return IsKind(kind) ? std::optional<Kind>(static_cast<Kind>(kind)) : std::nullopt;
+}
+
 void CheckPinForm(const SecretBytes& pin) {
     Require(pin.size() >= kMinimumPinLength && pin.size() <= kMaximumPinLength, Code::kPinLength,
             "a PIN has 6 to 16 characters");
@@ -145,17 +184,27 @@ void CheckPinForm(const SecretBytes& pin) {
 }
 
 void KeyStore::Create(const KeyPlan& plan) {
-    CheckPinForm(plan.pin);
-    CheckLabel(plan.label);
+    CreateAll({plan});
+}
+
+void KeyStore::CreateAll(const std::vector<KeyPlan>& plans) {
+    for (const KeyPlan& plan : plans) {
+        CheckPinForm(plan.pin);
+        CheckLabel(plan.label);
+        Require(!Exists(KeyPath(plan.serial)), Code::kSerialTaken,
+                "a key with this serial number exists");
+    }
     EnsureHome();
-    const std::string path = KeyPath(plan.serial);
-    Require(!Exists(path), Code::kSerialTaken, "a key with this serial number exists");
-    const SealedMaster sealed =
-        SealMaster(plan.kind, plan.pin, RandomSecret(kSealKeyLength), ToBytes(plan.serial));
-    DraftFile draft(path);
-    draft.Write(NewImage(plan, sealed));
-    RemoveJournalsOf(path);
-    draft.Publish();
+    std::vector<std::unique_ptr<DraftFile>> drafts;
+    for (const KeyPlan& plan : plans) {
+        const std::string path = KeyPath(plan.serial);
+        const SealedMaster sealed =
+            SealMaster(plan.kind, plan.pin, RandomSecret(kSealKeyLength), ToBytes(plan.serial));
+        drafts.push_back(std::make_unique<DraftFile>(path));
+        drafts.back()->Write(NewImage(plan, sealed), DraftFile::Sync::kLater);
+        RemoveJournalsOf(path);
+    }
+    DraftFile::PublishAll(drafts);
 }
 
 KeyStore::KeyStore(std::string_view serial) : path_(KeyPath(serial)), serial_(serial) {}
@@ -290,6 +339,21 @@ void KeyStore::SetData(int32_t index, std::string_view text) {
         .Bind(static_cast<int64_t>(index))
         .Bind(text)
         .Run();
+}
+
+KeyPair KeyStore::NewPair(KeyType type) {
+    if (WhatKind() != Kind::kSeeded) {
+        return KeyPair::Generate(type);
+    }
+    Database database = Connect(Database::Mode::kExisting);
+    Transaction transaction(database);
+    Statement(database, "UPDATE seed SET drawn = drawn + 1").Run();
+    Statement seed(database, "SELECT bytes, drawn FROM seed");
+    Require(seed.Step(), Code::kStoreDamaged, "the store has no seed");
+    const Bytes bytes = seed.Blob(0);
+    const int64_t number = seed.Integer(1);
+    transaction.Commit();
+    return PairOfSeed(SecretBytes(bytes.begin(), bytes.end()), type, number);
 }
 
 void KeyStore::AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair) {

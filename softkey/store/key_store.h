@@ -38,7 +38,12 @@ struct PinState {
 enum class Kind : int {
     kReal = 0,
     kFixture = 1,  // for tests: its PIN is derived cheaply, so that it protects nothing
+    kSeeded = 2,   // a fixture whose key pairs a seed decides
 };
+
+// The kind of a key's file, by its first bytes alone; nothing for what is no key's file. Not for a
+// process that has the file open: closing it here takes SQLite's locks away.
+std::optional<Kind> KindOfFile(const std::string& path);
 
 // A key that is to be made.
 struct KeyPlan {
@@ -46,6 +51,7 @@ struct KeyPlan {
     std::string label;
     SecretBytes pin;
     Kind kind = Kind::kReal;
+    SecretBytes seed{};  // of a seeded key: what its key pairs are made from
 };
 
 // What a verified PIN gives: the key under which the private keys are sealed.
@@ -75,6 +81,9 @@ class KeyStore {
  public:
     // Makes the file under its final name in one step; a key is never seen half made.
     static void Create(const KeyPlan& plan);
+
+    // Makes many, in little more time than their files need. All are on the disk when it returns.
+    static void CreateAll(const std::vector<KeyPlan>& plans);
 
     explicit KeyStore(std::string_view serial);
 
@@ -122,6 +131,10 @@ class KeyStore {
     void SetData(int32_t index, std::string_view text);
 
     std::vector<StoredPair> Pairs() const { return Look()->pairs; }
+
+    // A new pair for a request, which is not kept yet. A seeded key's are the same on every
+    // machine, in their order; each is made once.
+    KeyPair NewPair(KeyType type);
 
     // Keeps a new pair, sealed. A pair that is kept already stays as it is.
     void AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair);

@@ -6,10 +6,8 @@
 #include <memory>
 #include <optional>
 
-#include "base/encoding.h"
 #include "cli/checks.h"
 #include "cli/words.h"
-#include "crypto/sealing.h"
 #include "pin/pin_source.h"
 #include "slots/slots.h"
 #include "store/home.h"
@@ -24,11 +22,6 @@ namespace {
 constexpr char kDamagedRecord[] =
     "the record of what is plugged is damaged; no key counts as plugged";
 
-std::string FreshSerial() {
-    // "OR" and 14 hexadecimal digits: nobody takes it for the number of a real key.
-    return "OR" + ToHex(RandomBytes(7));
-}
-
 std::optional<PluggedKey> FindIn(const Slots::Snapshot& slots, const std::string& serial) {
     const PluggedKey* const key = slots.Find(serial);
     return key == nullptr ? std::nullopt : std::optional<PluggedKey>(*key);
@@ -37,26 +30,6 @@ std::optional<PluggedKey> FindIn(const Slots::Snapshot& slots, const std::string
 KeySummary Summarize(const std::string& serial) {
     Require(Exists(KeyPath(serial)), Code::kNoSuchKey, "no key has this serial number");
     return {serial, KeyStore(serial).LookAtWhole(), FindIn(Slots::Present(), serial)};
-}
-
-struct NewOptions {
-    std::string serial;
-    std::string label;
-    std::string pin_file;
-    bool fixture = false;
-    bool json = false;
-};
-
-void New(const NewOptions& options) {
-    const std::string serial = options.serial.empty() ? FreshSerial() : options.serial;
-    static_cast<void>(KeyPath(serial));  // Refuses a malformed one before a PIN is asked for.
-    KeyStore::Create({serial, options.label, ObtainNewPin(options.pin_file),
-                      options.fixture ? Kind::kFixture : Kind::kReal});
-    if (options.json) {
-        ShowBriefAsJson(Summarize(serial));
-    } else {
-        Say(serial);
-    }
 }
 
 // The advice names the key: it stands among others.
@@ -181,23 +154,6 @@ cli::Source SerialNumbers(Which which) {
             return cli::Candidates();  // who types is not told of it; the command itself will be
         }
     };
-}
-
-void AddNew(cli::Command& program) {
-    const auto options = std::make_shared<NewOptions>();
-    cli::Command command = program.AddCommand(
-        "new", "Make a key. Prints its serial number; the PIN is asked for on the terminal.",
-        Doing([options] { New(*options); }));
-    command.Add("--label", options->label, "A name for people: UTF-8, at most 255 bytes");
-    command
-        .Add("--serial", options->serial,
-             "Serial number: 16 capital letters and digits (default: a fresh one)")
-        .Checked(cli::CheckSerialNumber);
-    command.Add("--pin-file", options->pin_file,
-                "Take the PIN from the first line of this file (mode 0600)");
-    command.AddFlag("--fixture", options->fixture,
-                    "A key for tests: its PIN takes no time, as it protects nothing; for good");
-    command.AddFlag("--json", options->json, "Print JSON");
 }
 
 void AddList(cli::Command& program) {

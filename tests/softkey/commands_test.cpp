@@ -196,6 +196,7 @@ TEST_F(CommandsTest, AFixtureIsMarkedWhereverItShowsAndStaysOne) {
     const std::string fixture = NewKey();
     const auto expect_marked = [&] {
         EXPECT_EQ(true, Json::parse(Good("show --json " + fixture))["fixture"]);
+        EXPECT_EQ(false, Json::parse(Good("show --json " + fixture))["seeded"]);
         EXPECT_EQ(false, Json::parse(Good("show --json " + real))["fixture"]);
         for (const Json& key : Json::parse(Good("list --json"))["keys"]) {
             EXPECT_EQ(key["serial_number"] == fixture, key["fixture"]);
@@ -217,6 +218,24 @@ TEST_F(CommandsTest, AFixtureIsMarkedWhereverItShowsAndStaysOne) {
     expect_marked();
     EXPECT_EQ(true, Json::parse(Good("new --fixture --json --pin-file " + pin_file_))["fixture"]);
     EXPECT_EQ(false, Json::parse(Good("new --json --pin-file " + pin_file_))["fixture"]);
+}
+
+TEST_F(CommandsTest, NewMakesAsManyKeysAsAreAskedFor) {
+    // More than are made at once.
+    const Json made = Json::parse(
+        Good("new --seed many --label Teller --count 300 --json --pin-file " + pin_file_));
+    ASSERT_EQ(300U, made["keys"].size());
+    EXPECT_EQ(300U, AllSerials().size());
+    for (const size_t number : {size_t{1}, size_t{300}}) {
+        const std::string serial = made["keys"][number - 1]["serial_number"];
+        EXPECT_EQ("Teller " + std::to_string(number), KeyStore(serial).Label());
+        EXPECT_EQ(true, Json::parse(Good("show --json " + serial))["seeded"]);
+        EXPECT_NO_THROW(KeyStore(serial).Unlock(ToSecret(kPin)));
+    }
+    EXPECT_EQ(2U, Split(Good("new --fixture --count 1 --pin-file " + pin_file_), "\n").size());
+    ExpectUsageError("new --count 0", "--count takes a whole number");
+    ExpectUsageError(std::string("new --count 2 --serial ") + kSerial, "exclude each other");
+    ExpectUsageError("new --seed ''", "");
 }
 
 TEST_F(CommandsTest, PinChangesAndChecksThePin) {
