@@ -14,6 +14,7 @@
 #include "store/key_store.h"
 #include "tools/console.h"
 #include "tools/key_views.h"
+#include "tools/listing.h"
 #include "tools/program.h"
 
 namespace softkey::tools {
@@ -32,36 +33,11 @@ KeySummary Summarize(const std::string& serial) {
     return {serial, KeyStore(serial).LookAtWhole(), FindIn(Slots::Present(), serial)};
 }
 
-// The advice names the key: it stands among others.
-Error AboutKey(const std::string& serial, const Error& error) {
-    constexpr std::string_view kPlaceholder = "SERIAL";
-    std::string advice = AdviceFor(error);
-    const size_t place = advice.find(kPlaceholder);
-    if (place != std::string::npos) {
-        advice.replace(place, kPlaceholder.size(), serial);
-    }
-    return Error(error.code(), error.what(), advice);
-}
-
-ListedKey LookAtListed(const std::string& serial, const Slots::Snapshot& slots) {
-    ListedKey listed{serial, FindIn(slots, serial), std::nullopt, std::nullopt};
-    try {
-        listed.summary = KeySummary{serial, KeyStore(serial).LookAtWhole(), listed.plugged};
-    } catch (const Error& error) {
-        listed.problem = AboutKey(serial, error);
-    }
-    return listed;
-}
-
 // True when all that there is could be listed as it is.
 bool List(bool as_json) {
     const std::vector<std::string> serials = AllSerials();
     const Slots::Snapshot slots = Slots::Present();
-    std::vector<ListedKey> keys;
-    keys.reserve(serials.size());
-    for (const std::string& serial : serials) {
-        keys.push_back(LookAtListed(serial, slots));
-    }
+    const std::vector<ListedKey> keys = LookAtAll(serials, slots);
     if (as_json) {
         ShowAsJson(keys);
     } else {
@@ -134,11 +110,10 @@ void Unplug(const std::string& serial) {
 cli::Candidates OfferKeys(Which which) {
     cli::Candidates candidates;
     const Slots::Snapshot slots = Slots::Present();
-    for (const std::string& serial : AllSerials()) {
-        const ListedKey listed = LookAtListed(serial, slots);
+    for (const ListedKey& listed : LookAtAll(AllSerials(), slots)) {
         if (which == Which::kAll || (which == Which::kPlugged) == listed.plugged.has_value()) {
             candidates.push_back(
-                {serial, listed.summary ? listed.summary->key.label : cli::Say("unusable")});
+                {listed.serial, listed.summary ? listed.summary->key.label : cli::Say("unusable")});
         }
     }
     return candidates;

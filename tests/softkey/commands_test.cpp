@@ -232,6 +232,18 @@ TEST_F(CommandsTest, NewMakesAsManyKeysAsAreAskedFor) {
         EXPECT_EQ(true, Json::parse(Good("show --json " + serial))["seeded"]);
         EXPECT_NO_THROW(KeyStore(serial).Unlock(ToSecret(kPin)));
     }
+    // So many are read by several processes.
+    const std::vector<std::string> serials = AllSerials();
+    for (const size_t damaged : {size_t{7}, size_t{290}}) WriteFile(KeyPath(serials[damaged]), "x");
+    const CommandResult listed = SoftKey("list --json 2>/dev/null");
+    EXPECT_EQ(4, listed.status);
+    const Json keys = Json::parse(listed.output)["keys"];
+    ASSERT_EQ(serials.size(), keys.size());
+    for (size_t i = 0; i < serials.size(); ++i) {
+        EXPECT_EQ(serials[i], keys[i]["serial_number"]);
+        EXPECT_EQ(i == 7 || i == 290, keys[i]["label"].is_null()) << keys[i];
+        EXPECT_EQ(i == 7 || i == 290, keys[i]["next"].is_string()) << keys[i];
+    }
     EXPECT_EQ(2U, Split(Good("new --fixture --count 1 --pin-file " + pin_file_), "\n").size());
     ExpectUsageError("new --count 0", "--count takes a whole number");
     ExpectUsageError(std::string("new --count 2 --serial ") + kSerial, "exclude each other");
