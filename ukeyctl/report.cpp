@@ -6,8 +6,7 @@
 #include "cli/json.h"
 #include "cli/printable.h"
 #include "cli/words.h"
-#include "codes/catalogue.h"
-#include "codes/notation.h"
+#include "codes/failures.h"
 
 namespace {
 
@@ -74,23 +73,6 @@ std::string WithLineEnd(std::string text) {
     return text;
 }
 
-Json EncodeFailure(const cli::Failure& failure) {
-    Json error = {{"status", static_cast<int>(failure.status)},
-                  {"class", cli::NameOf(failure.status)},
-                  {"what", failure.what},
-                  {"why", failure.why},
-                  {"next", failure.next}};
-    if (failure.code) {
-        const codes::Row* const known = codes::Find(*failure.code);
-        error["function"] = failure.function;
-        error["code"] = *failure.code;
-        error["hex"] = codes::Hexadecimal(*failure.code);
-        error["name"] =
-            known != nullptr && known->name != nullptr ? Json(known->name) : Json(nullptr);
-    }
-    return error;
-}
-
 }  // namespace
 
 void Report::Add(const std::string& key, const std::string& label, Value value) {
@@ -151,7 +133,7 @@ std::string Report::ForScripts(const std::string& verb, const cli::Failure* fail
         }
     }
     if (failure != nullptr) {
-        object["error"] = EncodeFailure(*failure);
+        object["error"] = codes::ErrorJson(*failure);
     }
     return cli::JsonLine(object);
 }

@@ -108,7 +108,7 @@ DraftFile::~DraftFile() {
     close(file_);
 }
 
-void DraftFile::Write(const Bytes& bytes) {
+void DraftFile::Write(const Bytes& bytes, Sync sync) {
     const unsigned char* next = bytes.data();
     const unsigned char* const end = next + bytes.size();
     while (next != end) {
@@ -118,12 +118,18 @@ void DraftFile::Write(const Bytes& bytes) {
         }
         next += written;
     }
+    if (sync == Sync::kNow) {
+        SyncBytes();
+    }
+}
+
+void DraftFile::SyncBytes() const {
     if (fsync(file_) != 0) {
         FailWithFile(errno, path_);
     }
 }
 
-void DraftFile::Publish() {
+void DraftFile::Link() const {
     // A hard link, unlike a rename, never replaces what is there already.
     if (link(path_.c_str(), final_path_.c_str()) != 0) {
         const int reason = errno;
@@ -132,7 +138,24 @@ void DraftFile::Publish() {
         }
         FailWithFile(reason, final_path_);
     }
+}
+
+void DraftFile::Publish() {
+    Link();
     SyncFolder(FolderOf(final_path_));
+}
+
+void DraftFile::PublishAll(const std::vector<std::unique_ptr<DraftFile>>& drafts) {
+    if (drafts.empty()) {
+        return;
+    }
+    for (const auto& draft : drafts) {
+        draft->SyncBytes();
+    }
+    for (const auto& draft : drafts) {
+        draft->Link();
+    }
+    SyncFolder(FolderOf(drafts.front()->final_path_));
 }
 
 void DraftFile::Replace() {

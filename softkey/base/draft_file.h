@@ -1,8 +1,10 @@
 #ifndef SOFTKEY_BASE_DRAFT_FILE_H
 #define SOFTKEY_BASE_DRAFT_FILE_H
 
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/error.h"
 #include "base/secret.h"
@@ -26,16 +28,24 @@ class DraftFile {
     DraftFile(const DraftFile&) = delete;
     DraftFile& operator=(const DraftFile&) = delete;
 
-    // Once. The bytes are on the disk when it returns.
-    void Write(const Bytes& bytes);
+    // Once. The bytes are on the disk when it returns; with Sync::kLater when they are published
+    // with others.
+    enum class Sync { kNow, kLater };
+    void Write(const Bytes& bytes, Sync sync = Sync::kNow);
 
     // Each gives the file its name in one step. Publish throws kSerialTaken when something has that
     // name; Replace takes its place.
     void Publish();
     void Replace();
 
+    // Publishes files of one folder, which costs little more than publishing one. Until it returns
+    // a sudden end of the machine may leave any of them out.
+    static void PublishAll(const std::vector<std::unique_ptr<DraftFile>>& drafts);
+
  private:
     void Make();
+    void SyncBytes() const;
+    void Link() const;
 
     std::string final_path_;
     std::string path_;

@@ -3,6 +3,7 @@
 #include <openssl/asn1t.h>
 #include <openssl/core_names.h>
 #include <openssl/param_build.h>
+#include <openssl/rsa.h>
 
 #include <cstring>
 #include <utility>
@@ -101,15 +102,19 @@ ssl::Key FromParameters(const char* type, OSSL_PARAM_BLD* builder, int selection
     return ssl::Key(key);
 }
 
-ssl::Key ReadRsa(const unsigned char* der, long length) {
-    const RsaParts parts(d2i_RsaPrivateKey(nullptr, &der, length));
-    Check(parts != nullptr, "RSA private key", Code::kStoreDamaged);
+ssl::Key RsaFromParts(const RsaParts& parts) {
     const ParameterBuilder builder(OSSL_PARAM_BLD_new());
     for (const auto& [name, number] : kRsaNumbers) {
         Check(OSSL_PARAM_BLD_push_BN(builder.get(), name, parts.get()->*number) == 1,
               "RSA private key");
     }
     return FromParameters("RSA", builder.get(), EVP_PKEY_KEYPAIR);
+}
+
+ssl::Key ReadRsa(const unsigned char* der, long length) {
+    const RsaParts parts(d2i_RsaPrivateKey(nullptr, &der, length));
+    Check(parts != nullptr, "RSA private key", Code::kStoreDamaged);
+    return RsaFromParts(parts);
 }
 
 ssl::Key ReadSm2(const unsigned char* der, long length) {
@@ -218,6 +223,32 @@ ssl::Key Sm2FromParts(const BIGNUM* scalar, const Bytes& uncompressed_point) {
     }
     return FromParameters("SM2", builder.get(),
                           scalar == nullptr ? EVP_PKEY_PUBLIC_KEY : EVP_PKEY_KEYPAIR);
+}
+
+ssl::Key RsaFromPrimes(const BIGNUM* p, const BIGNUM* q) {
+    const RsaParts parts(RsaPrivateKey_new());
+    const ssl::Owner<BN_CTX, BN_CTX_free> workspace(BN_CTX_secure_new());
+    const ssl::Number p_less(BN_dup(p));
+    const ssl::Number q_less(BN_dup(q));
+    const ssl::Number common(BN_secure_new());
+    const ssl::Number order(BN_secure_new());
+    Check(parts != nullptr && workspace != nullptr && p_less != nullptr && q_less != nullptr &&
+              common != nullptr && order != nullptr,
+          "RSA key");
+    BN_CTX* const space = workspace.get();
+    // d undoes e modulo the least common multiple of p - 1 and q - 1 (RFC 8017).
+    Check(BN_copy(parts->p, p) != nullptr && BN_copy(parts->q, q) != nullptr &&
+              BN_set_word(parts->e, RSA_F4) == 1 && BN_mul(parts->n, p, q, space) == 1 &&
+              BN_sub_word(p_less.get(), 1) == 1 && BN_sub_word(q_less.get(), 1) == 1 &&
+              BN_gcd(common.get(), p_less.get(), q_less.get(), space) == 1 &&
+              BN_mul(order.get(), p_less.get(), q_less.get(), space) == 1 &&
+              BN_div(order.get(), nullptr, order.get(), common.get(), space) == 1 &&
+              BN_mod_inverse(parts->d, parts->e, order.get(), space) != nullptr &&
+              BN_nnmod(parts->dp, parts->d, p_less.get(), space) == 1 &&
+              BN_nnmod(parts->dq, parts->d, q_less.get(), space) == 1 &&
+              BN_mod_inverse(parts->q_inverse, q, p, space) != nullptr,
+          "RSA key");
+    return RsaFromParts(parts);
 }
 
 SecretBytes Sm2ScalarOf(const EVP_PKEY* key) {

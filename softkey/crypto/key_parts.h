@@ -20,6 +20,9 @@ struct SecretTraces {
 // Without `scalar` the public half alone. Throws kData when the point is not on the curve.
 ssl::Key Sm2FromParts(const BIGNUM* scalar, const Bytes& uncompressed_point);
 
+// With the exponent 65537, for which both primes must do; p is the larger.
+ssl::Key RsaFromPrimes(const BIGNUM* p, const BIGNUM* q);
+
 SecretBytes Sm2ScalarOf(const EVP_PKEY* key);
 Bytes Sm2PointOf(const EVP_PKEY* key);
 

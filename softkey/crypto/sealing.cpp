@@ -18,6 +18,9 @@ constexpr size_t kTagLength = 16;
 constexpr int64_t kScryptCost = 1 << 15;
 constexpr int64_t kScryptBlockSize = 8;
 constexpr int64_t kScryptParallel = 1;
+// The least that scrypt allows.
+constexpr int64_t kCheapCost = 2;
+constexpr int64_t kCheapBlockSize = 1;
 constexpr uint64_t kScryptMemoryLimit = 256ULL << 20;
 
 using ssl::Check;
@@ -36,6 +39,10 @@ ssl::CipherContext NewCipher() {
 
 PinDerivation PinDerivation::Fresh() {
     return {RandomBytes(kSaltLength), kScryptCost, kScryptBlockSize, kScryptParallel};
+}
+
+PinDerivation PinDerivation::Cheap() {
+    return {RandomBytes(kSaltLength), kCheapCost, kCheapBlockSize, kScryptParallel};
 }
 
 SecretBytes DeriveFromPin(const SecretBytes& pin, const PinDerivation& derivation) {

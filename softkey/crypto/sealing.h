@@ -20,6 +20,9 @@ struct PinDerivation {
     int64_t parallel;    // p
 
     static PinDerivation Fresh();
+
+    // Costs nothing, nor does guessing a PIN behind it: for keys that protect nothing.
+    static PinDerivation Cheap();
 };
 
 SecretBytes DeriveFromPin(const SecretBytes& pin, const PinDerivation& derivation);

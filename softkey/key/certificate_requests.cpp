@@ -42,7 +42,7 @@ std::string CreateRequest(Device& device, const RequestOrder& order) {
     Require(!dual || type == KeyType::kSm2, Code::kSelector,
             "signing and encryption certificates in one request need KeyType 2 (SM2)");
     const Unlocked& unlocked = device.Authorize(Device::Use::kRequest);
-    const KeyPair pair = KeyPair::Generate(type);
+    const KeyPair pair = device.Store().NewPair(type);
     const Bytes request = MakeRequest(pair, device.Key().serial, kind);
     const Usage usage = kind == RequestKind::kEncryption ? Usage::kEncryption : Usage::kSigning;
     device.Store().AddPair(unlocked, usage, dual, pair);

@@ -1,5 +1,8 @@
 #include "store/key_store.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -9,6 +12,7 @@
 #include "base/process_lock.h"
 #include "cli/words.h"
 #include "crypto/sealing.h"
+#include "crypto/seeds.h"
 #include "store/home.h"
 #include "store/last_look.h"
 
@@ -32,6 +36,11 @@ CREATE TABLE pairs(
 CREATE UNIQUE INDEX one_certificate ON pairs(usage, type) WHERE certificate IS NOT NULL;
 CREATE TABLE data(item INTEGER PRIMARY KEY, text TEXT NOT NULL);
 )sql";
+
+// Of seeded keys alone. drawn: how many key pairs have been made.
+constexpr char kSeedSchema[] =
+    "CREATE TABLE seed(id INTEGER PRIMARY KEY CHECK(id = 1), bytes BLOB NOT NULL, "
+    "drawn INTEGER NOT NULL)";
 
 int64_t FreshGeneration() {
     const Bytes random = RandomBytes(sizeof(int64_t));
@@ -62,8 +71,10 @@ SealedMaster ReadSealedMaster(Database database) {
     return {{row.Blob(0), row.Integer(1), row.Integer(2), row.Integer(3)}, row.Blob(4)};
 }
 
-SealedMaster SealMaster(const SecretBytes& pin, const SecretBytes& master, const Bytes& context) {
-    const PinDerivation derivation = PinDerivation::Fresh();
+SealedMaster SealMaster(Kind kind, const SecretBytes& pin, const SecretBytes& master,
+                        const Bytes& context) {
+    const PinDerivation derivation =
+        kind == Kind::kReal ? PinDerivation::Fresh() : PinDerivation::Cheap();
     return {derivation, Seal(DeriveFromPin(pin, derivation), master, context)};
 }
 
@@ -87,13 +98,36 @@ PinState ReadPin(Database& database) {
             pin.Integer(2)};
 }
 
-Bytes NewImage(std::string_view serial, std::string_view label, const SealedMaster& sealed) {
+bool IsKind(int64_t number) {
+    return number >= static_cast<int64_t>(Kind::kReal) &&
+           number <= static_cast<int64_t>(Kind::kSeeded);
+}
+
+Kind ReadKind(Database& database) {
+    Statement version(database, "PRAGMA user_version");
+    const int64_t kind = version.Step() ? version.Integer(0) : -1;
+    Require(IsKind(kind), Code::kStoreDamaged, "the store is of no known kind");
+    return static_cast<Kind>(kind);
+}
+
+void WriteKind(Database& database, Kind kind) {
+    database.Execute(("PRAGMA user_version = " + std::to_string(static_cast<int>(kind))).c_str());
+}
+
+Bytes NewImage(const KeyPlan& plan, const SealedMaster& sealed) {
     Database database("", Database::Mode::kInMemory);
     database.Execute(kSchema);
+    WriteKind(database, plan.kind);
+    if (plan.kind == Kind::kSeeded) {
+        database.Execute(kSeedSchema);
+        Statement(database, "INSERT INTO seed VALUES(1, ?, 0)")
+            .Bind(Bytes(plan.seed.begin(), plan.seed.end()))
+            .Run();
+    }
     Statement(database, "INSERT INTO key VALUES(1, ?, ?, ?)")
         .Bind(kFormatVersion)
-        .Bind(serial)
-        .Bind(label)
+        .Bind(plan.serial)
+        .Bind(plan.label)
         .Run();
     WritePin(database, sealed);
     return database.Image();
@@ -120,6 +154,27 @@ void CheckLabel(std::string_view label) {
 
 }  // namespace
 
+std::optional<Kind> KindOfFile(const std::string& path) {
+    // The database header has 100 bytes: in front what it is, at 60 the user_version, with the most
+    // significant byte first.
+    constexpr std::string_view kMagic("SQLite format 3", 16);  // no message
+    constexpr size_t kPlace = 60;
+    Bytes header(100);
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    const ssize_t count = file < 0 ? -1 : pread(file, header.data(), header.size(), 0);
+    if (file >= 0) {
+        close(file);
+    }
+    if (count != static_cast<ssize_t>(header.size()) || AsText(header).substr(0, 16) != kMagic) {
+        return std::nullopt;
+    }
+    int64_t kind = 0;
+    for (size_t i = kPlace; i < kPlace + 4; ++i) {
+        kind = kind << 8 | header[i];
+    }
+    return IsKind(kind) ? std::optional<Kind>(static_cast<Kind>(kind)) : std::nullopt;
+}
+
 void CheckPinForm(const SecretBytes& pin) {
     Require(pin.size() >= kMinimumPinLength && pin.size() <= kMaximumPinLength, Code::kPinLength,
             "a PIN has 6 to 16 characters");
@@ -128,17 +183,28 @@ void CheckPinForm(const SecretBytes& pin) {
     Require(printable, Code::kPinInvalid, "a PIN consists of printable ASCII characters");
 }
 
-void KeyStore::Create(std::string_view serial, std::string_view label, const SecretBytes& pin) {
-    CheckPinForm(pin);
-    CheckLabel(label);
+void KeyStore::Create(const KeyPlan& plan) {
+    CreateAll({plan});
+}
+
+void KeyStore::CreateAll(const std::vector<KeyPlan>& plans) {
+    for (const KeyPlan& plan : plans) {
+        CheckPinForm(plan.pin);
+        CheckLabel(plan.label);
+        Require(!Exists(KeyPath(plan.serial)), Code::kSerialTaken,
+                "a key with this serial number exists");
+    }
     EnsureHome();
-    const std::string path = KeyPath(serial);
-    Require(!Exists(path), Code::kSerialTaken, "a key with this serial number exists");
-    const SealedMaster sealed = SealMaster(pin, RandomSecret(kSealKeyLength), ToBytes(serial));
-    DraftFile draft(path);
-    draft.Write(NewImage(serial, label, sealed));
-    RemoveJournalsOf(path);
-    draft.Publish();
+    std::vector<std::unique_ptr<DraftFile>> drafts;
+    for (const KeyPlan& plan : plans) {
+        const std::string path = KeyPath(plan.serial);
+        const SealedMaster sealed =
+            SealMaster(plan.kind, plan.pin, RandomSecret(kSealKeyLength), ToBytes(plan.serial));
+        drafts.push_back(std::make_unique<DraftFile>(path));
+        drafts.back()->Write(NewImage(plan, sealed), DraftFile::Sync::kLater);
+        RemoveJournalsOf(path);
+    }
+    DraftFile::PublishAll(drafts);
 }
 
 KeyStore::KeyStore(std::string_view serial) : path_(KeyPath(serial)), serial_(serial) {}
@@ -177,9 +243,10 @@ KeyStore::Snapshot KeyStore::LookAtWhole() const {
 }
 
 KeyStore::Snapshot KeyStore::LookAt(Database& database) {
-    Snapshot snapshot;
+    Snapshot snapshot{};
     Statement key(database, "SELECT label FROM key");
     Require(key.Step(), Code::kStoreDamaged, "the store has no label");
+    snapshot.kind = ReadKind(database);
     snapshot.label = key.Text(0);
     snapshot.pin = ReadPin(database);
     Statement pair(database,
@@ -224,7 +291,7 @@ Unlocked KeyStore::Unlock(const SecretBytes& pin) {
 void KeyStore::ChangePin(const SecretBytes& old_pin, const SecretBytes& new_pin) {
     CheckPinForm(new_pin);
     const Unlocked unlocked = Unlock(old_pin);
-    const SealedMaster sealed = SealMaster(new_pin, unlocked.master, PinContext());
+    const SealedMaster sealed = SealMaster(WhatKind(), new_pin, unlocked.master, PinContext());
     Database database = Connect(Database::Mode::kExisting);
     Transaction transaction(database);
     Require(ReadPin(database).generation == unlocked.generation, Code::kPinIncorrect,
@@ -237,7 +304,7 @@ Unlocked KeyStore::Initialize(std::string_view label, const SecretBytes& new_pin
     CheckPinForm(new_pin);
     CheckLabel(label);
     SecretBytes master = RandomSecret(kSealKeyLength);
-    const SealedMaster sealed = SealMaster(new_pin, master, PinContext());
+    const SealedMaster sealed = SealMaster(WhatKind(), new_pin, master, PinContext());
     Database database = Connect(Database::Mode::kExisting);
     Transaction transaction(database);
     database.Execute("DELETE FROM pairs; DELETE FROM data;");
@@ -272,6 +339,21 @@ void KeyStore::SetData(int32_t index, std::string_view text) {
         .Bind(static_cast<int64_t>(index))
         .Bind(text)
         .Run();
+}
+
+KeyPair KeyStore::NewPair(KeyType type) {
+    if (WhatKind() != Kind::kSeeded) {
+        return KeyPair::Generate(type);
+    }
+    Database database = Connect(Database::Mode::kExisting);
+    Transaction transaction(database);
+    Statement(database, "UPDATE seed SET drawn = drawn + 1").Run();
+    Statement seed(database, "SELECT bytes, drawn FROM seed");
+    Require(seed.Step(), Code::kStoreDamaged, "the store has no seed");
+    const Bytes bytes = seed.Blob(0);
+    const int64_t number = seed.Integer(1);
+    transaction.Commit();
+    return PairOfSeed(SecretBytes(bytes.begin(), bytes.end()), type, number);
 }
 
 void KeyStore::AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair) {

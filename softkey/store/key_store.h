@@ -34,6 +34,26 @@ struct PinState {
     int64_t generation;  // another number after each change of the PIN or of the key it protects
 };
 
+// What a key is worth. Decided when it is made, for good; stands in the store's user_version.
+enum class Kind : int {
+    kReal = 0,
+    kFixture = 1,  // for tests: its PIN is derived cheaply, so that it protects nothing
+    kSeeded = 2,   // a fixture whose key pairs a seed decides
+};
+
+// The kind of a key's file, by its first bytes alone; nothing for what is no key's file. Not for a
+// process that has the file open: closing it here takes SQLite's locks away.
+std::optional<Kind> KindOfFile(const std::string& path);
+
+// A key that is to be made.
+struct KeyPlan {
+    std::string serial;
+    std::string label;
+    SecretBytes pin;
+    Kind kind = Kind::kReal;
+    SecretBytes seed{};  // of a seeded key: what its key pairs are made from
+};
+
 // What a verified PIN gives: the key under which the private keys are sealed.
 struct Unlocked {
     SecretBytes master;
@@ -60,7 +80,10 @@ struct StoredPair {
 class KeyStore {
  public:
     // Makes the file under its final name in one step; a key is never seen half made.
-    static void Create(std::string_view serial, std::string_view label, const SecretBytes& pin);
+    static void Create(const KeyPlan& plan);
+
+    // Makes many, in little more time than their files need. All are on the disk when it returns.
+    static void CreateAll(const std::vector<KeyPlan>& plans);
 
     explicit KeyStore(std::string_view serial);
 
@@ -75,6 +98,7 @@ class KeyStore {
 
     // What a key is used by, as it is at one moment.
     struct Snapshot {
+        Kind kind;
         std::string label;
         PinState pin;
         std::vector<StoredPair> pairs;
@@ -98,6 +122,8 @@ class KeyStore {
     // Erases key pairs, certificates and data items and sets a new PIN with all its tries.
     Unlocked Initialize(std::string_view label, const SecretBytes& new_pin);
 
+    Kind WhatKind() const { return Look()->kind; }
+
     std::string Label() const { return Look()->label; }
     void SetLabel(std::string_view label);
 
@@ -105,6 +131,10 @@ class KeyStore {
     void SetData(int32_t index, std::string_view text);
 
     std::vector<StoredPair> Pairs() const { return Look()->pairs; }
+
+    // A new pair for a request, which is not kept yet. A seeded key's are the same on every
+    // machine, in their order; each is made once.
+    KeyPair NewPair(KeyType type);
 
     // Keeps a new pair, sealed. A pair that is kept already stays as it is.
     void AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair);

@@ -6,16 +6,15 @@
 #include <memory>
 #include <optional>
 
-#include "base/encoding.h"
 #include "cli/checks.h"
 #include "cli/words.h"
-#include "crypto/sealing.h"
 #include "pin/pin_source.h"
 #include "slots/slots.h"
 #include "store/home.h"
 #include "store/key_store.h"
 #include "tools/console.h"
 #include "tools/key_views.h"
+#include "tools/listing.h"
 #include "tools/program.h"
 
 namespace softkey::tools {
@@ -23,11 +22,6 @@ namespace {
 
 constexpr char kDamagedRecord[] =
     "the record of what is plugged is damaged; no key counts as plugged";
-
-std::string FreshSerial() {
-    // "OR" and 14 hexadecimal digits: nobody takes it for the number of a real key.
-    return "OR" + ToHex(RandomBytes(7));
-}
 
 std::optional<PluggedKey> FindIn(const Slots::Snapshot& slots, const std::string& serial) {
     const PluggedKey* const key = slots.Find(serial);
@@ -39,48 +33,11 @@ KeySummary Summarize(const std::string& serial) {
     return {serial, KeyStore(serial).LookAtWhole(), FindIn(Slots::Present(), serial)};
 }
 
-void New(const std::string& chosen_serial, const std::string& label, const std::string& pin_file,
-         bool as_json) {
-    const std::string serial = chosen_serial.empty() ? FreshSerial() : chosen_serial;
-    static_cast<void>(KeyPath(serial));  // Refuses a malformed one before a PIN is asked for.
-    KeyStore::Create(serial, label, ObtainNewPin(pin_file));
-    if (as_json) {
-        ShowBriefAsJson(Summarize(serial));
-    } else {
-        Say(serial);
-    }
-}
-
-// The advice names the key: it stands among others.
-Error AboutKey(const std::string& serial, const Error& error) {
-    constexpr std::string_view kPlaceholder = "SERIAL";
-    std::string advice = AdviceFor(error);
-    const size_t place = advice.find(kPlaceholder);
-    if (place != std::string::npos) {
-        advice.replace(place, kPlaceholder.size(), serial);
-    }
-    return Error(error.code(), error.what(), advice);
-}
-
-ListedKey LookAtListed(const std::string& serial, const Slots::Snapshot& slots) {
-    ListedKey listed{serial, FindIn(slots, serial), std::nullopt, std::nullopt};
-    try {
-        listed.summary = KeySummary{serial, KeyStore(serial).LookAtWhole(), listed.plugged};
-    } catch (const Error& error) {
-        listed.problem = AboutKey(serial, error);
-    }
-    return listed;
-}
-
 // True when all that there is could be listed as it is.
 bool List(bool as_json) {
     const std::vector<std::string> serials = AllSerials();
     const Slots::Snapshot slots = Slots::Present();
-    std::vector<ListedKey> keys;
-    keys.reserve(serials.size());
-    for (const std::string& serial : serials) {
-        keys.push_back(LookAtListed(serial, slots));
-    }
+    const std::vector<ListedKey> keys = LookAtAll(serials, slots);
     if (as_json) {
         ShowAsJson(keys);
     } else {
@@ -153,11 +110,10 @@ void Unplug(const std::string& serial) {
 cli::Candidates OfferKeys(Which which) {
     cli::Candidates candidates;
     const Slots::Snapshot slots = Slots::Present();
-    for (const std::string& serial : AllSerials()) {
-        const ListedKey listed = LookAtListed(serial, slots);
+    for (const ListedKey& listed : LookAtAll(AllSerials(), slots)) {
         if (which == Which::kAll || (which == Which::kPlugged) == listed.plugged.has_value()) {
             candidates.push_back(
-                {serial, listed.summary ? listed.summary->key.label : cli::Say("unusable")});
+                {listed.serial, listed.summary ? listed.summary->key.label : cli::Say("unusable")});
         }
     }
     return candidates;
@@ -173,26 +129,6 @@ cli::Source SerialNumbers(Which which) {
             return cli::Candidates();  // who types is not told of it; the command itself will be
         }
     };
-}
-
-void AddNew(cli::Command& program) {
-    struct Options {
-        std::string serial, label, pin_file;
-        bool json = false;
-    };
-    const auto options = std::make_shared<Options>();
-    cli::Command command = program.AddCommand(
-        "new", "Make a key. Prints its serial number; the PIN is asked for on the terminal.",
-        Doing(
-            [options] { New(options->serial, options->label, options->pin_file, options->json); }));
-    command.Add("--label", options->label, "A name for people: UTF-8, at most 255 bytes");
-    command
-        .Add("--serial", options->serial,
-             "Serial number: 16 capital letters and digits (default: a fresh one)")
-        .Checked(cli::CheckSerialNumber);
-    command.Add("--pin-file", options->pin_file,
-                "Take the PIN from the first line of this file (mode 0600)");
-    command.AddFlag("--json", options->json, "Print JSON");
 }
 
 void AddList(cli::Command& program) {

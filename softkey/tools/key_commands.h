@@ -1,7 +1,10 @@
 #ifndef SOFTKEY_TOOLS_KEY_COMMANDS_H
 #define SOFTKEY_TOOLS_KEY_COMMANDS_H
 
+#include <string>
+
 #include "cli/command.h"
+#include "store/key_store.h"
 
 namespace softkey::tools {
 
@@ -9,6 +12,13 @@ namespace softkey::tools {
 // For completion: the keys that there are, all or those that are plugged or not.
 enum class Which { kAll, kPlugged, kUnplugged };
 cli::Source SerialNumbers(Which which);
+
+// The number of a key that nobody has.
+std::string FreshSerial();
+
+// Keys from a seed and real keys do not share a home: one might be taken for the other. Throws
+// Refusal.
+void RequireFitsHome(Kind kind);
 
 void AddNew(cli::Command& program);
 void AddList(cli::Command& program);

@@ -42,9 +42,22 @@ std::string PinText(const PinState& pin) {
     return cli::Say("{1} of {2} tries left", pin.tries_left, pin.tries_maximum);
 }
 
+bool IsFixture(const KeySummary& summary) {
+    return summary.key.kind != Kind::kReal;
+}
+
+std::string PinCell(const KeySummary& summary) {
+    const std::string pin = PinText(summary.key.pin);
+    if (summary.key.kind == Kind::kSeeded) {
+        return cli::Say("{1} (from a seed)", pin);
+    }
+    return IsFixture(summary) ? cli::Say("{1} (fixture)", pin) : pin;
+}
+
 Json PlaceJson(const std::string& serial, const std::optional<PluggedKey>& plugged) {
     Json json{{"serial_number", serial}, {"label", nullptr},      {"plugged", plugged.has_value()},
-              {"slot", nullptr},         {"tries_left", nullptr}, {"tries_at_most", nullptr}};
+              {"slot", nullptr},         {"tries_left", nullptr}, {"tries_at_most", nullptr},
+              {"fixture", nullptr},      {"seeded", nullptr}};
     if (plugged) {
         json["slot"] = plugged->slot;
     }
@@ -56,6 +69,8 @@ Json SummaryJson(const KeySummary& summary) {
     json["label"] = summary.key.label;
     json["tries_left"] = summary.key.pin.tries_left;
     json["tries_at_most"] = summary.key.pin.tries_maximum;
+    json["fixture"] = IsFixture(summary);
+    json["seeded"] = summary.key.kind == Kind::kSeeded;
     return json;
 }
 
@@ -100,6 +115,11 @@ void ShowAsText(const KeySummary& summary) {
         {cli::Mark("Label"), summary.key.label},
         {cli::Mark("Plugged"), plugged ? cli::Say("yes, slot {1}", plugged->slot) : cli::Say("no")},
         {cli::Mark("PIN"), PinText(summary.key.pin)}};
+    if (summary.key.kind == Kind::kSeeded) {
+        fields.emplace_back(cli::Mark("Kind"), cli::Say("fixture from a seed, secret to nobody"));
+    } else if (IsFixture(summary)) {
+        fields.emplace_back(cli::Mark("Kind"), cli::Say("fixture, protects nothing"));
+    }
     if (plugged) {
         fields.emplace_back(cli::Mark("PIN source"), PinSourceText(plugged->source));
     }
@@ -137,8 +157,21 @@ void ShowAsJson(const KeySummary& summary) {
     Print("show", json);
 }
 
-void ShowBriefAsJson(const KeySummary& summary) {
-    Print("new", SummaryJson(summary));
+KeySummary SummaryOf(const KeyPlan& plan) {
+    return {
+        plan.serial, {plan.kind, plan.label, {kMaximumTries, kMaximumTries, 0}, {}}, std::nullopt};
+}
+
+void ShowNewAsJson(const KeySummary& key) {
+    Print("new", SummaryJson(key));
+}
+
+void ShowNewAsJson(const std::vector<KeySummary>& keys) {
+    Json list = Json::array();
+    for (const KeySummary& key : keys) {
+        list.push_back(SummaryJson(key));
+    }
+    Print("new", {{"keys", list}});
 }
 
 void ShowAsText(const std::vector<ListedKey>& keys) {
@@ -146,7 +179,7 @@ void ShowAsText(const std::vector<ListedKey>& keys) {
     rows.reserve(keys.size());
     for (const ListedKey& key : keys) {
         rows.push_back({key.serial, key.plugged ? std::to_string(key.plugged->slot) : "-",
-                        key.summary ? PinText(key.summary->key.pin) : cli::Say("unusable"),
+                        key.summary ? PinCell(*key.summary) : cli::Say("unusable"),
                         key.summary ? key.summary->key.label : ""});
     }
     if (rows.empty()) {

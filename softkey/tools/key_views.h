@@ -28,7 +28,11 @@ struct ListedKey {
 
 void ShowAsText(const KeySummary& summary);
 void ShowAsJson(const KeySummary& summary);
-void ShowBriefAsJson(const KeySummary& summary);
+
+// A key as it is just made.
+KeySummary SummaryOf(const KeyPlan& plan);
+void ShowNewAsJson(const KeySummary& key);
+void ShowNewAsJson(const std::vector<KeySummary>& keys);
 
 void ShowAsText(const std::vector<ListedKey>& keys);
 void ShowAsJson(const std::vector<ListedKey>& keys);

@@ -81,6 +81,9 @@ void Restore(const Options& options) {
         throw Refusal(cli::Say("there is no file {1}", options.file),
                       "Name what `softkey backup` has made", cli::ExitStatus::kFile);
     }
+    if (KindOfFile(options.file) == Kind::kSeeded) {
+        RequireFitsHome(Kind::kSeeded);
+    }
     const RestoredKey restored = RestoreKey(options.file);
     if (restored.damaged) {
         Warn("softkey restore",

@@ -51,6 +51,9 @@ class CommandsTest : public SoftKeyTest {
     }
 
     std::string NewKey(const std::string& options = "") {
+        return NewRealKey("--fixture " + options);
+    }
+    std::string NewRealKey(const std::string& options = "") {
         std::string serial = Good("new --pin-file " + pin_file_ + " " + options);
         serial.pop_back();
         return serial;
@@ -96,8 +99,9 @@ TEST(RunProgramTest, NoFileTakesThePlaceOfAClosedStream) {
 }
 
 TEST_F(CommandsTest, NewPrintsTheSerialNumberOfAKeyWithThatPin) {
-    const std::string serial = NewKey("--label Alice");
+    const std::string serial = NewRealKey("--label Alice");
     ASSERT_EQ(16U, serial.size());
+    EXPECT_EQ(Kind::kReal, KeyStore(serial).WhatKind());
     EXPECT_EQ("Alice", KeyStore(serial).Label());
     EXPECT_NO_THROW(KeyStore(serial).Unlock(ToSecret(kPin)));
     EXPECT_EQ(kSerial, NewKey(std::string("--serial ") + kSerial));
@@ -185,6 +189,65 @@ TEST_F(CommandsTest, AnUnattendedSourceConfirmsUnlessToldOtherwise) {
     EXPECT_EQ(Confirmation::kAlways, plugged("--pin-file " + pin_file_));
     EXPECT_EQ(Confirmation::kNever, plugged("--confirm never --pin-file " + pin_file_));
     EXPECT_EQ(Confirmation::kDialog, plugged("--confirm dialog --pin-fd 9"));
+}
+
+TEST_F(CommandsTest, AFixtureIsMarkedWhereverItShowsAndStaysOne) {
+    const std::string real = NewRealKey();
+    const std::string fixture = NewKey();
+    const auto expect_marked = [&] {
+        EXPECT_EQ(true, Json::parse(Good("show --json " + fixture))["fixture"]);
+        EXPECT_EQ(false, Json::parse(Good("show --json " + fixture))["seeded"]);
+        EXPECT_EQ(false, Json::parse(Good("show --json " + real))["fixture"]);
+        for (const Json& key : Json::parse(Good("list --json"))["keys"]) {
+            EXPECT_EQ(key["serial_number"] == fixture, key["fixture"]);
+        }
+        for (const std::string& line : Split(Good("list"), "\n")) {
+            EXPECT_EQ(line.find(fixture) == 0,
+                      line.find("6 of 6 tries left (fixture)") != std::string::npos)
+                << line;
+        }
+    };
+    expect_marked();
+    EXPECT_NE(std::string::npos, Good("show " + fixture).find("fixture, protects nothing\n"));
+    EXPECT_EQ(std::string::npos, Good("show " + real).find("fixture"));
+    Good("pin " + fixture + " --pin-file " + pin_file_);
+    Good("pin " + real + " --pin-file " + pin_file_);
+    expect_marked();
+    Good("reset --yes " + fixture + " --pin-file " + pin_file_);
+    Good("reset --yes " + real + " --pin-file " + pin_file_);
+    expect_marked();
+    EXPECT_EQ(true, Json::parse(Good("new --fixture --json --pin-file " + pin_file_))["fixture"]);
+    EXPECT_EQ(false, Json::parse(Good("new --json --pin-file " + pin_file_))["fixture"]);
+}
+
+TEST_F(CommandsTest, NewMakesAsManyKeysAsAreAskedFor) {
+    // More than are made at once.
+    const Json made = Json::parse(
+        Good("new --seed many --label Teller --count 300 --json --pin-file " + pin_file_));
+    ASSERT_EQ(300U, made["keys"].size());
+    EXPECT_EQ(300U, AllSerials().size());
+    for (const size_t number : {size_t{1}, size_t{300}}) {
+        const std::string serial = made["keys"][number - 1]["serial_number"];
+        EXPECT_EQ("Teller " + std::to_string(number), KeyStore(serial).Label());
+        EXPECT_EQ(true, Json::parse(Good("show --json " + serial))["seeded"]);
+        EXPECT_NO_THROW(KeyStore(serial).Unlock(ToSecret(kPin)));
+    }
+    // So many are read by several processes.
+    const std::vector<std::string> serials = AllSerials();
+    for (const size_t damaged : {size_t{7}, size_t{290}}) WriteFile(KeyPath(serials[damaged]), "x");
+    const CommandResult listed = SoftKey("list --json 2>/dev/null");
+    EXPECT_EQ(4, listed.status);
+    const Json keys = Json::parse(listed.output)["keys"];
+    ASSERT_EQ(serials.size(), keys.size());
+    for (size_t i = 0; i < serials.size(); ++i) {
+        EXPECT_EQ(serials[i], keys[i]["serial_number"]);
+        EXPECT_EQ(i == 7 || i == 290, keys[i]["label"].is_null()) << keys[i];
+        EXPECT_EQ(i == 7 || i == 290, keys[i]["next"].is_string()) << keys[i];
+    }
+    EXPECT_EQ(2U, Split(Good("new --fixture --count 1 --pin-file " + pin_file_), "\n").size());
+    ExpectUsageError("new --count 0", "--count takes a whole number");
+    ExpectUsageError(std::string("new --count 2 --serial ") + kSerial, "exclude each other");
+    ExpectUsageError("new --seed ''", "");
 }
 
 TEST_F(CommandsTest, PinChangesAndChecksThePin) {

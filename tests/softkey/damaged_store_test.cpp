@@ -134,10 +134,10 @@ TEST_F(DamagedKey, IsNamedInTheListBesideTheSoundOnes) {
     for (const Damage& damage : kDamages) {
         SCOPED_TRACE(damage.name);
         damage.inflict(KeyPath(kSerial));
-        Failed(
-            SoftKey("list"),
-            {kSerial + "  1     unusable\n"s, kOtherSerial + "  2     6 of 6 tries left  Sound\n"s,
-             "softkey list: "s + kSerial + ": The key's store is damaged", "\n  why: "});
+        Failed(SoftKey("list"),
+               {kSerial + "  1     unusable\n"s,
+                kOtherSerial + "  2     6 of 6 tries left (fixture)  Sound\n"s,
+                "softkey list: "s + kSerial + ": The key's store is damaged", "\n  why: "});
     }
 }
 

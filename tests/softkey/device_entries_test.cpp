@@ -140,6 +140,7 @@ TEST_F(DeviceEntries, InitializationErasesAndTakesANewLabel) {
     Request(1, 2);
     char label_argument[] = "fresh";
     ASSERT_EQ(kSuccess, key_.CustInitCard(kSerial, 0, label_argument, 0));
+    EXPECT_EQ(Kind::kFixture, KeyStore(kSerial).WhatKind());  // as it was made
     char serial[] = "OR00000000000001";
     char buffer[512] = {};
     EXPECT_EQ(Number(Code::kDataItemNotFound), key_.GetData(kSerial, 0, buffer));

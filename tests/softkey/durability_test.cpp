@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "authority/authority.h"
+#include "key/backup.h"
 #include "slots/slots.h"
 #include "softkey_test.h"
 #include "store/key_store.h"
@@ -133,6 +134,11 @@ TEST_F(DurabilityTest, WritersKilledAtRandomMomentsLoseNothingThatWasAcknowledge
 // The page says so. A try is taken before the PIN is looked at: a kill must not win one.
 TEST_F(DurabilityTest, SixKillsInTheMiddleOfRightPinsLockTheKey) {
     constexpr int kEnoughAttempts = 200;
+    // A fixture's PIN would be known before the kill.
+    Unplug();
+    DeleteKey(kSerial);
+    CreateKey(kSerial, "", Kind::kReal);
+    PlugWithPinFile();
     for (int attempt = 0; TriesLeft() > 0; ++attempt) {
         ASSERT_LT(attempt, kEnoughAttempts) << "the verifications were always faster than the kill";
         const int32_t before = TriesLeft();

@@ -124,8 +124,52 @@ TEST_F(KeyStoreTest, AnEarlierCopyOfTheFileBringsAllTriesBack) {
     EXPECT_NO_THROW(KeyStore(kSerial).Unlock(ToSecret(kPin)));
 }
 
-TEST_F(KeyStoreTest, ChangingThePinKeepsThePrivateKeys) {
+int64_t CostOfThePin() {
+    Database database(KeyPath(kSerial), Database::Mode::kReading);
+    Statement cost(database, "SELECT cost * block_size FROM pin");
+    return cost.Step() ? cost.Integer(0) : 0;
+}
+
+// What the derivation of a real key's PIN costs who guesses it.
+TEST_F(KeyStoreTest, ARealKeysPinIsDerivedAtACost) {
+    CreateKey(kSerial, "", Kind::kReal);
+    EXPECT_EQ(Kind::kReal, KeyStore(kSerial).WhatKind());
+    EXPECT_EQ(32768 * 8, CostOfThePin());
+    EXPECT_NO_THROW(KeyStore(kSerial).Unlock(ToSecret(kPin)));
+    EXPECT_EQ(Code::kPinIncorrect,
+              CodeOfFailure([] { KeyStore(kSerial).Unlock(ToSecret(kOtherPin)); }));
+}
+
+TEST_F(KeyStoreTest, WhatAKeyIsWorthNeverChanges) {
+    for (const Kind kind : {Kind::kReal, Kind::kFixture}) {
+        CreateKey(kSerial, "", kind);
+        const int64_t cost = CostOfThePin();
+        const auto expect_same = [&](const char* after) {
+            EXPECT_EQ(kind, KeyStore(kSerial).WhatKind()) << after;
+            EXPECT_EQ(cost, CostOfThePin()) << after;
+        };
+        KeyStore store(kSerial);
+        store.ChangePin(ToSecret(kPin), ToSecret(kOtherPin));
+        expect_same("a change of the PIN");
+        store.Initialize("again", ToSecret(kPin));
+        expect_same("an initialisation");
+        const std::string copy = Folder() + "/copy" + std::to_string(static_cast<int>(kind));
+        BackUpKey(kSerial, copy);
+        DeleteKey(kSerial);
+        RestoreKey(copy);
+        expect_same("a backup and its restoration");
+        DeleteKey(kSerial);
+    }
+}
+
+TEST_F(KeyStoreTest, AKeyOfAnUnknownKindIsNoKeyOfThisProgram) {
     CreateKey();
+    Database(KeyPath(kSerial), Database::Mode::kExisting).Execute("PRAGMA user_version = 99");
+    EXPECT_EQ(Code::kStoreDamaged, CodeOfFailure([] { KeyStore(kSerial).WhatKind(); }));
+}
+
+TEST_F(KeyStoreTest, ChangingThePinKeepsThePrivateKeys) {
+    CreateKey(kSerial, "", Kind::kReal);
     KeyStore store(kSerial);
     const KeyPair pair = KeyPair::Generate(KeyType::kSm2);
     store.AddPair(store.Unlock(ToSecret(kPin)), Usage::kSigning, false, pair);
@@ -186,7 +230,7 @@ TEST_F(KeyStoreTest, ASealedKeyMovedToAnotherRowDoesNotOpen) {
 }
 
 TEST_F(KeyStoreTest, InitializationErasesEverythingAndUnlocks) {
-    CreateKey(kSerial, "before");
+    CreateKey(kSerial, "before", Kind::kReal);
     KeyStore store(kSerial);
     store.AddPair(store.Unlock(ToSecret(kPin)), Usage::kSigning, false,
                   KeyPair::Generate(KeyType::kSm2));
@@ -226,7 +270,7 @@ TEST_F(KeyStoreTest, FilesThatAreNoKeysAreRefused) {
 }
 
 TEST_F(KeyStoreTest, ABackupRestoresAKeyWithItsPinAndPairs) {
-    CreateKey(kSerial, "label");
+    CreateKey(kSerial, "label", Kind::kReal);
     const KeyPair pair = KeyPair::Generate(KeyType::kSm2);
     {
         KeyStore store(kSerial);

@@ -79,8 +79,8 @@ std::string SoftKeyTest::WriteSecretFile(const std::string& name, const std::str
     return path;
 }
 
-void SoftKeyTest::CreateKey(const std::string& serial, const std::string& label) {
-    KeyStore::Create(serial, label, ToSecret(kPin));
+void SoftKeyTest::CreateKey(const std::string& serial, const std::string& label, Kind kind) {
+    KeyStore::Create({serial, label, ToSecret(kPin), kind});
 }
 
 void SoftKeyTest::PlugWithPinFile(const std::string& serial, const std::string& lines) {

@@ -11,6 +11,7 @@
 #include "base/secret.h"
 #include "maker/entries.h"
 #include "maker/token.h"
+#include "store/key_store.h"
 
 namespace softkey::testing {
 
@@ -58,7 +59,9 @@ class SoftKeyTest : public ::testing::Test {
     // A file with these lines that only its owner can read; its path.
     std::string WriteSecretFile(const std::string& name, const std::string& text) const;
 
-    static void CreateKey(const std::string& serial = kSerial, const std::string& label = "");
+    // A fixture unless the derivation of its PIN matters.
+    static void CreateKey(const std::string& serial = kSerial, const std::string& label = "",
+                          Kind kind = Kind::kFixture);
     void PlugWithPinFile(const std::string& serial = kSerial, const std::string& lines = kPin);
     static void PlugWithDialog(const std::string& serial = kSerial);
     static void Unplug(const std::string& serial = kSerial);

@@ -48,7 +48,8 @@ class DoctorOnSoftkey : public testing::TestWithParam<StoreCase> {
         setenv("PATH", kPath, 1);
         Shell(
             "umask 077; echo 12345678 >pin; "
-            "softkey plug \"$(softkey new --label Alice --pin-file pin)\" --pin-file pin >made");
+            "softkey plug \"$(softkey new --fixture --label Alice --pin-file pin)\" --pin-file pin "
+            ">made");
     }
 
     void Shell(const std::string& script) const {

@@ -20,8 +20,9 @@ class SelectionOnSoftkey : public testing::Test {
         setenv("ORVAL_SOFTKEY_HOME", "/tmp/home", 1);
         setenv("PATH", kPath, 1);
         Shell(
-            "umask 077; echo 12345678 >pin; softkey new --label Alice --pin-file pin >alice; "
-            "softkey new --label Bob --pin-file pin >bob");
+            "umask 077; echo 12345678 >pin; softkey new --fixture --label Alice --pin-file pin "
+            ">alice; "
+            "softkey new --fixture --label Bob --pin-file pin >bob");
         alice_ = Line("/tmp/alice");
         bob_ = Line("/tmp/bob");
     }

@@ -25,7 +25,7 @@ SoftwareKeyTest::SoftwareKeyTest() {
 }
 
 std::string SoftwareKeyTest::NewKey(const std::string& label) {
-    return Program("softkey", "new --label " + label + " " + UsingPinFile());
+    return Program("softkey", "new --fixture --label " + label + " " + UsingPinFile());
 }
 
 std::string SoftwareKeyTest::NewPluggedKey(const std::string& label) {

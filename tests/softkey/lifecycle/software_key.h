@@ -22,7 +22,7 @@ class SoftwareKeyTest : public testing::Test {
  protected:
     SoftwareKeyTest();
 
-    // Makes a key whose PIN is kRightPin; its serial number.
+    // Makes a fixture whose PIN is kRightPin; its serial number.
     static std::string NewKey(const std::string& label = "Test");
     static std::string NewPluggedKey(const std::string& label = "Test");
     static void Plug(const std::string& key, const std::string& options = UsingPinFile());

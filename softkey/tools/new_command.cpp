@@ -1,0 +1,190 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <utility>
+
+#include "base/encoding.h"
+#include "cli/checks.h"
+#include "cli/words.h"
+#include "crypto/sealing.h"
+#include "crypto/seeds.h"
+#include "store/home.h"
+#include "store/key_store.h"
+#include "tools/console.h"
+#include "tools/key_commands.h"
+#include "tools/key_views.h"
+#include "tools/program.h"
+
+namespace softkey::tools {
+namespace {
+
+constexpr int64_t kMostKeys = 1000000;
+// As many as a process may have files open, and by far as many as share the cost of a disk's turn.
+constexpr int64_t kAtOnce = 250;
+constexpr size_t kSerialBytes = 7;
+constexpr size_t kKeySeedLength = 32;
+
+struct Options {
+    std::string serial;
+    std::string label;
+    std::string pin_file;
+    std::string seed;
+    int64_t count = 1;
+    bool counted = false;
+    bool fixture = false;
+    bool real = false;
+    bool json = false;
+};
+
+Kind KindOf(const Options& options) {
+    if (!options.seed.empty()) {
+        return Kind::kSeeded;
+    }
+    return options.fixture ? Kind::kFixture : Kind::kReal;
+}
+
+// "OR" and 14 hexadecimal digits: nobody takes it for the number of a real key.
+std::string SerialOf(const SecretBytes& bytes) {
+    return "OR" + ToHex(Bytes(bytes.begin(), bytes.end()));
+}
+
+std::string SerialFor(const Options& options, int64_t number) {
+    if (!options.serial.empty()) {
+        return options.serial;
+    }
+    if (options.seed.empty()) {
+        return FreshSerial();
+    }
+    const std::string purpose = "serial number " + std::to_string(number);  // no message
+    return SerialOf(BytesOfSeed(ToSecret(options.seed), purpose, kSerialBytes));
+}
+
+KeyPlan PlanOf(const Options& options, const SecretBytes& pin, int64_t number) {
+    KeyPlan plan;
+    plan.serial = SerialFor(options, number);
+    plan.label = options.label;
+    if (options.counted && !plan.label.empty()) {
+        plan.label += " " + std::to_string(number);
+    }
+    plan.pin = pin;
+    plan.kind = KindOf(options);
+    if (plan.kind == Kind::kSeeded) {
+        plan.seed = BytesOfSeed(ToSecret(options.seed), "key " + plan.serial, kKeySeedLength);
+    }
+    return plan;
+}
+
+void RequireNew(const Options& options, const std::vector<KeyPlan>& plans) {
+    for (const KeyPlan& plan : plans) {
+        if (options.seed.empty() || !Exists(KeyPath(plan.serial))) {
+            continue;
+        }
+        throw Error(Code::kSerialTaken, cli::Say("the seed gives the key {1}", plan.serial),
+                    cli::Say("Use it, delete it, or name another seed or another "
+                             "ORVAL_SOFTKEY_HOME"));
+    }
+}
+
+// On a terminal that standard error is: how far the work is.
+void TellProgress(int64_t made, int64_t count) {
+    if (count > kAtOnce && isatty(STDERR_FILENO) == 1) {
+        std::cerr << '\r' << cli::Encoded(cli::Say("{1} of {2} keys", made, count))
+                  << (made == count ? "\n" : "") << std::flush;
+    }
+}
+
+void New(const Options& options) {
+    // Before a PIN is asked for.
+    static_cast<void>(KeyPath(options.serial.empty() ? FreshSerial() : options.serial));
+    if (!options.real) {
+        RequireFitsHome(KindOf(options));
+    }
+    const SecretBytes pin = ObtainNewPin(options.pin_file);
+    std::vector<KeySummary> made;
+    for (int64_t first = 1; first <= options.count; first += kAtOnce) {
+        std::vector<KeyPlan> plans;
+        for (int64_t n = first; n <= std::min(options.count, first + kAtOnce - 1); ++n) {
+            plans.push_back(PlanOf(options, pin, n));
+        }
+        RequireNew(options, plans);
+        KeyStore::CreateAll(plans);
+        // Now that they are on the disk.
+        for (const KeyPlan& plan : plans) {
+            options.json ? made.push_back(SummaryOf(plan)) : Say(plan.serial);
+        }
+        TellProgress(first + static_cast<int64_t>(plans.size()) - 1, options.count);
+    }
+    if (options.json) {
+        options.counted ? ShowNewAsJson(made) : ShowNewAsJson(made.front());
+    }
+}
+
+}  // namespace
+
+std::string FreshSerial() {
+    return SerialOf(RandomSecret(kSerialBytes));
+}
+
+void RequireFitsHome(Kind kind) {
+    const Kind unfit = kind == Kind::kSeeded ? Kind::kReal : Kind::kSeeded;
+    if (kind == Kind::kFixture) {
+        return;
+    }
+    for (const std::string& serial : AllSerials()) {
+        if (KindOfFile(KeyPath(serial)) != unfit) {
+            continue;
+        }
+        if (kind == Kind::kSeeded) {
+            throw Refusal(
+                cli::Say("{1} is a real key, and keys from a seed are secret to nobody", serial),
+                "Keep them apart: set ORVAL_SOFTKEY_HOME to a folder for keys from seeds");
+        }
+        throw Refusal(
+            cli::Say("{1} is a key from a seed, and real keys do not belong beside it", serial),
+            "Give --fixture for a key for tests, --real for a real one all the same, or "
+            "set ORVAL_SOFTKEY_HOME to another folder");
+    }
+}
+
+void AddNew(cli::Command& program) {
+    const auto options = std::make_shared<Options>();
+    const auto count = std::make_shared<std::optional<cli::Option>>();
+    cli::Command command = program.AddCommand(
+        "new", "Make a key. Prints its serial number; the PIN is asked for on the terminal.",
+        Doing([options, count] {
+            options->counted = (*count)->IsGiven();
+            New(*options);
+        }));
+    command.Add("--label", options->label, "A name for people: UTF-8, at most 255 bytes");
+    const cli::Option serial =
+        command
+            .Add("--serial", options->serial,
+                 "Serial number: 16 capital letters and digits (default: a fresh one)")
+            .Checked(cli::CheckSerialNumber);
+    command.Add("--pin-file", options->pin_file,
+                "Take the PIN from the first line of this file (mode 0600)");
+    const cli::Option fixture =
+        command.AddFlag("--fixture", options->fixture,
+                        "A key for tests: its PIN takes no time, as it protects nothing; for good");
+    const cli::Option seed =
+        command
+            .Add("--seed", options->seed,
+                 "A fixture with the same serial number and key pairs on every machine, made from "
+                 "this text; they are secret to nobody")
+            .Takes("TEXT")
+            .Checked(cli::CheckNotEmpty);
+    command.AddFlag("--real", options->real, "A real key, also in a folder with keys from seeds")
+        .Excludes(fixture)
+        .Excludes(seed);
+    *count = command
+                 .Add("--count", options->count,
+                      "Make so many keys with the same PIN; their number stands behind the label")
+                 .Takes("N")
+                 .Checked(cli::WholeNumber(1, kMostKeys))
+                 .Excludes(serial);
+    command.AddFlag("--json", options->json, "Print JSON");
+}
+
+}  // namespace softkey::tools
