@@ -132,6 +132,7 @@ void RequireFitsHome(Kind kind) {
     if (kind == Kind::kFixture) {
         return;
     }
+    EnsureHome();  // its folders are made the owner's alone before anything in them is looked at
     for (const std::string& serial : AllSerials()) {
         if (KindOfFile(KeyPath(serial)) != unfit) {
             continue;
