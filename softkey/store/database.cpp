@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "base/draft_file.h"
 #include "base/error.h"
 #include "cli/words.h"
@@ -129,6 +131,18 @@ Database::Database(const std::string& path, Mode mode) {
     }
     // EXTRA also makes the removal of the journal durable; secure_delete leaves no old key behind.
     Execute("PRAGMA synchronous=EXTRA; PRAGMA secure_delete=ON");
+}
+
+Database::Database(const Bytes& image) : Database("", Mode::kInMemory) {
+    auto* const copy = static_cast<unsigned char*>(sqlite3_malloc64(image.size()));
+    Require(copy != nullptr, Code::kMemory);
+    std::copy(image.begin(), image.end(), copy);
+    const auto size = static_cast<sqlite3_int64>(image.size());
+    if (sqlite3_deserialize(connection_.get(), "main", copy, size, size,
+                            SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE) !=
+        SQLITE_OK) {
+        Fail();
+    }
 }
 
 void Database::Execute(const char* sql) {

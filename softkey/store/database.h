@@ -59,6 +59,9 @@ class Database {
     enum class Mode { kExisting, kReading, kInMemory };
     Database(const std::string& path, Mode mode);
 
+    // What a file's contents hold, without a file.
+    explicit Database(const Bytes& image);
+
     void Execute(const char* sql);
 
     // Reads the whole file. Throws kStoreDamaged when any of it is not as it was written.

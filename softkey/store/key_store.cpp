@@ -78,10 +78,11 @@ SealedMaster SealMaster(Kind kind, const SecretBytes& pin, const SecretBytes& ma
     return {derivation, Seal(DeriveFromPin(pin, derivation), master, context)};
 }
 
+// All tries are there again; how many those are was decided when the key was made.
 void WritePin(Database& database, const SealedMaster& sealed) {
-    Statement(database, "INSERT OR REPLACE INTO pin VALUES(1, ?, ?, ?, ?, ?, ?, ?, ?)")
-        .Bind(static_cast<int64_t>(kMaximumTries))
-        .Bind(static_cast<int64_t>(kMaximumTries))
+    Statement(database,
+              "UPDATE pin SET tries_left = tries_max, generation = ?, salt = ?, cost = ?, "
+              "block_size = ?, parallel = ?, sealed_master = ?")
         .Bind(FreshGeneration())
         .Bind(sealed.derivation.salt)
         .Bind(sealed.derivation.cost)
@@ -89,6 +90,7 @@ void WritePin(Database& database, const SealedMaster& sealed) {
         .Bind(sealed.derivation.parallel)
         .Bind(sealed.bytes)
         .Run();
+    Require(database.Changes() == 1, Code::kStoreDamaged, "the store has no PIN");
 }
 
 PinState ReadPin(Database& database) {
@@ -129,6 +131,9 @@ Bytes NewImage(const KeyPlan& plan, const SealedMaster& sealed) {
         .Bind(plan.serial)
         .Bind(plan.label)
         .Run();
+    Statement(database, "INSERT INTO pin VALUES(1, 0, ?, 0, x'', 0, 0, 0, x'')")
+        .Bind(static_cast<int64_t>(plan.tries))
+        .Run();
     WritePin(database, sealed);
     return database.Image();
 }
@@ -144,6 +149,29 @@ void InstallCertificate(Database& database, const KeyStore::PairCertificate& ite
         .Bind(item.pair_id)
         .Run();
     Require(database.Changes() == 1, Code::kKeyNotFound, "the key pair was deleted");
+}
+
+// The pair's row, also where it is kept already.
+int64_t KeepPair(Database& database, const KeyStore::ReadyPair& ready, const Bytes& sealed) {
+    const Bytes public_key = ready.pair->Public();
+    Statement known(database, "SELECT id FROM pairs WHERE public_key = ?");
+    if (known.Bind(public_key).Step()) {
+        return known.Integer(0);
+    }
+    Statement count(database, "SELECT count(*) FROM pairs WHERE certificate IS NULL");
+    Require(
+        !ready.certificate.empty() || (count.Step() && count.Integer(0) < kMaximumTemporaryPairs),
+        Code::kTooManyKeyPairs, "the key holds 64 key pairs without a certificate");
+    Statement(database,
+              "INSERT INTO pairs(usage, type, dual, public_key, sealed_private) "
+              "VALUES(?, ?, ?, ?, ?)")
+        .Bind(static_cast<int64_t>(ready.usage))
+        .Bind(static_cast<int64_t>(ready.pair->Type()))
+        .Bind(static_cast<int64_t>(ready.dual))
+        .Bind(public_key)
+        .Bind(sealed)
+        .Run();
+    return database.LastRow();
 }
 
 void CheckLabel(std::string_view label) {
@@ -288,6 +316,33 @@ Unlocked KeyStore::Unlock(const SecretBytes& pin) {
     return {std::move(*master), ReadPin(database).generation};
 }
 
+void KeyStore::GiveTriesBack() {
+    Database database = Connect(Database::Mode::kExisting);
+    // What was remembered of a PIN ended when it was locked, also where nobody has looked since.
+    Statement(database,
+              "UPDATE pin SET generation = CASE tries_left WHEN 0 THEN ? ELSE generation END, "
+              "tries_left = tries_max")
+        .Bind(FreshGeneration())
+        .Run();
+}
+
+void KeyStore::CloneAs(std::string_view serial, const SecretBytes& pin) {
+    const std::string path = KeyPath(serial);
+    Require(!Exists(path), Code::kSerialTaken, "a key with this serial number exists");
+    const Unlocked unlocked = Unlock(pin);
+    // The number is in the seal's context: the master is sealed anew.
+    const SealedMaster sealed = SealMaster(WhatKind(), pin, unlocked.master, ToBytes(serial));
+    Database copy(Connect(Database::Mode::kReading).Image());
+    Require(ReadPin(copy).generation == unlocked.generation, Code::kPinIncorrect,
+            "the PIN was changed by another program");
+    Statement(copy, "UPDATE key SET serial = ?").Bind(serial).Run();
+    WritePin(copy, sealed);
+    DraftFile draft(path);
+    draft.Write(copy.Image());
+    RemoveJournalsOf(path);
+    draft.Publish();
+}
+
 void KeyStore::ChangePin(const SecretBytes& old_pin, const SecretBytes& new_pin) {
     CheckPinForm(new_pin);
     const Unlocked unlocked = Unlock(old_pin);
@@ -357,28 +412,28 @@ KeyPair KeyStore::NewPair(KeyType type) {
 }
 
 void KeyStore::AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair) {
-    const Bytes public_key = pair.Public();
-    const Bytes sealed = Seal(unlocked.master, pair.Private(), public_key);
+    AddPairs(unlocked, {{usage, dual, &pair, {}}}, {});
+}
+
+void KeyStore::AddPairs(const Unlocked& unlocked, const std::vector<ReadyPair>& pairs,
+                        const std::vector<PairCertificate>& certificates) {
+    std::vector<Bytes> sealed;
+    for (const ReadyPair& ready : pairs) {
+        sealed.push_back(Seal(unlocked.master, ready.pair->Private(), ready.pair->Public()));
+    }
     Database database = Connect(Database::Mode::kExisting);
     Transaction transaction(database);
     Require(ReadPin(database).generation == unlocked.generation, Code::kNotInitialized,
             "the PIN was changed since it was verified");
-    Statement known(database, "SELECT 1 FROM pairs WHERE public_key = ?");
-    if (known.Bind(public_key).Step()) {
-        return;
+    for (size_t i = 0; i < pairs.size(); ++i) {
+        const int64_t id = KeepPair(database, pairs[i], sealed[i]);
+        if (!pairs[i].certificate.empty()) {
+            InstallCertificate(database, {id, pairs[i].certificate});
+        }
     }
-    Statement count(database, "SELECT count(*) FROM pairs WHERE certificate IS NULL");
-    Require(count.Step() && count.Integer(0) < kMaximumTemporaryPairs, Code::kTooManyKeyPairs,
-            "the key holds 64 key pairs without a certificate");
-    Statement(database,
-              "INSERT INTO pairs(usage, type, dual, public_key, sealed_private) "
-              "VALUES(?, ?, ?, ?, ?)")
-        .Bind(static_cast<int64_t>(usage))
-        .Bind(static_cast<int64_t>(pair.Type()))
-        .Bind(static_cast<int64_t>(dual))
-        .Bind(public_key)
-        .Bind(sealed)
-        .Run();
+    for (const PairCertificate& item : certificates) {
+        InstallCertificate(database, item);
+    }
     transaction.Commit();
 }
 

@@ -17,7 +17,7 @@ namespace softkey {
 
 enum class Usage : int { kSigning = 1, kEncryption = 2 };
 
-constexpr int32_t kMaximumTries = 6;
+constexpr int32_t kMaximumTries = 6;  // unless the key was made with another number
 constexpr size_t kMinimumPinLength = 6;
 constexpr size_t kMaximumPinLength = 16;
 constexpr size_t kMaximumLabelLength = 255;
@@ -52,6 +52,7 @@ struct KeyPlan {
     SecretBytes pin;
     Kind kind = Kind::kReal;
     SecretBytes seed{};  // of a seeded key: what its key pairs are made from
+    int32_t tries = kMaximumTries;
 };
 
 // What a verified PIN gives: the key under which the private keys are sealed.
@@ -119,6 +120,13 @@ class KeyStore {
     Unlocked Unlock(const SecretBytes& pin);
     void ChangePin(const SecretBytes& old_pin, const SecretBytes& new_pin);
 
+    // Without the PIN, which is needed as ever afterwards. Who owns the file could bring an earlier
+    // copy of it back.
+    void GiveTriesBack();
+
+    // Makes another key with this number, which holds and has all that this one does.
+    void CloneAs(std::string_view serial, const SecretBytes& pin);
+
     // Erases key pairs, certificates and data items and sets a new PIN with all its tries.
     Unlocked Initialize(std::string_view label, const SecretBytes& new_pin);
 
@@ -140,12 +148,23 @@ class KeyStore {
     void AddPair(const Unlocked& unlocked, Usage usage, bool dual, const KeyPair& pair);
     KeyPair Open(const Unlocked& unlocked, const StoredPair& pair);
 
-    // Gives each certificate to its pair and removes the pair that had one for the same use and
-    // type before. A pair that is gone fails the whole with kKeyNotFound.
+    // Pairs with or without certificates, and certificates for pairs that are kept already, as by
+    // SetCertificates: all of it or nothing.
     struct PairCertificate {
         int64_t pair_id;
         Bytes certificate;
     };
+    struct ReadyPair {
+        Usage usage;
+        bool dual;
+        const KeyPair* pair;
+        Bytes certificate;  // empty: none yet
+    };
+    void AddPairs(const Unlocked& unlocked, const std::vector<ReadyPair>& pairs,
+                  const std::vector<PairCertificate>& certificates);
+
+    // Gives each certificate to its pair and removes the pair that had one for the same use and
+    // type before. A pair that is gone fails the whole with kKeyNotFound.
     void SetCertificates(const std::vector<PairCertificate>& certificates);
     void DeletePairs(const std::vector<int64_t>& ids);
 

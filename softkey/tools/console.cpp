@@ -10,6 +10,7 @@
 #include "cli/printable.h"
 #include "cli/words.h"
 #include "codes/advice.h"
+#include "codes/failures.h"
 #include "codes/texts.h"
 #include "pin/pin_source.h"
 #include "store/home.h"
@@ -63,11 +64,13 @@ class Terminal {
 };
 
 cli::Failure FailureOf(const Error& error) {
-    return cli::MakeFailure(
+    cli::Failure failure = cli::MakeFailure(
         codes::StatusFor(codes::Number(error.code())),
         codes::TextOf(codes::Number(error.code()),
                       cli::IsChinese() ? codes::Language::kChinese : codes::Language::kEnglish),
         error.what(), AdviceFor(error));
+    failure.code = codes::Number(error.code());
+    return failure;
 }
 
 void Tell(const std::string& name, const cli::Failure& failure) {
@@ -93,9 +96,15 @@ cli::CommandFailure Refusal(const std::string& what, const std::string& next,
     return cli::CommandFailure(cli::MakeFailure(status, what, {}, next));
 }
 
-cli::ExitStatus RunCommand(const std::string& name, const cli::Work& command) {
-    const auto fail = [&name](const cli::Failure& failure) {
-        Tell(name, failure);
+cli::ExitStatus RunCommand(const Invocation& invocation, const cli::Work& command) {
+    const auto fail = [&invocation](const cli::Failure& failure) {
+        const std::string& verb = invocation.verb;
+        Tell(invocation.program + (verb.empty() ? "" : " ") + verb, failure);
+        if (invocation.json) {
+            cli::Json object = cli::JsonObject(verb, false);
+            object["error"] = codes::ErrorJson(failure);
+            std::cout << cli::JsonLine(object) << std::flush;
+        }
         return failure.status;
     };
     try {
@@ -115,6 +124,15 @@ cli::ExitStatus RunCommand(const std::string& name, const cli::Work& command) {
 
 void Say(const std::string& line) {
     std::cout << cli::Encoded(cli::Printable(cli::Say(line))) << '\n';
+}
+
+void Answer(bool as_json, const char* verb, const cli::Json& fields, const std::string& sentence) {
+    if (!as_json) {
+        return Say(sentence);
+    }
+    cli::Json object = cli::JsonObject(verb, true);
+    object.update(fields);
+    std::cout << cli::JsonLine(object);
 }
 
 SecretBytes AskSecretOnTerminal(const std::string& prompt) {

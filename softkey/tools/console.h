@@ -7,12 +7,19 @@
 #include "base/secret.h"
 #include "cli/command.h"
 #include "cli/failure.h"
+#include "cli/json.h"
 
 namespace softkey::tools {
 
 // Runs a command and turns its failure into two or three lines on standard error: what failed, why,
 // and what to do next.
-cli::ExitStatus RunCommand(const std::string& name, const cli::Work& command);
+// With --json an object on standard output tells it as well.
+struct Invocation {
+    std::string program;
+    std::string verb;  // empty: none was reached
+    bool json = false;
+};
+cli::ExitStatus RunCommand(const Invocation& invocation, const cli::Work& command);
 
 // What a user can do about a failure.
 std::string AdviceFor(const Error& error);
@@ -30,6 +37,9 @@ cli::CommandFailure Refusal(const std::string& what, const std::string& next,
 // Prints a line on standard output, in the user's language where it is not yet. What a key or a
 // path brings into it cannot disturb the terminal.
 void Say(const std::string& line);
+
+// What a command has done: the sentence for people, or the verb's object with these fields.
+void Answer(bool as_json, const char* verb, const cli::Json& fields, const std::string& sentence);
 
 // Asks on the terminal without showing what is typed. Throws Refusal without a terminal.
 SecretBytes AskSecretOnTerminal(const std::string& prompt);

@@ -76,6 +76,7 @@ struct Options {
     int64_t delay = 0;
     bool list = false;
     bool clear = false;
+    bool json = false;
 };
 
 void CheckEntry(const std::string& entry) {
@@ -117,7 +118,24 @@ std::vector<Fault> ReadFaults() {
     }
 }
 
-void ListFaults() {
+cli::Json FaultsJson() {
+    cli::Json faults = cli::Json::array();
+    for (const Fault& fault : ReadFaults()) {
+        cli::Json entry{
+            {"entry", fault.entry}, {"code", fault.code}, {"hex", codes::Hexadecimal(fault.code)},
+            {"after", fault.after}, {"times", nullptr},   {"delay_ms", fault.delay_milliseconds}};
+        if (fault.times >= 0) {
+            entry["times"] = fault.times;
+        }
+        faults.push_back(entry);
+    }
+    return {{"faults", faults}};
+}
+
+void ListFaults(bool as_json) {
+    if (as_json) {
+        return Answer(true, "fault", FaultsJson(), {});
+    }
     std::vector<std::vector<std::string>> rows;
     for (const Fault& fault : ReadFaults()) {
         rows.push_back({fault.entry, codes::Hexadecimal(fault.code), std::to_string(fault.after),
@@ -136,14 +154,14 @@ void ListFaults() {
 
 void OrderOrClear(const Options& options) {
     if (options.list) {
-        return ListFaults();
+        return ListFaults(options.json);
     }
     if (!options.entry.empty()) {
         CheckEntry(options.entry);
     }
     if (options.clear) {
         ClearFaults(options.entry);
-        return ListFaults();
+        return ListFaults(options.json);
     }
     if (options.entry.empty() || options.code.empty()) {
         throw Refusal("an entry and a code are needed, or --list or --clear",
@@ -151,7 +169,7 @@ void OrderOrClear(const Options& options) {
     }
     OrderFault({options.entry, ReadCode(options.code),
                 options.always ? kUntilCleared : options.times, options.after, options.delay});
-    ListFaults();
+    ListFaults(options.json);
 }
 
 cli::Candidates Entries(const cli::OnLine& /*given*/) {
@@ -205,6 +223,7 @@ void AddFault(cli::Command& program) {
     command.AddFlag("--list", options->list, "List the ordered faults");
     command.AddFlag("--clear", options->clear,
                     "Withdraw the entry's fault, or all faults; also a damaged file of faults");
+    command.AddFlag("--json", options->json, "Print JSON: the faults that are then ordered");
 }
 
 }  // namespace softkey::tools

@@ -20,9 +20,6 @@
 namespace softkey::tools {
 namespace {
 
-constexpr char kDamagedRecord[] =
-    "the record of what is plugged is damaged; no key counts as plugged";
-
 std::optional<PluggedKey> FindIn(const Slots::Snapshot& slots, const std::string& serial) {
     const PluggedKey* const key = slots.Find(serial);
     return key == nullptr ? std::nullopt : std::optional<PluggedKey>(*key);
@@ -55,56 +52,6 @@ bool List(bool as_json) {
         }
     }
     return sound;
-}
-
-struct PlugOptions {
-    std::string serial;
-    std::string pin_file;
-    int pin_descriptor = -1;
-    std::string confirm;
-};
-
-// An unattended source also confirms: nobody is there to look at a dialog. A word for the
-// confirmation can be given with either kind of source.
-Confirmation ReadConfirmation(const PlugOptions& options, bool unattended) {
-    if (options.confirm == "always") {
-        return Confirmation::kAlways;
-    }
-    if (options.confirm == "never") {
-        return Confirmation::kNever;
-    }
-    if (options.confirm == "dialog") {
-        return Confirmation::kDialog;
-    }
-    return unattended ? Confirmation::kAlways : Confirmation::kDialog;
-}
-
-void Plug(const PlugOptions& options) {
-    PinSource source;
-    if (!options.pin_file.empty()) {
-        source.file = std::filesystem::absolute(options.pin_file).string();
-        CheckPinFile(*source.file);
-    }
-    if (options.pin_descriptor >= 0) {
-        source.descriptor = options.pin_descriptor;
-    }
-    source.confirmation = ReadConfirmation(options, source.IsUnattended());
-    EnsureHome();
-    const bool damaged = Slots::Present().damaged;
-    const PluggedKey key = Slots::OpenOrCreate().Plug(options.serial, source);
-    if (damaged) {
-        Warn("softkey plug", "the record of what is plugged was damaged and has been made anew",
-             "Plug the other keys again that were plugged");
-    }
-    Say(cli::Say("Plugged {1} into slot {2}.", key.serial, key.slot));
-}
-
-void Unplug(const std::string& serial) {
-    std::optional<Slots> slots = Slots::OpenExisting();
-    Require(slots.has_value(), Code::kDeviceRemoved,
-            Slots::Present().damaged ? kDamagedRecord : "no key is plugged in");
-    const PluggedKey key = slots->Unplug(serial);
-    Say(cli::Say("Unplugged {1} from slot {2}.", key.serial, key.slot));
 }
 
 cli::Candidates OfferKeys(Which which) {
@@ -140,44 +87,6 @@ void AddList(cli::Command& program) {
     command.Close(cli::Say("A key that cannot be used is listed as unusable; standard error tells "
                            "why and what to do.") +
                   "\n" + cli::TellStatusesOf(cli::kSoftkey));
-}
-
-void AddPlug(cli::Command& program) {
-    const auto options = std::make_shared<PlugOptions>();
-    cli::Command command = program.AddCommand(
-        "plug",
-        "Plug a key in: clients see it arrive. PINs are asked for in a dialog (pinentry) unless "
-        "an unattended source is named here.",
-        Doing([options] { Plug(*options); }));
-    command.Add("serial", options->serial, "The key's serial number")
-        .Required()
-        .Checked(cli::CheckSerialNumber)
-        .Offers(SerialNumbers(Which::kUnplugged));
-    const cli::Option file = command.Add(
-        "--pin-file", options->pin_file,
-        "Unattended: line 1 of this file is the PIN, line 2 the new PIN for a PIN change. The "
-        "file must be yours with mode 0600.");
-    command
-        .Add("--pin-fd", options->pin_descriptor,
-             "Unattended: the same from this open descriptor of the client's process")
-        .Excludes(file)
-        .Checked(cli::WholeNumber(0, std::numeric_limits<int>::max()));
-    command
-        .Add("--confirm", options->confirm,
-             "How critical signatures are confirmed: dialog, always or never (default: "
-             "dialog; always with an unattended source)")
-        .OneOf({"dialog", "always", "never"});
-}
-
-void AddUnplug(cli::Command& program) {
-    const auto serial = std::make_shared<std::string>();
-    cli::Command command =
-        program.AddCommand("unplug", "Unplug a key: clients see it go, cached PINs are gone",
-                           Doing([serial] { Unplug(*serial); }));
-    command.Add("serial", *serial, "The key's serial number")
-        .Required()
-        .Checked(cli::CheckSerialNumber)
-        .Offers(SerialNumbers(Which::kPlugged));
 }
 
 void AddShow(cli::Command& program) {

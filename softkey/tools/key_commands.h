@@ -8,6 +8,9 @@
 
 namespace softkey::tools {
 
+inline constexpr char kDamagedRecord[] =
+    "the record of what is plugged is damaged; no key counts as plugged";
+
 // Each adds its command to the program.
 // For completion: the keys that there are, all or those that are plugged or not.
 enum class Which { kAll, kPlugged, kUnplugged };
@@ -29,6 +32,9 @@ void AddPin(cli::Command& program);
 void AddFault(cli::Command& program);
 void AddReset(cli::Command& program);
 void AddDelete(cli::Command& program);
+void AddUnlock(cli::Command& program);
+void AddClone(cli::Command& program);
+void AddImport(cli::Command& program);
 void AddBackup(cli::Command& program);
 void AddRestore(cli::Command& program);
 

@@ -20,9 +20,7 @@ using cli::Json;
 
 // The object of a command, with the fields.
 void Print(const char* verb, const Json& fields) {
-    Json object = cli::JsonObject(verb, true);
-    object.update(fields);
-    std::cout << cli::JsonLine(object);
+    Answer(true, verb, fields, {});
 }
 
 std::string PinSourceText(const PinSource& source) {
@@ -108,6 +106,22 @@ void Show(const Fields& fields) {
 
 }  // namespace
 
+Json PairsJson(const std::vector<StoredPair>& stored) {
+    Json pairs = Json::array();
+    for (const StoredPair& pair : stored) {
+        Json entry{{"usage", pair.usage == Usage::kSigning ? "signing" : "encryption"},
+                   {"type", TypeName(pair.type)},
+                   {"dual", pair.dual},
+                   {"public_key", ToPem(pair.public_key, "PUBLIC KEY")},
+                   {"certificate", nullptr}};
+        if (!pair.IsTemporary()) {
+            entry["certificate"] = ToPem(pair.certificate, "CERTIFICATE");
+        }
+        pairs.push_back(entry);
+    }
+    return pairs;
+}
+
 void ShowAsText(const KeySummary& summary) {
     const std::optional<PluggedKey>& plugged = summary.plugged;
     Fields fields = {
@@ -141,29 +155,20 @@ void ShowAsJson(const KeySummary& summary) {
     Json json = SummaryJson(summary);
     json["store"] = KeyPath(summary.serial);
     json["pin_source"] = PinSourceText(summary.plugged ? summary.plugged->source : PinSource());
-    Json pairs = Json::array();
-    for (const StoredPair& pair : summary.key.pairs) {
-        Json entry{{"usage", pair.usage == Usage::kSigning ? "signing" : "encryption"},
-                   {"type", TypeName(pair.type)},
-                   {"dual", pair.dual},
-                   {"public_key", ToPem(pair.public_key, "PUBLIC KEY")},
-                   {"certificate", nullptr}};
-        if (!pair.IsTemporary()) {
-            entry["certificate"] = ToPem(pair.certificate, "CERTIFICATE");
-        }
-        pairs.push_back(entry);
-    }
-    json["key_pairs"] = pairs;
+    json["key_pairs"] = PairsJson(summary.key.pairs);
     Print("show", json);
 }
 
 KeySummary SummaryOf(const KeyPlan& plan) {
-    return {
-        plan.serial, {plan.kind, plan.label, {kMaximumTries, kMaximumTries, 0}, {}}, std::nullopt};
+    return {plan.serial, {plan.kind, plan.label, {plan.tries, plan.tries, 0}, {}}, std::nullopt};
 }
 
 void ShowNewAsJson(const KeySummary& key) {
-    Print("new", SummaryJson(key));
+    Print("new", BriefJson(key));
+}
+
+cli::Json BriefJson(const KeySummary& key) {
+    return SummaryJson(key);
 }
 
 void ShowNewAsJson(const std::vector<KeySummary>& keys) {

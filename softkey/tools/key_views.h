@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/error.h"
+#include "cli/json.h"
 #include "slots/slots.h"
 #include "store/key_store.h"
 
@@ -32,6 +33,10 @@ void ShowAsJson(const KeySummary& summary);
 // A key as it is just made.
 KeySummary SummaryOf(const KeyPlan& plan);
 void ShowNewAsJson(const KeySummary& key);
+
+// What of a key stands in the objects of several commands.
+cli::Json BriefJson(const KeySummary& key);
+cli::Json PairsJson(const std::vector<StoredPair>& stored);
 void ShowNewAsJson(const std::vector<KeySummary>& keys);
 
 void ShowAsText(const std::vector<ListedKey>& keys);

@@ -9,6 +9,7 @@
 #include "store/key_store.h"
 #include "tools/console.h"
 #include "tools/key_commands.h"
+#include "tools/key_views.h"
 #include "tools/program.h"
 
 namespace softkey::tools {
@@ -19,7 +20,9 @@ struct Options {
     std::string file;
     std::string label;
     bool yes = false;
+    std::string other;
     bool check = false;
+    bool json = false;
 };
 
 void RequireKey(const std::string& serial) {
@@ -38,11 +41,13 @@ void Pin(const Options& options) {
         options.file.empty() ? AskSecretOnTerminal("Present PIN:") : ReadPinLine(source, 0);
     if (options.check) {
         store.Unlock(old_pin);
-        Say("The PIN is right.");
+        Answer(options.json, "pin", {{"serial_number", options.serial}, {"changed", false}},
+               "The PIN is right.");
         return;
     }
     store.ChangePin(old_pin, options.file.empty() ? ObtainNewPin("") : ReadPinLine(source, 1));
-    Say("The PIN was changed.");
+    Answer(options.json, "pin", {{"serial_number", options.serial}, {"changed", true}},
+           "The PIN was changed.");
 }
 
 void Reset(const Options& options) {
@@ -51,15 +56,17 @@ void Reset(const Options& options) {
     ConfirmOnTerminal(options.yes, cli::Say("Erase all key pairs, certificates and data of {1}?",
                                             options.serial));
     const SecretBytes pin = ObtainNewPin(options.file);
-    store.Initialize(options.label.empty() ? old_label : options.label, pin);
-    Say("The key was erased and has a new PIN.");
+    const std::string label = options.label.empty() ? old_label : options.label;
+    store.Initialize(label, pin);
+    Answer(options.json, "reset", {{"serial_number", options.serial}, {"label", label}},
+           "The key was erased and has a new PIN.");
 }
 
 void Delete(const Options& options) {
     RequireKey(options.serial);
     ConfirmOnTerminal(options.yes, cli::Say("Delete {1} for good?", options.serial));
     DeleteKey(options.serial);
-    Say("The key was deleted.");
+    Answer(options.json, "delete", {{"serial_number", options.serial}}, "The key was deleted.");
 }
 
 void BackUp(const Options& options) {
@@ -73,7 +80,8 @@ void BackUp(const Options& options) {
                       "Make it, or name another one", cli::ExitStatus::kFile);
     }
     BackUpKey(options.serial, options.file);
-    Say(cli::Say("The copy is in {1}.", options.file));
+    Answer(options.json, "backup", {{"serial_number", options.serial}, {"file", options.file}},
+           cli::Say("The copy is in {1}.", options.file));
 }
 
 void Restore(const Options& options) {
@@ -90,14 +98,44 @@ void Restore(const Options& options) {
              cli::Say("the key was damaged; its file is now {1}", *restored.damaged),
              "Remove that file when you are sure that nothing in it is missed");
     }
-    Say(restored.serial);
+    cli::Json fields = {{"serial_number", restored.serial}, {"damaged_file", nullptr}};
+    if (restored.damaged) {
+        fields["damaged_file"] = *restored.damaged;
+    }
+    Answer(options.json, "restore", fields, restored.serial);
+}
+
+void Unlock(const Options& options) {
+    KeyStore store = ExistingKey(options.serial);
+    store.GiveTriesBack();
+    const PinState pin = store.Pin();
+    Answer(options.json, "unlock",
+           {{"serial_number", options.serial},
+            {"tries_left", pin.tries_left},
+            {"tries_at_most", pin.tries_maximum}},
+           cli::Say("{1} has all {2} tries again.", options.serial, pin.tries_maximum));
+}
+
+void Clone(const Options& options) {
+    KeyStore store = ExistingKey(options.serial);
+    const std::string serial = options.other.empty() ? FreshSerial() : options.other;
+    Require(!Exists(KeyPath(serial)), Code::kSerialTaken, "a key with this serial number exists");
+    const PinSource source{options.file, std::nullopt, Confirmation::kDialog};
+    store.CloneAs(serial,
+                  options.file.empty() ? AskSecretOnTerminal("PIN:") : ReadPinLine(source, 0));
+    cli::Json fields = BriefJson({serial, KeyStore(serial).LookAtWhole(), std::nullopt});
+    fields["original"] = options.serial;
+    Answer(options.json, "clone", fields, serial);
 }
 
 using Action = void (*)(const Options&);
 
 cli::Command AddAction(cli::Command& program, const std::shared_ptr<Options>& options,
                        const std::string& name, const std::string& description, Action action) {
-    return program.AddCommand(name, description, Doing([options, action] { action(*options); }));
+    cli::Command command =
+        program.AddCommand(name, description, Doing([options, action] { action(*options); }));
+    command.AddFlag("--json", options->json, "Print JSON");
+    return command;
 }
 
 cli::Command AddSerialAction(cli::Command& program, const std::shared_ptr<Options>& options,
@@ -138,6 +176,28 @@ void AddDelete(cli::Command& program) {
         AddSerialAction(program, options, "delete",
                         "Delete an unplugged key, also a damaged one, and all it holds", Delete);
     command.AddFlag("--yes", options->yes, "Do not ask");
+}
+
+void AddUnlock(cli::Command& program) {
+    const auto options = std::make_shared<Options>();
+    AddSerialAction(program, options, "unlock",
+                    "Give a key all its tries back; the PIN and all that it holds stay as they are",
+                    Unlock);
+}
+
+void AddClone(cli::Command& program) {
+    const auto options = std::make_shared<Options>();
+    cli::Command command = AddSerialAction(
+        program, options, "clone",
+        "Make another key that holds and has all that this one does; prints its serial number",
+        Clone);
+    command
+        .Add("--as", options->other,
+             "Its serial number: 16 capital letters and digits (default: a fresh one)")
+        .Takes("SERIAL")
+        .Checked(cli::CheckSerialNumber);
+    command.Add("--pin-file", options->file,
+                "Take the PIN from the first line of this file (mode 0600)");
 }
 
 void AddBackup(cli::Command& program) {

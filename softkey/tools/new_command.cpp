@@ -23,6 +23,7 @@ namespace {
 constexpr int64_t kMostKeys = 1000000;
 // As many as a process may have files open, and by far as many as share the cost of a disk's turn.
 constexpr int64_t kAtOnce = 250;
+constexpr int64_t kMostTries = 255;
 constexpr size_t kSerialBytes = 7;
 constexpr size_t kKeySeedLength = 32;
 
@@ -32,6 +33,7 @@ struct Options {
     std::string pin_file;
     std::string seed;
     int64_t count = 1;
+    int32_t tries = kMaximumTries;
     bool counted = false;
     bool fixture = false;
     bool real = false;
@@ -69,6 +71,7 @@ KeyPlan PlanOf(const Options& options, const SecretBytes& pin, int64_t number) {
         plan.label += " " + std::to_string(number);
     }
     plan.pin = pin;
+    plan.tries = options.tries;
     plan.kind = KindOf(options);
     if (plan.kind == Kind::kSeeded) {
         plan.seed = BytesOfSeed(ToSecret(options.seed), "key " + plan.serial, kKeySeedLength);
@@ -185,6 +188,9 @@ void AddNew(cli::Command& program) {
                  .Takes("N")
                  .Checked(cli::WholeNumber(1, kMostKeys))
                  .Excludes(serial);
+    command.Add("--tries", options->tries, "How many wrong PINs in a row lock it (default: 6)")
+        .Takes("N")
+        .Checked(cli::WholeNumber(1, kMostTries));
     command.AddFlag("--json", options->json, "Print JSON");
 }
 

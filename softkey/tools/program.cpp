@@ -1,5 +1,6 @@
 #include "tools/program.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
@@ -12,6 +13,15 @@
 namespace softkey::tools {
 namespace {
 
+// A mistake may come before the option has been read. What stands behind "--" is another's.
+bool AsksForJson(int argc, char** argv) {
+    const auto is = [](const char* word) {
+        return [word](const char* argument) { return std::strcmp(argument, word) == 0; };
+    };
+    char** const end = std::find_if(argv, argv + argc, is("--"));
+    return std::any_of(argv, end, is("--json"));
+}
+
 cli::CommandFailure UsageFailure(const std::string& command, const cli::Mistake& mistake) {
     return Refusal(mistake.what(), cli::Say("{1} --help tells how", command),
                    cli::ExitStatus::kUsage);
@@ -23,13 +33,14 @@ cli::ExitStatus ParseAndRun(cli::Commands which, const std::string& name, AddCom
     // Before the commands are added, which take it over.
     program.Top().Close(cli::TellStatusesOf(which));
     add_commands(program.Top());
+    const bool json = AsksForJson(argc, argv);
     try {
         const std::optional<cli::Chosen> chosen = program.Parse(argc, argv);
-        return chosen ? RunCommand(name + " " + chosen->path, chosen->work)
+        return chosen ? RunCommand({name, chosen->path, json}, chosen->work)
                       : cli::ExitStatus::kDone;
     } catch (const cli::Mistake& mistake) {
         const std::string command = mistake.Where().empty() ? name : name + " " + mistake.Where();
-        return RunCommand(command,
+        return RunCommand({name, mistake.Where(), json},
                           [&]() -> cli::ExitStatus { throw UsageFailure(command, mistake); });
     }
 }
@@ -56,7 +67,7 @@ int RunProgram(cli::Commands program, const char* name, AddCommands add_commands
                char** argv) {
     cli::OpenStandardDescriptors();
     cli::Speak("orval-softkey", argc, argv);
-    return static_cast<int>(RunCommand(name, [&] {
+    return static_cast<int>(RunCommand({name, {}, false}, [&] {
         const cli::ExitStatus status = ParseAndRun(program, name, add_commands, argc, argv);
         if (status == cli::ExitStatus::kDone) {
             RequireThatOutputWasWritten();

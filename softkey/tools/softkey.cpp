@@ -31,6 +31,9 @@ void AddAll(cli::Command& program) {
     AddFault(program);
     AddReset(program);
     AddDelete(program);
+    AddUnlock(program);
+    AddImport(program);
+    AddClone(program);
     AddBackup(program);
     AddRestore(program);
 }

@@ -323,7 +323,8 @@ TEST_F(CommandsTest, HelpFitsTheTerminal) {
         for (const char* const command :
              {"softkey", "softkey new", "softkey list", "softkey plug", "softkey unplug",
               "softkey show", "softkey pin", "softkey fault", "softkey reset", "softkey delete",
-              "softkey backup", "softkey restore", "softca", "softca init", "softca issue"}) {
+              "softkey unlock", "softkey import", "softkey clone", "softkey backup",
+              "softkey restore", "softca", "softca init", "softca issue"}) {
             const std::vector<std::string> words = Split(command, " ");
             const CommandResult help =
                 RunShell("cd /; unset ORVAL_SOFTCA_HOME XDG_DATA_HOME; HOME=/ " +
@@ -341,7 +342,8 @@ TEST_F(CommandsTest, AnEmptySerialNumberIsWrongUsage) {
     const std::string words = "a shell variable may be unset";
     for (const char* command :
          {"plug ''", "unplug ''", "show ''", "pin ''", "reset --yes ''", "delete --yes ''",
-          "backup '' copy", "new --serial ''", "new --serial= --json", "new --serial --json"}) {
+          "backup '' copy", "unlock ''", "import '' key.pem", "clone ''", "new --serial ''",
+          "new --serial= --json", "new --serial --json"}) {
         ExpectUsageError(command, words);
     }
     EXPECT_TRUE(Json::parse(Good("list --json"))["keys"].empty());
@@ -389,8 +391,9 @@ TEST_F(CommandsTest, WrongUsageHasStatusTwoAndEveryCommandHasHelp) {
                                         "fault VerifyPIN 1 --times 0"}) {
         EXPECT_EQ(2, SoftKey(arguments).status) << arguments;
     }
-    for (const char* const command : {"", "new", "list", "plug", "unplug", "show", "pin", "fault",
-                                      "reset", "delete", "backup", "restore"}) {
+    for (const char* const command :
+         {"", "new", "list", "plug", "unplug", "show", "pin", "fault", "reset", "delete", "unlock",
+          "import", "clone", "backup", "restore"}) {
         EXPECT_FALSE(Good(std::string(command) + " --help").empty());
     }
 }
