@@ -1,10 +1,10 @@
 // Entries about requests and certificates.
 #include "backend/arguments.h"
+#include "backend/entries.h"
 #include "base/settings.h"
 #include "key/certificate_requests.h"
 #include "key/certificates.h"
 #include "key/device.h"
-#include "maker/backend.h"
 
 using softkey::Answer;
 using softkey::Code;
@@ -30,6 +30,8 @@ std::string Fitting(size_t buffer_size, TextOfLimit text_of_limit) {
 }
 
 }  // namespace
+
+namespace softkey::backend {
 
 int32_t GMCreatePKCS10(const char* serial_number, int32_t cert_type, int32_t key_type,
                        int32_t hash_type, char** request, void* null_pointer, int32_t zero) {
@@ -117,3 +119,5 @@ int32_t DelCertAndTempKey(const char* serial_number, int32_t param1, int32_t par
                                    softkey::ReadDeleteScope(param2));
     });
 }
+
+}  // namespace softkey::backend

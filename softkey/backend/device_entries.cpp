@@ -4,9 +4,9 @@
 #include <string>
 
 #include "backend/arguments.h"
+#include "backend/entries.h"
 #include "base/settings.h"
 #include "key/device.h"
-#include "maker/backend.h"
 #include "maker/token.h"
 
 using softkey::Answer;
@@ -44,6 +44,8 @@ void CheckSettingSerial(const char* serial_number) {
 }
 
 }  // namespace
+
+namespace softkey::backend {
 
 int32_t CheckDeviceEx(uint32_t* value, _S_DEV_CONFIG* config, int32_t one,
                       char serial_number[maker::kSerialNumberRoom]) {
@@ -84,3 +86,5 @@ int32_t UOS_SetLanguage(const char* second, const char* first) {
         softkey::SelectLanguage(softkey::RequireText(second));
     });
 }
+
+}  // namespace softkey::backend

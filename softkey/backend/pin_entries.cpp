@@ -2,8 +2,8 @@
 #include <cstring>
 
 #include "backend/arguments.h"
+#include "backend/entries.h"
 #include "key/device.h"
-#include "maker/backend.h"
 
 using softkey::Answer;
 using softkey::Code;
@@ -32,6 +32,8 @@ void DeliverPinInfo(const PinInfo& info, void* buffer, int32_t* length) {
 }
 
 }  // namespace
+
+namespace softkey::backend {
 
 int32_t VerifyPIN(const char* serial_number) {
     return Answer("VerifyPIN",
@@ -72,3 +74,5 @@ int32_t SetCachePinFlag(const char* serial_number, intptr_t flag) {
         softkey::Sessions::OfThisProcess().SetCacheFlag(device.Key().serial, flag == 1);
     });
 }
+
+}  // namespace softkey::backend

@@ -5,10 +5,10 @@
 #include <string_view>
 
 #include "backend/arguments.h"
+#include "backend/entries.h"
 #include "base/settings.h"
 #include "key/device.h"
 #include "key/signatures.h"
-#include "maker/backend.h"
 
 using softkey::Answer;
 using softkey::Code;
@@ -59,6 +59,8 @@ std::string ReadWarning(const char* text) {
 }
 
 }  // namespace
+
+namespace softkey::backend {
 
 int32_t SetWarningMsg(const char* serial_number, const char* warning) {
     return Answer("SetWarningMsg", [&] {
@@ -136,3 +138,5 @@ int32_t GMUSBKeyAsymDec2(const char* serial_number, int64_t param1, uint32_t par
                          plain, length, kNoLimit);
     });
 }
+
+}  // namespace softkey::backend

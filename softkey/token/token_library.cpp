@@ -9,6 +9,7 @@
 #include "entry/answer.h"
 #include "maker/token.h"
 #include "slots/event_stream.h"
+#include "trace/exported.h"
 
 using softkey::Code;
 using softkey::EventStream;
@@ -36,8 +37,7 @@ uint32_t AnswerUnsigned(const char* entry, Work work) noexcept {
 
 }  // namespace
 
-// One that differs from its declaration is refused here: C functions have no overloads.
-extern "C" {
+namespace softkey::token {
 
 uint32_t VexaT_ContextInit(uint32_t* context) {
     return AnswerUnsigned("VexaT_ContextInit", [&] {
@@ -101,4 +101,9 @@ uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t flags, _S_DEV_CONFIG* confi
     });
 }
 
-}  // extern "C"
+}  // namespace softkey::token
+
+#define SOFTKEY_TOKEN(name, arguments)                                                \
+    SOFTKEY_EXPORT(calls::IndexOf("VexaT_" #name), VexaT_##name, uint32_t, arguments, \
+                   softkey::token::VexaT_##name)
+ORVAL_TOKEN_FUNCTIONS(SOFTKEY_TOKEN)
