@@ -153,6 +153,8 @@ Before::Before(const Function& function, const Passed* arguments)
             number_ = *Behind<uint32_t>(arguments[i]);
         } else if (function.arguments[i].kind == Kind::kHandedText) {
             handed_ = *Behind<const char*>(arguments[i]);
+        } else if (function.arguments[i].kind == Kind::kString) {
+            handed_ = CharactersOf(arguments[i]);
         } else if (function.arguments[i].kind == Kind::kDevice) {
             std::memcpy(media_id_, Behind<_S_DEV_CONFIG>(arguments[i])->mediaId, sizeof media_id_);
         } else if (function.arguments[i].kind == Kind::kEvent) {
@@ -225,12 +227,17 @@ std::optional<Json> Before::TakenHanded(const char* text, bool succeeded, Masker
     return KeptText(text, masker);
 }
 
+// A string that still has its characters was not filled; whatever they are, they are the client's.
+std::optional<Json> Before::TakenString(const char* text, bool succeeded, Masker& masker) const {
+    if (!succeeded || text == handed_) {
+        return std::nullopt;
+    }
+    return Written(Kind::kSecret, text, masker);
+}
+
 // What only a successful call fills.
 Json Before::TakenOfSuccess(size_t index, Masker& masker) const {
     const Passed passed = arguments_[index];
-    if (function_.arguments[index].kind == Kind::kString) {
-        return Written(Kind::kSecret, CharactersOf(passed), masker);
-    }
     if (function_.arguments[index].kind == Kind::kSlots) {
         const auto* const slots = Behind<uint32_t>(passed);
         const uint32_t count = *Behind<uint32_t>(arguments_[index + 1]);
@@ -253,6 +260,8 @@ std::optional<Json> Before::TakenFrom(size_t index, bool succeeded, Masker& mask
             return TakenDevice(*Behind<_S_DEV_CONFIG>(passed), succeeded, masker);
         case Kind::kEvent:
             return TakenEvent(*Behind<VEXA_EVENT_INFO>(passed), succeeded);
+        case Kind::kString:
+            return TakenString(CharactersOf(passed), succeeded, masker);
         default:
             return succeeded ? std::optional<Json>(TakenOfSuccess(index, masker)) : std::nullopt;
     }

@@ -35,6 +35,7 @@ class Before {
                                     Masker& masker) const;
     std::optional<Json> TakenEvent(const VEXA_EVENT_INFO& event, bool succeeded) const;
     std::optional<Json> TakenHanded(const char* text, bool succeeded, Masker& masker) const;
+    std::optional<Json> TakenString(const char* text, bool succeeded, Masker& masker) const;
     Json TakenOfSuccess(size_t index, Masker& masker) const;
     Json TakenBuffer(size_t index, Masker& masker) const;
     bool PutInto(size_t index, const Json& value) const;

@@ -112,7 +112,7 @@ std::optional<Ring> OpenRing() {
             throw;
         }
         throw Refusal(cli::Say("the trace is damaged, and nothing is traced: {1}", TracePath()),
-                      "Begin another with: softkey trace --on", cli::ExitStatus::kFile);
+                      "Make another with: softkey trace --on", cli::ExitStatus::kFile);
     }
 }
 
@@ -143,7 +143,7 @@ void ShowOnce(const Options& options) {
     std::optional<Ring> ring = OpenRing();
     if (!ring) {
         throw Refusal("no calls are traced",
-                      "Begin with softkey trace --on, run the client, and look again",
+                      "Give softkey trace --on first, then run the client, then look again",
                       cli::ExitStatus::kFailed);
     }
     TraceReader reader(std::move(*ring));

@@ -22,7 +22,7 @@
 namespace softkey {
 namespace {
 
-constexpr char kMagic[16] = "orval trace 1\n";
+constexpr char kMagic[16] = "orval trace 1\n";  // no message
 constexpr off_t kFirstPlace = 4096;
 constexpr std::chrono::milliseconds kLongestWait{50};
 constexpr std::chrono::microseconds kPause{50};
@@ -112,6 +112,8 @@ void Ring::MakeAnew() {
     DraftFile draft(TracePath());
     draft.Write(bytes);
     draft.Replace();
+    // The clock by which clients believe is late by a tick, of ten milliseconds at most.
+    std::this_thread::sleep_for(3 * kBelieved);
 }
 
 void Ring::Remove() {

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -47,7 +48,12 @@ class Ring {
         uint64_t reserved;
     };
 
-    // An empty one in the place of another. Makes the home where there is none.
+    // That there is none is believed for so long: looking for it would be all that most calls of a
+    // client pay.
+    static constexpr std::chrono::milliseconds kBelieved{10};
+
+    // An empty one in the place of another, which every client knows when this returns. Makes the
+    // home where there is none.
     static void MakeAnew();
     static void Remove();
 

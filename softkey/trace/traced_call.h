@@ -11,8 +11,8 @@
 namespace softkey {
 
 // A call of an entry by a client, from its beginning to its end; written into the ring while there
-// is one. Without one it costs a look for the file, and whatever is wrong with the ring must not
-// keep a client from its work.
+// is one. Without one it costs a look at a clock, and at times for the file; whatever is wrong with
+// the ring must not keep a client from its work.
 class TracedCall {
  public:
     // The arguments must stay until the end.
