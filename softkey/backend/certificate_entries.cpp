@@ -6,12 +6,7 @@
 #include "key/certificates.h"
 #include "key/device.h"
 
-using softkey::Answer;
-using softkey::Code;
-using softkey::Device;
-using softkey::Require;
-using softkey::RequireConstant;
-
+namespace softkey::backend {
 namespace {
 
 // A text in the client's character set that goes into a buffer: its names are shortened until it
@@ -30,8 +25,6 @@ std::string Fitting(size_t buffer_size, TextOfLimit text_of_limit) {
 }
 
 }  // namespace
-
-namespace softkey::backend {
 
 int32_t GMCreatePKCS10(const char* serial_number, int32_t cert_type, int32_t key_type,
                        int32_t hash_type, char** request, void* null_pointer, int32_t zero) {

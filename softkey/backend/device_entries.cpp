@@ -9,12 +9,7 @@
 #include "key/device.h"
 #include "maker/token.h"
 
-using softkey::Answer;
-using softkey::Code;
-using softkey::Device;
-using softkey::Require;
-using softkey::RequireConstant;
-
+namespace softkey::backend {
 namespace {
 
 // What X_ErrorConvert_UOS gave last; the caller may read it until the thread asks again, also while
@@ -44,8 +39,6 @@ void CheckSettingSerial(const char* serial_number) {
 }
 
 }  // namespace
-
-namespace softkey::backend {
 
 int32_t CheckDeviceEx(uint32_t* value, _S_DEV_CONFIG* config, int32_t one,
                       char serial_number[maker::kSerialNumberRoom]) {

@@ -5,11 +5,7 @@
 #include "backend/entries.h"
 #include "key/device.h"
 
-using softkey::Answer;
-using softkey::Code;
-using softkey::Device;
-using softkey::Require;
-
+namespace softkey::backend {
 namespace {
 
 constexpr intptr_t kLongestCacheSeconds = 86400;
@@ -32,8 +28,6 @@ void DeliverPinInfo(const PinInfo& info, void* buffer, int32_t* length) {
 }
 
 }  // namespace
-
-namespace softkey::backend {
 
 int32_t VerifyPIN(const char* serial_number) {
     return Answer("VerifyPIN",

@@ -10,13 +10,7 @@
 #include "key/device.h"
 #include "key/signatures.h"
 
-using softkey::Answer;
-using softkey::Code;
-using softkey::Device;
-using softkey::Require;
-using softkey::RequireText;
-using softkey::SignatureOrder;
-
+namespace softkey::backend {
 namespace {
 
 constexpr size_t kNoLimit = std::numeric_limits<int32_t>::max();
@@ -59,8 +53,6 @@ std::string ReadWarning(const char* text) {
 }
 
 }  // namespace
-
-namespace softkey::backend {
 
 int32_t SetWarningMsg(const char* serial_number, const char* warning) {
     return Answer("SetWarningMsg", [&] {

@@ -4,11 +4,6 @@
 #include "base/settings.h"
 #include "key/device.h"
 
-using softkey::Answer;
-using softkey::Code;
-using softkey::Device;
-using softkey::Require;
-
 namespace softkey::backend {
 
 int32_t CustInitCard(const char* serial_number, int32_t flag, void* parameter, int32_t zero) {

@@ -11,11 +11,7 @@
 #include "slots/event_stream.h"
 #include "trace/exported.h"
 
-using softkey::Code;
-using softkey::EventStream;
-using softkey::Require;
-using softkey::SlotEvent;
-
+namespace softkey::token {
 namespace {
 
 constexpr uint32_t kContext = 1;
@@ -36,8 +32,6 @@ uint32_t AnswerUnsigned(const char* entry, Work work) noexcept {
 }
 
 }  // namespace
-
-namespace softkey::token {
 
 uint32_t VexaT_ContextInit(uint32_t* context) {
     return AnswerUnsigned("VexaT_ContextInit", [&] {

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstring>
 #include <ctime>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -45,17 +46,17 @@ off_t OffsetOf(uint64_t number) {
     return kFirstPlace + static_cast<off_t>((number - 1) % Ring::kPlaces * Ring::kPlaceSize);
 }
 
-// FNV-1a.
-uint64_t Checksum(const PlaceHead& head, const char* text) {
+// FNV-1a, of a place whose check is zero.
+uint64_t Checksum(std::string_view place) {
     uint64_t sum = 0xCBF29CE484222325;
-    const auto take = [&sum](const char* bytes, size_t count) {
-        for (size_t i = 0; i < count; ++i) {
-            sum = (sum ^ static_cast<unsigned char>(bytes[i])) * 0x100000001B3;
-        }
-    };
-    take(reinterpret_cast<const char*>(&head), offsetof(PlaceHead, check));
-    take(text, head.length);
+    for (const char byte : place) {
+        sum = (sum ^ static_cast<unsigned char>(byte)) * 0x100000001B3;
+    }
     return sum;
+}
+
+void SetCheck(std::string& place, uint64_t check) {
+    std::memcpy(place.data() + offsetof(PlaceHead, check), &check, sizeof check);
 }
 
 bool ReadAt(int file, off_t offset, void* bytes, size_t count) {
@@ -76,15 +77,15 @@ bool IsSound(const Ring::Head& head) {
 
 void Write(int file, const TracedLine& line) {
     Require(line.text.size() <= kLargestText, Code::kDataLength);
-    PlaceHead head{line.number,
-                   line.process,
-                   line.thread,
-                   line.state,
-                   static_cast<uint32_t>(line.text.size()),
-                   0};
-    head.check = Checksum(head, line.text.data());
+    const PlaceHead head{line.number,
+                         line.process,
+                         line.thread,
+                         line.state,
+                         static_cast<uint32_t>(line.text.size()),
+                         0};
     std::string bytes(reinterpret_cast<const char*>(&head), sizeof head);
     bytes += line.text;
+    SetCheck(bytes, Checksum(bytes));
     WriteAt(file, OffsetOf(line.number), bytes.data(), bytes.size());
 }
 
@@ -173,11 +174,12 @@ std::optional<TracedLine> Ring::At(uint64_t number) const {
         if (head.number != number) {
             return std::nullopt;
         }
-        const char* const text = bytes.data() + sizeof head;
-        if (head.length <= static_cast<size_t>(length) - sizeof head &&
-            head.check == Checksum(head, text)) {
+        SetCheck(bytes, 0);
+        const bool fits = head.length <= static_cast<size_t>(length) - sizeof head;
+        const std::string_view place(bytes.data(), fits ? sizeof head + head.length : 0);
+        if (fits && head.check == Checksum(place)) {
             return TracedLine{head.number, head.process, head.thread, head.state,
-                              std::string(text, head.length)};
+                              std::string(place.substr(sizeof head))};
         }
         std::this_thread::sleep_for(kPause);
     }

@@ -165,4 +165,45 @@ TEST(ChromeTrace, HasACompleteEventForEachCall) {
     EXPECT_EQ(trace["traceEvents"][1]["cat"], "token");
 }
 
+Recording Trace(const std::vector<Call>& calls) {
+    calls::Header header;
+    header.salt = calls::NewSalt();
+    header.serial_numbers = Masker::SerialNumbers::kShown;
+    calls::Json first = {{"verb", "trace"}};
+    first.update(calls::FieldsOf(header));
+    std::string text = first.dump() + "\n";
+    for (const Call& call : calls) {
+        text += calls::LineOf(call);
+    }
+    return calls::Read(text + calls::FieldsOfMissed(7).dump() + "\n");
+}
+
+TEST(Trace, IsReadWithWhatItTellsBeside) {
+    Call call = CallOf(1, "VexaT_WaitForEvent");
+    call.program = "client";
+    call.times = 12;
+    call.fault = true;
+    const Recording read = Trace({call});
+    EXPECT_TRUE(read.header.is_trace);
+    EXPECT_EQ(read.missed, 7);
+    ASSERT_EQ(read.calls.size(), 1U);
+    EXPECT_EQ(calls::LineOf(read.calls[0]), calls::LineOf(call));
+    EXPECT_THAT(calls::Describe(read.calls[0]),
+                testing::EndsWith(", as softkey fault ordered, 12 times"));
+}
+
+TEST(Trace, IsComparedWithARecordingByWhatBothTell) {
+    const std::string text(calls::kLongestInTrace + 1000, 'A');
+    Call whole =
+        CallOf(1, "GMWritePKCS7", {{"serial_number", "wxyzwxyzwxyzwxyz"}, {"pkcs7", text}});
+    Call cut = whole;
+    cut.program = "client";
+    cut.given["serial_number"] = "OR0123456789ABCD";
+    cut.given["pkcs7"] = {{"text", text.substr(0, calls::kLongestInTrace)},
+                          {"length", text.size()}};
+    EXPECT_TRUE(recorder::Compare(With({whole}), Trace({cut})).empty());
+    cut.given["pkcs7"]["length"] = text.size() + 1;
+    EXPECT_EQ(recorder::Compare(With({whole}), Trace({cut})).size(), 2U);
+}
+
 }  // namespace
