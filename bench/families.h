@@ -22,6 +22,7 @@ void AddMemoryRows();
 void AddSignatureRows();
 void AddKeyStopRows();
 void AddStartRows();
+void AddTraceRows();
 
 }  // namespace bench
 

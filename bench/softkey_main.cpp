@@ -12,6 +12,7 @@ constexpr bench::Family kFamilies[] = {
     {"signatures", bench::AddSignatureRows},
     {"stops", bench::AddKeyStopRows},
     {"starts", bench::AddStartRows},
+    {"traces", bench::AddTraceRows},
 };
 
 }  // namespace

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "bundle/archive.h"
+#include "calls/recording.h"
 #include "doctor/doctor.h"
-#include "recorder/recording.h"
 
 // What support needs to see, in one archive that can be passed on: nothing in it is a secret, and
 // nothing of it leaves the computer by itself.
@@ -19,7 +19,7 @@ struct Question {
     std::string log;      // the diagnostic log
     std::string command;  // "ukeyctl 1.2"
     // One whose serial numbers are masked.
-    std::optional<recorder::Recording> recording;
+    std::optional<calls::Recording> recording;
 };
 
 struct Bundle {

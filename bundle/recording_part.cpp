@@ -6,7 +6,7 @@
 namespace bundle {
 namespace {
 
-using recorder::Json;
+using calls::Json;
 
 constexpr size_t kEncoded = 40;
 
@@ -25,8 +25,8 @@ bool IsEncoded(const std::string& text) {
 
 class Cleaner final {
  public:
-    Cleaner(const recorder::Header& header, const Privacy& privacy)
-        : masker_(header.salt, recorder::Masker::SerialNumbers::kMasked), privacy_(privacy) {}
+    Cleaner(const calls::Header& header, const Privacy& privacy)
+        : masker_(header.salt, calls::Masker::SerialNumbers::kMasked), privacy_(privacy) {}
 
     void Clean(Json& value) {
         if (value.is_structured()) {
@@ -35,29 +35,29 @@ class Cleaner final {
             }
         } else if (value.is_string()) {
             const auto text = value.get<std::string>();
-            value = IsEncoded(text) ? masker_.Render(recorder::Kind::kSecret, text)
+            value = IsEncoded(text) ? masker_.Render(calls::Kind::kSecret, text)
                                     : privacy_.Masked(text);
         }
     }
 
  private:
-    recorder::Masker masker_;
+    calls::Masker masker_;
     const Privacy& privacy_;
 };
 
 }  // namespace
 
-std::string WithoutNames(const recorder::Recording& recording, const Privacy& privacy) {
+std::string WithoutNames(const calls::Recording& recording, const Privacy& privacy) {
     Cleaner cleaner(recording.header, privacy);
-    recorder::Header header = recording.header;
+    calls::Header header = recording.header;
     header.program = privacy.Masked(header.program);
-    std::string text = recorder::LineOf(header);
-    for (recorder::Call call : recording.calls) {
+    std::string text = calls::LineOf(header);
+    for (calls::Call call : recording.calls) {
         cleaner.Clean(call.given);
         cleaner.Clean(call.taken);
-        text += recorder::LineOf(call);
+        text += calls::LineOf(call);
     }
-    return text + (recording.end.is_null() ? std::string() : recorder::LineOf(recording.end));
+    return text + (recording.end.is_null() ? std::string() : calls::LineOf(recording.end));
 }
 
 }  // namespace bundle

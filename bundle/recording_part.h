@@ -4,13 +4,13 @@
 #include <string>
 
 #include "bundle/privacy.h"
-#include "recorder/recording.h"
+#include "calls/recording.h"
 
 namespace bundle {
 
 // A masked recording as it goes into the bundle. A recording leaves certificates, requests and
 // signatures as they are, and those name the key inside, encoded: here they are masked, too.
-std::string WithoutNames(const recorder::Recording& recording, const Privacy& privacy);
+std::string WithoutNames(const calls::Recording& recording, const Privacy& privacy);
 
 }  // namespace bundle
 

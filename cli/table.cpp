@@ -31,20 +31,16 @@ struct ShowCell {
 
 using Cells = std::vector<std::string>;
 
-}  // namespace
-
-std::string InColumns(const Cells& headings, const std::vector<Cells>& rows) {
-    std::vector<Cells> lines{Cells()};
-    for (const std::string& heading : headings) {
-        lines.front().push_back(Say(heading));
-    }
-    lines.insert(lines.end(), rows.begin(), rows.end());
-    std::vector<size_t> widths(headings.size());
+// The first line has the headings.
+std::string Aligned(std::vector<Cells> lines, std::vector<size_t> widths, Headings headings) {
     for (Cells& line : lines) {
         for (size_t i = 0; i < line.size(); ++i) {
             line[i] = Printable(line[i]);
             widths[i] = std::max(widths[i], Columns(line[i]));
         }
+    }
+    if (headings == Headings::kShownBefore) {
+        lines.erase(lines.begin());
     }
     std::string text;
     for (const Cells& line : lines) {
@@ -57,22 +53,34 @@ std::string InColumns(const Cells& headings, const std::vector<Cells>& rows) {
     return text;
 }
 
-std::string ShowTable(const Table& table) {
+}  // namespace
+
+std::string InColumns(const Cells& headings, const std::vector<Cells>& rows) {
+    std::vector<Cells> lines{Cells()};
+    for (const std::string& heading : headings) {
+        lines.front().push_back(Say(heading));
+    }
+    lines.insert(lines.end(), rows.begin(), rows.end());
+    return Aligned(std::move(lines), std::vector<size_t>(headings.size()), Headings::kShown);
+}
+
+std::string ShowTable(const Table& table, Headings headings) {
     if (table.rows.empty()) {
         return {};
     }
-    Cells headings;
-    std::vector<Cells> rows(table.rows.size());
+    std::vector<Cells> lines(table.rows.size() + 1);
+    std::vector<size_t> widths;
     for (size_t i = 0; i < table.columns.size(); ++i) {
         if (table.columns[i].heading.empty()) {
             continue;
         }
-        headings.push_back(table.columns[i].heading);
-        for (size_t row = 0; row < rows.size(); ++row) {
-            rows[row].push_back(std::visit(ShowCell{}, table.rows[row][i]));
+        widths.push_back(table.columns[i].width);
+        lines.front().push_back(Say(table.columns[i].heading));
+        for (size_t row = 0; row < table.rows.size(); ++row) {
+            lines[row + 1].push_back(std::visit(ShowCell{}, table.rows[row][i]));
         }
     }
-    return InColumns(headings, rows);
+    return Aligned(std::move(lines), std::move(widths), headings);
 }
 
 }  // namespace cli

@@ -21,6 +21,7 @@ struct Table {
     struct Column {
         std::string key;
         std::string heading;
+        size_t width = 0;  // at least
     };
     // An object for scripts.
     using Named = std::vector<std::pair<std::string, std::variant<std::string, int64_t>>>;
@@ -31,8 +32,11 @@ struct Table {
     std::vector<std::vector<Cell>> rows;  // each as long as there are columns
 };
 
+// Whether the headings stand above, or above the rows that were shown before these.
+enum class Headings { kShown, kShownBefore };
+
 // Aligned lines; nothing without a row.
-std::string ShowTable(const Table& table);
+std::string ShowTable(const Table& table, Headings headings = Headings::kShown);
 
 }  // namespace cli
 

@@ -10,13 +10,13 @@ MACROS = {"ORVAL_APPLICATION_DIRECTORY":
           re.search(r"^application_directory=(.*)", (ROOT / "maker/places").read_text(encoding="utf-8"), re.MULTILINE)[1]}
 
 # The rooms that speak to people.
-ROOMS = ("cli", "codes", "doctor", "lint", "logs", "recorder", "bundle", "ukeyctl", "softkey")
+ROOMS = ("calls", "cli", "codes", "doctor", "lint", "logs", "recorder", "bundle", "ukeyctl", "softkey")
 SCRIPTS = ("scripts/with-softkey",)
 # Whoever has a key in a client's process meets these; a user of the commands never does.
 SILENT = ("bundle/archive", "bundle/html", "bundle/log_tail", "bundle/page", "bundle/privacy",
           "bundle/recording_part", "bundle/system", "bundle/timeline", "softkey/backend/", "softkey/crypto/", "softkey/token/", "softkey/entry/", "softkey/key/device",
           "softkey/key/cert", "softkey/key/s", "softkey/pin/dialogs", "softkey/pin/pinentry",
-          "softkey/slots/event_stream", "softkey/base/settings", "recorder/functions.h", "recorder/replay",
+          "softkey/slots/event_stream", "softkey/base/settings", "calls/functions.h", "recorder/replay",
           "recorder/stand_in", "recorder/run_client", "lint/c_interface", "logs/masks",
           "logs/record")
 

@@ -1,6 +1,7 @@
 #include "comparison.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace recorder {
 
@@ -10,19 +11,50 @@ namespace {
 // whole.
 constexpr size_t kMostCells = 25'000'000;
 
-bool IsMasked(const Argument& argument, const Header& header) {
-    return argument.kind == Kind::kSecret || argument.kind == Kind::kString ||
-           (argument.kind == Kind::kSerialNumber &&
-            header.serial_numbers == Masker::SerialNumbers::kMasked);
+// What of two recordings can be compared as it is.
+struct Terms {
+    bool knows_masks;
+    Masker::SerialNumbers serial_numbers;
+    bool has_trace;
+};
+
+Terms TermsOf(const Header& first, const Header& second) {
+    const bool shows_both = first.serial_numbers == Masker::SerialNumbers::kShown &&
+                            second.serial_numbers == Masker::SerialNumbers::kShown;
+    return {first.salt == second.salt && first.serial_numbers == second.serial_numbers,
+            shows_both ? Masker::SerialNumbers::kShown : Masker::SerialNumbers::kMasked,
+            first.is_trace || second.is_trace};
 }
 
-// Masked texts by their lengths.
-Json Lengths(const Function& function, Json values, const Header& header) {
+bool IsMasked(const Argument& argument, const Terms& terms) {
+    return argument.kind == Kind::kSecret || argument.kind == Kind::kString ||
+           (argument.kind == Kind::kSerialNumber &&
+            terms.serial_numbers == Masker::SerialNumbers::kMasked);
+}
+
+// How long a text was that is written down as a whole or by its beginning; nothing for others.
+std::optional<size_t> LengthOf(const Json& value) {
+    if (value.is_string()) {
+        return value.get_ref<const std::string&>().size();
+    }
+    return value.is_object() && value.contains("length")
+               ? std::optional<size_t>(value["length"].get<size_t>())
+               : std::nullopt;
+}
+
+// Masked texts by their lengths, and so are those that are too long for a trace.
+Json Lengths(const Function& function, Json values, const Terms& terms) {
     for (const Argument& argument : function.arguments) {
         const auto value = values.find(std::string(argument.name));
-        if (value != values.end() && value->is_string() && IsMasked(argument, header)) {
-            *value = value->get_ref<const std::string&>().size();
-        } else if (value != values.end() && argument.kind == Kind::kDevice) {
+        if (value == values.end()) {
+            continue;
+        }
+        const std::optional<size_t> length = LengthOf(*value);
+        const bool is_cut = terms.has_trace && length && *length > calls::kLongestInTrace;
+        const bool is_masked = !terms.knows_masks && IsMasked(argument, terms);
+        if (length && (is_cut || is_masked)) {
+            *value = *length;
+        } else if (argument.kind == Kind::kDevice && !terms.knows_masks) {
             *value = nullptr;
         }
     }
@@ -30,14 +62,11 @@ Json Lengths(const Function& function, Json values, const Header& header) {
 }
 
 // What of a call is compared.
-std::vector<std::string> Compared(const std::vector<Call>& calls, const Header& header,
-                                  bool knows_masks) {
+std::vector<std::string> Compared(const std::vector<Call>& calls, const Terms& terms) {
     std::vector<std::string> lines;
     for (Call call : calls) {
-        if (!knows_masks) {
-            call.given = Lengths(kFunctions[call.function], call.given, header);
-            call.taken = Lengths(kFunctions[call.function], call.taken, header);
-        }
+        call.given = Lengths(kFunctions[call.function], call.given, terms);
+        call.taken = Lengths(kFunctions[call.function], call.taken, terms);
         call.number = 0;
         lines.push_back(LineOf(call, true));
     }
@@ -71,9 +100,9 @@ struct Side {
     Lines lines;
 };
 
-Side SideOf(const Recording& recording, bool knows_masks) {
+Side SideOf(const Recording& recording, const Terms& terms) {
     const Recording ordered = Read(Diffable(recording));
-    return {ordered.calls, Compared(ordered.calls, recording.header, knows_masks)};
+    return {ordered.calls, Compared(ordered.calls, terms)};
 }
 
 void Shorten(Side& side, size_t front, size_t back) {
@@ -103,9 +132,9 @@ void DropCommonEnds(Side& first, Side& second) {
 }  // namespace
 
 std::vector<Change> Compare(const Recording& first, const Recording& second) {
-    const bool knows_masks = first.header.salt == second.header.salt;
-    Side left = SideOf(first, knows_masks);
-    Side right = SideOf(second, knows_masks);
+    const Terms terms = TermsOf(first.header, second.header);
+    Side left = SideOf(first, terms);
+    Side right = SideOf(second, terms);
     DropCommonEnds(left, right);
     const bool is_small = (left.lines.size() + 1) * (right.lines.size() + 1) <= kMostCells;
     const Kept kept(is_small ? left.lines : Lines{}, is_small ? right.lines : Lines{});

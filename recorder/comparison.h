@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "recording.h"
+#include "vocabulary.h"
 
 namespace recorder {
 

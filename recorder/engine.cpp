@@ -52,7 +52,7 @@ Course BeginCall(size_t function, const Passed* arguments) {
     if (roles.replay != nullptr) {
         return roles.replay->Answer(function, arguments);
     }
-    return {nullptr, nullptr, function == recorder::kTextOfCode ? 0 : recorder::kNoAnswer, false};
+    return {nullptr, nullptr, function == calls::kTextOfCode ? 0 : recorder::kNoAnswer, false};
 }
 
 void FinishCall(void* record, End end, int64_t answer) {

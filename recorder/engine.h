@@ -4,12 +4,14 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "calls/passed.h"
+
 // Between the two libraries that stand in for the maker's in a client's process, which are thin,
 // and what they share: one library with everything that a recording or a replay knows.
 namespace recorder {
 
-// Each argument as it was passed: a number, widened as its sign says, or an address.
-using Passed = uint64_t;
+using calls::End;
+using calls::Passed;
 
 // What becomes of a call.
 struct Course {
@@ -18,8 +20,6 @@ struct Course {
     int64_t answer;  // a number, or an address
     bool throws;     // instead of an answer
 };
-
-enum class End { kReturned, kThrew };
 
 struct Engine {
     Course (*begin)(size_t function, const Passed* arguments);

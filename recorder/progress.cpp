@@ -5,6 +5,7 @@
 
 #include "engine.h"
 #include "settings.h"
+#include "vocabulary.h"
 
 namespace recorder {
 

@@ -1,11 +1,10 @@
 #ifndef RECORDER_PROGRESS_H
 #define RECORDER_PROGRESS_H
 
+#include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
-
-#include "recording.h"
 
 namespace recorder {
 

@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "calls/own_time.h"
 #include "maker/places.h"
-#include "own_time.h"
 
 namespace recorder {
 
@@ -75,39 +75,34 @@ std::shared_ptr<Recorder::Process> Recorder::ThisProcess() {
     return process_;
 }
 
-Recorder::InProgress* Recorder::Describe(size_t function, const Passed* arguments) {
+calls::Observed* Recorder::Describe(size_t function, const Passed* arguments) {
     const std::shared_ptr<Process> process = ThisProcess();
     if (thread_process != process_number_) {
         thread_process = process_number_;
         thread_number = ++process->threads;
         depth = 0;
     }
-    auto progress =
-        std::make_unique<InProgress>(InProgress{Call(), Before(kFunctions[function], arguments)});
-    Call& call = progress->call;
-    call.function = function;
+    auto observed = std::make_unique<calls::Observed>(function, arguments, masker_);
+    Call& call = observed->call;
     call.number = ++process->calls;
     call.process = thread_process;
     call.thread = thread_number;
-    call.has_code = false;
-    call.finished = false;
     call.start_us = NowUs() - settings_.started_us;
-    call.given = Given(kFunctions[function], arguments, &masker_);
     process->pending.Begin(static_cast<size_t>(thread_number - 1), ShortLineOf(call));
-    return progress.release();
+    return observed.release();
 }
 
 Course Recorder::Begin(size_t function, const Passed* arguments) noexcept {
-    const OwnTime own;
+    const calls::OwnTime own;
     Course course{Real(function), nullptr, function == kTextOfCode ? 0 : kNoAnswer, false};
     if (course.real == nullptr || depth > 0) {
         return course;
     }
     try {
-        InProgress* const progress = Describe(function, arguments);
+        calls::Observed* const observed = Describe(function, arguments);
         ++depth;
-        progress->call.start_us = NowUs() - settings_.started_us;
-        course.record = progress;
+        observed->call.start_us = NowUs() - settings_.started_us;
+        course.record = observed;
     } catch (const std::exception& error) {
         Complain(error.what());
     }
@@ -115,25 +110,13 @@ Course Recorder::Begin(size_t function, const Passed* arguments) noexcept {
 }
 
 void Recorder::Finish(void* record, End end, int64_t answer) noexcept {
-    const OwnTime own;
+    const calls::OwnTime own;
     const int64_t now = NowUs() - settings_.started_us;
     --depth;
-    const std::unique_ptr<InProgress> progress(static_cast<InProgress*>(record));
+    const std::unique_ptr<calls::Observed> observed(static_cast<calls::Observed*>(record));
     try {
-        Call& call = progress->call;
-        call.duration_us = now - call.start_us;
-        call.finished = true;
-        call.threw = end == End::kThrew;
-        call.taken = Json::object();
-        if (call.function == kTextOfCode && !call.threw) {
-            // NOLINTNEXTLINE(performance-no-int-to-ptr): the engine hands on answers as numbers
-            call.taken["text"] = KeptText(reinterpret_cast<const char*>(answer), masker_);
-        } else if (!call.threw) {
-            call.has_code = true;
-            call.code = answer;
-            call.taken = progress->before.Taken(answer, masker_);
-        }
-        Append(settings_.recording, LineOf(call));
+        observed->Finish(end, answer, now, masker_);
+        Append(settings_.recording, LineOf(observed->call));
         ThisProcess()->pending.End(static_cast<size_t>(thread_number - 1));
     } catch (const std::exception& error) {
         Complain(error.what());

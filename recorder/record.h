@@ -6,10 +6,11 @@
 #include <memory>
 #include <mutex>
 
+#include "calls/observed.h"
 #include "engine.h"
 #include "pending.h"
-#include "recording.h"
 #include "settings.h"
+#include "vocabulary.h"
 
 namespace recorder {
 
@@ -22,10 +23,6 @@ class Recorder {
     void Finish(void* record, End end, int64_t answer) noexcept;
 
  private:
-    struct InProgress {
-        Call call;
-        Before before;
-    };
     struct Process {
         explicit Process(const std::string& folder) : pending(folder) {}
         Pending pending;
@@ -35,7 +32,7 @@ class Recorder {
 
     void* Real(size_t function);
     std::shared_ptr<Process> ThisProcess();
-    InProgress* Describe(size_t function, const Passed* arguments);
+    calls::Observed* Describe(size_t function, const Passed* arguments);
 
     Settings settings_;
     Masker masker_;

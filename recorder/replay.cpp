@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <thread>
 
-#include "own_time.h"
+#include "calls/own_time.h"
 #include "progress.h"
 
 namespace recorder {
@@ -325,7 +325,7 @@ Course Replay::AnswerLocked(Lock& lock, size_t function, const Passed* arguments
 }
 
 Course Replay::Answer(size_t function, const Passed* arguments) noexcept {
-    const OwnTime own;
+    const calls::OwnTime own;
     try {
         Lock lock(mutex_);
         return AnswerLocked(lock, function, arguments);

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "engine.h"
-#include "recording.h"
 #include "settings.h"
+#include "vocabulary.h"
 
 namespace recorder {
 

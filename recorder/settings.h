@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "masking.h"
+#include "vocabulary.h"
 
 namespace recorder {
 

@@ -4,24 +4,13 @@
 #include <stdexcept>
 #include <type_traits>
 
+#include "calls/functions.h"
 #include "engine.h"
-#include "functions.h"
 
 namespace recorder {
 
 // Null when there is none: the process was started without what the command set up.
 const Engine* TheEngine();
-
-template <typename Parameter>
-Passed Pack(Parameter& parameter) {
-    if constexpr (std::is_pointer_v<Parameter>) {
-        return reinterpret_cast<Passed>(parameter);
-    } else if constexpr (std::is_integral_v<Parameter>) {
-        return static_cast<Passed>(static_cast<int64_t>(parameter));
-    } else {
-        return reinterpret_cast<Passed>(&parameter);
-    }
-}
 
 template <typename Result>
 Result Unpack(int64_t answer) {
@@ -53,7 +42,7 @@ class Ending {
     template <typename Result>
     Result Returned(Result result) {
         end_ = End::kReturned;
-        answer_ = static_cast<int64_t>(Pack(result));
+        answer_ = static_cast<int64_t>(calls::Pack(result));
         return result;
     }
 
@@ -75,7 +64,7 @@ struct StandIn<index, Result(Parameters...)> {
         if (engine == nullptr) {
             return AnswerWithout<Result>();
         }
-        const Passed arguments[sizeof...(Parameters) + 1] = {Pack(parameters)...};
+        const Passed arguments[sizeof...(Parameters) + 1] = {calls::Pack(parameters)...};
         const Course course = engine->begin(index, arguments);
         if (course.throws) {
             throw std::runtime_error("the recorded call threw an exception");

@@ -2,5 +2,5 @@
 #include "stand_in.h"
 
 #define RECORDER_TOKEN(name, arguments) \
-    RECORDER_STAND_IN(recorder::IndexOf("VexaT_" #name), VexaT_##name, uint32_t, arguments)
+    RECORDER_STAND_IN(calls::IndexOf("VexaT_" #name), VexaT_##name, uint32_t, arguments)
 ORVAL_TOKEN_FUNCTIONS(RECORDER_TOKEN)

@@ -32,7 +32,7 @@ bundle::Question QuestionOf(const Session& session, const BundleOptions& options
         return question;
     }
     question.recording = ReadRecording(options.recording);
-    if (question.recording->header.serial_numbers != recorder::Masker::SerialNumbers::kMasked) {
+    if (question.recording->header.serial_numbers != calls::Masker::SerialNumbers::kMasked) {
         cli::ThrowUsage(cli::Say("{1} shows serial numbers", options.recording),
                         "record it anew without --show-serial-numbers");
     }

@@ -4,6 +4,7 @@
 
 #include "cli/checks.h"
 #include "cli/printable.h"
+#include "cli/stop_signals.h"
 #include "cli/words.h"
 #include "codes/notation.h"
 #include "key_list.h"
@@ -29,7 +30,7 @@ Report::Value OrNull(const std::string& text) {
     return text.empty() ? Report::Value() : Report::Value(text);
 }
 
-Deadline DeadlineOf(double timeout) {
+cli::Deadline DeadlineOf(double timeout) {
     if (timeout < 0) {
         return std::nullopt;
     }
@@ -41,24 +42,25 @@ Deadline DeadlineOf(double timeout) {
 }
 
 [[noreturn]] void ThrowInterrupted() {
-    cli::Throw(cli::ExitStatus::kInterrupted, "the wait was interrupted",
-               cli::Say("signal {1} ({2}) came first", StopSignal(), strsignal(StopSignal())),
-               "start it again; --timeout SECONDS ends a wait by itself");
+    cli::Throw(
+        cli::ExitStatus::kInterrupted, "the wait was interrupted",
+        cli::Say("signal {1} ({2}) came first", cli::StopSignal(), strsignal(cli::StopSignal())),
+        "start it again; --timeout SECONDS ends a wait by itself");
 }
 
 // ------------------------------------------------------------------- wait, for what happens
 
-ukey::KeyEvent AwaitEvent(ukey::EventSource& events, const Deadline& deadline) {
+ukey::KeyEvent AwaitEvent(ukey::EventSource& events, const cli::Deadline& deadline) {
     for (;;) {
         if (const std::optional<ukey::KeyEvent> event = events.NextFor(milliseconds(0))) {
             return *event;
         }
-        switch (AwaitReadable(events.Descriptor(), deadline)) {
-            case Wakening::kReadable:
+        switch (cli::AwaitReadable(events.Descriptor(), deadline)) {
+            case cli::Wakening::kReadable:
                 break;
-            case Wakening::kSignal:
+            case cli::Wakening::kSignal:
                 ThrowInterrupted();
-            case Wakening::kTime:
+            case cli::Wakening::kTime:
                 ThrowNoEvent("no key came or went",
                              "plug or unplug a key while the command waits, or give it more time");
         }
@@ -96,7 +98,7 @@ void ReportPresent(Report& report, const std::vector<LabelledKey>& keys) {
 // begun.
 void AwaitPresence(Session& session, double timeout) {
     constexpr milliseconds kBetweenLooks{100};
-    const Deadline deadline = DeadlineOf(timeout);
+    const cli::Deadline deadline = DeadlineOf(timeout);
     const KeyLookout lookout(session.Library());
     for (;;) {
         if (!lookout.Look().empty()) {
@@ -109,15 +111,15 @@ void AwaitPresence(Session& session, double timeout) {
             ThrowNoEvent("no key is plugged in", "plug a key in, or give it more time");
         }
         const Clock::time_point next_look = Clock::now() + kBetweenLooks;
-        if (AwaitReadable(-1, deadline ? std::min(*deadline, next_look) : next_look) ==
-            Wakening::kSignal) {
+        if (cli::AwaitReadable(-1, deadline ? std::min(*deadline, next_look) : next_look) ==
+            cli::Wakening::kSignal) {
             ThrowInterrupted();
         }
     }
 }
 
 void Wait(Session& session, const WaitOptions& options) {
-    CatchStopSignals();
+    cli::CatchStopSignals();
     if (options.present) {
         AwaitPresence(session, options.timeout);
     } else {
@@ -237,7 +239,7 @@ void ShowEvent(Session& session, const KeyWatch::Event& event, const LabelledKey
 }
 
 void Watch(Session& session) {
-    CatchStopSignals();
+    cli::CatchStopSignals();
     KeyWatch watch(session.WhichLibrary().path);
     Labels labels(session.Library());
     session.Stream(session.json ? ""

@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "cli/failure.h"
+#include "cli/stop_signals.h"
 #include "cli/words.h"
 
 namespace {
@@ -117,7 +118,7 @@ KeyWatch::~KeyWatch() {
 }
 
 std::optional<KeyWatch::Event> KeyWatch::Next() {
-    if (AwaitReadable(pipe_, std::nullopt) == Wakening::kSignal) {
+    if (cli::AwaitReadable(pipe_, std::nullopt) == cli::Wakening::kSignal) {
         return std::nullopt;
     }
     Message message{};

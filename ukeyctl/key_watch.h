@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 
-#include "stop_signals.h"
 #include "ukey.hpp"
 
 // Keys coming and going, waited for in a process of its own: the library serves one thread at a

@@ -5,12 +5,12 @@
 
 #include "cli/checks.h"
 #include "cli/files.h"
+#include "cli/stop_signals.h"
 #include "cli/words.h"
 #include "log_file.h"
 #include "log_output.h"
 #include "logs/forms.h"
 #include "logs/scrub.h"
-#include "stop_signals.h"
 #include "verbs.h"
 
 namespace {
@@ -220,13 +220,13 @@ void Notice(const std::string& text) {
 }
 
 void Pause() {
-    AwaitReadable(-1, std::chrono::steady_clock::now() + kPause);
+    cli::AwaitReadable(-1, std::chrono::steady_clock::now() + kPause);
 }
 
 // The log, once there is one.
 std::unique_ptr<LogFile> Await(const std::string& path) {
     bool is_told = false;
-    while (StopSignal() == 0) {
+    while (cli::StopSignal() == 0) {
         if (access(path.c_str(), F_OK) == 0) {
             return std::make_unique<LogFile>(path, LogFile::Use::kReading);
         }
@@ -244,7 +244,7 @@ void FollowFile(LogFile& file, Listing& listing, logs::Reader& reader) {
     const auto take_rest = [&file, &reader] {
         file.ReadAll([&reader](std::string_view bytes) { reader.Feed(bytes); });
     };
-    while (StopSignal() == 0) {
+    while (cli::StopSignal() == 0) {
         const LogFile::Fate fate =
             file.Look();  // before reading: the rest of a replaced file counts
         if (fate == LogFile::Fate::kReplaced) {
@@ -269,8 +269,8 @@ void FollowFile(LogFile& file, Listing& listing, logs::Reader& reader) {
 }
 
 void Follow(const std::string& path, Listing& listing, logs::Reader& reader) {
-    CatchStopSignals();  // and what is known by then is still shown
-    for (bool is_first = true; StopSignal() == 0; is_first = false) {
+    cli::CatchStopSignals();  // and what is known by then is still shown
+    for (bool is_first = true; cli::StopSignal() == 0; is_first = false) {
         const std::unique_ptr<LogFile> file = Await(path);
         if (file && is_first) {
             ReadOnce(*file, listing, reader);

@@ -4,10 +4,10 @@
 #include "cli/files.h"
 #include "cli/words.h"
 
-recorder::Recording ReadRecording(const std::string& path) {
+calls::Recording ReadRecording(const std::string& path) {
     try {
-        return recorder::Read(cli::ReadInput(path));
-    } catch (const recorder::Malformed& error) {
+        return calls::Read(cli::ReadInput(path));
+    } catch (const calls::Malformed& error) {
         cli::Throw(cli::ExitStatus::kFile, cli::Say("{1} is no recording", path), error.what(),
                    "give a file that 'ukeyctl record' has made");
     }

@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "recorder/recording.h"
+#include "calls/recording.h"
 
 // "-" is standard input. Throws a failure with status kFile.
-recorder::Recording ReadRecording(const std::string& path);
+calls::Recording ReadRecording(const std::string& path);
 
 #endif

@@ -6,11 +6,11 @@
 #include <memory>
 #include <system_error>
 
+#include "calls/call_table.h"
 #include "cli/checks.h"
 #include "cli/files.h"
 #include "cli/printable.h"
 #include "cli/words.h"
-#include "codes/notation.h"
 #include "recorder/comparison.h"
 #include "recorder/pending.h"
 #include "recorder/progress.h"
@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using recorder::Recording;
+using calls::Recording;
 using recorder::Settings;
 using Words = std::vector<std::string>;
 
@@ -74,11 +74,11 @@ struct RecordOptions {
     Words command;
 };
 
-recorder::Header HeaderOf(const RecordOptions& options) {
-    recorder::Header header;
-    header.salt = options.is_diffable ? recorder::CommonSalt() : recorder::NewSalt();
-    header.serial_numbers = options.shows_serial_numbers ? recorder::Masker::SerialNumbers::kShown
-                                                         : recorder::Masker::SerialNumbers::kMasked;
+calls::Header HeaderOf(const RecordOptions& options) {
+    calls::Header header;
+    header.salt = options.is_diffable ? calls::CommonSalt() : calls::NewSalt();
+    header.serial_numbers = options.shows_serial_numbers ? calls::Masker::SerialNumbers::kShown
+                                                         : calls::Masker::SerialNumbers::kMasked;
     header.is_diffable = options.is_diffable;
     header.program = fs::path(options.command[0]).filename().string();
     header.started = options.is_diffable ? std::string() : Utc(std::time(nullptr));
@@ -92,14 +92,14 @@ void Conclude(const Settings& settings, const recorder::Outcome& outcome) {
     }
     const char* const way =
         outcome.way == recorder::Outcome::Way::kSignal ? "signal" : "exit_status";
-    recorder::Json end = recorder::Json::object();
+    calls::Json end = calls::Json::object();
     end[way] = outcome.number;
-    recorder::Append(settings.recording, recorder::LineOf(end));
+    recorder::Append(settings.recording, calls::LineOf(end));
 }
 
 cli::ExitStatus Record(Session& session, const RecordOptions& options) {
     const recorder::Workplace workplace;
-    const recorder::Header header = HeaderOf(options);
+    const calls::Header header = HeaderOf(options);
     Settings settings;
     settings.folder = workplace.Folder();
     settings.recording = fs::absolute(options.out).string();
@@ -107,12 +107,12 @@ cli::ExitStatus Record(Session& session, const RecordOptions& options) {
     settings.serial_numbers = header.serial_numbers;
     settings.started_us = recorder::NowUs();
     recorder::Save(settings);
-    cli::WriteOutput(settings.recording, recorder::LineOf(header), cli::Readers::kOwner);
+    cli::WriteOutput(settings.recording, calls::LineOf(header), cli::Readers::kOwner);
     const recorder::Outcome outcome = RunClient(settings, options.command);
     Conclude(settings, outcome);
     const Recording recording = ReadRecording(settings.recording);
     if (options.is_diffable) {
-        cli::WriteOutput(settings.recording, recorder::Diffable(recording), cli::Readers::kOwner);
+        cli::WriteOutput(settings.recording, calls::Diffable(recording), cli::Readers::kOwner);
     }
     const auto calls = static_cast<int64_t>(recording.calls.size());
     session.Result().AddDetail("file", settings.recording);
@@ -160,10 +160,9 @@ struct ReplayOptions {
 }
 
 // A recorded call that was never made; waits that brought nothing are a matter of time.
-const recorder::Call* FirstLeftOver(const Recording& recording,
-                                    const recorder::Progress& progress) {
+const calls::Call* FirstLeftOver(const Recording& recording, const recorder::Progress& progress) {
     for (size_t i = 0; i < recording.calls.size(); ++i) {
-        const recorder::Call& call = recording.calls[i];
+        const calls::Call& call = recording.calls[i];
         if (call.finished && !call.IsIdleWait() && progress.answered.count(i) == 0) {
             return &call;
         }
@@ -173,12 +172,12 @@ const recorder::Call* FirstLeftOver(const Recording& recording,
 
 void CheckAllWasMade(Session& session, const Recording& recording,
                      const recorder::Progress& progress) {
-    const recorder::Call* const left = FirstLeftOver(recording, progress);
+    const calls::Call* const left = FirstLeftOver(recording, progress);
     if (left == nullptr) {
         return;
     }
     session.Result().Add("recorded", "Recorded",
-                         cli::Say("call {1}: {2}", left->number, recorder::Describe(*left)));
+                         cli::Say("call {1}: {2}", left->number, calls::Describe(*left)));
     session.Result().Add("made", "Made", cli::Say("no call"));
     cli::Throw(cli::ExitStatus::kDifferent, "the client made fewer calls than were recorded",
                "the first that it did not make is shown",
@@ -216,57 +215,6 @@ void AddReplay(cli::Command& app, Session& session) {
 
 // ------------------------------------------------------------- recording
 
-double Milliseconds(int64_t us) {
-    return static_cast<double>(us) / 1000;
-}
-
-std::string AnswerOf(const recorder::Call& call) {
-    if (call.threw) {
-        return cli::Say("threw");
-    }
-    return call.has_code   ? codes::Hexadecimal(static_cast<int32_t>(call.code))
-           : call.finished ? "-"
-                           : cli::Say("did not return");
-}
-
-std::string OutcomeOf(const recorder::Call& call) {
-    return call.threw ? "threw" : call.finished ? "returned" : "missing";
-}
-
-cli::Table TableOf(const Recording& recording) {
-    cli::Table table{{{"call", "CALL"},
-                      {"process", "PROCESS"},
-                      {"thread", "THREAD"},
-                      {"start_ms", "START ms"},
-                      {"duration_ms", "TIME ms"},
-                      {"", "CODE"},
-                      {"code", ""},
-                      {"hex", ""},
-                      {"outcome", ""},
-                      {"text", "WHAT WAS CALLED"}},
-                     {}};
-    using Cell = cli::Table::Cell;
-    for (const recorder::Call& call : recording.calls) {
-        const bool has_code = call.has_code && !call.threw;
-        const auto code = static_cast<int32_t>(call.code);
-        table.rows.push_back({call.number, call.process, call.thread, Milliseconds(call.start_us),
-                              Milliseconds(call.duration_us), AnswerOf(call),
-                              has_code ? Cell(int64_t{code}) : Cell(),
-                              has_code ? Cell(codes::Hexadecimal(code)) : Cell(), OutcomeOf(call),
-                              recorder::Describe(call)});
-    }
-    return table;
-}
-
-std::string EndOf(const Recording& recording) {
-    if (recording.end.contains("signal")) {
-        return cli::Say("ended by signal {1}", recording.end["signal"].dump());
-    }
-    return recording.end.is_null()
-               ? cli::Say("cut off: how the client ended is not in it")
-               : cli::Say("ended with exit status {1}", recording.end["exit_status"].dump());
-}
-
 struct ShowOptions {
     std::string file;
     std::string trace;
@@ -279,9 +227,9 @@ void ShowRecording(Session& session, const ShowOptions& options) {
         session.Result().Add("file", "Written to", options.trace);
         return;
     }
-    session.Result().AddOutput("calls", TableOf(recording));
-    session.Result().AddDetail("end", EndOf(recording));
-    session.Result().Say(cli::Say("{1}, {2}", recording.header.program, EndOf(recording)));
+    session.Result().AddOutput("calls", calls::TableOf(recording.calls));
+    session.Result().AddDetail("end", calls::EndOf(recording));
+    session.Result().Say(cli::Say("{1}, {2}", recording.header.program, calls::EndOf(recording)));
 }
 
 void AddShow(cli::Command& group, Session& session) {
@@ -311,7 +259,7 @@ cli::ExitStatus DiffRecordings(Session& session, const DiffOptions& options) {
     Words lines;
     for (const recorder::Change& change : changes) {
         const bool is_first = change.side == recorder::Change::Side::kOnlyFirst;
-        lines.push_back((is_first ? "- " : "+ ") + recorder::Describe(change.call));
+        lines.push_back((is_first ? "- " : "+ ") + calls::Describe(change.call));
     }
     session.Result().AddOutput("changes", lines);
     return changes.empty() ? cli::ExitStatus::kDone : cli::ExitStatus::kDifferent;

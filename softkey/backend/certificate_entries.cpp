@@ -1,17 +1,12 @@
 // Entries about requests and certificates.
 #include "backend/arguments.h"
+#include "backend/entries.h"
 #include "base/settings.h"
 #include "key/certificate_requests.h"
 #include "key/certificates.h"
 #include "key/device.h"
-#include "maker/backend.h"
 
-using softkey::Answer;
-using softkey::Code;
-using softkey::Device;
-using softkey::Require;
-using softkey::RequireConstant;
-
+namespace softkey::backend {
 namespace {
 
 // A text in the client's character set that goes into a buffer: its names are shortened until it
@@ -117,3 +112,5 @@ int32_t DelCertAndTempKey(const char* serial_number, int32_t param1, int32_t par
                                    softkey::ReadDeleteScope(param2));
     });
 }
+
+}  // namespace softkey::backend

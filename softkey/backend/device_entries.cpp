@@ -4,17 +4,12 @@
 #include <string>
 
 #include "backend/arguments.h"
+#include "backend/entries.h"
 #include "base/settings.h"
 #include "key/device.h"
-#include "maker/backend.h"
 #include "maker/token.h"
 
-using softkey::Answer;
-using softkey::Code;
-using softkey::Device;
-using softkey::Require;
-using softkey::RequireConstant;
-
+namespace softkey::backend {
 namespace {
 
 // What X_ErrorConvert_UOS gave last; the caller may read it until the thread asks again, also while
@@ -84,3 +79,5 @@ int32_t UOS_SetLanguage(const char* second, const char* first) {
         softkey::SelectLanguage(softkey::RequireText(second));
     });
 }
+
+}  // namespace softkey::backend

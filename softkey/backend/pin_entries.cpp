@@ -2,14 +2,10 @@
 #include <cstring>
 
 #include "backend/arguments.h"
+#include "backend/entries.h"
 #include "key/device.h"
-#include "maker/backend.h"
 
-using softkey::Answer;
-using softkey::Code;
-using softkey::Device;
-using softkey::Require;
-
+namespace softkey::backend {
 namespace {
 
 constexpr intptr_t kLongestCacheSeconds = 86400;
@@ -72,3 +68,5 @@ int32_t SetCachePinFlag(const char* serial_number, intptr_t flag) {
         softkey::Sessions::OfThisProcess().SetCacheFlag(device.Key().serial, flag == 1);
     });
 }
+
+}  // namespace softkey::backend

@@ -5,18 +5,12 @@
 #include <string_view>
 
 #include "backend/arguments.h"
+#include "backend/entries.h"
 #include "base/settings.h"
 #include "key/device.h"
 #include "key/signatures.h"
-#include "maker/backend.h"
 
-using softkey::Answer;
-using softkey::Code;
-using softkey::Device;
-using softkey::Require;
-using softkey::RequireText;
-using softkey::SignatureOrder;
-
+namespace softkey::backend {
 namespace {
 
 constexpr size_t kNoLimit = std::numeric_limits<int32_t>::max();
@@ -136,3 +130,5 @@ int32_t GMUSBKeyAsymDec2(const char* serial_number, int64_t param1, uint32_t par
                          plain, length, kNoLimit);
     });
 }
+
+}  // namespace softkey::backend

@@ -1,13 +1,10 @@
 // Entries about initialisation, the label and the data items.
 #include "backend/arguments.h"
+#include "backend/entries.h"
 #include "base/settings.h"
 #include "key/device.h"
-#include "maker/backend.h"
 
-using softkey::Answer;
-using softkey::Code;
-using softkey::Device;
-using softkey::Require;
+namespace softkey::backend {
 
 int32_t CustInitCard(const char* serial_number, int32_t flag, void* parameter, int32_t zero) {
     return Answer("CustInitCard", [&] {
@@ -50,3 +47,5 @@ int32_t GetData(const char* serial_number, int32_t index, char data[maker::kData
         softkey::CopyToFixed(*text, data, maker::kDataRoom);
     });
 }
+
+}  // namespace softkey::backend

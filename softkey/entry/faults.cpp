@@ -13,6 +13,7 @@
 #include "base/file_lock.h"
 #include "base/process_lock.h"
 #include "store/home.h"
+#include "trace/traced_call.h"
 
 // The orders stand in a file, one a line, that is always replaced as a whole: a reader sees all of
 // the orders before a change or all of them after it, whoever is killed when. Only those who change
@@ -149,6 +150,7 @@ std::optional<int32_t> OrderedFailure(std::string_view entry) {
     if (!fault) {
         return std::nullopt;
     }
+    NoteFault();
     std::this_thread::sleep_for(std::chrono::milliseconds(fault->delay_milliseconds));
     if (fault->code == 0) {
         return std::nullopt;

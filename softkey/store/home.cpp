@@ -203,6 +203,9 @@ std::string FaultsPath() {
 std::string FaultsLockPath() {
     return FaultsPath() + ".lock";
 }
+std::string TracePath() {
+    return HomePath() + "/trace.ring";
+}
 
 bool Exists(const std::string& path) {
     struct stat status {};

@@ -35,6 +35,7 @@ std::string SlotsPath();
 std::string SlotsLockPath();
 std::string FaultsPath();
 std::string FaultsLockPath();
+std::string TracePath();
 
 // Whether something has that name, be it a link that leads nowhere.
 bool Exists(const std::string& path);

@@ -9,12 +9,9 @@
 #include "entry/answer.h"
 #include "maker/token.h"
 #include "slots/event_stream.h"
+#include "trace/exported.h"
 
-using softkey::Code;
-using softkey::EventStream;
-using softkey::Require;
-using softkey::SlotEvent;
-
+namespace softkey::token {
 namespace {
 
 constexpr uint32_t kContext = 1;
@@ -35,9 +32,6 @@ uint32_t AnswerUnsigned(const char* entry, Work work) noexcept {
 }
 
 }  // namespace
-
-// One that differs from its declaration is refused here: C functions have no overloads.
-extern "C" {
 
 uint32_t VexaT_ContextInit(uint32_t* context) {
     return AnswerUnsigned("VexaT_ContextInit", [&] {
@@ -101,4 +95,9 @@ uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t flags, _S_DEV_CONFIG* confi
     });
 }
 
-}  // extern "C"
+}  // namespace softkey::token
+
+#define SOFTKEY_TOKEN(name, arguments)                                                \
+    SOFTKEY_EXPORT(calls::IndexOf("VexaT_" #name), VexaT_##name, uint32_t, arguments, \
+                   softkey::token::VexaT_##name)
+ORVAL_TOKEN_FUNCTIONS(SOFTKEY_TOKEN)

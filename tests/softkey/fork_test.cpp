@@ -9,6 +9,7 @@
 
 #include "forks.h"
 #include "softkey_test.h"
+#include "trace/ring.h"
 
 namespace softkey::testing {
 namespace {
@@ -22,12 +23,13 @@ class ForkTest : public EntriesTest {
         });
     }
 
+    void ExpectThatChildrenWork();
+
     TokenLibrary token_;
     std::atomic<bool> ended_{false};
 };
 
-TEST_F(ForkTest, TheChildWorksWhateverTheOtherThreadsWereDoing) {
-    SKIP_WHERE_FORKS_HANG();
+void ForkTest::ExpectThatChildrenWork() {
     constexpr int kForks = 48;
     constexpr unsigned kPatienceSeconds = 60;
     char serial[] = "OR00000000000001";
@@ -68,6 +70,18 @@ TEST_F(ForkTest, TheChildWorksWhateverTheOtherThreadsWereDoing) {
     char text[260] = {};
     ASSERT_EQ(kSuccess, key_.GetData(kSerial, 0, text));
     EXPECT_EQ(std::to_string(kForks - 1), text);
+}
+
+TEST_F(ForkTest, TheChildWorksWhateverTheOtherThreadsWereDoing) {
+    SKIP_WHERE_FORKS_HANG();
+    ExpectThatChildrenWork();
+}
+
+TEST_F(ForkTest, TheChildWorksAlsoWhileCallsAreTraced) {
+    SKIP_WHERE_FORKS_HANG();
+    Ring::MakeAnew();
+    ExpectThatChildrenWork();
+    EXPECT_TRUE(Ring::Open(Ring::For::kReading)->Count() > 0);
 }
 
 }  // namespace

@@ -239,9 +239,9 @@ TEST(BundlePage, SaysWhyThereIsNoLog) {
 TEST_F(BundlePrivacy, WhatARecordingHasEncodedIsMaskedAndWhatIsMaskedStays) {
     const std::string certificate = "MIIB" + std::string(60, 'Q') + "OR6F==";
     const std::string masked(64, 'x');
-    recorder::Recording recording;
-    recording.header.salt = recorder::CommonSalt();
-    recorder::Call call;
+    calls::Recording recording;
+    recording.header.salt = calls::CommonSalt();
+    calls::Call call;
     call.given = {{"serial_number", "abcdefghijklmnop"}, {"certificate", certificate}};
     call.taken = {{"request", "-----BEGIN CERTIFICATE-----\nQUJD\n-----END CERTIFICATE-----\n"},
                   {"key", masked},
@@ -250,7 +250,7 @@ TEST_F(BundlePrivacy, WhatARecordingHasEncodedIsMaskedAndWhatIsMaskedStays) {
     const std::string text = bundle::WithoutNames(recording, bundle::Privacy(masks_));
     EXPECT_THAT(text, AllOf(Not(HasSubstr("MIIB")), Not(HasSubstr("QUJD")), HasSubstr(masked),
                             HasSubstr("abcdefghijklmnop"), HasSubstr("CN=SN#1")));
-    const recorder::Recording read = recorder::Read(text);
+    const calls::Recording read = calls::Read(text);
     ASSERT_THAT(read.calls, SizeIs(1));
     EXPECT_EQ(read.calls[0].given["certificate"].get<std::string>().size(), certificate.size());
 }

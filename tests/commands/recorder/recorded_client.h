@@ -10,9 +10,9 @@
 #include <functional>
 #include <string>
 
+#include "calls/recording.h"
 #include "recorder/engine.h"
 #include "recorder/progress.h"
-#include "recorder/recording.h"
 #include "recorder/view.h"
 
 namespace recorded {
@@ -24,10 +24,10 @@ class RecordedClient {
     // The folder of the libraries that are recorded.
     explicit RecordedClient(std::string key) : key_(std::move(key)) {
         settings_.recording = made_for_.Folder() + "/recording";
-        settings_.salt = recorder::NewSalt();
-        recorder::Header header;
+        settings_.salt = calls::NewSalt();
+        calls::Header header;
         header.salt = settings_.salt;
-        recorder::Append(settings_.recording, recorder::LineOf(header));
+        recorder::Append(settings_.recording, calls::LineOf(header));
     }
 
     // In a child, which has a product of its own. The child's wait status.
@@ -51,7 +51,7 @@ class RecordedClient {
         Prepare(replayed_for_.Folder());
     }
 
-    recorder::Recording Recorded() const { return recorder::Read(Text()); }
+    calls::Recording Recorded() const { return calls::Read(Text()); }
     std::string Text() const { return recorder::ContentsOf(settings_.recording); }
     recorder::Progress ReplayProgress() const {
         return recorder::ReadProgress(replayed_for_.Folder());
@@ -62,10 +62,10 @@ class RecordedClient {
         const recorder::Progress progress = ReplayProgress();
         EXPECT_FALSE(progress.difference) << progress.difference->recorded << "\n"
                                           << progress.difference->made;
-        const recorder::Recording recording = Recorded();
+        const calls::Recording recording = Recorded();
         for (size_t i = 0; i < recording.calls.size(); ++i) {
             EXPECT_TRUE(recording.calls[i].IsIdleWait() || progress.answered.count(i) == 1)
-                << recorder::Describe(recording.calls[i]);
+                << calls::Describe(recording.calls[i]);
         }
     }
 

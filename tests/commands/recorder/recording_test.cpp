@@ -7,37 +7,37 @@
 
 namespace {
 
-using recorder::Call;
-using recorder::Kind;
-using recorder::Masker;
-using recorder::Recording;
+using calls::Call;
+using calls::Kind;
+using calls::Masker;
+using calls::Recording;
 using testing::HasSubstr;
 
-Call CallOf(int64_t number, const std::string& entry, const recorder::Json& given = {{"flag", 0}}) {
+Call CallOf(int64_t number, const std::string& entry, const calls::Json& given = {{"flag", 0}}) {
     Call call;
     call.number = number;
     call.process = 100;
     call.thread = 1;
     call.start_us = number * 10;
     call.duration_us = 5;
-    call.function = recorder::IndexOf(entry);
+    call.function = calls::IndexOf(entry);
     call.given = given;
-    call.taken = recorder::Json::object();
+    call.taken = calls::Json::object();
     return call;
 }
 
-Recording With(const std::vector<Call>& calls, const std::string& salt = recorder::CommonSalt()) {
-    recorder::Header header;
+Recording With(const std::vector<Call>& calls, const std::string& salt = calls::CommonSalt()) {
+    calls::Header header;
     header.salt = salt;
-    std::string text = recorder::LineOf(header);
+    std::string text = calls::LineOf(header);
     for (const Call& call : calls) {
-        text += recorder::LineOf(call);
+        text += calls::LineOf(call);
     }
-    return recorder::Read(text);
+    return calls::Read(text);
 }
 
 TEST(Masker, EqualTextsAreMaskedAlikeAndKeepTheirLengths) {
-    Masker masker(recorder::NewSalt(), Masker::SerialNumbers::kMasked);
+    Masker masker(calls::NewSalt(), Masker::SerialNumbers::kMasked);
     for (size_t length = 0; length < 70; ++length) {
         const std::string text(length, 'x');
         const std::string masked = masker.Render(Kind::kSecret, text);
@@ -49,21 +49,21 @@ TEST(Masker, EqualTextsAreMaskedAlikeAndKeepTheirLengths) {
 }
 
 TEST(Masker, AnotherSaltMasksOtherwise) {
-    Masker one(recorder::NewSalt(), Masker::SerialNumbers::kMasked);
-    Masker other(recorder::NewSalt(), Masker::SerialNumbers::kMasked);
+    Masker one(calls::NewSalt(), Masker::SerialNumbers::kMasked);
+    Masker other(calls::NewSalt(), Masker::SerialNumbers::kMasked);
     EXPECT_NE(one.Render(Kind::kSecret, "a secret text"),
               other.Render(Kind::kSecret, "a secret text"));
 }
 
 TEST(Masker, WhatTheDeviceRecordHoldsOfALongSerialNumberAgrees) {
-    Masker masker(recorder::NewSalt(), Masker::SerialNumbers::kMasked);
+    Masker masker(calls::NewSalt(), Masker::SerialNumbers::kMasked);
     const std::string whole = "OR0123456789ABCDEF";
     EXPECT_EQ(masker.Render(Kind::kSerialNumber, whole).substr(0, 16),
               masker.Render(Kind::kSerialNumber, whole.substr(0, 16)));
 }
 
 TEST(Masker, ASerialNumberIsMaskedInsideTextsToo) {
-    Masker masker(recorder::NewSalt(), Masker::SerialNumbers::kMasked);
+    Masker masker(calls::NewSalt(), Masker::SerialNumbers::kMasked);
     const std::string masked = masker.Render(Kind::kSerialNumber, "OR0123456789");
     EXPECT_EQ(masker.Render(Kind::kText, "CN=OR0123456789,O=x"), "CN=" + masked + ",O=x");
 }
@@ -74,26 +74,26 @@ TEST(Recording, ALineIsReadAsItWasWritten) {
     call.code = -404;
     const Recording read = With({call});
     ASSERT_EQ(read.calls.size(), 1U);
-    EXPECT_EQ(recorder::LineOf(read.calls[0]), recorder::LineOf(call));
-    EXPECT_EQ(recorder::Describe(call),
+    EXPECT_EQ(calls::LineOf(read.calls[0]), calls::LineOf(call));
+    EXPECT_EQ(calls::Describe(call),
               R"(GetData(serial_number="abc", index=1) = -404, data="text")");
 }
 
 TEST(Recording, ACutLastLineIsLeftOut) {
-    recorder::Header header;
-    header.salt = recorder::CommonSalt();
+    calls::Header header;
+    header.salt = calls::CommonSalt();
     const std::string text =
-        recorder::LineOf(header) + recorder::LineOf(CallOf(1, "VerifyPIN")) + R"({"call":2,"proc)";
-    const Recording recording = recorder::Read(text);
+        calls::LineOf(header) + calls::LineOf(CallOf(1, "VerifyPIN")) + R"({"call":2,"proc)";
+    const Recording recording = calls::Read(text);
     EXPECT_TRUE(recording.is_cut);
     EXPECT_EQ(recording.calls.size(), 1U);
     EXPECT_TRUE(recording.end.is_null());
 }
 
 TEST(Recording, WhatIsNoneSaysWhichLine) {
-    recorder::Header header;
-    header.salt = recorder::CommonSalt();
-    const std::string begin = recorder::LineOf(header);
+    calls::Header header;
+    header.salt = calls::CommonSalt();
+    const std::string begin = calls::LineOf(header);
     for (const auto& [text, line] : {std::pair<std::string, const char*>{"", "empty"},
                                      {"hello\n", "line 1"},
                                      {"{\"schema\":2,\"kind\":\"recording\"}\n", "line 1"},
@@ -102,9 +102,9 @@ TEST(Recording, WhatIsNoneSaysWhichLine) {
                                               "\"entry\":\"Nothing\",\"in\":{}}\n",
                                       "line 2: there is no entry Nothing"}}) {
         try {
-            recorder::Read(text);
+            calls::Read(text);
             ADD_FAILURE() << text;
-        } catch (const recorder::Malformed& error) {
+        } catch (const calls::Malformed& error) {
             EXPECT_THAT(error.what(), HasSubstr(line));
         }
     }
@@ -113,7 +113,7 @@ TEST(Recording, WhatIsNoneSaysWhichLine) {
 TEST(Diffable, TheSameWorkOfOtherProcessesAtOtherTimesGivesTheSameText) {
     Call early = CallOf(1, "VerifyPIN");
     Call late = CallOf(2, "ChangePin");
-    const std::string once = recorder::Diffable(With({early, late}));
+    const std::string once = calls::Diffable(With({early, late}));
     for (Call* const call : {&early, &late}) {
         call->process = 4711;
         call->start_us += 1000000;
@@ -124,7 +124,7 @@ TEST(Diffable, TheSameWorkOfOtherProcessesAtOtherTimesGivesTheSameText) {
     idle.start_us = early.start_us + 1;
     idle.code = 5;
     late.number = 3;
-    EXPECT_EQ(recorder::Diffable(With({early, idle, late})), once);
+    EXPECT_EQ(calls::Diffable(With({early, idle, late})), once);
 }
 
 TEST(Comparison, TellsWhatWasPutInAndTakenOut) {
@@ -135,14 +135,14 @@ TEST(Comparison, TellsWhatWasPutInAndTakenOut) {
     const auto changes = recorder::Compare(first, second);
     ASSERT_EQ(changes.size(), 2U);
     EXPECT_EQ(changes[0].side, recorder::Change::Side::kOnlyFirst);
-    EXPECT_THAT(recorder::Describe(changes[0].call), HasSubstr("ChangePin"));
+    EXPECT_THAT(calls::Describe(changes[0].call), HasSubstr("ChangePin"));
     EXPECT_EQ(changes[1].side, recorder::Change::Side::kOnlySecond);
-    EXPECT_THAT(recorder::Describe(changes[1].call), HasSubstr("GM_RemoveUserPin"));
+    EXPECT_THAT(calls::Describe(changes[1].call), HasSubstr("GM_RemoveUserPin"));
     EXPECT_TRUE(recorder::Compare(first, first).empty());
 }
 
 TEST(Comparison, OtherMasksAreNoDifferenceButOtherLengthsAre) {
-    const std::string salt = recorder::NewSalt();
+    const std::string salt = calls::NewSalt();
     const Recording first = With({CallOf(1, "VerifyPIN", {{"serial_number", "abcdefgh"}})}, salt);
     const Recording second = With({CallOf(1, "VerifyPIN", {{"serial_number", "ijklmnop"}})});
     const Recording third = With({CallOf(1, "VerifyPIN", {{"serial_number", "ijklmno"}})});
@@ -163,6 +163,47 @@ TEST(ChromeTrace, HasACompleteEventForEachCall) {
     EXPECT_EQ(event["pid"], 100);
     EXPECT_EQ(event["tid"], 1);
     EXPECT_EQ(trace["traceEvents"][1]["cat"], "token");
+}
+
+Recording Trace(const std::vector<Call>& calls) {
+    calls::Header header;
+    header.salt = calls::NewSalt();
+    header.serial_numbers = Masker::SerialNumbers::kShown;
+    calls::Json first = {{"verb", "trace"}};
+    first.update(calls::FieldsOf(header));
+    std::string text = first.dump() + "\n";
+    for (const Call& call : calls) {
+        text += calls::LineOf(call);
+    }
+    return calls::Read(text + calls::FieldsOfMissed(7).dump() + "\n");
+}
+
+TEST(Trace, IsReadWithWhatItTellsBeside) {
+    Call call = CallOf(1, "VexaT_WaitForEvent");
+    call.program = "client";
+    call.times = 12;
+    call.fault = true;
+    const Recording read = Trace({call});
+    EXPECT_TRUE(read.header.is_trace);
+    EXPECT_EQ(read.missed, 7);
+    ASSERT_EQ(read.calls.size(), 1U);
+    EXPECT_EQ(calls::LineOf(read.calls[0]), calls::LineOf(call));
+    EXPECT_THAT(calls::Describe(read.calls[0]),
+                testing::EndsWith(", as softkey fault ordered, 12 times"));
+}
+
+TEST(Trace, IsComparedWithARecordingByWhatBothTell) {
+    const std::string text(calls::kLongestInTrace + 1000, 'A');
+    Call whole =
+        CallOf(1, "GMWritePKCS7", {{"serial_number", "wxyzwxyzwxyzwxyz"}, {"pkcs7", text}});
+    Call cut = whole;
+    cut.program = "client";
+    cut.given["serial_number"] = "OR0123456789ABCD";
+    cut.given["pkcs7"] = {{"text", text.substr(0, calls::kLongestInTrace)},
+                          {"length", text.size()}};
+    EXPECT_TRUE(recorder::Compare(With({whole}), Trace({cut})).empty());
+    cut.given["pkcs7"]["length"] = text.size() + 1;
+    EXPECT_EQ(recorder::Compare(With({whole}), Trace({cut})).size(), 2U);
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using recorder::Recording;
+using calls::Recording;
 using recorder::Settings;
 using testing::HasSubstr;
 using testing::Not;
@@ -72,7 +72,7 @@ TEST_F(ReplayTest, SecretsAreNotInTheRecording) {
 }
 
 TEST_F(ReplayTest, SerialNumbersAreShownWhenAsked) {
-    settings_.serial_numbers = recorder::Masker::SerialNumbers::kShown;
+    settings_.serial_numbers = calls::Masker::SerialNumbers::kShown;
     ASSERT_EQ(Record([] { VerifyPIN(recorded::kSerialNumber); }), 0);
     EXPECT_THAT(Text(), HasSubstr(recorded::kSerialNumber));
 }
@@ -160,8 +160,8 @@ TEST_F(ReplayTest, PacedAsSlowlyAsRecorded) {
     Recording recording = Recorded();
     recording.calls[0].duration_us = 300000;
     fs::remove(settings_.recording);
-    recorder::Append(settings_.recording, recorder::LineOf(recording.header));
-    recorder::Append(settings_.recording, recorder::LineOf(recording.calls[0]));
+    recorder::Append(settings_.recording, calls::LineOf(recording.header));
+    recorder::Append(settings_.recording, calls::LineOf(recording.calls[0]));
     Replay(Settings::Mode::kReplayPaced);
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(VerifyPIN(recorded::kSerialNumber), 0);
@@ -197,7 +197,7 @@ TEST_F(ReplayTest, ACrashLeavesWholeLinesAndTheCallItWasIn) {
     recorder::Append(settings_.recording, pending[0]);
     const Recording recording = Recorded();
     EXPECT_EQ(std::count_if(recording.calls.begin(), recording.calls.end(),
-                            [](const recorder::Call& call) { return !call.finished; }),
+                            [](const calls::Call& call) { return !call.finished; }),
               1);
 }
 

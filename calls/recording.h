@@ -1,5 +1,5 @@
-#ifndef RECORDER_RECORDING_H
-#define RECORDER_RECORDING_H
+#ifndef CALLS_RECORDING_H
+#define CALLS_RECORDING_H
 
 #include <stdexcept>
 #include <string>
@@ -9,20 +9,25 @@
 
 // The file: a line of JSON each, first about the recording, then for each call when it has ended,
 // and at the end how the client ended. docs/recording.md has the fields.
-namespace recorder {
+namespace calls {
 
 inline constexpr int kSchema = 1;
+
+// A trace has a longer text by its beginning: it keeps the calls of all clients in bounded room.
+inline constexpr size_t kLongestInTrace = 4000;
 
 struct Header {
     std::string salt;
     Masker::SerialNumbers serial_numbers = Masker::SerialNumbers::kMasked;
     bool is_diffable = false;
     std::string program;
-    std::string started;  // empty in a diffable one
+    std::string started;    // empty in a diffable one
+    bool is_trace = false;  // of all clients of a software key, and for ever unfinished
 };
 
 struct Call {
     int64_t number = 0;
+    std::string program;  // in a trace
     int64_t process = 0;
     int64_t thread = 0;
     int64_t start_us = 0;
@@ -34,6 +39,8 @@ struct Call {
     bool has_code = true;  // not where it answered by a text, threw, or never answered
     bool threw = false;
     bool finished = true;  // the client ended in it otherwise
+    int64_t times = 1;     // made so often, one directly after the other, with the same answer
+    bool fault = false;    // a fault that was ordered decided how it went
 
     int64_t EndUs() const { return start_us + duration_us; }
     // A wait that came back without an event.
@@ -44,6 +51,7 @@ struct Recording {
     Header header;
     std::vector<Call> calls;  // by process, thread and number
     Json end;                 // null where the recording was cut off
+    int64_t missed = 0;       // calls that the trace had lost before they were read
     bool is_cut = false;      // in the middle of the last line
 };
 
@@ -52,6 +60,12 @@ class Malformed final : public std::runtime_error {
  public:
     using std::runtime_error::runtime_error;
 };
+
+// What a line tells.
+Json FieldsOf(const Header& header);
+Json FieldsOf(const Call& call, bool is_diffable = false);
+Json FieldsOfMissed(int64_t missed);
+Call CallFrom(const Json& line);
 
 std::string LineOf(const Header& header);
 std::string LineOf(const Call& call, bool is_diffable = false);
@@ -67,6 +81,6 @@ Recording Read(const std::string& text);
 // other, and no times: the same work gives the same text.
 std::string Diffable(const Recording& recording);
 
-}  // namespace recorder
+}  // namespace calls
 
 #endif

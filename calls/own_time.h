@@ -1,11 +1,11 @@
-#ifndef RECORDER_OWN_TIME_H
-#define RECORDER_OWN_TIME_H
+#ifndef CALLS_OWN_TIME_H
+#define CALLS_OWN_TIME_H
 
 #include <pthread.h>
 
 #include <cerrno>
 
-namespace recorder {
+namespace calls {
 
 // While our own work runs in a client's thread: nobody cancels it, and its errno stays.
 class OwnTime {
@@ -23,6 +23,6 @@ class OwnTime {
     int state_ = 0;
 };
 
-}  // namespace recorder
+}  // namespace calls
 
 #endif

@@ -1,8 +1,10 @@
-#ifndef UKEYCTL_STOP_SIGNALS_H
-#define UKEYCTL_STOP_SIGNALS_H
+#ifndef CLI_STOP_SIGNALS_H
+#define CLI_STOP_SIGNALS_H
 
 #include <chrono>
 #include <optional>
+
+namespace cli {
 
 // Ctrl-C and SIGTERM, for verbs that go on until they are stopped and then come to an end of their
 // own.
@@ -19,5 +21,7 @@ using Deadline = std::optional<std::chrono::steady_clock::time_point>;  // nothi
 // Until the descriptor has something to be read (-1: there is none), a signal comes, or it is time.
 enum class Wakening { kReadable, kSignal, kTime };
 Wakening AwaitReadable(int descriptor, const Deadline& deadline);
+
+}  // namespace cli
 
 #endif

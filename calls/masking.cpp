@@ -6,7 +6,7 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace recorder {
+namespace calls {
 
 namespace {
 
@@ -92,8 +92,8 @@ std::string CommonSalt() {
     return std::string(kSaltDigits, '0');
 }
 
-Masker::Masker(const std::string& salt, SerialNumbers serial_numbers)
-    : serial_numbers_(serial_numbers) {
+Masker::Masker(const std::string& salt, SerialNumbers serial_numbers, size_t longest)
+    : serial_numbers_(serial_numbers), longest_(longest) {
     if (salt.size() != kSaltDigits ||
         salt.find_first_not_of("0123456789abcdef") != std::string::npos) {
         throw std::invalid_argument("the salt is not 32 hexadecimal digits");
@@ -144,4 +144,4 @@ std::string Masker::Render(Kind kind, std::string_view text) {
     return Mask(text);
 }
 
-}  // namespace recorder
+}  // namespace calls

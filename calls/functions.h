@@ -1,5 +1,5 @@
-#ifndef RECORDER_FUNCTIONS_H
-#define RECORDER_FUNCTIONS_H
+#ifndef CALLS_FUNCTIONS_H
+#define CALLS_FUNCTIONS_H
 
 #include <array>
 #include <cstddef>
@@ -12,7 +12,7 @@
 
 // What the arguments of the two libraries' functions mean to a recording: data beside the lists in
 // maker/, held against them below.
-namespace recorder {
+namespace calls {
 
 enum class Kind {
     kNumber,
@@ -219,11 +219,11 @@ struct Listed {
 };
 
 inline constexpr Listed kListed[] = {
-#define RECORDER_ENTRY(slot, name, result, arguments) {#name, #arguments},
-#define RECORDER_TOKEN(name, arguments) {"VexaT_" #name, #arguments},
-    ORVAL_BACKEND_ENTRIES(RECORDER_ENTRY) ORVAL_TOKEN_FUNCTIONS(RECORDER_TOKEN)
-#undef RECORDER_ENTRY
-#undef RECORDER_TOKEN
+#define CALLS_ENTRY(slot, name, result, arguments) {#name, #arguments},
+#define CALLS_TOKEN(name, arguments) {"VexaT_" #name, #arguments},
+    ORVAL_BACKEND_ENTRIES(CALLS_ENTRY) ORVAL_TOKEN_FUNCTIONS(CALLS_TOKEN)
+#undef CALLS_ENTRY
+#undef CALLS_TOKEN
 };
 
 // The name in a declaration as it stands in the list: "char label[maker::kLabelRoom]".
@@ -263,6 +263,6 @@ constexpr bool IsAsListed() {
 static_assert(kFunctionCount == std::size(detail::kListed), "a row for each function of the lists");
 static_assert(detail::IsAsListed(), "each function has its arguments by name, in order");
 
-}  // namespace recorder
+}  // namespace calls
 
 #endif

@@ -5,7 +5,7 @@
 
 #include "cli/printable.h"
 
-namespace recorder {
+namespace calls {
 
 namespace {
 
@@ -49,8 +49,35 @@ Json TextValue(const std::string& text) {
     return BytesValue(text + '\0');
 }
 
-std::string Rendered(Kind kind, std::string_view text, Masker* masker) {
-    return masker == nullptr ? std::string(text) : masker->Render(kind, text);
+// As much of a text as is written down of a longer one, and no part of a character.
+std::string_view Beginning(std::string_view text, size_t longest) {
+    constexpr unsigned char kMark = 0xC0;
+    constexpr unsigned char kInside = 0x80;
+    size_t length = longest;
+    while (length > 0 && length + 4 > longest &&
+           (static_cast<unsigned char>(text[length]) & kMark) == kInside) {
+        --length;
+    }
+    return text.substr(0, length);
+}
+
+Json Written(Kind kind, std::string_view text, Masker& masker) {
+    if (text.size() <= masker.Longest()) {
+        return TextValue(masker.Render(kind, text));
+    }
+    const std::string begin = masker.Render(kind, Beginning(text, masker.Longest()));
+    Json value = cli::IsUtf8(begin) ? Json{{"text", begin}} : BytesValue(begin);
+    value["length"] = text.size();
+    return value;
+}
+
+// A text without its end.
+Json WrittenBytes(Kind kind, std::string_view bytes, Masker& masker) {
+    Json value = BytesValue(masker.Render(kind, bytes.substr(0, masker.Longest())));
+    if (bytes.size() > masker.Longest()) {
+        value["length"] = bytes.size();
+    }
+    return value;
 }
 
 std::string_view BoundedText(const char* text, size_t room) {
@@ -80,7 +107,8 @@ Json GivenBehind(const Argument& argument, Passed passed, Masker* masker) {
         case Kind::kPointer:
             return "given";
         default:
-            return TextValue(Rendered(argument.kind, TextOf(argument, passed), masker));
+            return masker == nullptr ? TextValue(std::string(TextOf(argument, passed)))
+                                     : Written(argument.kind, TextOf(argument, passed), *masker);
     }
 }
 
@@ -123,6 +151,10 @@ Before::Before(const Function& function, const Passed* arguments)
             number_ = *Behind<int32_t>(arguments[i]);
         } else if (function.arguments[i].kind == Kind::kUnsigned) {
             number_ = *Behind<uint32_t>(arguments[i]);
+        } else if (function.arguments[i].kind == Kind::kHandedText) {
+            handed_ = *Behind<const char*>(arguments[i]);
+        } else if (function.arguments[i].kind == Kind::kString) {
+            handed_ = CharactersOf(arguments[i]);
         } else if (function.arguments[i].kind == Kind::kDevice) {
             std::memcpy(media_id_, Behind<_S_DEV_CONFIG>(arguments[i])->mediaId, sizeof media_id_);
         } else if (function.arguments[i].kind == Kind::kEvent) {
@@ -163,9 +195,8 @@ Json Before::TakenBuffer(size_t index, Masker& masker) const {
     if (kind == Kind::kBytes) {
         return BytesValue(filled);
     }
-    const std::string text = masker.Render(kind, filled);
     const bool is_terminated = filled.size() < Room(index) && buffer[filled.size()] == '\0';
-    return is_terminated ? TextValue(text) : BytesValue(text);
+    return is_terminated ? Written(kind, filled, masker) : WrittenBytes(kind, filled, masker);
 }
 
 // The token library fills some records also where it fails; what it did not touch is not its own.
@@ -188,12 +219,25 @@ std::optional<Json> Before::TakenEvent(const VEXA_EVENT_INFO& event, bool succee
     return Json{{"kind", event.u32EventKind}, {"slot", slot}};
 }
 
+// A call that fails may leave the pointer as it was, and that may lead nowhere.
+std::optional<Json> Before::TakenHanded(const char* text, bool succeeded, Masker& masker) const {
+    if (!succeeded && text == handed_ && text != nullptr) {
+        return std::nullopt;
+    }
+    return KeptText(text, masker);
+}
+
+// A string that still has its characters was not filled; whatever they are, they are the client's.
+std::optional<Json> Before::TakenString(const char* text, bool succeeded, Masker& masker) const {
+    if (!succeeded || text == handed_) {
+        return std::nullopt;
+    }
+    return Written(Kind::kSecret, text, masker);
+}
+
 // What only a successful call fills.
 Json Before::TakenOfSuccess(size_t index, Masker& masker) const {
     const Passed passed = arguments_[index];
-    if (function_.arguments[index].kind == Kind::kString) {
-        return TextValue(masker.Render(Kind::kSecret, CharactersOf(passed)));
-    }
     if (function_.arguments[index].kind == Kind::kSlots) {
         const auto* const slots = Behind<uint32_t>(passed);
         const uint32_t count = *Behind<uint32_t>(arguments_[index + 1]);
@@ -211,11 +255,13 @@ std::optional<Json> Before::TakenFrom(size_t index, bool succeeded, Masker& mask
         case Kind::kUnsigned:
             return Json(*Behind<uint32_t>(passed));
         case Kind::kHandedText:
-            return KeptText(*Behind<const char*>(passed), masker);
+            return TakenHanded(*Behind<const char*>(passed), succeeded, masker);
         case Kind::kDevice:
             return TakenDevice(*Behind<_S_DEV_CONFIG>(passed), succeeded, masker);
         case Kind::kEvent:
             return TakenEvent(*Behind<VEXA_EVENT_INFO>(passed), succeeded);
+        case Kind::kString:
+            return TakenString(CharactersOf(passed), succeeded, masker);
         default:
             return succeeded ? std::optional<Json>(TakenOfSuccess(index, masker)) : std::nullopt;
     }
@@ -316,7 +362,7 @@ bool Before::Put(const Json& taken) const {
 }
 
 Json KeptText(const char* text, Masker& masker) {
-    return text == nullptr ? Json() : TextValue(masker.Render(Kind::kText, text));
+    return text == nullptr ? Json() : Written(Kind::kText, text, masker);
 }
 
 bool IsGiven(const Json& recorded, const Json& plain, const Json& masked) {
@@ -331,4 +377,4 @@ bool IsGiven(const Json& recorded, const Json& plain, const Json& masked) {
     return true;
 }
 
-}  // namespace recorder
+}  // namespace calls

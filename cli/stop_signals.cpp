@@ -10,6 +10,7 @@
 #include <csignal>
 #include <system_error>
 
+namespace cli {
 namespace {
 
 volatile std::sig_atomic_t stop_signal = 0;
@@ -73,3 +74,5 @@ Wakening AwaitReadable(int descriptor, const Deadline& deadline) {
         }
     }
 }
+
+}  // namespace cli

@@ -1,5 +1,5 @@
-#ifndef RECORDER_MASKING_H
-#define RECORDER_MASKING_H
+#ifndef CALLS_MASKING_H
+#define CALLS_MASKING_H
 
 #include <mutex>
 #include <set>
@@ -8,7 +8,7 @@
 
 #include "functions.h"
 
-namespace recorder {
+namespace calls {
 
 // Sixteen bytes in hexadecimal.
 std::string NewSalt();
@@ -23,7 +23,10 @@ class Masker {
  public:
     enum class SerialNumbers { kMasked, kShown };
 
-    Masker(const std::string& salt, SerialNumbers serial_numbers);
+    // longest: of a longer text only the beginning is written down.
+    Masker(const std::string& salt, SerialNumbers serial_numbers, size_t longest = SIZE_MAX);
+
+    size_t Longest() const { return longest_; }
 
     // The text as it may be written down. A serial number is also masked wherever a text shows it,
     // once it has been met as an argument.
@@ -35,10 +38,11 @@ class Masker {
 
     uint64_t key_[2] = {0, 0};
     SerialNumbers serial_numbers_;
+    size_t longest_;
     std::mutex mutex_;
     std::set<std::string> met_;
 };
 
-}  // namespace recorder
+}  // namespace calls
 
 #endif

@@ -1,15 +1,16 @@
-#ifndef RECORDER_VALUES_H
-#define RECORDER_VALUES_H
+#ifndef CALLS_VALUES_H
+#define CALLS_VALUES_H
 
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "engine.h"
 #include "functions.h"
 #include "masking.h"
+#include "passed.h"
 
-// Arguments as a recording has them, and back.
-namespace recorder {
+// Arguments as a recording has them, and back. Of a text that is longer than the masker says there
+// is only the beginning, as an object that also has its whole length.
+namespace calls {
 
 using Json = nlohmann::ordered_json;
 
@@ -33,6 +34,8 @@ class Before {
     std::optional<Json> TakenDevice(const _S_DEV_CONFIG& record, bool succeeded,
                                     Masker& masker) const;
     std::optional<Json> TakenEvent(const VEXA_EVENT_INFO& event, bool succeeded) const;
+    std::optional<Json> TakenHanded(const char* text, bool succeeded, Masker& masker) const;
+    std::optional<Json> TakenString(const char* text, bool succeeded, Masker& masker) const;
     Json TakenOfSuccess(size_t index, Masker& masker) const;
     Json TakenBuffer(size_t index, Masker& masker) const;
     bool PutInto(size_t index, const Json& value) const;
@@ -43,6 +46,7 @@ class Before {
     const Function& function_;
     const Passed* arguments_;
     int64_t number_ = 0;
+    const char* handed_ = nullptr;
     char media_id_[maker::kMediaIdRoom] = {};
     uint32_t event_[2] = {0, 0};
 };
@@ -53,6 +57,6 @@ Json KeptText(const char* text, Masker& masker);
 // Whether a call was given what a recorded one was: as it is, or masked.
 bool IsGiven(const Json& recorded, const Json& plain, const Json& masked);
 
-}  // namespace recorder
+}  // namespace calls
 
 #endif

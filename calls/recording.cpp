@@ -6,12 +6,14 @@
 
 #include "cli/words.h"
 
-namespace recorder {
+namespace calls {
 
 namespace {
 
 constexpr const char* kMasked = "masked";
 constexpr const char* kShown = "shown";
+constexpr const char* kMissed = "missed";
+constexpr const char* kTrace = "trace";
 
 std::string Line(const Json& object) {
     return object.dump() + "\n";
@@ -28,7 +30,70 @@ Header HeaderFrom(const Json& line) {
     header.is_diffable = line.at("diffable").get<bool>();
     header.program = line.at("program").get<std::string>();
     header.started = line.value("started", std::string());
+    header.is_trace = line.value("verb", std::string()) == kTrace;
     return header;
+}
+
+void TakeLine(const std::string& text, Recording& recording, bool is_first) {
+    const Json line = Json::parse(text);
+    if (is_first) {
+        recording.header = HeaderFrom(line);
+    } else if (line.contains("end")) {
+        recording.end = line.at("end");
+    } else if (line.contains(kMissed)) {
+        recording.missed += line[kMissed].get<int64_t>();
+    } else {
+        recording.calls.push_back(CallFrom(line));
+    }
+}
+
+}  // namespace
+
+Json FieldsOf(const Header& header) {
+    Json line = {{"schema", kSchema},
+                 {"kind", "recording"},
+                 {"program", header.program},
+                 {"salt", header.salt},
+                 {"serial_numbers",
+                  header.serial_numbers == Masker::SerialNumbers::kShown ? kShown : kMasked},
+                 {"diffable", header.is_diffable}};
+    if (!header.started.empty()) {
+        line["started"] = header.started;
+    }
+    return line;
+}
+
+Json FieldsOf(const Call& call, bool is_diffable) {
+    Json line = {{"call", call.number}, {"process", call.process}, {"thread", call.thread}};
+    if (!is_diffable) {
+        if (!call.program.empty()) {
+            line["program"] = call.program;
+        }
+        line["start_us"] = call.start_us;
+        line["duration_us"] = call.duration_us;
+    }
+    line["entry"] = kFunctions[call.function].name;
+    line["in"] = call.given;
+    if (call.finished) {
+        line["out"] = call.taken;
+    }
+    if (call.has_code) {
+        line["code"] = call.code;
+    }
+    if (call.threw) {
+        line["threw"] = true;
+    }
+    if (call.times > 1) {
+        line["times"] = call.times;
+    }
+    if (call.fault && !is_diffable) {
+        line["fault"] = true;
+    }
+    return line;
+}
+
+Json FieldsOfMissed(int64_t missed) {
+    return {{kMissed, missed}};
 }
 
 Call CallFrom(const Json& line) {
@@ -49,54 +114,18 @@ Call CallFrom(const Json& line) {
     call.has_code = line.contains("code");
     call.code = line.value("code", int64_t{0});
     call.threw = line.value("threw", false);
+    call.program = line.value("program", std::string());
+    call.times = line.value("times", int64_t{1});
+    call.fault = line.value("fault", false);
     return call;
 }
 
-void TakeLine(const std::string& text, Recording& recording, bool is_first) {
-    const Json line = Json::parse(text);
-    if (is_first) {
-        recording.header = HeaderFrom(line);
-    } else if (line.contains("end")) {
-        recording.end = line.at("end");
-    } else {
-        recording.calls.push_back(CallFrom(line));
-    }
-}
-
-}  // namespace
-
 std::string LineOf(const Header& header) {
-    Json line = {{"schema", kSchema},
-                 {"kind", "recording"},
-                 {"program", header.program},
-                 {"salt", header.salt},
-                 {"serial_numbers",
-                  header.serial_numbers == Masker::SerialNumbers::kShown ? kShown : kMasked},
-                 {"diffable", header.is_diffable}};
-    if (!header.started.empty()) {
-        line["started"] = header.started;
-    }
-    return Line(line);
+    return Line(FieldsOf(header));
 }
 
 std::string LineOf(const Call& call, bool is_diffable) {
-    Json line = {{"call", call.number}, {"process", call.process}, {"thread", call.thread}};
-    if (!is_diffable) {
-        line["start_us"] = call.start_us;
-        line["duration_us"] = call.duration_us;
-    }
-    line["entry"] = kFunctions[call.function].name;
-    line["in"] = call.given;
-    if (call.finished) {
-        line["out"] = call.taken;
-    }
-    if (call.has_code) {
-        line["code"] = call.code;
-    }
-    if (call.threw) {
-        line["threw"] = true;
-    }
-    return Line(line);
+    return Line(FieldsOf(call, is_diffable));
 }
 
 std::string LineOf(const Json& end) {
@@ -105,20 +134,31 @@ std::string LineOf(const Json& end) {
     return Line(line);
 }
 
+namespace {
+
+std::string DescribeAnswer(const Call& call, const std::string& asked) {
+    if (call.threw) {
+        return cli::Say("{1} threw", asked);
+    }
+    std::string text = asked + (call.has_code ? " = " + std::to_string(call.code) : "");
+    for (const auto& [name, value] : call.taken.items()) {
+        text += ", " + name + "=" + value.dump();
+    }
+    return call.finished ? text : cli::Say("{1} did not return", text);
+}
+
+}  // namespace
+
 std::string Describe(const Call& call) {
     std::string text = std::string(kFunctions[call.function].name) + "(";
     for (const auto& [name, value] : call.given.items()) {
         text += (text.back() == '(' ? "" : ", ") + name + "=" + value.dump();
     }
-    text += ")";
-    if (call.threw) {
-        return cli::Say("{1} threw", text);
+    text = DescribeAnswer(call, text + ")");
+    if (call.fault) {
+        text = cli::Say("{1}, as softkey fault ordered", text);
     }
-    text += call.has_code ? " = " + std::to_string(call.code) : "";
-    for (const auto& [name, value] : call.taken.items()) {
-        text += ", " + name + "=" + value.dump();
-    }
-    return call.finished ? text : cli::Say("{1} did not return", text);
+    return call.times > 1 ? cli::Say("{1}, {2} times", text, call.times) : text;
 }
 
 Recording Read(const std::string& text) {
@@ -179,4 +219,4 @@ std::string Diffable(const Recording& recording) {
     return text + (recording.end.is_null() ? std::string() : LineOf(recording.end));
 }
 
-}  // namespace recorder
+}  // namespace calls
