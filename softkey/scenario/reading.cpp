@@ -429,7 +429,7 @@ class Reader {
             CheckKey(fields, *key, "key");
             step.key = *key;
         }
-        const std::string late = std::to_string(order.delay_milliseconds) + " ms late";
+        const std::string late = std::to_string(order.delay_milliseconds) + " ms late";  // no message
         step.told = field + " " + *name + (answer.empty() ? "" : " answers " + answer) +
                     (order.delay_milliseconds == 0 ? "" : " " + late) + AfterAsTold(order) +
                     AtAsTold(step);

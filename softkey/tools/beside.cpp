@@ -22,7 +22,7 @@ struct Places {
 
 constexpr Places kPlaces[] = {
     {"with-softkey", "with-softkey"},
-    {"../libexec/orval-softkey/scripted-pinentry", "scripted-pinentry"},
+    {SOFTKEY_LIBEXEC_FOLDER "/orval-softkey/scripted-pinentry", "scripted-pinentry"},
 };
 
 // A build lies somewhere in its checkout.

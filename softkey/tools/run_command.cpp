@@ -204,7 +204,7 @@ void AddRun(cli::Command& program) {
         "of their own that is gone afterwards",
         [options] { return Run(*options); });
     command.Close(
-        cli::Say("Example:") + "\n  softkey run wrong-pin.toml -- ukeyctl pin verify\n\n" +
+        cli::Say("Example:") + "\n  softkey run text-longer.toml -- ukeyctl label get\n\n" +
         cli::Say("The exit status is the client's (128 and its number for a signal) where "
                  "all that the scenario describes happened, otherwise:") +
         "\n" + cli::TellStatusesOf(cli::kSoftkey));

@@ -149,7 +149,7 @@ void World::MakeFolders() {
 void World::MakeKeys() {
     const auto has_certificates = [](const Key& key) { return !key.certificates.empty(); };
     if (std::any_of(scenario_.keys.begin(), scenario_.keys.end(), has_certificates)) {
-        Authority::Create(In("authority"), "Scenario Authority");
+        Authority::Create(In("authority"), "Scenario Authority");  // no message
     }
     for (const Key& key : scenario_.keys) {
         MakeKey(key);
@@ -296,11 +296,13 @@ std::vector<StepReport> World::Steps() const {
         if (report.happened || !report.why_not.empty()) {
             continue;
         }
+        const int64_t wanted_after = report.step->order ? report.step->order->after : 0;
         const int64_t wanted = report.step->order ? report.step->order->times : 1;
-        report.why_not = !done_[i] ? cli::Say("the client ended before")
-                         : report.times == 0
-                             ? cli::Say("no such call came")
-                             : cli::Say("it came {1} times of {2}", report.times, wanted);
+        report.why_not =
+            !done_[i] ? cli::Say("the client ended before")
+            : report.times == 0
+                ? cli::Say(wanted_after > 0 ? "too few such calls came" : "no such call came")
+                : cli::Say("it came {1} times of {2}", report.times, wanted);
     }
     return reports;
 }
