@@ -216,8 +216,10 @@ void AddRun(cli::Command& program) {
         .Add("--timeout", options->timeout,
              "Seconds after which the client is killed (default: never)")
         .Checked(cli::Seconds(static_cast<int64_t>(kLongestTimeout)));
-    command.Add("--keep", options->keep,
-                "Make the world in this new folder and leave it there, the log included (tmp)");
+    command
+        .Add("--keep", options->keep,
+             "Make the world in this new folder and leave it there, the log included (tmp)")
+        .Takes("DIR");
     command.AddFlag("--json", options->json,
                     "Print what became of each step as JSON, behind what the client prints");
 }
