@@ -190,7 +190,12 @@ if(TARGET softkey_backend)
   orval_install_command_manual(softkey with-softkey ${PROJECT_SOURCE_DIR}/scripts/with-softkey)
   # Where the selectors are told, also for those who have no development package.
   install(FILES ${PROJECT_SOURCE_DIR}/docs/software-key.md ${PROJECT_SOURCE_DIR}/docs/known-keys.md
+    ${PROJECT_SOURCE_DIR}/docs/scenarios.md
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/orval-softkey COMPONENT softkey)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/scenarios
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/orval-softkey COMPONENT softkey)
+  install(PROGRAMS ${PROJECT_SOURCE_DIR}/scripts/scripted-pinentry
+    DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/orval-softkey COMPONENT softkey)
   orval_install_completion(softkey softkey softca with-softkey)
 endif()
 

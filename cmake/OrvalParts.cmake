@@ -37,7 +37,7 @@ endfunction()
 orval_part(ORVAL_SOFTKEY "the software key and its commands")
 orval_part(ORVAL_UKEYCTL "the command ukeyctl")
 if(ORVAL_SOFTKEY OR ORVAL_UKEYCTL)
-  # Both are header-only, and the build machine's serve for any target.
+  # They are header-only, and the build machine's serve for any target.
   find_path(ORVAL_CLI11_FOLDER CLI/CLI.hpp NO_CMAKE_FIND_ROOT_PATH)
   find_path(ORVAL_JSON_FOLDER nlohmann/json.hpp NO_CMAKE_FIND_ROOT_PATH)
   set(for_commands
@@ -47,9 +47,11 @@ endif()
 if(ORVAL_SOFTKEY)
   find_package(OpenSSL 3.0 QUIET COMPONENTS Crypto)
   find_package(SQLite3 QUIET)
+  find_path(ORVAL_TOML_FOLDER toml++/toml.h NO_CMAKE_FIND_ROOT_PATH)
   orval_settle(ORVAL_SOFTKEY "the software key"
     OpenSSL_FOUND "libssl-dev (3.0 or newer)"
     SQLite3_FOUND libsqlite3-dev
+    ORVAL_TOML_FOLDER libtomlplusplus-dev
     ${for_commands})
 endif()
 if(ORVAL_UKEYCTL)

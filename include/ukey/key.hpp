@@ -114,7 +114,11 @@ class Key {
     }
 
     std::string GetCert(int32_t param1, int32_t param2) const {
-        return detail::FetchText(api_->GetCert, serial_number_, param1, param2);
+        // The text is written whole, whatever length the key's library reported of it: there is
+        // always room for the longest that it hands over.
+        constexpr int32_t kLongest = 4096;
+        return std::string(
+            detail::TextOf(detail::Fetch(api_->GetCert, kLongest, serial_number_, param1, param2)));
     }
     std::string GetCertDN(int32_t param1, int32_t param2) const {
         return detail::FetchText(api_->GetCertDN, serial_number_, param1, param2);

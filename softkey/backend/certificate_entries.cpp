@@ -28,7 +28,7 @@ std::string Fitting(size_t buffer_size, TextOfLimit text_of_limit) {
 
 int32_t GMCreatePKCS10(const char* serial_number, int32_t cert_type, int32_t key_type,
                        int32_t hash_type, char** request, void* null_pointer, int32_t zero) {
-    return Answer("GMCreatePKCS10", [&] {
+    return Answer("GMCreatePKCS10", serial_number, [&] {
         RequireConstant(null_pointer == nullptr && zero == 0);
         Device device = Device::Plugged(serial_number);
         softkey::HandOver(softkey::CreateRequest(device, {cert_type, key_type, hash_type, false}),
@@ -38,7 +38,7 @@ int32_t GMCreatePKCS10(const char* serial_number, int32_t cert_type, int32_t key
 
 int32_t GMCreatePKCS10Ex(const char* serial_number, RequestEntry* entry, char** request,
                          int32_t one, void* null_pointer, int32_t zero) {
-    return Answer("GMCreatePKCS10Ex", [&] {
+    return Answer("GMCreatePKCS10Ex", serial_number, [&] {
         RequireConstant(one == 1 && null_pointer == nullptr && zero == 0);
         Require(entry != nullptr, Code::kInvalidParameter, "the request entry is missing");
         Require(entry->merged <= 1, Code::kSelector, "the merged flag is 0 or 1");
@@ -51,14 +51,14 @@ int32_t GMCreatePKCS10Ex(const char* serial_number, RequestEntry* entry, char** 
 
 // The string is the product's own and stays as it is: it is thrown away unread.
 int32_t GMWritePKCS7(const char* serial_number, char* pkcs7, QRV::CString& /*output*/) {
-    return Answer("GMWritePKCS7", [&] {
+    return Answer("GMWritePKCS7", serial_number, [&] {
         Device device = Device::Plugged(serial_number);
         softkey::WriteCertificates(device, softkey::RequireText(pkcs7));
     });
 }
 
 int32_t GMImportPriKey(const char* serial_number, char key[maker::kKeyTextRoom], int32_t zero) {
-    return Answer("GMImportPriKey", [&] {
+    return Answer("GMImportPriKey", serial_number, [&] {
         RequireConstant(zero == 0);
         const std::string text = softkey::RequireText(key);
         Require(text.size() < maker::kKeyTextRoom, Code::kDataLength,
@@ -70,7 +70,7 @@ int32_t GMImportPriKey(const char* serial_number, char key[maker::kKeyTextRoom],
 
 int32_t GetCertInfo(const char* serial_number, int32_t param1, int32_t param2, char* certificate,
                     int32_t* length) {
-    return Answer("GetCertInfo", [&] {
+    return Answer("GetCertInfo", serial_number, [&] {
         Device device = Device::Plugged(serial_number);
         softkey::Deliver(softkey::CertificateText(device, softkey::ReadCertificateSelector(param1),
                                                   softkey::ReadCertificateFormat(param2)),
@@ -80,7 +80,7 @@ int32_t GetCertInfo(const char* serial_number, int32_t param1, int32_t param2, c
 
 int32_t GM_GetCertDN(const char* serial_number, int32_t param1, int32_t param2,
                      char name[maker::kNameRoom]) {
-    return Answer("GM_GetCertDN", [&] {
+    return Answer("GM_GetCertDN", serial_number, [&] {
         const softkey::NameOf which = softkey::ReadNameOf(param2);
         Device device = Device::Plugged(serial_number);
         const softkey::CertificateSelector selector = softkey::ReadCertificateSelector(param1);
@@ -94,7 +94,7 @@ int32_t GM_GetCertDN(const char* serial_number, int32_t param1, int32_t param2,
 }
 
 int32_t GetCertInfo_UOS(const char* serial_number, intptr_t selector, void* info, int32_t* length) {
-    return Answer("GetCertInfo_UOS", [&] {
+    return Answer("GetCertInfo_UOS", serial_number, [&] {
         Device device = Device::Plugged(serial_number);
         const softkey::CertificateSelector chosen = softkey::ReadCertificateSelector(selector);
         softkey::Deliver(Fitting(maker::kCertInfoRoom,
@@ -106,7 +106,7 @@ int32_t GetCertInfo_UOS(const char* serial_number, intptr_t selector, void* info
 }
 
 int32_t DelCertAndTempKey(const char* serial_number, int32_t param1, int32_t param2) {
-    return Answer("DelCertAndTempKey", [&] {
+    return Answer("DelCertAndTempKey", serial_number, [&] {
         Device device = Device::Plugged(serial_number);
         softkey::DeleteCertificate(device, softkey::ReadCertificateSelector(param1),
                                    softkey::ReadDeleteScope(param2));

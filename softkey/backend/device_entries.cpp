@@ -30,6 +30,12 @@ std::string TextOfCode(int64_t code) {
     return softkey::ToClient(text);
 }
 
+// For orders: no key, no name.
+std::string FirstKey() {
+    const softkey::Slots::Snapshot slots = softkey::Slots::Present();
+    return slots.plugged.empty() ? std::string() : slots.plugged.front().serial;
+}
+
 // A setting belongs to the process. The serial number may be empty; one that is given must be that
 // of a plugged key, as everywhere.
 void CheckSettingSerial(const char* serial_number) {
@@ -42,7 +48,7 @@ void CheckSettingSerial(const char* serial_number) {
 
 int32_t CheckDeviceEx(uint32_t* value, _S_DEV_CONFIG* config, int32_t one,
                       char serial_number[maker::kSerialNumberRoom]) {
-    return Answer("CheckDeviceEx", [&] {
+    return Answer("CheckDeviceEx", FirstKey, [&] {
         RequireConstant(one == 1);
         Require(config != nullptr, Code::kInvalidParameter, "the record is missing");
         const Device device = Device::First();
@@ -56,7 +62,7 @@ int32_t CheckDeviceEx(uint32_t* value, _S_DEV_CONFIG* config, int32_t one,
 }
 
 int32_t GetMediaID(void) {
-    return Answer("GetMediaID", [] { Device::First(); });
+    return Answer("GetMediaID", FirstKey, [] { Device::First(); });
 }
 
 const char* X_ErrorConvert_UOS(int64_t code) {
@@ -67,14 +73,14 @@ const char* X_ErrorConvert_UOS(int64_t code) {
 }
 
 int32_t UOS_SetCharset(const char* second, const char* first) {
-    return Answer("UOS_SetCharset", [&] {
+    return Answer("UOS_SetCharset", first, [&] {
         CheckSettingSerial(first);
         softkey::SelectCharset(softkey::RequireText(second));
     });
 }
 
 int32_t UOS_SetLanguage(const char* second, const char* first) {
-    return Answer("UOS_SetLanguage", [&] {
+    return Answer("UOS_SetLanguage", first, [&] {
         CheckSettingSerial(first);
         softkey::SelectLanguage(softkey::RequireText(second));
     });

@@ -20,7 +20,7 @@ void DeliverPinInfo(const PinInfo& info, void* buffer, int32_t* length) {
     constexpr auto kSize = static_cast<int32_t>(sizeof(PinInfo));
     Require(length != nullptr, Code::kInvalidParameter, "the length is missing");
     const bool fits = buffer == nullptr || *length >= kSize;
-    *length = kSize;
+    *length = softkey::ToldLength(sizeof info);
     Require(fits, Code::kBufferTooSmall, "the information has 8 bytes");
     if (buffer != nullptr) {
         std::memcpy(buffer, &info, sizeof info);
@@ -30,12 +30,12 @@ void DeliverPinInfo(const PinInfo& info, void* buffer, int32_t* length) {
 }  // namespace
 
 int32_t VerifyPIN(const char* serial_number) {
-    return Answer("VerifyPIN",
+    return Answer("VerifyPIN", serial_number,
                   [&] { Device::Plugged(serial_number).VerifyPin(Device::Cache::kAsFlagged); });
 }
 
 int32_t VerifyAndCachePin(const char* serial_number, intptr_t param) {
-    return Answer("VerifyAndCachePin", [&] {
+    return Answer("VerifyAndCachePin", serial_number, [&] {
         Require(param >= 0 && param <= kLongestCacheSeconds, Code::kSelector,
                 "the PIN is cached for 1 to 86400 seconds, or 0: until it is removed");
         std::optional<std::chrono::seconds> lifetime;
@@ -47,11 +47,11 @@ int32_t VerifyAndCachePin(const char* serial_number, intptr_t param) {
 }
 
 int32_t ChangePin(const char* serial_number) {
-    return Answer("ChangePin", [&] { Device::Plugged(serial_number).ChangePin(); });
+    return Answer("ChangePin", serial_number, [&] { Device::Plugged(serial_number).ChangePin(); });
 }
 
 int32_t GetPinInfo(const char* serial_number, void* info, int32_t* length) {
-    return Answer("GetPinInfo", [&] {
+    return Answer("GetPinInfo", serial_number, [&] {
         const softkey::PinState state = Device::Plugged(serial_number).Store().Pin();
         DeliverPinInfo({state.tries_left, state.tries_maximum}, info, length);
     });
@@ -62,7 +62,7 @@ int32_t GM_RemoveUserPin(void) {
 }
 
 int32_t SetCachePinFlag(const char* serial_number, intptr_t flag) {
-    return Answer("SetCachePinFlag", [&] {
+    return Answer("SetCachePinFlag", serial_number, [&] {
         Require(flag == 0 || flag == 1, Code::kSelector, "the flag is 0 (off) or 1 (on)");
         const Device device = Device::Plugged(serial_number);
         softkey::Sessions::OfThisProcess().SetCacheFlag(device.Key().serial, flag == 1);

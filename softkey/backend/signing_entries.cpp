@@ -1,5 +1,6 @@
 // Entries that use a private key: signatures and decryption.
 #include <algorithm>
+#include <cstring>
 #include <initializer_list>
 #include <limits>
 #include <string_view>
@@ -15,6 +16,10 @@ namespace {
 
 constexpr size_t kNoLimit = std::numeric_limits<int32_t>::max();
 constexpr int32_t kWithCriticalText = 1;
+
+// GMUsbKeyCommonSign has room for twice the data and this much, whatever its length argument says:
+// that is what a client's own buffer has, and not what it hands over.
+constexpr size_t kSignatureAllowance = 4096;
 
 // A certificate and the structures around it.
 constexpr size_t kSignatureOverhead = 4096;
@@ -43,7 +48,7 @@ bool AnswersSizeQuery(const char* buffer, int32_t* length,
         bound += 2 * (view.size() + kSignatureOverhead * static_cast<size_t>(items));
     }
     Require(bound <= kNoLimit, Code::kDataLength, "the data is too long");
-    *length = static_cast<int32_t>(bound);
+    *length = softkey::ToldLength(bound);
     return true;
 }
 
@@ -55,7 +60,7 @@ std::string ReadWarning(const char* text) {
 }  // namespace
 
 int32_t SetWarningMsg(const char* serial_number, const char* warning) {
-    return Answer("SetWarningMsg", [&] {
+    return Answer("SetWarningMsg", serial_number, [&] {
         const Device device = Device::Plugged(serial_number);
         softkey::KeepWarning(device.Key().serial, ReadWarning(warning));
     });
@@ -63,7 +68,7 @@ int32_t SetWarningMsg(const char* serial_number, const char* warning) {
 
 int32_t GMUsbKeyCriticalSign(const char* serial_number, int64_t param1, int64_t param2,
                              const char* data, char* signature, int32_t* length) {
-    return Answer("GMUsbKeyCriticalSign", [&] {
+    return Answer("GMUsbKeyCriticalSign", serial_number, [&] {
         if (AnswersSizeQuery(signature, length, {data})) {
             return;
         }
@@ -71,21 +76,21 @@ int32_t GMUsbKeyCriticalSign(const char* serial_number, int64_t param1, int64_t 
         // The warning serves one attempt, also a failing one.
         const std::string warning = softkey::TakeWarning(device.Key().serial);
         softkey::Deliver(softkey::SignConfirmed(device, ReadCriticalOrder(param1, param2),
-                                                RequireText(data), warning),
+                                                DataToSign(data), warning),
                          signature, length, kNoLimit);
     });
 }
 
 int32_t GMUsbKeyCommonSign(const char* serial_number, int64_t param1, int64_t param2,
                            const char* data, int64_t param3, char* signature, int32_t* length) {
-    return Answer("GMUsbKeyCommonSign", [&] {
+    return Answer("GMUsbKeyCommonSign", serial_number, [&] {
         if (AnswersSizeQuery(signature, length, {data})) {
             return;
         }
         Device device = Device::Plugged(serial_number);
-        softkey::Deliver(
-            softkey::Sign(device, ReadOrder(param1, param2, param3), RequireText(data)), signature,
-            length, kNoLimit);
+        const std::string content = DataToSign(data);
+        softkey::Deliver(softkey::Sign(device, ReadOrder(param1, param2, param3), content),
+                         signature, length, 2 * (std::strlen(data) + kSignatureAllowance));
     });
 }
 
@@ -96,7 +101,7 @@ int32_t Batch_Sign(int32_t flags, const char* serial_number, int32_t param3, int
                    const char* text, const void* param6, int64_t param7, int32_t param8,
                    int32_t param9, const char* batch, int32_t param11, char* output,
                    int32_t* length) {
-    return Answer("Batch_Sign", [&] {
+    return Answer("Batch_Sign", serial_number, [&] {
         Require(flags == 0 || flags == kWithCriticalText, Code::kSelector, "the flags are 0 or 1");
         const bool critical = flags == kWithCriticalText;
         Require(critical || batch != nullptr, Code::kInvalidParameter, "there is nothing to sign");
@@ -107,12 +112,13 @@ int32_t Batch_Sign(int32_t flags, const char* serial_number, int32_t param3, int
         std::string signatures;
         if (critical) {
             signatures =
-                softkey::SignConfirmed(device, ReadOrder(param3, param4, param7), RequireText(text),
+                softkey::SignConfirmed(device, ReadOrder(param3, param4, param7), DataToSign(text),
                                        ReadWarning(static_cast<const char*>(param6)));
         }
         if (batch != nullptr) {
             const SignatureOrder order = ReadOrder(param8, param9, param11);
-            signatures += (critical ? "||" : "") + softkey::SignBatch(device, order, batch);
+            signatures +=
+                (critical ? "||" : "") + softkey::SignBatch(device, order, DataToSign(batch));
         }
         softkey::Deliver(signatures, output, length, kNoLimit);
     });
@@ -120,7 +126,7 @@ int32_t Batch_Sign(int32_t flags, const char* serial_number, int32_t param3, int
 
 int32_t GMUSBKeyAsymDec2(const char* serial_number, int64_t param1, uint32_t param2,
                          const char* cipher, char* plain, int32_t* length) {
-    return Answer("GMUSBKeyAsymDec2", [&] {
+    return Answer("GMUSBKeyAsymDec2", serial_number, [&] {
         if (AnswersSizeQuery(plain, length, {cipher})) {
             return;
         }

@@ -11,15 +11,32 @@
 
 namespace softkey {
 
-// How every entry of both libraries runs: an ordered fault first, then the work; whatever is
-// thrown becomes a code, since nothing may leave a C interface.
+// A call that is on its way, with what was ordered for it. Begins with the orders: waits, throws,
+// crashes, hangs or unplugs as they say, and nothing but an order makes it throw. What of them is
+// about data is found by those that deliver it, in the same thread, until the call ends.
+class CallInProgress {
+ public:
+    CallInProgress(const char* entry, const KeyOfCall& key);
+    ~CallInProgress();
+    CallInProgress(const CallInProgress&) = delete;
+    CallInProgress& operator=(const CallInProgress&) = delete;
+
+    const std::optional<int32_t>& OrderedCode() const { return code_; }
+
+    // What is ordered of the data that the present call gives, or null.
+    static const Fault* OrderedData();
+
+ private:
+    std::optional<int32_t> code_;
+    std::optional<Fault> data_;
+    const Fault* before_ = nullptr;
+};
+
+// What work ends with; whatever is thrown becomes a code, since nothing may leave a C interface.
 template <typename Work>
-int32_t Answer(const char* entry, Work work) noexcept {
+int32_t CodeOf(Work work) noexcept {
     try {
         const ssl::ErrorMark mark;
-        if (const std::optional<int32_t> ordered = OrderedFailure(entry)) {
-            return *ordered;
-        }
         work();
         return static_cast<int32_t>(Code::kOk);
     } catch (const Error& error) {
@@ -29,6 +46,28 @@ int32_t Answer(const char* entry, Work work) noexcept {
     } catch (...) {
         return static_cast<int32_t>(Code::kFail);
     }
+}
+
+// How every entry of both libraries runs: what was ordered first, then the work.
+template <typename Work>
+int32_t Answer(const char* entry, const KeyOfCall& key, Work work) {
+    const CallInProgress call(entry, key);
+    return call.OrderedCode() ? *call.OrderedCode() : CodeOf(work);
+}
+
+// The key that an argument names.
+template <typename Work>
+int32_t Answer(const char* entry, const char* serial, Work work) {
+    return Answer(entry, KeyOfCall([serial] {
+                      return serial == nullptr ? std::string() : std::string(serial);
+                  }),
+                  work);
+}
+
+// A call that is about no key.
+template <typename Work>
+int32_t Answer(const char* entry, Work work) {
+    return Answer(entry, KeyOfCall([] { return std::string(); }), work);
 }
 
 }  // namespace softkey

@@ -5,15 +5,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
+#include <optional>
 #include <sstream>
-#include <thread>
+#include <tuple>
 
 #include "base/draft_file.h"
 #include "base/file_lock.h"
 #include "base/process_lock.h"
 #include "store/home.h"
-#include "trace/traced_call.h"
 
 // The orders stand in a file, one a line, that is always replaced as a whole: a reader sees all of
 // the orders before a change or all of them after it, whoever is killed when. Only those who change
@@ -25,24 +24,40 @@ using Faults = std::vector<Fault>;
 
 constexpr size_t kLargestFile = 65536;
 
+// Stands in the file for no key at all.
+constexpr std::string_view kAnyKey = "-";
+
 std::string WrittenOut(const Faults& faults) {
     std::ostringstream text;
     for (const Fault& fault : faults) {
-        text << fault.entry << ' ' << fault.code << ' ' << fault.times << ' ' << fault.after << ' '
-             << fault.delay_milliseconds << '\n';
+        text << fault.entry << ' ' << (fault.key.empty() ? kAnyKey : fault.key) << ' '
+             << static_cast<int>(fault.effect) << ' ' << fault.code << ' ' << fault.by << ' '
+             << fault.times << ' ' << fault.after << ' ' << fault.delay_milliseconds << ' '
+             << fault.step << ' ' << fault.met << '\n';
     }
     return text.str();
+}
+
+Fault ReadOutLine(const std::string& line) {
+    std::istringstream words(line);
+    Fault fault;
+    int effect = -1;
+    words >> fault.entry >> fault.key >> effect >> fault.code >> fault.by >> fault.times >>
+        fault.after >> fault.delay_milliseconds >> fault.step >> fault.met;
+    constexpr int kLast = static_cast<int>(Effect::kPlug);
+    Require(effect >= 0 && effect <= kLast, Code::kStoreDamaged, "it does not list orders");
+    fault.effect = static_cast<Effect>(effect);
+    if (fault.key == kAnyKey) {
+        fault.key.clear();
+    }
+    return fault;
 }
 
 Faults ReadOut(const std::string& text) {
     Faults faults;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        Fault fault{};
-        words >> fault.entry >> fault.code >> fault.times >> fault.after >>
-            fault.delay_milliseconds;
-        faults.push_back(fault);
+        faults.push_back(ReadOutLine(line));
     }
     // What reads and writes back as the same text was written here.
     Require(!text.empty() && WrittenOut(faults) == text, Code::kStoreDamaged,
@@ -103,78 +118,143 @@ void Keep(const Faults& faults) {
     draft.Replace();
 }
 
-Faults::iterator Find(Faults& faults, std::string_view entry) {
-    return std::find_if(faults.begin(), faults.end(),
-                        [&](const Fault& fault) { return fault.entry == entry; });
+bool IsUsedUp(const Fault& fault) {
+    return fault.times == 0;
 }
 
-// The fault that this call of the entry meets.
-std::optional<Fault> CountDown(std::string_view entry) {
+bool AreOneQueue(const Fault& a, const Fault& b) {
+    return a.entry == b.entry && a.key == b.key;
+}
+
+// A call of an entry, as orders see it.
+class CallSeen {
+ public:
+    CallSeen(std::string_view entry, const KeyOfCall& key) : entry_(entry), find_key_(key) {}
+
+    bool IsFor(const Fault& fault) {
+        const bool entry_fits = fault.entry == entry_ ||
+                                (fault.entry == kEveryEntry && IsPossible(fault.effect, entry_));
+        return !IsUsedUp(fault) && entry_fits && KeyFits(fault);
+    }
+
+ private:
+    // A key may go or come in a call that is about none.
+    bool KeyFits(const Fault& fault) {
+        const bool moves = fault.effect == Effect::kUnplug || fault.effect == Effect::kPlug;
+        if (fault.key.empty() || fault.effect == Effect::kPlug || (moves && !NamesKey(entry_))) {
+            return true;
+        }
+        if (!key_) {
+            key_ = find_key_();
+        }
+        return *key_ == fault.key;
+    }
+
+    std::string_view entry_;
+    const KeyOfCall& find_key_;
+    std::optional<std::string> key_;
+};
+
+// The orders that are next in their queues and for this call, those for its entry first.
+std::vector<size_t> NextFor(CallSeen& call, const Faults& faults) {
+    std::vector<size_t> next;
+    for (const bool every : {false, true}) {
+        for (size_t i = 0; i < faults.size(); ++i) {
+            const auto is_queued_with = [&](size_t other) {
+                return AreOneQueue(faults[other], faults[i]);
+            };
+            if ((faults[i].entry == kEveryEntry) == every && call.IsFor(faults[i]) &&
+                std::none_of(next.begin(), next.end(), is_queued_with)) {
+                next.push_back(i);
+            }
+        }
+    }
+    return next;
+}
+
+// Only one can decide how a call ends; others that would wait for the next call.
+bool Decides(const Fault& fault) {
+    const bool moves = fault.effect == Effect::kUnplug || fault.effect == Effect::kPlug;
+    return !moves && (fault.effect != Effect::kCode || fault.code != 0);
+}
+
+bool Counts(const Fault& fault) {
+    return fault.after > 0 || fault.times > 0 || fault.step > 0;
+}
+
+// Takes the call from the counts of these orders; those that it meets.
+Faults Meet(Faults& faults, const std::vector<size_t>& next) {
+    Faults met;
+    bool decided = false;
+    for (const size_t index : next) {
+        Fault& fault = faults[index];
+        if (fault.after > 0) {
+            --fault.after;
+            continue;
+        }
+        if (decided && Decides(fault)) {
+            continue;
+        }
+        decided = decided || Decides(fault);
+        met.push_back(fault);
+        fault.times -= fault.times > 0 ? 1 : 0;
+        fault.met += fault.step > 0 ? 1 : 0;
+    }
+    return met;
+}
+
+Faults CountDown(CallSeen& call) {
     const ProcessLock process;
     const FileLock lock(FaultsLockPath());
     Faults faults = ReadFaults();
-    const auto found = Find(faults, entry);
-    if (found == faults.end()) {
-        return std::nullopt;
-    }
-    const Fault fault = *found;
-    if (fault.after > 0) {
-        --found->after;
-    } else if (fault.times > 0 && --found->times == 0) {
-        faults.erase(found);
-    }
+    Faults met = Meet(faults, NextFor(call, faults));
+    faults.erase(
+        std::remove_if(faults.begin(), faults.end(),
+                       [](const Fault& fault) { return IsUsedUp(fault) && fault.step == 0; }),
+        faults.end());
     Keep(faults);
-    return fault.after > 0 ? std::nullopt : std::optional<Fault>(fault);
+    return met;
 }
 
-std::optional<Fault> CountCall(std::string_view entry) {
-    try {
-        // Looked up without the lock first: most calls meet no fault.
-        Faults faults = ReadFaults();
-        const auto found = Find(faults, entry);
-        if (found == faults.end()) {
-            return std::nullopt;
-        }
-        const bool counts = found->after > 0 || found->times > 0;
-        return counts ? CountDown(entry) : *found;
-    } catch (const Error&) {
-        // Orders are for tests. Whatever is wrong with them must not keep a client from its work.
-        return std::nullopt;
-    }
+Faults CountCall(CallSeen& call) {
+    // Looked up without the lock first: most calls meet no fault.
+    Faults faults = ReadFaults();
+    const std::vector<size_t> next = NextFor(call, faults);
+    const bool counts =
+        std::any_of(next.begin(), next.end(), [&](size_t index) { return Counts(faults[index]); });
+    return counts ? CountDown(call) : Meet(faults, next);
 }
 
 }  // namespace
 
-std::optional<int32_t> OrderedFailure(std::string_view entry) {
-    const std::optional<Fault> fault = CountCall(entry);
-    if (!fault) {
-        return std::nullopt;
+std::vector<Fault> MetFaults(std::string_view entry, const KeyOfCall& key) {
+    try {
+        CallSeen call(entry, key);
+        return CountCall(call);
+    } catch (const std::exception&) {
+        // Orders are for tests. Whatever is wrong with them must not keep a client from its work.
+        return {};
     }
-    NoteFault();
-    std::this_thread::sleep_for(std::chrono::milliseconds(fault->delay_milliseconds));
-    if (fault->code == 0) {
-        return std::nullopt;
-    }
-    return fault->code;
 }
 
-void OrderFault(const Fault& fault) {
+void OrderFault(const Fault& fault, Place place) {
     EnsureHome();
     const FileLock lock(FaultsLockPath());
     Faults faults = ReadableFaults();
-    const auto found = Find(faults, fault.entry);
-    if (found == faults.end()) {
-        faults.push_back(fault);
-    } else {
-        *found = fault;
+    if (place == Place::kInstead) {
+        faults.erase(std::remove_if(faults.begin(), faults.end(),
+                                    [&](const Fault& one) { return AreOneQueue(one, fault); }),
+                     faults.end());
     }
+    faults.push_back(fault);
     Keep(faults);
 }
 
 std::vector<Fault> OrderedFaults() {
     Faults faults = ReadFaults();
-    std::sort(faults.begin(), faults.end(),
-              [](const Fault& a, const Fault& b) { return a.entry < b.entry; });
+    std::stable_sort(faults.begin(), faults.end(), [](const Fault& a, const Fault& b) {
+        return std::tie(a.entry, a.key) < std::tie(b.entry, b.key);
+    });
     return faults;
 }
 

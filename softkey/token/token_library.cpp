@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "entry/answer.h"
+#include "entry/delivery.h"
 #include "maker/token.h"
 #include "slots/event_stream.h"
 #include "trace/exported.h"
@@ -26,9 +27,14 @@ constexpr uint32_t kInfoOfArrived = 0x000E0000;
 // that a client that makes no pause leaves the processor to others.
 constexpr std::chrono::milliseconds kBreath{1};
 
-template <typename Work>
-uint32_t AnswerUnsigned(const char* entry, Work work) noexcept {
-    return static_cast<uint32_t>(softkey::Answer(entry, work));
+template <typename... Arguments>
+uint32_t AnswerUnsigned(const char* entry, const Arguments&... arguments) {
+    return static_cast<uint32_t>(softkey::Answer(entry, arguments...));
+}
+
+// For orders: no key, no name.
+std::string KeyIn(uint32_t slot) {
+    return EventStream::OfThisProcess().SerialIn(slot).value_or(std::string());
 }
 
 }  // namespace
@@ -79,19 +85,20 @@ uint32_t VexaT_GetSlotList(uint32_t present, uint32_t* slots, uint32_t* count) {
         for (uint32_t i = 0; i < listed; ++i, ++key) {
             slots[i] = key->first;
         }
-        *count = slots == nullptr ? total : listed;
+        *count = static_cast<uint32_t>(softkey::ToldLength(slots == nullptr ? total : listed));
     });
 }
 
 uint32_t VexaT_GetDeviceInfo(uint32_t slot, uint32_t flags, _S_DEV_CONFIG* config) {
-    return AnswerUnsigned("VexaT_GetDeviceInfo", [&] {
+    const softkey::KeyOfCall key = [slot] { return KeyIn(slot); };
+    return AnswerUnsigned("VexaT_GetDeviceInfo", key, [&] {
         Require(config != nullptr, Code::kInvalidParameter);
         Require(flags == kInfoOfListed || flags == kInfoOfArrived, Code::kSelector);
         const std::optional<std::string> serial = EventStream::OfThisProcess().SerialIn(slot);
         Require(serial.has_value(), Code::kDeviceRemoved);
         std::memset(config, 0, sizeof *config);
-        std::memcpy(config->mediaId, serial->data(),
-                    std::min(serial->size(), sizeof config->mediaId));
+        const std::string told = softkey::ToldText(*serial);
+        std::memcpy(config->mediaId, told.data(), std::min(told.size(), sizeof config->mediaId));
     });
 }
 

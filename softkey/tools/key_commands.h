@@ -30,6 +30,7 @@ void AddUnplug(cli::Command& program);
 void AddShow(cli::Command& program);
 void AddPin(cli::Command& program);
 void AddFault(cli::Command& program);
+void AddRun(cli::Command& program);
 void AddTrace(cli::Command& program);
 void AddReset(cli::Command& program);
 void AddDelete(cli::Command& program);

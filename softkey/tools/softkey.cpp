@@ -29,6 +29,7 @@ void AddAll(cli::Command& program) {
     AddShow(program);
     AddPin(program);
     AddFault(program);
+    AddRun(program);
     AddTrace(program);
     AddReset(program);
     AddDelete(program);

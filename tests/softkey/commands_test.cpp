@@ -379,7 +379,18 @@ TEST_F(CommandsTest, FaultOrdersListAndClear) {
     EXPECT_EQ(std::string::npos, Good("fault --list").find("VerifyPIN"));
     Good("fault --clear");
     EXPECT_EQ("No faults are ordered.\n", Good("fault --list"));
-    ExpectUsageError("fault SignHash 1", "softkey fault --help");
+    EXPECT_NE(std::string::npos, Good("fault SignHash 1").find("GMUsbKeyCommonSign"));
+    EXPECT_NE(std::string::npos, Good("fault GetCertInfo empty").find("GetCertInfo "));
+    EXPECT_NE(std::string::npos,
+              Good("fault --function GetCertInfo empty").find("GetCertInfo_UOS"));
+    // What is possible in a later entry of the function alone.
+    EXPECT_NE(std::string::npos, Good("fault WaitForKeyEvent empty").find("VexaT_GetDeviceInfo"));
+    EXPECT_NE(std::string::npos, Good("fault --all crash").find("*  "));
+    EXPECT_EQ(std::string::npos, Good("fault --all --clear").find("*  "));
+    Good("fault --clear");
+    ExpectUsageError("fault GetVendorInfo 1", "softkey fault --help");
+    ExpectUsageError("fault GetPinInfo empty", "nothing that \"empty\" could be done to");
+    ExpectUsageError("fault GetErrorMsg 1 --key OR00000000000001", "not about one key");
     ExpectUsageError("fault VerifyPIN", "an entry and a code are needed");
     ExpectFailure("fault VerifyPIN x", "0x0A000024");
     ExpectFailure("fault VerifyPIN 0x100000000", "0x0A000024");
