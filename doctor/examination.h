@@ -75,7 +75,8 @@ struct KeyFacts {
     std::string problem;
     std::optional<std::string> label;
     Problem label_problem;
-    std::string pin_record;
+    std::string tries_left;  // empty: the key does not tell them
+    std::string tries_at_most;
     Problem pin_problem;
     std::vector<Certificate> certificates;
 };
