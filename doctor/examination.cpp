@@ -152,6 +152,10 @@ std::vector<KeyFacts> KeysIn(const Apart& asking) {
     return keys;
 }
 
+std::string FolderOf(const std::string& path) {
+    return path.substr(0, path.rfind('/') + 1);
+}
+
 }  // namespace
 
 std::vector<std::string> BackendEntries() {
@@ -188,7 +192,16 @@ Examination::Examination(Question asked)
       product(TryProduct(question.library, log, question.limit)),
       product_by_name(TryProduct(ukey::kLibraryName, log, question.limit)),
       asking(AskKeys(question, log, product)),
-      keys(KeysIn(asking)) {}
+      keys(KeysIn(asking)) {
+    // The token library has no text of its own to be known by: it comes with the other.
+    backend.is_software_keys = backend.loading.Has("software key");
+    token.is_software_keys = backend.is_software_keys &&
+                             FolderOf(RealPath(token.path)) == FolderOf(RealPath(backend.path));
+}
+
+bool Examination::IsSoftwareKeyInstalled() const {
+    return IsSoftwareKey() && RealPath(backend.path) != backend.path;
+}
 
 std::string FoundAt(void* handle) {
     link_map* map = nullptr;
