@@ -119,7 +119,7 @@ Finding LookAtProduct(const Examination& examination) {
                       "reinstall the package of the library: this is another library, or an older "
                       "one");
     }
-    return Well(Versioned(product) + by);
+    return Well(Versioned(product) + " " + by);
 }
 
 Finding LookAtOtherCopies(const Examination& examination) {
