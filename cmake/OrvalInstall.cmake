@@ -6,10 +6,9 @@
 #   tools    ukeyctl, and in a folder of their own what records and replays
 #   softkey  the software key, in a folder of its own, and the commands around it
 #
-# Two more are left out unless asked for by name:
+# One more is left out unless asked for by name:
 #
-#   softkey-system  the software key in the maker's own directory (refuses to replace the maker's)
-#   desktop         the store application, see packaging/desktop
+#   desktop  the store application, see packaging/desktop
 
 include(CMakePackageConfigHelpers)
 
@@ -179,12 +178,6 @@ if(TARGET softkey_backend)
   file(WRITE ${generated}/with-softkey "${text}")
   install(PROGRAMS ${generated}/with-softkey
     DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT softkey)
-  # In the key maker's own directory only when asked for by name, and never over the maker's files.
-  configure_file(${PROJECT_SOURCE_DIR}/packaging/softkey/system_install.cmake.in
-    ${generated}/system_install.cmake.in @ONLY)
-  file(GENERATE OUTPUT ${generated}/system_install.cmake
-    INPUT ${generated}/system_install.cmake.in)
-  install(SCRIPT ${generated}/system_install.cmake COMPONENT softkey-system EXCLUDE_FROM_ALL)
   orval_install_command_manual(softkey softkey $<TARGET_FILE:softkey> ${emulator})
   orval_install_command_manual(softkey softca $<TARGET_FILE:softca> ${emulator})
   orval_install_command_manual(softkey with-softkey ${PROJECT_SOURCE_DIR}/scripts/with-softkey)

@@ -29,12 +29,7 @@ bool MayAsk(const LogFacts& log) {
 }
 
 void TellFunctions(void* handle, const Teller& tell) {
-    constexpr const char* kNames[] = {
-#define DOCTOR_NAME(name) #name,
-        UKEY_FUNCTIONS(DOCTOR_NAME)
-#undef DOCTOR_NAME
-    };
-    for (const char* const name : kNames) {
+    for (const char* const name : ukey::kFunctionNames) {
         if (dlsym(handle, name) == nullptr) {
             tell("missing", name);
         }
@@ -85,14 +80,12 @@ void TellKey(const ukey::Library& library, const ListedKey& listed, const Teller
     }
     const ukey::Key key = library.KeyOf(listed.serial_number);
     tell("label", AskFor(tell, "GetLabel", "label_problem", [&key] { return key.GetLabel(); }));
-    // As hexadecimal digits would be: the record has zero bytes.
     const std::string record =
         AskFor(tell, "GetPinInfo", "PIN_problem", [&key] { return key.GetPinInfo(); });
-    std::string numbers;
-    for (const char byte : record) {
-        numbers += std::to_string(static_cast<unsigned char>(byte)) + " ";
+    if (const auto tries = ukey::ParsePinTries(record)) {
+        tell("tries_left", std::to_string(tries->left));
+        tell("tries_at_most", std::to_string(tries->at_most));
     }
-    tell("PIN", numbers);
     TellCertificates(key, tell);
 }
 
@@ -120,7 +113,8 @@ std::string* PlaceOf(KeyFacts& key, const std::string& name) {
         {"problem", &key.problem},
         {"label_problem", &key.label_problem.text},
         {"label_problem_next", &key.label_problem.next},
-        {"PIN", &key.pin_record},
+        {"tries_left", &key.tries_left},
+        {"tries_at_most", &key.tries_at_most},
         {"PIN_problem", &key.pin_problem.text},
         {"PIN_problem_next", &key.pin_problem.next},
         {"certificate_text", &certificate.text},
@@ -156,6 +150,10 @@ std::vector<KeyFacts> KeysIn(const Apart& asking) {
         }
     }
     return keys;
+}
+
+std::string FolderOf(const std::string& path) {
+    return path.substr(0, path.rfind('/') + 1);
 }
 
 }  // namespace
@@ -194,7 +192,16 @@ Examination::Examination(Question asked)
       product(TryProduct(question.library, log, question.limit)),
       product_by_name(TryProduct(ukey::kLibraryName, log, question.limit)),
       asking(AskKeys(question, log, product)),
-      keys(KeysIn(asking)) {}
+      keys(KeysIn(asking)) {
+    // The token library has no text of its own to be known by: it comes with the other.
+    backend.is_software_keys = backend.loading.Has("software key");
+    token.is_software_keys = backend.is_software_keys &&
+                             FolderOf(RealPath(token.path)) == FolderOf(RealPath(backend.path));
+}
+
+bool Examination::IsSoftwareKeyInstalled() const {
+    return IsSoftwareKey() && RealPath(backend.path) != backend.path;
+}
 
 std::string FoundAt(void* handle) {
     link_map* map = nullptr;

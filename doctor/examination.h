@@ -46,6 +46,7 @@ struct LibraryFacts {
     Finding file;  // what can be said of it without loading it; reads the former
     std::vector<std::string> missing_libraries;
     Apart loading;  // tells "loaded" or "refused", "missing" entries, "software key"
+    bool is_software_keys = false;
 };
 
 // What the product looks for in each.
@@ -75,14 +76,17 @@ struct KeyFacts {
     std::string problem;
     std::optional<std::string> label;
     Problem label_problem;
-    std::string pin_record;
+    std::string tries_left;  // empty: the key does not tell them
+    std::string tries_at_most;
     Problem pin_problem;
     std::vector<Certificate> certificates;
 };
 
 struct Examination {
     explicit Examination(Question asked);
-    bool IsSoftwareKey() const { return backend.loading.Has("software key"); }
+    bool IsSoftwareKey() const { return backend.is_software_keys; }
+    // Not in a view: 'with-softkey --install' has put links there.
+    bool IsSoftwareKeyInstalled() const;
 
     Question question;
     LogFacts log;

@@ -1,7 +1,6 @@
 // What the plugged keys tell, without a PIN.
 
 #include <algorithm>
-#include <sstream>
 
 #include "cli/words.h"
 #include "codes/catalogue.h"
@@ -14,7 +13,6 @@ namespace {
 
 constexpr std::time_t kDay = 86400;
 constexpr std::time_t kSoon = 30 * kDay;
-constexpr uint64_t kFewTries = 1;
 
 // What is said of several keys is as heavy as the heaviest, and each is named.
 class AllKeys {
@@ -47,32 +45,18 @@ Finding LookAtEach(const Examination& examination, const Look& look) {
     return examination.keys.empty() ? Unknown("there is no key to ask", {}) : all.Get();
 }
 
-std::vector<uint64_t> NumbersIn(const std::string& record) {
-    std::istringstream bytes(record);
-    std::vector<uint64_t> numbers;
-    uint64_t byte = 0;
-    for (unsigned place = 0; bytes >> byte; ++place) {
-        if (place % 4 == 0) {
-            numbers.push_back(0);
-        }
-        numbers.back() |= byte << (place % 4 * 8);
-    }
-    return numbers;
-}
-
 Finding LookAtPin(const KeyFacts& key) {
-    const std::vector<uint64_t> numbers = NumbersIn(key.pin_record);
-    if (!key.pin_problem.text.empty() || numbers.size() != 2) {
+    if (key.tries_left.empty()) {
         return Unknown(key.pin_problem.text.empty() ? "the key tells no tries of the PIN"
                                                     : key.pin_problem.text,
                        key.pin_problem.next);
     }
-    const std::string tries = cli::Say("{1} of {2} tries left", numbers[0], numbers[1]);
-    if (numbers[0] == 0) {
+    const std::string tries = cli::Say("{1} of {2} tries left", key.tries_left, key.tries_at_most);
+    if (key.tries_left == "0") {
         return Broken(cli::Say("the PIN is locked: {1}", tries),
                       "have whoever issued the key unlock it; 'ukeyctl init' would erase it");
     }
-    if (numbers[0] <= kFewTries) {
+    if (key.tries_left == "1") {
         return Doubtful(cli::Say("{1}: the next wrong PIN locks the key", tries),
                         "make sure of the PIN before it is entered; a right one gives all tries "
                         "back");

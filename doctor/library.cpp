@@ -185,7 +185,7 @@ Finding LookAtLoading(const LibraryFacts& library) {
         return NotTried();
     }
     if (library.IsLoaded()) {
-        return Well("loads");
+        return Well(library.is_software_keys ? "loads: the software key's" : "loads");
     }
     if (library.loading.Has("refused")) {
         return Broken(cli::Say("the loader says: {1}", library.loading.Last("refused")),

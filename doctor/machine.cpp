@@ -43,6 +43,11 @@ std::string LineOf(const char* path) {
     return line;
 }
 
+// For where no view may be made.
+std::string OrInstall(const std::string& next) {
+    return cli::Say("{1}; or do without: sudo with-softkey --install", next);
+}
+
 // The switches by which distributions take user namespaces away.
 std::string SwitchThatForbids() {
     if (LineOf("/proc/sys/kernel/unprivileged_userns_clone") == "0") {
@@ -94,9 +99,12 @@ Finding LookAtNamespaces(const Examination& examination) {
     if (FindProgram("with-softkey").empty() && FindProgram("bwrap").empty()) {
         return Well("not needed: with-softkey is not installed");
     }
+    if (examination.IsSoftwareKeyInstalled()) {
+        return Well("not needed: the software key's libraries are in the application directory");
+    }
     if (FindProgram("bwrap").empty()) {
         return Doubtful("with-softkey needs bwrap, which is not installed",
-                        "sudo apt install bubblewrap");
+                        OrInstall("sudo apt install bubblewrap"));
     }
     const Apart tried = RunProgram({"bwrap", "--unshare-user", "--dev-bind", "/", "/", "true"},
                                    examination.question.limit);
@@ -104,7 +112,7 @@ Finding LookAtNamespaces(const Examination& examination) {
         const std::string said = tried.Last("said");
         return Doubtful(cli::Say("with-softkey cannot make its view: {1}",
                                  (said.empty() ? tried.Ending() : said)),
-                        SwitchThatForbids());
+                        OrInstall(SwitchThatForbids()));
     }
     return Well("user namespaces can be made");
 }

@@ -75,8 +75,9 @@ key maker's libraries, and replays it without a key.")
 
 set(CPACK_DEBIAN_SOFTKEY_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_SOFTKEY_PACKAGE_DEPENDS
-  "${library} ${same_version}, bubblewrap, pinentry-curses | pinentry")
-set(CPACK_DEBIAN_SOFTKEY_PACKAGE_RECOMMENDS "ukeyctl ${same_version}")
+  "${library} ${same_version}, pinentry-curses | pinentry")
+# with-softkey makes its view with it; where none can be made, it has another way.
+set(CPACK_DEBIAN_SOFTKEY_PACKAGE_RECOMMENDS "bubblewrap, ukeyctl ${same_version}")
 set(CPACK_COMPONENT_SOFTKEY_DESCRIPTION
 "USB cryptographic key in software, for developers without the hardware
 Stand-ins for the key maker's two libraries, with real SM2, SM3 and SM4, a
@@ -84,7 +85,8 @@ durable store and a key's PIN rules. softkey makes, plugs and unplugs such
 keys, softca issues certificates for them, and with-softkey runs a program as
 if the key were there.
 .
-Nothing is installed in the key maker's own directory.")
+Nothing is installed in the key maker's own directory, unless root asks for it
+with 'with-softkey --install'.")
 
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS OFF)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)

@@ -7,16 +7,17 @@
 
 #include "session.h"
 
-// How many wrong PINs a key still takes. Asking for that costs no try.
-struct PinTries {
-    std::optional<int64_t> left;
-    std::optional<int64_t> at_most;
+// How many wrong PINs a key still takes, for a report.
+struct ToldTries {
+    std::optional<ukey::PinTries> tries;
     std::string problem;  // why they cannot be told
-    std::string record;   // as the key gives it
+
+    Report::Value Left() const;
+    Report::Value AtMost() const;
 };
 
 // In a record as GetPinInfo gives it.
-PinTries TriesIn(const std::string& record);
+ToldTries TriesIn(const std::string& record);
 
 // --last-try
 void AddLastTry(cli::Command& verb, bool& last_try);

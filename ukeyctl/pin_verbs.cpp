@@ -7,18 +7,16 @@
 namespace {
 
 void ShowPinInfo(Session& session) {
-    const PinTries tries = TriesIn(session.Key().GetPinInfo());
+    const std::string record = session.Key().GetPinInfo();
+    const ToldTries told = TriesIn(record);
     Report& report = session.Result();
-    const auto value = [](const std::optional<int64_t>& number) {
-        return number ? Report::Value(*number) : Report::Value();
-    };
-    report.Add("tries_left", "Tries left", value(tries.left));
-    report.Add("tries_at_most", "Tries at most", value(tries.at_most));
-    report.AddDetail("record_hex", cli::Hex(tries.record));
+    report.Add("tries_left", "Tries left", told.Left());
+    report.Add("tries_at_most", "Tries at most", told.AtMost());
+    report.AddDetail("record_hex", cli::Hex(record));
     report.AddDetail("problem",
-                     tries.problem.empty() ? Report::Value() : Report::Value(tries.problem));
-    if (!tries.problem.empty()) {
-        report.Say(cli::Say("The tries cannot be told: {1}", tries.problem));
+                     told.problem.empty() ? Report::Value() : Report::Value(told.problem));
+    if (!told.problem.empty()) {
+        report.Say(cli::Say("The tries cannot be told: {1}", told.problem));
     }
 }
 

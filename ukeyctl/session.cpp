@@ -28,9 +28,6 @@ Session::LibraryChoice DefaultLibrary() {
     return {ukey::kLibraryName, cli::Mark("the loader")};
 }
 
-static_assert(static_cast<int32_t>(ukey::Errc::kTextOutOfMemory) == codes::kTextOutOfMemory &&
-              static_cast<int32_t>(ukey::Errc::kTextMalformed) == codes::kTextMalformed);
-
 cli::Failure FailureOf(const ukey::Error& error, const std::string& verb) {
     const std::string text = error.code().message();  // once: the key is asked for it
     cli::Failure failure;

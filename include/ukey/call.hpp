@@ -4,10 +4,12 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "errors.hpp"
 #include "fetch.hpp"
 #include "load.hpp"
+#include "waiting.hpp"
 
 namespace ukey::detail {
 
@@ -18,24 +20,44 @@ void Check(const Entry<Function>& entry, int32_t code) {
     }
 }
 
+// The product serves one thread, and that is the waiting one as long as a source waits.
+inline void RequireNobodyWaits(const char* function) {
+    if (IsWaitedBeside()) {
+        throw BusyError(std::string(function) +
+                        " was not called: an event source waits; stop it first");
+    }
+}
+
 template <typename Function, typename... Arguments>
-void CheckTexts(const Entry<Function>& entry, const Arguments&... arguments) {
+void CheckCall(const Entry<Function>& entry, const Arguments&... arguments) {
+    RequireNobodyWaits(entry.name);
     if (!(IsPassable(arguments) && ...)) {
         throw ZeroByteError(entry.name);
     }
 }
 
+// The C interface needs a terminator behind a text, which a view need not have: the text is copied,
+// once for query and fetch. Everything else stays as it is.
+inline std::string Terminated(std::string_view text) {
+    return std::string(text);
+}
+
+template <typename T>
+const T& Terminated(const T& value) {
+    return value;
+}
+
 template <typename Function, typename... Arguments>
 void Call(const Entry<Function>& entry, const Arguments&... arguments) {
-    CheckTexts(entry, arguments...);
-    Check(entry, TryCall(entry, arguments...));
+    CheckCall(entry, arguments...);
+    Check(entry, TryCall(entry, Terminated(arguments)...));
 }
 
 template <typename Function, typename... Arguments>
 Fetched Fetch(const Entry<Function>& entry, int32_t least, const Arguments&... arguments) {
-    CheckTexts(entry, arguments...);
+    CheckCall(entry, arguments...);
     Fetched fetched;
-    Check(entry, TryFetch(entry, least, fetched, arguments...));
+    Check(entry, TryFetch(entry, least, fetched, Terminated(arguments)...));
     return fetched;
 }
 

@@ -10,43 +10,13 @@
 #include <string>
 #include <system_error>
 
+#include "codes.hpp"
+#include "exception.hpp"
 #include "fetch.hpp"
 #include "load.hpp"
+#include "waiting.hpp"
 
 namespace ukey {
-
-// The codes that the product itself gives. Every other code is the key's own.
-enum class Errc : int32_t {
-    kBackendUnavailable = ORVAL_BACKEND_UNAVAILABLE,
-    kNotInitialized = ORVAL_NOT_INITIALIZED,
-    kUnsupported = ORVAL_UNSUPPORTED,
-    kInvalidArgument = ORVAL_INVALID_ARGUMENT,
-    kBufferTooSmall = ORVAL_BUFFER_TOO_SMALL,
-    kTextOutOfMemory = static_cast<int32_t>(0x8007000E),
-    kTextMalformed = static_cast<int32_t>(0x80070057),
-};
-
-// OwnText: the meaning of a code that the product itself gives, for when the key's library has no
-// text for it or cannot be asked; null for any other code.
-inline const char* OwnText(int32_t code) noexcept {
-    switch (static_cast<Errc>(code)) {
-        case Errc::kBackendUnavailable:
-            return "the key maker's library cannot be loaded or lacks an entry point";
-        case Errc::kNotInitialized:
-            return "the library is not initialised";
-        case Errc::kUnsupported:
-            return "not supported, or the key's software is not completely installed";
-        case Errc::kInvalidArgument:
-            return "an argument is missing or its length is out of bounds";
-        case Errc::kBufferTooSmall:
-            return "the output buffer is too small";
-        case Errc::kTextOutOfMemory:
-            return "the library's text handling ran out of memory";
-        case Errc::kTextMalformed:
-            return "the library's text handling met a malformed text";
-    }
-    return nullptr;
-}
 
 namespace detail {
 
@@ -97,9 +67,35 @@ inline bool IsOfTexts(int32_t code) noexcept {
     return thrown == Errc::kTextOutOfMemory || thrown == Errc::kTextMalformed;
 }
 
+class ConditionCategory final : public std::error_category {
+ public:
+    const char* name() const noexcept override { return "ukey condition"; }
+
+    std::string message(int condition) const override {
+        switch (static_cast<Condition>(condition)) {
+            case Condition::kNone:
+                return "none of the conditions";
+            case Condition::kNoKey:
+                return "the key is not plugged in";
+            case Condition::kPinWrong:
+                return "the PIN is wrong";
+            case Condition::kPinLocked:
+                return "the PIN is locked";
+            case Condition::kCancelled:
+                return "the dialog was cancelled or could not be shown";
+            case Condition::kTooSmall:
+                return "a buffer is too small";
+        }
+        return "unknown condition";
+    }
+};
+
 class CodeCategory final : public std::error_category {
  public:
     const char* name() const noexcept override { return "ukey"; }
+
+    // What makes a code equal to a condition.
+    std::error_condition default_error_condition(int code) const noexcept override;
 
     std::string message(int code) const override {
         if (code == ORVAL_OK) {
@@ -108,7 +104,9 @@ class CodeCategory final : public std::error_category {
         if (IsOfTexts(code)) {
             return OwnText(code);
         }
-        const std::shared_ptr<const Api> api = TextSource::Instance().Current();
+        // Beside a waiting source the key is not asked.
+        const std::shared_ptr<const Api> api =
+            IsWaitedBeside() ? nullptr : TextSource::Instance().Current();
         std::string text = api == nullptr ? std::string() : BackendText(*api, code);
         if (!text.empty()) {
             return text;
@@ -139,13 +137,25 @@ inline std::error_code make_error_code(Errc code) noexcept {
     return {static_cast<int>(code), Category()};
 }
 
+// make_error_condition: found by std::error_code when it is compared with a Condition.
+inline std::error_condition make_error_condition(Condition condition) noexcept {
+    static const detail::ConditionCategory category;
+    return {static_cast<int>(condition), category};
+}
+
+inline std::error_condition detail::CodeCategory::default_error_condition(int code) const noexcept {
+    const Condition condition = ConditionOf(code);
+    return condition == Condition::kNone ? std::error_condition(code, *this)
+                                         : make_error_condition(condition);
+}
+
 // A function of the product gave a code other than 0.
-class Error : public std::system_error {
+class Error : public Exception {
  public:
     Error(const char* function, int32_t code)
-        : std::system_error(std::error_code(code, Category()),
-                            std::string(function) + " gave " + detail::Hexadecimal(code) + " (" +
-                                std::to_string(code) + ")"),
+        : Exception(std::error_code(code, Category()), std::string(function) + " gave " +
+                                                           detail::Hexadecimal(code) + " (" +
+                                                           std::to_string(code) + ")"),
           function_(function) {}
 
     // Function: the exported function's name.
@@ -156,7 +166,7 @@ class Error : public std::system_error {
 
  protected:
     Error(const char* function, int32_t code, const std::string& what)
-        : std::system_error(std::error_code(code, Category()), what), function_(function) {}
+        : Exception(std::error_code(code, Category()), what), function_(function) {}
 
  private:
     const char* function_;
@@ -176,6 +186,8 @@ class ZeroByteError final : public Error {
 namespace std {
 template <>
 struct is_error_code_enum<ukey::Errc> : true_type {};
+template <>
+struct is_error_condition_enum<ukey::Condition> : true_type {};
 }  // namespace std
 
 #endif

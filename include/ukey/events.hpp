@@ -12,43 +12,49 @@
 #include <chrono>
 #include <deque>
 #include <exception>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <system_error>
 #include <thread>
 #include <utility>
 
+#include "exception.hpp"
 #include "library.hpp"
+#include "waiting.hpp"
 
 namespace ukey {
 namespace detail {
 
-// The right to wait: the product supports one wait at a time.
+// The right to wait: the product supports one wait at a time, and no other call beside it.
 class WaitPermit {
  public:
     WaitPermit() {
-        if (Taken().exchange(true)) {
-            throw std::system_error(std::make_error_code(std::errc::device_or_resource_busy),
-                                    "another event source is waiting");
+        Waiting& waiting = Waiting::Instance();
+        const pid_t own = getpid();
+        pid_t holder = waiting.process;
+        if (holder == own || !waiting.process.compare_exchange_strong(holder, own)) {
+            throw BusyError("another event source is waiting");
         }
+        waiting.thread = std::thread::id();
     }
     WaitPermit(WaitPermit&& other) noexcept : held_(std::exchange(other.held_, false)) {}
     WaitPermit(const WaitPermit&) = delete;
     WaitPermit& operator=(const WaitPermit&) = delete;
     WaitPermit& operator=(WaitPermit&&) = delete;
-    ~WaitPermit() {
-        if (held_) {
-            Taken() = false;
+    ~WaitPermit() { Release(); }
+
+    // The calling thread is the one that waits.
+    void Use() const noexcept { Waiting::Instance().thread = std::this_thread::get_id(); }
+
+    void Release() noexcept {
+        if (std::exchange(held_, false)) {
+            Waiting::Instance().process = 0;
         }
     }
 
  private:
-    static std::atomic<bool>& Taken() {
-        static std::atomic<bool> taken{false};
-        return taken;
-    }
     bool held_ = true;
 };
 
@@ -57,7 +63,7 @@ class Signal {
  public:
     Signal() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE)) {
         if (descriptor_ < 0) {
-            throw std::system_error(errno, std::generic_category(), "eventfd");
+            throw Exception(errno, std::generic_category(), "eventfd");
         }
     }
     Signal(const Signal&) = delete;
@@ -79,7 +85,8 @@ class Signal {
 // nor this, so both are held here.
 class EventQueue {
  public:
-    explicit EventQueue(Library library) : library_(std::move(library)) {}
+    EventQueue(Library library, WaitPermit permit)
+        : library_(std::move(library)), permit_(std::move(permit)) {}
 
     int Descriptor() const noexcept { return available_.Descriptor(); }
     bool IsFinished() const noexcept { return finished_; }
@@ -88,6 +95,7 @@ class EventQueue {
 
     // The waiting thread: events into the queue until a stop or a failure.
     void Run() noexcept {
+        permit_.Use();
         try {
             while (!stopping_) {
                 Deliver(library_.WaitForKeyEvent());
@@ -96,6 +104,7 @@ class EventQueue {
             const std::lock_guard<std::mutex> lock(mutex_);
             failure_ = std::current_exception();
         }
+        permit_.Release();  // before the end is told: whoever learns of it may call the product
         finished_ = true;
         available_.Raise();  // and it stays raised: whoever comes later need not wait
     }
@@ -126,6 +135,7 @@ class EventQueue {
     }
 
     Library library_;
+    WaitPermit permit_;
     Signal available_;
     std::atomic<bool> stopping_{false};
     std::atomic<bool> finished_{false};
@@ -134,14 +144,38 @@ class EventQueue {
     std::exception_ptr failure_;
 };
 
+// When a wait gives up.
+class Deadline {
+ public:
+    explicit Deadline(std::chrono::milliseconds timeout)
+        : end_(Clock::now() + std::min<std::chrono::milliseconds>(timeout, kLongest)) {}
+
+    bool HasPassed() const { return Clock::now() >= end_; }
+
+    // What is left, as poll takes it: a longer time is waited for in several.
+    int PollTimeout() const {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now());
+        return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(
+            left.count(), 0, std::numeric_limits<int>::max()));
+    }
+
+ private:
+    using Clock = std::chrono::steady_clock;
+    // A hundred years: the longest duration there is would be over before it began.
+    static constexpr std::chrono::hours kLongest{24 * 365 * 100};
+
+    Clock::time_point end_;
+};
+
 }  // namespace detail
 
 // Keys coming and going. A thread of its own waits from construction on and queues what happens,
-// so that nothing is missed between two calls of Next. One source can wait at a time; a second one
-// fails with std::errc::device_or_resource_busy.
+// so that nothing is missed between two calls of Next.
 //
 // WARNING: while it waits, this is the one thread that uses the product. Stop or destroy it before
-// anything else is asked of the product or of a key, and start another one afterwards.
+// anything else is asked of the product or of a key, and start another one afterwards. Until then
+// every call of an object here, but for StopDetectUKey, throws BusyError and does nothing, and so
+// does a second source.
 //
 // Any thread may call any member, and Stop brings those back that are inside Next, with no event.
 // Destroying is for the owner, at any moment of the wait, but as with any object only when no other
@@ -149,8 +183,8 @@ class EventQueue {
 class EventSource {
  public:
     explicit EventSource(Library library)
-        : queue_(std::make_shared<detail::EventQueue>(std::move(library))),
-          waiter_([queue = queue_, permit = detail::WaitPermit()] { queue->Run(); }) {}
+        : queue_(std::make_shared<detail::EventQueue>(std::move(library), detail::WaitPermit())),
+          waiter_([queue = queue_] { queue->Run(); }) {}
     EventSource(const EventSource&) = delete;
     EventSource& operator=(const EventSource&) = delete;
     ~EventSource() { Stop(); }
@@ -161,7 +195,7 @@ class EventSource {
 
     // NextFor: the same, waiting no longer than `timeout`, and then nothing.
     std::optional<KeyEvent> NextFor(std::chrono::milliseconds timeout) {
-        return Await(std::chrono::steady_clock::now() + timeout);
+        return Await(detail::Deadline(timeout));
     }
 
     // IsFinished: no further event will come.
@@ -187,8 +221,6 @@ class EventSource {
     }
 
  private:
-    using Deadline = std::optional<std::chrono::steady_clock::time_point>;
-
     void StopOnce() noexcept {
         try {
             queue_->Product().StopDetectUKey();
@@ -197,23 +229,13 @@ class EventSource {
         }
     }
 
-    static int PollTimeout(const Deadline& deadline) {
-        if (!deadline) {
-            return -1;
-        }
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(
-            *deadline - std::chrono::steady_clock::now());
-        return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(
-            left.count(), 0, std::numeric_limits<int>::max()));
-    }
-
-    std::optional<KeyEvent> Await(const Deadline& deadline) {
+    std::optional<KeyEvent> Await(const std::optional<detail::Deadline>& deadline) {
         const std::shared_ptr<detail::EventQueue> queue = queue_;
         for (;;) {
             // Read before the queue is looked at: an end seen first means that the queue was full.
             const bool finished = queue->IsFinished();
             std::optional<KeyEvent> event = queue->Take();
-            const int timeout = PollTimeout(deadline);
+            const int timeout = deadline ? deadline->PollTimeout() : -1;
             if (event || finished || timeout == 0) {
                 return event;
             }
@@ -226,6 +248,74 @@ class EventSource {
     std::mutex join_;
     std::thread waiter_;
 };
+
+// Ends a WaitForKey before its time.
+class StopFlag {
+ public:
+    // Raise: for good. May be called from any thread, and from a signal handler.
+    void Raise() noexcept { signal_.Raise(); }
+    bool IsRaised() const noexcept {
+        pollfd raised{Descriptor(), POLLIN, 0};
+        return poll(&raised, 1, 0) == 1;
+    }
+
+    // Descriptor: readable once it is raised, for a poll loop. Not to be read.
+    int Descriptor() const noexcept { return signal_.Descriptor(); }
+
+ private:
+    detail::Signal signal_;
+};
+
+namespace detail {
+
+// Until a key comes or goes, the flag is raised, or it is time to look again: a key that comes
+// between a look and the beginning of the wait is no event.
+inline void AwaitChange(const Library& library, const StopFlag& stop, const Deadline& deadline) {
+    constexpr int kBetweenLooks = 1000;
+    EventSource events(library);
+    pollfd awaited[] = {{events.Descriptor(), POLLIN, 0}, {stop.Descriptor(), POLLIN, 0}};
+    poll(awaited, std::size(awaited), std::min(kBetweenLooks, deadline.PollTimeout()));
+    events.NextFor(std::chrono::milliseconds(0));  // throws if the wait has failed
+}
+
+// The key that is plugged; without one, the code that says why. A maker may have a number of its
+// own for that, so any code of the key's is one.
+inline std::optional<Key> LookForKey(const Library& library, std::optional<Error>& why) {
+    try {
+        return library.PluggedKey();
+    } catch (const Error& error) {
+        if (OwnText(error.Code()) != nullptr) {
+            throw;
+        }
+        why = error;
+    }
+    return std::nullopt;
+}
+
+}  // namespace detail
+
+inline std::optional<Key> Library::WaitForKey(std::chrono::milliseconds timeout,
+                                              const StopFlag& stop) const {
+    const detail::Deadline deadline(timeout);
+    for (;;) {
+        std::optional<Error> why;
+        std::optional<Key> key = detail::LookForKey(*this, why);
+        if (key || stop.IsRaised()) {
+            return key;
+        }
+        if (deadline.HasPassed()) {
+            if (why->code() == Condition::kNoKey) {
+                return std::nullopt;
+            }
+            throw Error(*why);
+        }
+        detail::AwaitChange(*this, stop, deadline);
+    }
+}
+
+inline std::optional<Key> Library::WaitForKey(std::chrono::milliseconds timeout) const {
+    return WaitForKey(timeout, StopFlag());
+}
 
 }  // namespace ukey
 

@@ -81,8 +81,12 @@ inline const char* Pass(const std::optional<std::string>& text) {
 }
 
 // Whether a text can be passed whole: it would end at a zero byte inside.
+inline bool IsPassable(std::string_view text) {
+    return text.find('\0') == std::string_view::npos;
+}
+
 inline bool IsPassable(const std::string& text) {
-    return text.find('\0') == std::string::npos;
+    return IsPassable(std::string_view(text));
 }
 
 inline bool IsPassable(const std::optional<std::string>& text) {

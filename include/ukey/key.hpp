@@ -13,6 +13,7 @@
 
 #include "call.hpp"
 #include "fetch.hpp"
+#include "info.hpp"
 #include "load.hpp"
 
 namespace ukey {
@@ -73,6 +74,8 @@ class Key {
     }
     // GetPinInfo: the key's record on the PIN, up to 8 bytes.
     std::string GetPinInfo() const { return detail::FetchRecord(api_->GetPinInfo, serial_number_); }
+    // ReadPinTries: what it tells; nothing where it is of another form.
+    std::optional<PinTries> ReadPinTries() const { return ParsePinTries(GetPinInfo()); }
 
     void InitUKey() const {
         detail::EnsureInitialized(*api_);
@@ -82,21 +85,21 @@ class Key {
         detail::Call(api_->TestInitUKey, serial_number_, param);
     }
     std::string GetLabel() const { return detail::FetchText(api_->GetLabel, serial_number_); }
-    void SetLabel(const std::string& label) const {
+    void SetLabel(std::string_view label) const {
         detail::Call(api_->SetLabel, serial_number_, label);
     }
     std::string GetData(int32_t index) const {
         return detail::FetchText(api_->GetData, serial_number_, index);
     }
-    void SetData(int32_t index, const std::string& data) const {
+    void SetData(int32_t index, std::string_view data) const {
         detail::Call(api_->SetData, serial_number_, index, data);
     }
 
-    std::string Sign(int32_t param1, int32_t param2, const std::string& data,
-                     const std::string& warning) const {
+    std::string Sign(int32_t param1, int32_t param2, std::string_view data,
+                     std::string_view warning) const {
         return detail::FetchText(api_->Sign, serial_number_, param1, param2, data, warning);
     }
-    std::string SignHash(int32_t param1, int32_t param2, const std::string& data,
+    std::string SignHash(int32_t param1, int32_t param2, std::string_view data,
                          int32_t param3) const {
         return detail::FetchText(api_->SignHash, serial_number_, param1, param2, data, param3);
     }
@@ -106,7 +109,7 @@ class Key {
                           serial_number_, input.param3, input.param4, input.text, input.param6,
                           input.param7, input.param8, input.param9, input.batch, input.param11)));
     }
-    Secret AsymDec(int32_t param1, uint32_t param2, const std::string& cipher) const {
+    Secret AsymDec(int32_t param1, uint32_t param2, std::string_view cipher) const {
         detail::Fetched plain =
             detail::Fetch(api_->AsymDec, 0, serial_number_, param1, param2, cipher);
         plain.length = detail::TextOf(plain).size();
@@ -127,25 +130,29 @@ class Key {
     std::string GetCertInfo(intptr_t selector) const {
         return detail::FetchRecord(api_->GetCertInfo, serial_number_, selector);
     }
+    // ReadCertFields: what it tells, as far as it is of the form that is known.
+    CertFields ReadCertFields(intptr_t selector) const {
+        return ParseCertFields(GetCertInfo(selector));
+    }
     void DelCertAndTempKey(int32_t param1, int32_t param2) const {
         detail::Call(api_->DelCertAndTempKey, serial_number_, param1, param2);
     }
-    void ImportX509Cert(const std::string& pkcs7) const {
+    void ImportX509Cert(std::string_view pkcs7) const {
         detail::Call(api_->ImportX509Cert, serial_number_, pkcs7);
     }
-    void ImportEncX509Cert(const std::string& pkcs7, const std::string& enveloped_key) const {
+    void ImportEncX509Cert(std::string_view pkcs7, std::string_view enveloped_key) const {
         detail::Call(api_->ImportEncX509Cert, serial_number_, pkcs7, enveloped_key);
     }
-    void Batch_ImportX509Cert(const std::string& package) const {
+    void Batch_ImportX509Cert(std::string_view package) const {
         detail::Call(api_->Batch_ImportX509Cert, serial_number_, package);
     }
 
-    std::string GenerateCertRequest(const std::string& description) const {
+    std::string GenerateCertRequest(std::string_view description) const {
         return detail::FetchText(api_->GenerateCertRequest, serial_number_, description);
     }
     // WARNING: mode 1 initialises the key first.
     std::string Batch_InitAndGenerateCertRequest(uint32_t mode,
-                                                 const std::string& description) const {
+                                                 std::string_view description) const {
         return detail::FetchText(api_->Batch_InitAndGenerateCertRequest, serial_number_, mode,
                                  description);
     }

@@ -3,10 +3,13 @@
 #define ORVAL_UKEY_LIBRARY_HPP
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "call.hpp"
@@ -16,6 +19,8 @@
 #include "load.hpp"
 
 namespace ukey {
+
+class StopFlag;
 
 // What happened to a key.
 struct KeyEvent {
@@ -46,9 +51,13 @@ class Library {
     Key PluggedKey() const { return KeyOf(GetPrintNumber()); }
 
     void Initialize() const { detail::Call(api_->Initialize); }
-    void Finalize() const { api_->Finalize.function(); }
+    void Finalize() const {
+        detail::RequireNobodyWaits(api_->Finalize.name);
+        api_->Finalize.function();
+    }
     bool IsInitialized() const { return detail::IsInitialized(*api_); }
     int32_t GetLastErrCode() const {
+        detail::RequireNobodyWaits(api_->GetLastErrCode.name);
         int32_t code = ORVAL_OK;
         api_->GetLastErrCode.function(&code);
         return code;
@@ -75,10 +84,10 @@ class Library {
         detail::Call(api_->CheckDriverIntegrity, mode);
     }
     void RemovePinCache() const { detail::Call(api_->RemovePinCache); }
-    void SetCharset(const std::string& first, const std::string& second) const {
+    void SetCharset(std::string_view first, std::string_view second) const {
         detail::Call(api_->SetCharset, first, second);
     }
-    void SetLanguage(const std::string& first, const std::string& second) const {
+    void SetLanguage(std::string_view first, std::string_view second) const {
         detail::Call(api_->SetLanguage, first, second);
     }
     void RegisterCert() const { detail::Call(api_->RegisterCert); }
@@ -102,8 +111,16 @@ class Library {
         }
         return {static_cast<KeyEvent::Kind>(event), serial_number.data(), code};
     }
-    // StopDetectUKey: ends a wait that has begun.
-    void StopDetectUKey() const { detail::Call(api_->StopDetectUKey); }
+    // StopDetectUKey: ends a wait that has begun. The one call that may be made beside it.
+    void StopDetectUKey() const {
+        detail::Check(api_->StopDetectUKey, detail::TryCall(api_->StopDetectUKey));
+    }
+
+    // WaitForKey: the key that is plugged now, or the next one within `timeout`; nothing when none
+    // has come by then, or as soon as `stop` is raised. Throws ukey::Error when no waiting helps: a
+    // code of the product's own, or at the end one of the key's that is not Condition::kNoKey.
+    std::optional<Key> WaitForKey(std::chrono::milliseconds timeout) const;
+    std::optional<Key> WaitForKey(std::chrono::milliseconds timeout, const StopFlag& stop) const;
 
  private:
     explicit Library(std::shared_ptr<const detail::Api> api) : api_(std::move(api)) {

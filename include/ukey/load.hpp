@@ -6,13 +6,13 @@
 
 #include <cstdint>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 #include "../orval_unified_kpxukey.h"
+#include "exception.hpp"
 
-// Every exported function, once: the table below, its loading and the tests are made from this
-// list.
+// Every exported function, once: the names, the table and its loading are made from this list. The
+// macro is gone at the end of this file.
 // clang-format off
 #define UKEY_FUNCTIONS(X)                                                                        \
     X(Initialize) X(Finalize) X(GetLastErrCode) X(GetErrorMsg)                                   \
@@ -32,11 +32,11 @@ namespace ukey {
 // The product's file name, as the loader finds it.
 inline constexpr const char* kLibraryName = "liborval_unified_kpxukey.so";
 
-// The product cannot be loaded, or lacks one of the functions.
-class LoadError : public std::runtime_error {
- public:
-    LoadError(const std::string& path, const std::string& reason)
-        : std::runtime_error("cannot load " + path + ": " + reason) {}
+// The names of all exported functions.
+inline constexpr const char* kFunctionNames[] = {
+#define UKEY_NAME(name) #name,
+    UKEY_FUNCTIONS(UKEY_NAME)
+#undef UKEY_NAME
 };
 
 namespace detail {
@@ -104,5 +104,7 @@ inline std::shared_ptr<const Api> DefaultApi() {
 
 }  // namespace detail
 }  // namespace ukey
+
+#undef UKEY_FUNCTIONS
 
 #endif

@@ -29,6 +29,8 @@ constexpr const char* kPath = DOCTOR_PROGRAMS ":/usr/bin:/bin";
 const StoreCase kStores[] = {
     {"Sound", "", "store", "well", "reads every key", kPath},
     {"SoundNeedsNoOtherFiles", "", "expected files", "well", "needs no other files", kPath},
+    {"SoundHasTheSoftwareKeysLibraries", "", "loading", "well", "loads: the software key's", kPath},
+    {"SoundTellsWhoChoseTheProduct", "", "library", "well", ") (chosen by ", kPath},
     {"OpenToOthers", "chmod 755 $home", "store", "broken", "is open to other users", kPath},
     {"DamagedKey", "for key in $home/keys/*.key; do echo nonsense >$key; done", "store", "broken",
      "amaged", kPath},

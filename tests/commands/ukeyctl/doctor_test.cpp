@@ -498,7 +498,7 @@ const World kWorlds[] = {
      "computer: user namespaces",
      "doubtful",
      "with-softkey cannot make its view: ",
-     "sysctl",
+     "; or do without: sudo with-softkey --install",
      {},
      {},
      InView({"--disable-userns"})},
@@ -508,7 +508,7 @@ const World kWorlds[] = {
      "computer: user namespaces",
      "doubtful",
      "needs bwrap, which is not installed",
-     "apt install bubblewrap",
+     "apt install bubblewrap; or do without: sudo with-softkey --install",
      {{"PATH", "/tmp/bin"}}},
 };
 

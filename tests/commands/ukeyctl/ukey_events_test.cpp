@@ -1,5 +1,8 @@
+#include <sys/wait.h>
+
 #include <random>
 
+#include "every_call.h"
 #include "stop_rounds.h"
 #include "ukey_fixture.h"
 
@@ -99,6 +102,60 @@ TEST_F(Events, HaveOneSourceAtATime) {
     EXPECT_TRUE(third.Next());
 }
 
+// The product serves one thread, and that is the waiting one.
+TEST_F(Events, RefuseEveryCallBesideTheWait) {
+    ukey::EventSource events(library_);
+    for (const AnyCall& call : EveryCall()) {
+        try {
+            call.make(library_, key_);
+            ADD_FAILURE() << call.name << " was called";
+        } catch (const ukey::BusyError& error) {
+            EXPECT_TRUE(error.code() == std::errc::device_or_resource_busy);
+            EXPECT_THAT(error.what(), testing::HasSubstr(" was not called: an event source waits"));
+        }
+    }
+    EXPECT_THROW(library_.WaitForKeyEvent(), ukey::BusyError);
+    // A code is explained without the key.
+    EXPECT_EQ(ukey::Category().message(ORVAL_INVALID_ARGUMENT),
+              ukey::OwnText(ORVAL_INVALID_ARGUMENT));
+    events.Stop();
+    EXPECT_THAT(fake_.calls, testing::IsEmpty());
+    key_.GetLabel();
+    EXPECT_THAT(fake_.calls, testing::SizeIs(2));
+}
+
+TEST_F(Events, AllowCallsOnceTheWaitHasFailed) {
+    for (int round = 0; round < 200; ++round) {
+        ukey::EventSource events(library_);
+        Happens(0, std::to_string(kKeyCode));
+        try {
+            events.Next();
+            FAIL() << "no error";
+        } catch (const ukey::Error& error) {
+            EXPECT_THAT(error.what(), testing::HasSubstr("text of 167772161"));
+        }
+        EXPECT_EQ(CodeOf([&] { key_.VerifyPIN(); }), 0);
+    }
+}
+
+TEST_F(Events, RefuseNothingInAForkedChild) {
+    ukey::EventSource events(library_);
+    const pid_t child = fork();
+    if (child == 0) {
+        int status = 1;
+        try {
+            key_.VerifyPIN();
+            const ukey::detail::WaitPermit permit;
+            status = 0;
+        } catch (const std::exception&) {
+        }
+        _exit(status);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
 TEST_F(Events, KeepTheLibraryOpen) {
     auto library = std::make_unique<ukey::Library>(OpenProduct());
     ukey::EventSource events(*library);
@@ -134,6 +191,74 @@ TEST_F(Events, StopBringsEveryThreadBackFromNext) {
         thread.join();
     }
     EXPECT_EQ(without_event, 4);
+}
+
+constexpr int32_t kNoKey = 0x0A000023;
+
+TEST_F(Events, AKeyThatIsPluggedIsNotWaitedFor) {
+    const auto key = library_.WaitForKey(milliseconds(0));
+    ASSERT_TRUE(key);
+    EXPECT_EQ(key->SerialNumber(), kSerialNumber);
+}
+
+TEST_F(Events, AKeyThatIsPluggedLaterIsWaitedFor) {
+    fake_.codes["GetPrintNumber"] = kNoKey;
+    std::thread plugger([&] {
+        // Nothing but the waiting thread looks at the codes by then.
+        while (!ukey::detail::IsWaitedBeside()) {
+            std::this_thread::sleep_for(milliseconds(1));
+        }
+        fake_.codes.clear();
+        Happens(ORVAL_KEY_INSERTED, kSerialNumber);
+    });
+    const auto begin = std::chrono::steady_clock::now();
+    const auto key = library_.WaitForKey(std::chrono::minutes(5));
+    plugger.join();
+    ASSERT_TRUE(key);
+    EXPECT_EQ(key->SerialNumber(), kSerialNumber);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::minutes(1));
+}
+
+TEST_F(Events, NoKeyInTimeIsNone) {
+    fake_.codes["GetPrintNumber"] = kNoKey;
+    EXPECT_FALSE(library_.WaitForKey(milliseconds(0)));
+    EXPECT_FALSE(library_.WaitForKey(milliseconds(10)));
+}
+
+TEST_F(Events, AMakersOwnCodeIsWaitedOutAndThenTold) {
+    fake_.codes["GetPrintNumber"] = kKeyCode;
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(CodeOf([&] { library_.WaitForKey(milliseconds(30)); }), kKeyCode);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, milliseconds(30));
+}
+
+TEST_F(Events, AProductThatCannotBeUsedIsNotWaitedFor) {
+    fake_.codes["GetPrintNumber"] = ORVAL_BACKEND_UNAVAILABLE;
+    EXPECT_EQ(CodeOf([&] { library_.WaitForKey(std::chrono::hours(24)); }),
+              ORVAL_BACKEND_UNAVAILABLE);
+}
+
+TEST_F(Events, AWaitForAKeyThatFailsTellsWhy) {
+    fake_.codes["GetPrintNumber"] = kNoKey;
+    Happens(0, std::to_string(kKeyCode));
+    EXPECT_EQ(CodeOf([&] { library_.WaitForKey(milliseconds::max()); }), kKeyCode);
+}
+
+TEST_F(Events, AWaitForAKeyEndsWithItsFlag) {
+    fake_.codes["GetPrintNumber"] = kNoKey;
+    ukey::StopFlag stop;
+    EXPECT_FALSE(stop.IsRaised());
+    std::thread stopper([&] {
+        std::this_thread::sleep_for(milliseconds(5));
+        stop.Raise();
+    });
+    EXPECT_FALSE(library_.WaitForKey(milliseconds::max(), stop));
+    stopper.join();
+    EXPECT_TRUE(stop.IsRaised());
+    EXPECT_FALSE(library_.WaitForKey(milliseconds::max(), stop));
+    // A key that is there is not kept back by it.
+    fake_.codes.clear();
+    EXPECT_TRUE(library_.WaitForKey(milliseconds::max(), stop));
 }
 
 // A source stopped or destroyed at any moment of its wait comes to its end. UKEY_STOP_ROUNDS

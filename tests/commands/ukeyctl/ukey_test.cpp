@@ -4,6 +4,7 @@
 #include <fstream>
 #include <set>
 
+#include "every_call.h"
 #include "ukey_fixture.h"
 
 namespace {
@@ -13,55 +14,8 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
-void CallEverything(const ukey::Library& library) {
-    const ukey::Key key = library.PluggedKey();
-    CodeOf([&] { library.Initialize(); });
-    library.GetLastErrCode();
-    library.GetErrorMsg(1);
-    library.GetDriverVersion();
-    library.GetDllVersion();
-    library.GetVidAndPid();
-    library.GetVendorInfo(1);
-    library.CheckDriverIntegrity();
-    key.ChangePin();
-    key.VerifyPIN();
-    key.TestVerifyAndCachePin(0);
-    key.GetPinInfo();
-    library.RemovePinCache();
-    key.SetCachePinFlag(1);
-    key.InitUKey();
-    key.TestInitUKey(nullptr);
-    key.GetLabel();
-    key.SetLabel("");
-    key.GetData(1);
-    key.SetData(1, "");
-    library.SetCharset("", "");
-    library.SetLanguage("", "");
-    key.Sign(0, 0, "", "");
-    key.SignHash(0, 0, "", 0);
-    key.Batch_Sign({});
-    key.AsymDec(0, 0, "");
-    key.GetCert(0, 0);
-    key.GetCertDN(0, 0);
-    key.GetCertInfo(0);
-    key.DelCertAndTempKey(0, 0);
-    CodeOf([&] { library.RegisterCert(); });
-    CodeOf([&] { library.UnregisterCert(); });
-    CodeOf([&] { library.RepairDriver(); });
-    key.ImportX509Cert("");
-    key.ImportEncX509Cert("", "");
-    key.Batch_ImportX509Cert("");
-    key.GenerateCertRequest("");
-    key.Batch_InitAndGenerateCertRequest(0, "");
-    library.Finalize();
-}
-
 std::set<std::string> ListedFunctions() {
-    return {
-#define UKEY_NAME(name) #name,
-        UKEY_FUNCTIONS(UKEY_NAME)
-#undef UKEY_NAME
-    };
+    return {std::begin(ukey::kFunctionNames), std::end(ukey::kFunctionNames)};
 }
 
 TEST(FunctionList, HoldsEveryFunctionOfTheHeader) {
@@ -78,7 +32,9 @@ TEST(FunctionList, HoldsEveryFunctionOfTheHeader) {
 }
 
 TEST_F(Ukey, EveryFunctionIsReachable) {
-    CallEverything(library_);
+    for (const AnyCall& call : EveryCall()) {
+        CodeOf([&] { call.make(library_, key_); });
+    }
     std::set<std::string> called;
     for (const std::string& call : fake_.calls) {
         called.insert(call.substr(0, call.find('(')));
@@ -113,6 +69,9 @@ TEST_F(Ukey, ArgumentsArriveInOrder) {
                             "SignHash(\"SN0123456789\", 1, 2, \"data\", 3)"));
 }
 
+using Library = ukey::Library;
+using Key = ukey::Key;
+
 // Every text output, by the name of its function.
 struct TextOutput {
     const char* name;
@@ -123,8 +82,6 @@ void PrintTo(const TextOutput& output, std::ostream* out) {
     *out << output.name;
 }
 
-using Library = ukey::Library;
-using Key = ukey::Key;
 // Never fail.
 const TextOutput kSureTexts[] = {
     {"GetDriverVersion",
@@ -328,6 +285,126 @@ TEST_F(Ukey, LastErrorIsTheProducts) {
     fake_.codes["VerifyPIN"] = kKeyCode;
     CodeOf([&] { key_.VerifyPIN(); });
     EXPECT_EQ(library_.GetLastErrCode(), kKeyCode);
+}
+
+TEST_F(Ukey, ViewsNeedNoTerminator) {
+    const std::string_view text("label and more", 5);
+    key_.SetLabel(text);
+    key_.Sign(1, 2, text.substr(0, 2), text.substr(3));
+    EXPECT_THAT(std::set<std::string>(fake_.calls.begin(), fake_.calls.end()),
+                ElementsAre(R"(SetLabel("SN0123456789", "label"))",
+                            R"(Sign("SN0123456789", 1, 2, "la", "el"))"));
+}
+
+TEST_F(Ukey, CodesMeetTheirConditions) {
+    const std::pair<int32_t, ukey::Condition> kRows[] = {
+        {0x0A000023, ukey::Condition::kNoKey},
+        {0x0A100015, ukey::Condition::kNoKey},
+        {0x0A000024, ukey::Condition::kPinWrong},
+        {0x0A000025, ukey::Condition::kPinLocked},
+        {0x0A100003, ukey::Condition::kCancelled},
+        {0x0A100004, ukey::Condition::kCancelled},
+        {0x0A100005, ukey::Condition::kCancelled},
+        {ORVAL_BUFFER_TOO_SMALL, ukey::Condition::kTooSmall},
+        {0x0A000020, ukey::Condition::kTooSmall},
+    };
+    for (const auto& [code, condition] : kRows) {
+        fake_.codes["VerifyPIN"] = code;
+        try {
+            key_.VerifyPIN();
+            FAIL() << "no error";
+        } catch (const ukey::Error& error) {
+            EXPECT_TRUE(error.code() == condition) << code;
+            EXPECT_TRUE(condition == error.code()) << code;
+            EXPECT_FALSE(error.code() != condition) << code;
+        }
+    }
+}
+
+TEST(Conditions, AreMetByNothingElse) {
+    using ukey::Condition;
+    for (const Condition condition :
+         {Condition::kNoKey, Condition::kPinWrong, Condition::kPinLocked, Condition::kCancelled,
+          Condition::kTooSmall}) {
+        EXPECT_FALSE(std::error_code(kKeyCode, ukey::Category()) == condition);
+        EXPECT_FALSE(std::error_code() == condition);
+        EXPECT_FALSE(std::error_code(ORVAL_OK, ukey::Category()) == condition);
+        // The same number of somebody else's.
+        EXPECT_FALSE(std::error_code(0x0A000024, std::generic_category()) == condition);
+        EXPECT_THAT(std::error_condition(condition).message(), testing::Not(HasSubstr("unknown")));
+    }
+}
+
+TEST(Exceptions, HaveOneBase) {
+    EXPECT_THROW(throw ukey::Error("VerifyPIN", kKeyCode), ukey::Exception);
+    EXPECT_THROW(throw ukey::ZeroByteError("VerifyPIN"), ukey::Exception);
+    EXPECT_THROW(throw ukey::BusyError("busy"), ukey::Exception);
+    EXPECT_THROW(throw ukey::LoadError("path", "reason"), ukey::Exception);
+    // As clients have caught them from the first.
+    EXPECT_THROW(throw ukey::Error("VerifyPIN", kKeyCode), std::system_error);
+    EXPECT_THROW(throw ukey::LoadError("path", "reason"), std::runtime_error);
+    EXPECT_STREQ(ukey::LoadError("path", "reason").what(), "cannot load path: reason");
+}
+
+TEST_F(Ukey, TriesAreReadFromTheRecord) {
+    fake_.outputs["GetPinInfo"] = {std::string("\5\0\0\0\0\1\0\0", 8)};
+    const auto tries = key_.ReadPinTries();
+    ASSERT_TRUE(tries);
+    EXPECT_EQ(tries->left, 5U);
+    EXPECT_EQ(tries->at_most, 256U);
+}
+
+TEST(PinTries, OfAnotherFormAreNone) {
+    const std::string_view kRecords[] = {
+        {"", 0},
+        {"\5\0\0\0\6\0\0", 7},
+        {"\5\0\0\0\6\0\0\0\0", 9},
+        {"\0\0\0\0\0\0\0\0", 8},          // of none at all
+        {"\7\0\0\0\6\0\0\0", 8},          // more than there are
+        {"\xFF\xFF\xFF\xFF\6\0\0\0", 8},  // -1
+    };
+    for (const std::string_view record : kRecords) {
+        EXPECT_FALSE(ukey::ParsePinTries(record)) << testing::PrintToString(record);
+    }
+}
+
+TEST_F(Ukey, CertificateFieldsAreReadFromTheRecord) {
+    const std::string text =
+        "Subject: CN=Zhang San: 1,O=Bank\nIssuer: CN=CA\nSerialNumber: 0A1B\n"
+        "NotBefore: 2026-01-31 12:00:00\nNotAfter: 2027-01-31 12:00:01\n"
+        "Usage: digitalSignature,nonRepudiation";
+    fake_.outputs["GetCertInfo"] = {text + std::string(1, '\0')};
+    const ukey::CertFields fields = key_.ReadCertFields(1);
+    EXPECT_EQ(fields.subject, "CN=Zhang San: 1,O=Bank");
+    EXPECT_EQ(fields.issuer, "CN=CA");
+    EXPECT_EQ(fields.serial_number, "0A1B");
+    ASSERT_TRUE(fields.not_before && fields.not_after);
+    EXPECT_EQ(std::chrono::system_clock::to_time_t(*fields.not_before), 1769860800);
+    EXPECT_EQ(*fields.not_after - *fields.not_before, std::chrono::seconds(365 * 86400 + 1));
+    EXPECT_THAT(fields.usages, ElementsAre("digitalSignature", "nonRepudiation"));
+    EXPECT_EQ(fields.text, text);
+}
+
+TEST(CertFields, OfAnotherFormAreEmpty) {
+    for (const std::string& record :
+         {std::string(), std::string("\0\0", 2), std::string("no field\n\n:\n: \nusage"),
+          std::string("\x30\x82\0\n\xFF", 5), std::string("NotBefore: soon\nNotAfter:\nUsage:")}) {
+        const ukey::CertFields fields = ukey::ParseCertFields(record);
+        EXPECT_EQ(fields.subject + fields.issuer + fields.serial_number, "");
+        EXPECT_FALSE(fields.not_before || fields.not_after);
+        EXPECT_THAT(fields.usages, testing::IsEmpty());
+    }
+}
+
+TEST(CertFields, MayComeInAnyOrderAndWithOthers) {
+    const ukey::CertFields fields = ukey::ParseCertFields(
+        "Issuer:CN=CA\r\nKeyId: 7\r\nUsage: a , b\r\n Subject :\tCN=S\r\n"
+        "NotAfter: 2026-01-31 12:00:00 CST\r\n");
+    EXPECT_EQ(fields.issuer, "CN=CA");
+    EXPECT_EQ(fields.subject, "CN=S");
+    EXPECT_THAT(fields.usages, ElementsAre("a", "b"));
+    EXPECT_FALSE(fields.not_after);
+    EXPECT_THAT(fields.text, HasSubstr("KeyId: 7"));
 }
 
 TEST(Category, WithoutAProductExplainsTheOwnCodesItself) {
