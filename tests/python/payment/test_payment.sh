@@ -3,6 +3,7 @@
 #
 # Prints "passed NAME" or "failed NAME" for each test; the exit status is 0 when all have passed. softkey,
 # softca, ukeyctl and with-softkey are on the PATH.
+# shellcheck disable=SC2317  # the tests are called by their names
 set -u
 
 client=$(readlink -f "$1")
@@ -50,23 +51,23 @@ wrong_pin_costs_one_try() {
 
 # The client's next line.
 hear() {
-    IFS= read -r -t 20 line <&"${talk[0]}"
+    IFS= read -r -t 20 line <&"$answers"
 }
 
 key_may_come_and_go() {
-    coproc talk { in_view "$client"; }
-    local pid=$talk_PID
-    echo 'pay 1 to 4711' >&"${talk[1]}"
+    mkfifo to_client from_client
+    in_view "$client" <to_client >from_client &
+    exec {payments}>to_client {answers}<from_client
+    echo 'pay 1 to 4711' >&"$payments"
     hear && [ "${line%%:*}" != error ] || return
     softkey unplug "$serial"
-    echo 'pay 2 to 4711' >&"${talk[1]}"
+    echo 'pay 2 to 4711' >&"$payments"
     hear && [[ $line == 'error: plug your key in'* ]] || return
     softkey plug "$serial" --pin-file pin
-    echo 'pay 3 to 4711' >&"${talk[1]}"
+    echo 'pay 3 to 4711' >&"$payments"
     hear && [ "${line%%:*}" != error ] || return
-    exec {talk[1]}>&-
-    wait "$pid"
-    [ $? -lt 128 ]
+    exec {payments}>&-
+    wait $! || [ $? -lt 128 ]
 }
 
 for test in signature_is_the_customers wrong_pin_costs_one_try key_may_come_and_go; do
