@@ -18,6 +18,7 @@ INVALID_ARGUMENT = -401
 BUFFER_TOO_SMALL = -404
 SERIAL_NUMBER_ROOM = 1025
 EVENT_SERIAL_NUMBER_ROOM = 17
+CERTIFICATE_ROOM = 4096  # the longest that the key's library hands over
 
 _LARGEST = 2**31 - 1
 # How often a text may outgrow the size just asked for before the call is given up.

@@ -1,6 +1,6 @@
 """The exported functions: what each gives and takes.
 
-Made from ukey.hpp's list and the C header; the target update_python_tables makes it anew.
+Made from the C header; the target update_python_tables makes it anew.
 """
 
 from __future__ import annotations

@@ -9,6 +9,68 @@ from typing import Dict, NamedTuple, Type
 
 from .failure import Error
 
+__all__ = [
+    "LibraryError",
+    "FileError",
+    "TimedOutError",
+    "NoKeyError",
+    "PinWrongError",
+    "PinLockedError",
+    "TooSmallError",
+    "DeclinedError",
+    "FailError",
+    "NotSupportedError",
+    "InvalidParameterError",
+    "NameLengthError",
+    "KeyUsageError",
+    "KeyMemoryError",
+    "DataLengthError",
+    "DataError",
+    "KeyNotFoundError",
+    "CertificateNotFoundError",
+    "DecryptionError",
+    "KeyBufferTooSmallError",
+    "KeyInfoTypeError",
+    "NoEventError",
+    "DeviceRemovedError",
+    "PinIncorrectError",
+    "PinInvalidError",
+    "PinLengthError",
+    "NotLoggedInError",
+    "DataItemNotFoundError",
+    "TooManyKeyPairsError",
+    "SelectorError",
+    "KeyTypeHashError",
+    "CancelledError",
+    "NotConfirmedError",
+    "NoDialogError",
+    "PinSourceRefusedError",
+    "PinSourceUnreadableError",
+    "Pkcs7MalformedError",
+    "CertificateNotOursError",
+    "EnvelopeMalformedError",
+    "EnvelopeNotOursError",
+    "StoreReadOnlyError",
+    "StoreFullError",
+    "StoreBusyError",
+    "StoreDamagedError",
+    "StoreUnreachableError",
+    "NoContextError",
+    "NewPinMissingError",
+    "AlreadyPluggedError",
+    "SerialTakenError",
+    "NoSuchKeyError",
+    "DialogFailedError",
+    "CertificateUsageError",
+    "TextOutOfMemoryError",
+    "TextMalformedError",
+    "BufferTooSmallError",
+    "InvalidArgumentError",
+    "UnsupportedError",
+    "NotInitializedError",
+    "BackendUnavailableError",
+]
+
 
 class LibraryError(Error):
     """Of the class library: a library is missing or cannot be loaded."""
@@ -33,6 +95,8 @@ class PinWrongError(Error):
 class PinLockedError(Error):
     """Of the class pin_locked: the PIN is locked."""
 
+    CODE = 167772197  # 0x0A000025 SAR_PIN_LOCKED
+
 
 class TooSmallError(Error):
     """Of the class too_small: a buffer is too small."""
@@ -42,19 +106,19 @@ class DeclinedError(Error):
     """Of the class declined: a question was answered with no, or nobody was there to answer it."""
 
 
-class KeyFailedError(Error):
+class FailError(Error):
     """0x0A000001 SAR_FAIL."""
 
     CODE = 167772161
 
 
-class KeyUnsupportedError(Error):
+class NotSupportedError(Error):
     """0x0A000003 SAR_NOTSUPPORTYETERR."""
 
     CODE = 167772163
 
 
-class KeyParameterError(Error):
+class InvalidParameterError(Error):
     """0x0A000006 SAR_INVALIDPARAMERR."""
 
     CODE = 167772166
@@ -90,7 +154,7 @@ class DataError(Error):
     CODE = 167772177
 
 
-class KeyPairNotFoundError(Error):
+class KeyNotFoundError(Error):
     """0x0A00001B SAR_KEYNOTFOUNTERR."""
 
     CODE = 167772187
@@ -138,12 +202,6 @@ class PinIncorrectError(PinWrongError):
     CODE = 167772196
 
 
-class PinIsLockedError(PinLockedError):
-    """0x0A000025 SAR_PIN_LOCKED."""
-
-    CODE = 167772197
-
-
 class PinInvalidError(Error):
     """0x0A000026 SAR_PIN_INVALID."""
 
@@ -156,7 +214,7 @@ class PinLengthError(Error):
     CODE = 167772199
 
 
-class PinNotVerifiedError(Error):
+class NotLoggedInError(Error):
     """0x0A00002D SAR_USER_NOT_LOGGED_IN."""
 
     CODE = 167772205
@@ -368,7 +426,7 @@ ROWS: Dict[int, Row] = {
         "SAR_FAIL",
         "failed",
         "the operation failed, for no reason that the key tells",
-        KeyFailedError,
+        FailError,
     ),
     167772162: Row(
         "SAR_UNKNOWNERR",
@@ -380,7 +438,7 @@ ROWS: Dict[int, Row] = {
         "SAR_NOTSUPPORTYETERR",
         "failed",
         "the key does not support this operation",
-        KeyUnsupportedError,
+        NotSupportedError,
     ),
     167772164: Row(
         "SAR_FILEERR",
@@ -398,7 +456,7 @@ ROWS: Dict[int, Row] = {
         "SAR_INVALIDPARAMERR",
         "failed",
         "a parameter is missing or invalid",
-        KeyParameterError,
+        InvalidParameterError,
     ),
     167772167: Row(
         "SAR_READFILEERR",
@@ -524,7 +582,7 @@ ROWS: Dict[int, Row] = {
         "SAR_KEYNOTFOUNTERR",
         "failed",
         "the key holds no such key pair",
-        KeyPairNotFoundError,
+        KeyNotFoundError,
     ),
     167772188: Row(
         "SAR_CERTNOTFOUNTERR",
@@ -584,7 +642,7 @@ ROWS: Dict[int, Row] = {
         "SAR_PIN_LOCKED",
         "pin_locked",
         "the PIN is locked after too many wrong tries",
-        PinIsLockedError,
+        PinLockedError,
     ),
     167772198: Row(
         "SAR_PIN_INVALID",
@@ -632,7 +690,7 @@ ROWS: Dict[int, Row] = {
         "SAR_USER_NOT_LOGGED_IN",
         "failed",
         "the PIN has not been verified",
-        PinNotVerifiedError,
+        NotLoggedInError,
     ),
     167772206: Row(
         "SAR_APPLICATION_NOT_EXISTS",

@@ -8,6 +8,7 @@ from typing import Iterator, NoReturn, Optional, Type, Union
 
 from . import errors, lint
 from ._calls import (
+    CERTIFICATE_ROOM,
     OK,
     SERIAL_NUMBER_ROOM,
     Argument,
@@ -197,7 +198,11 @@ class Key(_Caller):
     # ---------------------------------------------------------- certificates
 
     def GetCert(self, param1: int, param2: int) -> str:
-        return self._text("GetCert", self.serial_number, param1, param2)
+        """The text is written whole, whatever length the key's library reported of it.
+
+        There is always room for the longest.
+        """
+        return self._text("GetCert", self.serial_number, param1, param2, least=CERTIFICATE_ROOM)
 
     def GetCertDN(self, param1: int, param2: int) -> str:
         return self._text("GetCertDN", self.serial_number, param1, param2)

@@ -204,7 +204,7 @@ def test_growth_between_query_and_fetch_is_met(product, name):
 @pytest.mark.parametrize("name", [*READ, *BOUNDED])
 def test_code_becomes_an_exception(product, name):
     product.codes(**{name: KEY_CODE})
-    with pytest.raises(orval_ukey.KeyFailedError) as raised:
+    with pytest.raises(orval_ukey.FailError) as raised:
         get(product, name)
     assert (raised.value.function, raised.value.code) == (name, KEY_CODE)
     assert str(raised.value) == f"{name} gave 0x0A000001 SAR_FAIL: text of 167772161"
@@ -227,6 +227,21 @@ def test_batch_of_one_item_has_room_although_the_estimate_is_zero(product):
     product.answers(Batch_Sign="s" * 2000)
     assert product.load().key_of("SN").Batch_Sign(batch="one item") == "s" * 2000
     assert len(product.calls) == 2
+
+
+@pytest.mark.parametrize("name, room", [("GetCert", 4096), ("GetPrintNumber", 1024)])
+def test_text_that_is_written_whole_has_room_for_the_longest(name, room):
+    """Whatever length the key's library reports, in the size query or at the fetch."""
+    fetches = []
+
+    class Calls:
+        def fetch(self, function, least, *arguments):
+            fetches.append((function, least))
+            return 0, bytearray(b"text\0")
+
+    library = orval_ukey.Library(Calls())
+    EVERY[name](library, library.key_of("SN"))
+    assert fetches == [(name, room)]
 
 
 def test_texts_are_passed_in_the_encoding_of_the_key(product):
@@ -430,7 +445,7 @@ def test_decrypted_text_stays_nowhere(product):
     before = occurrences(needle)
     with key.AsymDec(1, 2, "c") as plain:
         assert occurrences(needle) > before
-    assert occurrences(needle) == before
+    assert occurrences(needle) <= before  # less, where freed memory is used again
 
 
 # ---------------------------------------------------------------- events
@@ -451,7 +466,7 @@ def test_failed_wait_is_an_exception_behind_the_events(product):
     product.events("1:SN1", f"0:{KEY_CODE}")
     events = product.load().events()
     assert events.next(5).serial_number == "SN1"
-    with pytest.raises(orval_ukey.KeyFailedError) as raised:
+    with pytest.raises(orval_ukey.FailError) as raised:
         events.next(5)
     assert raised.value.function == "WaitForKeyEvent"
 

@@ -1,6 +1,4 @@
-// python_tables codes|functions: a module of the Python package, made from the list that everything
-// else is made from: the catalogue of codes, or ukey.hpp's list of functions, whose types the
-// compiler tells.
+// The module orval_ukey.codes of the Python package, made from the catalogue of codes.
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
@@ -8,13 +6,11 @@
 #include <iterator>
 #include <string>
 #include <string_view>
-#include <type_traits>
 
 #include "cli/exit_status.h"
 #include "codes/catalogue.h"
 #include "codes/notation.h"
 #include "orval_unified_kpxukey.h"
-#include "ukey/load.hpp"
 
 namespace {
 
@@ -36,15 +32,15 @@ constexpr Name kNames[] = {
     {ORVAL_BUFFER_TOO_SMALL, "BufferTooSmall"},
     {codes::kTextOutOfMemory, "TextOutOfMemory"},
     {codes::kTextMalformed, "TextMalformed"},
-    {Number(Code::kFail), "KeyFailed"},
-    {Number(Code::kNotSupported), "KeyUnsupported"},
-    {Number(Code::kInvalidParameter), "KeyParameter"},
+    {Number(Code::kFail), "Fail"},
+    {Number(Code::kNotSupported), "NotSupported"},
+    {Number(Code::kInvalidParameter), "InvalidParameter"},
     {Number(Code::kNameLength), "NameLength"},
     {Number(Code::kKeyUsage), "KeyUsage"},
     {Number(Code::kMemory), "KeyMemory"},
     {Number(Code::kDataLength), "DataLength"},
     {Number(Code::kData), "Data"},
-    {Number(Code::kKeyNotFound), "KeyPairNotFound"},
+    {Number(Code::kKeyNotFound), "KeyNotFound"},
     {Number(Code::kCertificateNotFound), "CertificateNotFound"},
     {Number(Code::kDecryption), "Decryption"},
     {Number(Code::kBufferTooSmall), "KeyBufferTooSmall"},
@@ -52,10 +48,10 @@ constexpr Name kNames[] = {
     {Number(Code::kNoEvent), "NoEvent"},
     {Number(Code::kDeviceRemoved), "DeviceRemoved"},
     {Number(Code::kPinIncorrect), "PinIncorrect"},
-    {Number(Code::kPinLocked), "PinIsLocked"},
+    {Number(Code::kPinLocked), "PinLocked"},
     {Number(Code::kPinInvalid), "PinInvalid"},
     {Number(Code::kPinLength), "PinLength"},
-    {Number(Code::kNotInitialized), "PinNotVerified"},
+    {Number(Code::kNotInitialized), "NotLoggedIn"},
     {Number(Code::kDataItemNotFound), "DataItemNotFound"},
     {Number(Code::kTooManyKeyPairs), "TooManyKeyPairs"},
     {Number(Code::kSelector), "Selector"},
@@ -121,6 +117,12 @@ const cli::StatusClass& ClassOf(cli::ExitStatus status) {
                          [status](const cli::StatusClass& one) { return one.status == status; });
 }
 
+// Where a class has the name of a code, it is that code's exception too.
+bool IsItsClass(const codes::Row& row) {
+    const char* const name = NameOf(row);
+    return name != nullptr && HasClass(row) && CamelCase(ClassOf(row.status).name) == name;
+}
+
 std::string BaseOf(const codes::Row& row) {
     return HasClass(row) ? CamelCase(ClassOf(row.status).name) + "Error" : "Error";
 }
@@ -139,26 +141,47 @@ std::string NameIn(const codes::Row& row) {
     return row.name == nullptr ? std::string() : row.name;
 }
 
-void PrintClasses() {
+bool HasRows(const cli::StatusClass& one) {
+    const auto rows = codes::All();
+    return std::any_of(rows.begin(), rows.end(), [&one](const codes::Row& row) {
+        return row.status == one.status && HasClass(row);
+    });
+}
+
+void PrintNames() {
+    std::puts("__all__ = [");
     for (const cli::StatusClass& one : cli::AllStatuses()) {
-        const auto rows = codes::All();
-        if (std::any_of(rows.begin(), rows.end(), [&one](const codes::Row& row) {
-                return row.status == one.status && HasClass(row);
-            })) {
-            std::printf("\n\nclass %sError(Error):\n    \"\"\"Of the class %s: %s.\"\"\"\n",
-                        CamelCase(one.name).c_str(), one.name, one.meaning);
+        if (HasRows(one)) {
+            std::printf("    \"%sError\",\n", CamelCase(one.name).c_str());
+        }
+    }
+    for (const codes::Row& row : codes::All()) {
+        if (NameOf(row) != nullptr && !IsItsClass(row)) {
+            std::printf("    \"%sError\",\n", NameOf(row));
+        }
+    }
+    std::puts("]");
+}
+
+std::string NumberAndName(const codes::Row& row) {
+    return codes::Hexadecimal(row.code) + (row.name == nullptr ? "" : std::string(" ") + row.name);
+}
+
+void PrintClass(const cli::StatusClass& one) {
+    std::printf("\n\nclass %sError(Error):\n    \"\"\"Of the class %s: %s.\"\"\"\n",
+                CamelCase(one.name).c_str(), one.name, one.meaning);
+    for (const codes::Row& row : codes::All()) {
+        if (row.status == one.status && IsItsClass(row)) {
+            std::printf("\n    CODE = %d  # %s\n", row.code, NumberAndName(row).c_str());
         }
     }
 }
 
 void PrintException(const codes::Row& row) {
     const char* const name = NameOf(row);
-    if (name != nullptr) {
-        const std::string number = row.name == nullptr
-                                       ? codes::Hexadecimal(row.code)
-                                       : codes::Hexadecimal(row.code) + " " + row.name;
+    if (name != nullptr && !IsItsClass(row)) {
         std::printf("\n\nclass %sError(%s):\n    \"\"\"%s.\"\"\"\n\n    CODE = %d\n", name,
-                    BaseOf(row).c_str(), number.c_str(), row.code);
+                    BaseOf(row).c_str(), NumberAndName(row).c_str(), row.code);
     }
 }
 
@@ -180,7 +203,8 @@ from __future__ import annotations
 
 from typing import Dict, NamedTuple, Type
 
-from .failure import Error)";
+from .failure import Error
+)";
 
 constexpr const char* kRowHead = R"(
 
@@ -198,7 +222,12 @@ ROWS: Dict[int, Row] = {
 
 void PrintCodes() {
     std::puts(kCodesHead);
-    PrintClasses();
+    PrintNames();
+    for (const cli::StatusClass& one : cli::AllStatuses()) {
+        if (HasRows(one)) {
+            PrintClass(one);
+        }
+    }
     for (const codes::Row& row : codes::All()) {
         PrintException(row);
     }
@@ -211,78 +240,23 @@ void PrintCodes() {
     std::puts("}");
 }
 
-template <typename Type>
-constexpr const char* CType() {
-    if constexpr (std::is_pointer_v<Type>) {
-        return "c_void_p";
-    } else if constexpr (std::is_void_v<Type>) {
-        return "None";
-    } else if constexpr (std::is_same_v<Type, uint32_t>) {
-        return "c_uint32";
-    } else if constexpr (std::is_same_v<Type, int32_t>) {
-        return "c_int32";
-    } else {
-        static_assert(std::is_same_v<Type, int64_t>, "a width that no function has had yet");
-        return "c_int64";
-    }
-}
-
-template <typename Result, typename... Arguments>
-void PrintFunction(const char* name, Result (* /*function*/)(Arguments...)) {
-    std::string types;
-    for (const char* const type : {"", CType<Arguments>()...}) {
-        types += *type == '\0' ? "" : (types.empty() ? "" : ", ") + std::string(type);
-    }
-    std::printf("    \"%s\": (\n        %s,\n        [%s],\n    ),\n", name, CType<Result>(),
-                types.c_str());
-}
-
-constexpr const char* kFunctionsHead =
-    R"("""The exported functions: what each gives and takes.
-
-Made from ukey.hpp's list and the C header; the target update_python_tables makes it anew.
-"""
-
-from __future__ import annotations
-
-from ctypes import c_int32, c_int64, c_uint32, c_void_p
-from typing import Any, Dict, List, Tuple
-
-FUNCTIONS: Dict[str, Tuple[Any, List[Any]]] = {)";
-
-void PrintFunctions() {
-    std::puts(kFunctionsHead);
-#define PRINT(name) PrintFunction(#name, decltype(&::name){});
-    UKEY_FUNCTIONS(PRINT)
-#undef PRINT
-    std::puts("}");
-}
-
 bool AreNamed() {
     const auto rows = codes::All();
     const auto* const nameless = std::find_if_not(rows.begin(), rows.end(), IsNamed);
     if (nameless == rows.end()) {
         return true;
     }
-    std::fprintf(stderr, "python_tables: %s has no name in python/tables.cpp\n",
+    std::fprintf(stderr, "python_codes: %s has no name in python/codes.cpp\n",
                  codes::Hexadecimal(nameless->code).c_str());
     return false;
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    const std::string_view what = argc == 2 ? argv[1] : "";
-    if (what == "codes") {
-        if (!AreNamed()) {
-            return 1;
-        }
-        PrintCodes();
-    } else if (what == "functions") {
-        PrintFunctions();
-    } else {
-        std::fputs("usage: python_tables codes|functions\n", stderr);
-        return 2;
+int main() {
+    if (!AreNamed()) {
+        return 1;
     }
+    PrintCodes();
     return 0;
 }
