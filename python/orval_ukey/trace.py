@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import itertools
 import json
 import time
 from pathlib import Path
@@ -26,11 +27,16 @@ class Call(NamedTuple):
     code: Optional[int]  # None where the call never came back, or gives no code
     threw: bool
 
-    def __str__(self) -> str:
+    @property
+    def what(self) -> str:
+        """The call without its time."""
         given = ", ".join(f"{name}={_short(value)}" for name, value in self.given.items())
         gave = "".join(f", {name}={_short(value)}" for name, value in self.gave.items())
         ended = "threw" if self.threw else "?" if self.code is None else name_of(self.code)
-        return f"{self.start:8.3f} s  {self.entry}({given}) = {ended}{gave}"
+        return f"{self.entry}({given}) = {ended}{gave}"
+
+    def __str__(self) -> str:
+        return f"{self.start:8.3f} s  {self.what}"
 
 
 def _short(value: Any) -> str:
@@ -80,7 +86,10 @@ class Trace:
         for client, path in self._clients:
             calls = _calls_of(client, path)
             yield f"{client}: {len(calls)} calls"
-            yield from map(str, calls)
+            # A wait asks for events some fifty times a second.
+            for _, group in itertools.groupby(calls, lambda call: call.what):
+                first, *others = group
+                yield f"{first}" + (f", {len(others) + 1} times" if others else "")
 
 
 def _calls_of(client: str, path: Path) -> List[Call]:

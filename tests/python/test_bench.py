@@ -254,6 +254,13 @@ def test_trace_is_waited_for_while_a_client_runs(softkey, plugged_key, trace):
     client.kill()
 
 
+def test_equal_calls_in_a_row_are_shown_as_one(ukey, plugged_key, trace):
+    for _ in range(3):
+        ukey.key_of(plugged_key.serial_number).VerifyPIN()
+    (line,) = [line for line in str(trace).splitlines() if "VerifyPIN" in line]
+    assert line.endswith(" = 0, 3 times")
+
+
 FAILING = """
 import pytest
 
