@@ -22,6 +22,8 @@ _RAISED: Dict[str, Type[Exception]] = {
 }
 _SIGNALLED = 128
 _LAST_WORDS = 2000
+# How much longer the first call may take: a view is made for it, and the product is loaded.
+_TO_START = 60.0
 
 
 class ProcessDied(Exception):
@@ -39,6 +41,7 @@ class RemoteCalls:
         self, command: Sequence[str], environment: Dict[str, str], errors: Path, timeout: float
     ) -> None:
         self._timeout = timeout
+        self._to_start = _TO_START
         self._errors = errors
         self._end: Optional[Exception] = None
         with errors.open("wb") as stream:
@@ -77,13 +80,15 @@ class RemoteCalls:
         assert self._process.stdin is not None and self._process.stdout is not None
         try:
             _wire.send(self._process.stdin.fileno(), [operation, list(arguments)])
-            answer = _wire.receive(self._process.stdout.fileno(), self._timeout + more)
+            patience = self._timeout + self._to_start + more
+            answer = _wire.receive(self._process.stdout.fileno(), patience)
+            self._to_start = 0.0
         except _wire.Closed:
             self._tell_end(function)
         except _wire.TimeOver:
             self._kill()
             self._end = ProcessHangs(
-                f"{function} has not come back within {self._timeout + more:g} s"
+                f"{function} has not come back within {patience:g} s"
             )
             raise self._end from None
         if answer[0] == "raised":

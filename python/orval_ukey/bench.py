@@ -78,7 +78,7 @@ class Client:
         """What it has printed to standard error so far."""
         return self._err.read_text(errors="replace")
 
-    def line(self, timeout: float = 10.0) -> str:
+    def line(self, timeout: float = 30.0) -> str:
         """The next line of its standard output, without its end. Raises ClientHangs."""
         end = time.monotonic() + timeout
         while True:

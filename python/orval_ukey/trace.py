@@ -66,7 +66,7 @@ class Trace:
         """The calls of one entry."""
         return [call for call in self.calls if call.entry == entry]
 
-    def wait_for(self, entry: str, count: int = 1, timeout: float = 10.0) -> List[Call]:
+    def wait_for(self, entry: str, count: int = 1, timeout: float = 30.0) -> List[Call]:
         """The calls of an entry, once so many have come back. Raises TimeoutError."""
         end = time.monotonic() + timeout
         while True:

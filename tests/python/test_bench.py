@@ -218,8 +218,10 @@ def test_client_that_crashes_or_hangs_is_told(softkey):
     ended = softkey.run("sh", "-c", "kill -SEGV $$")
     assert ended.has_crashed and ended.status == 128 + signal.SIGSEGV
     assert softkey.run("sh", "-c", "echo out; echo err >&2; exit 3").status == 3
-    with pytest.raises(ClientHangs, match="has not ended within 1 s\nabout to"):
-        softkey.run("sh", "-c", "echo about to; sleep 300", timeout=1)
+    client = softkey.start("sh", "-c", "echo about to; sleep 300")
+    assert client.line() == "about to"
+    with pytest.raises(ClientHangs, match="has not ended within 0.1 s\nabout to"):
+        client.wait(timeout=0.1)
 
 
 def test_clients_of_a_test_end_with_it(softkey_tools, tmp_path):

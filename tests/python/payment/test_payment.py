@@ -42,4 +42,4 @@ def test_key_may_come_and_go(softkey, enrolled_key):
     enrolled_key.plug()
     client.say("pay 3 to 4711\n")
     assert not client.line().startswith("error")
-    assert not client.wait(timeout=10).has_crashed
+    assert not client.wait(timeout=30).has_crashed

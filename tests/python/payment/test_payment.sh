@@ -51,7 +51,7 @@ wrong_pin_costs_one_try() {
 
 # The client's next line.
 hear() {
-    IFS= read -r -t 20 line <&"$answers"
+    IFS= read -r -t 30 line <&"$answers"
 }
 
 key_may_come_and_go() {
