@@ -23,6 +23,9 @@ class Tools:
     def __init__(self, with_softkey: str) -> None:
         self._with_softkey = shlex.split(with_softkey)
         self._commands = self._find()
+        # Keys for tests protect nothing, so that their PIN need not cost a tenth of a second.
+        about_new = self.run(dict(os.environ), "softkey", "new", "--help")
+        self.options_of_new = ["--fixture"] if "--fixture" in about_new else []
 
     def _find(self) -> Dict[str, str]:
         """Also tells whether views can be made here at all."""
@@ -55,7 +58,11 @@ class Tools:
         self, environment: Dict[str, str], command: str, *arguments: str, text: str = ""
     ) -> str:
         """One of the commands, outside of any view; what it printed. Raises BenchError."""
-        return _checked([self._commands[command], *arguments], environment, text)
+        return _checked(self.command(command, *arguments), environment, text)
+
+    def command(self, name: str, *arguments: str) -> List[str]:
+        """One of the commands with its arguments, as it is run outside of any view."""
+        return [self._commands[name], *arguments]
 
     def in_view(self, tmp: Path, command: Sequence[str]) -> List[str]:
         """The command that runs `command` as if key and libraries were installed."""

@@ -44,6 +44,12 @@ class Ended(NamedTuple):
         return self.status > 128
 
 
+def without_recorders_note(text: str) -> str:
+    """What a client printed, without the line in which its recorder counts the calls."""
+    lines = text.splitlines(keepends=True)
+    return "".join(line for line in lines if not line.startswith("ukeyctl record: "))
+
+
 class Client:
     """A client that runs."""
 
@@ -76,7 +82,7 @@ class Client:
     @property
     def err(self) -> str:
         """What it has printed to standard error so far."""
-        return self._err.read_text(errors="replace")
+        return without_recorders_note(self._err.read_text(errors="replace"))
 
     def line(self, timeout: float = 30.0) -> str:
         """The next line of its standard output, without its end. Raises ClientHangs."""
@@ -162,7 +168,8 @@ class Bench:
         """Makes a key, which is not plugged yet."""
         pins = _PinFile(self._folder / f"pin-{len(list(self._folder.glob('pin-*'))) + 1}")
         pins.write(pin)
-        options = ["--serial", serial_number] if serial_number else []
+        options = list(self._tools.options_of_new)
+        options += ["--serial", serial_number] if serial_number else []
         made = self.command("new", "--json", "--label", label, "--pin-file", pins.path, *options)
         return SoftKey(self, json.loads(made)["serial_number"], pin, pins)
 

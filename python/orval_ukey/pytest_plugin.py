@@ -19,6 +19,7 @@ from ._remote import ProcessDied, ProcessHangs
 from ._tools import Tools
 from .bench import Authority, Bench, SoftKey
 from .library import Library
+from .scenario import Scenarios
 from .trace import Trace
 
 __all__ = ["ProcessDied", "ProcessHangs"]
@@ -80,6 +81,14 @@ def enrolled_key(softkey: Bench) -> SoftKey:
 def softca(softkey_tools: Tools, softkey: Bench) -> Authority:
     """An authority of the test's own."""
     return Authority(softkey_tools, softkey)
+
+
+@pytest.fixture
+def scenario(
+    softkey_tools: Tools, softkey: Bench, tmp_path_factory: pytest.TempPathFactory
+) -> Scenarios:
+    """Runs clients in worlds that a TOML text describes: keys, dialogs, faults over time."""
+    return Scenarios(softkey_tools, softkey, tmp_path_factory.mktemp("scenarios"))
 
 
 @pytest.fixture

@@ -263,6 +263,50 @@ def test_equal_calls_in_a_row_are_shown_as_one(ukey, plugged_key, trace):
     assert line.endswith(" = 0, 3 times")
 
 
+# ---------------------------------------------------------------- scenarios
+
+MISTYPED = """
+dialogs = ["wrong", "right"]
+
+[keys.A]
+label = "Alice"
+"""
+
+
+@pytest.fixture
+def with_scenarios(softkey):
+    if "\n  run " not in softkey.command("--help"):
+        pytest.skip("this software key runs no scenarios")
+
+
+def test_scenario_that_happens(with_scenarios, scenario, trace):
+    played = scenario.run(MISTYPED, "sh", "-c", "ukeyctl pin verify; ukeyctl pin verify")
+    assert played.all_happened and played.status == 0
+    assert "The PIN is right." in played.out and '"schema"' not in played.out
+    assert [call.code for call in trace.of("VerifyPIN")] == [0x0A000024, 0]
+
+
+def test_step_that_does_not_happen_is_told(with_scenarios, scenario, tmp_path):
+    file = tmp_path / "mistyped.toml"
+    file.write_text(MISTYPED)
+    played = scenario.run(file, "ukeyctl", "pin", "verify")
+    assert not played.all_happened and played.status == 7
+    assert [one["answer"] for one in played.report["unasked_dialogs"]] == ["right"]
+    assert "mistyped.toml:2: did not happen" in played.err
+    assert "calls in" not in played.err
+
+
+def test_client_that_hangs_or_crashes_in_a_scenario(with_scenarios, scenario):
+    with pytest.raises(ClientHangs, match="sh has not ended in time"):
+        scenario.run(MISTYPED, "sh", "-c", "sleep 300", timeout=5)
+    assert scenario.run(MISTYPED, "sh", "-c", "kill -SEGV $$").status == 128 + signal.SIGSEGV
+
+
+def test_mistake_in_a_scenario_is_told_with_its_place(with_scenarios, scenario):
+    with pytest.raises(BenchError, match="toml:2:1: .*lable"):
+        scenario.run('[keys.A]\nlable = "Alice"\n', "true")
+
+
 FAILING = """
 import pytest
 
