@@ -1,5 +1,5 @@
-/* A small client: signs each line of its standard input with the key that is plugged, and prints the
- * signature, or a line "error: ..." and goes on. What a tester is to find is planted with BUG:
+/* A small client: signs each line of its standard input with the key that is plugged, and prints
+ * the signature, or a line "error: ..." and goes on. What a tester is to find is planted with BUG:
  *
  *     0  nothing
  *     1  retries a wrong PIN until the key locks
@@ -24,7 +24,8 @@ static int Fail(const char* what, int32_t code) {
     return -1;
 }
 
-/* The customer is told of a wrong PIN and decides whether to try again: one try for each payment. */
+/* The customer is told of a wrong PIN and decides whether to try again: one try for each payment.
+ */
 static int32_t AskForPin(const char* serial_number) {
     int32_t code = VerifyPIN(serial_number);
 #if BUG == 1
