@@ -10,7 +10,7 @@ import os
 import signal
 import subprocess
 from pathlib import Path
-from typing import Any, Dict, NoReturn, Optional, Sequence, Type
+from typing import Any, Callable, Dict, NoReturn, Optional, Sequence, Type
 
 from . import _wire, lint
 from ._calls import Argument, Fetched, RawEvent
@@ -38,8 +38,15 @@ class RemoteCalls:
     """orval_ukey._calls.Calls in the process that a command starts."""
 
     def __init__(
-        self, command: Sequence[str], environment: Dict[str, str], errors: Path, timeout: float
+        self,
+        command: Sequence[str],
+        environment: Dict[str, str],
+        errors: Path,
+        timeout: float,
+        watch_for_wait: Callable[[], Callable[[], None]],
     ) -> None:
+        """`watch_for_wait` gives what returns when the product has begun to wait for events."""
+        self._watch_for_wait = watch_for_wait
         self._timeout = timeout
         self._to_start = _TO_START
         self._errors = errors
@@ -126,7 +133,9 @@ class RemoteCalls:
         return RawEvent(*self._ask("WaitForKeyEvent", "wait"))
 
     def start_events(self) -> None:
+        until_it_waits = self._watch_for_wait()
         self._ask("WaitForKeyEvent", "start_events")
+        until_it_waits()
 
     def next_event(self, timeout: Optional[float]) -> Optional[RawEvent]:
         event = self._ask("WaitForKeyEvent", "next_event", timeout, more=timeout or 0.0)

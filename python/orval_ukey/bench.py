@@ -10,7 +10,7 @@ import subprocess
 import sys
 import time
 from pathlib import Path
-from typing import Any, Dict, List, NamedTuple, Optional, Sequence, Type, Union
+from typing import Any, Callable, Dict, List, NamedTuple, Optional, Sequence, Type, Union
 
 from ._remote import RemoteCalls
 from ._tools import BenchError, Tools
@@ -22,6 +22,12 @@ PIN = "12345678"
 NEW_PIN = "87654321"
 
 _LOOK_AGAIN = 0.01
+
+# How the library's own process is called in the trace, what it calls again and again while it waits
+# for events, and how long it may take to begin.
+_UKEY = "ukey"
+_WAIT = "VexaT_WaitForEvent"
+_TO_BEGIN = 10.0
 
 # What asks for a signing and an encryption certificate, as most customers have them.
 BOTH_CERTIFICATES = "CertType(1)KeyType(2)HashType(3)|CertType(3)"
@@ -238,11 +244,28 @@ class Bench:
         """The product, loaded in a process of its own that sees this home's keys."""
         if self._served is None:
             command = [sys.executable, "-m", "orval_ukey._served"]
-            recording = self.trace.add_client("ukey")
+            recording = self.trace.add_client(_UKEY)
             view = self._tools.in_view(self.tmp, self._tools.recorded(recording, command))
             errors = self._folder / "ukey-errors"
-            self._served = RemoteCalls(view, self.environment, errors, self._timeout)
+            self._served = RemoteCalls(
+                view, self.environment, errors, self._timeout, self._watch_for_wait
+            )
         return Library(self._served)
+
+    def _watch_for_wait(self) -> Callable[[], None]:
+        """A key that goes before the library has begun to wait is no event: a test need not care."""
+
+        def waits() -> int:
+            return len([call for call in self.trace.of(_WAIT) if call.client == _UKEY])
+
+        before, end = waits(), time.monotonic() + _TO_BEGIN
+
+        def until_it_waits() -> None:
+            # Where the wait cannot begin, its code is told by the source.
+            while waits() == before and time.monotonic() < end:
+                time.sleep(_LOOK_AGAIN)
+
+        return until_it_waits
 
     def script(self, text: str) -> str:
         """Runs a shell script in which ukeyctl, softkey and softca are found, without a trace."""

@@ -294,7 +294,7 @@ class Library(_Caller):
                 events.next(left)
 
     def events(self) -> EventSource:
-        """Keys coming and going, from now on."""
+        """Keys coming and going; see EventSource."""
         return EventSource(self._calls, self._encoding)
 
     # ------------------------------------------------- lifecycle, errors
@@ -381,11 +381,13 @@ class Library(_Caller):
 
 
 class EventSource(_Caller):
-    """Keys coming and going, waited for from construction on, so that nothing is missed.
+    """Keys coming and going, waited for on a thread of its own, so that nothing is missed.
 
         with library.events() as events:
             event = events.next(timeout=5)
 
+    The library begins to wait some milliseconds after the source was made; what happens before that
+    is no event. wait_for_key looks again, and a pytest fixture's source is made when the wait has begun.
     While it waits, the library serves nothing else: another call raises BusyError.
     """
 

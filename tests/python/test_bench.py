@@ -100,6 +100,14 @@ def test_wait_for_key_sees_one_that_comes(ukey, softkey):
     plug.join()
 
 
+def test_source_of_the_fixture_has_begun_to_wait(ukey, softkey, plugged_key):
+    softkey.fault("VexaT_GetSlotList", 0, delay=0.5)
+    with ukey.events() as events:
+        plugged_key.unplug()
+        event = events.next(20)
+    assert event is not None and event.kind.name == "REMOVED"
+
+
 def test_fault_answers_a_code_so_many_times(ukey, softkey, plugged_key):
     key = ukey.plugged_key()
     softkey.fault("GetLabel", orval_ukey.StoreBusyError, times=2, after=1)
