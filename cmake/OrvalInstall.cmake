@@ -5,6 +5,7 @@
 #            pkg-config, CMake package, documents, examples, reference
 #   tools    ukeyctl, and in a folder of their own what records and replays
 #   softkey  the software key, in a folder of its own, and the commands around it
+#   python   the Python package, where Debian's Python looks
 #
 # One more is left out unless asked for by name:
 #
@@ -190,6 +191,13 @@ if(TARGET softkey_backend)
   install(PROGRAMS ${PROJECT_SOURCE_DIR}/scripts/scripted-pinentry
     DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/orval-softkey COMPONENT softkey)
   orval_install_completion(softkey softkey softca with-softkey)
+endif()
+
+# ----------------------------------------------------------------- python
+
+if(TARGET python_package)
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/python/built/installed/
+    DESTINATION lib/python3/dist-packages COMPONENT python)
 endif()
 
 get_directory_property(compressed ORVAL_COMPRESSED)

@@ -1,4 +1,4 @@
-# The Debian packages, by CPack: four for developers in the system's own folders, and the store
+# The Debian packages, by CPack: five for developers in the system's own folders, and the store
 # application, which lies in a folder of its own. scripts/package drives both.
 
 set(package_names
@@ -6,6 +6,9 @@ set(package_names
   dev liborval-unified-kpxukey-dev
   tools ukeyctl
   softkey orval-softkey)
+if(TARGET python_package)
+  list(APPEND package_names python python3-orval-ukey)
+endif()
 set(application com.kpx.orvalunified)
 
 set(changelog ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz)
@@ -87,6 +90,25 @@ if the key were there.
 .
 Nothing is installed in the key maker's own directory, unless root asks for it
 with 'with-softkey --install'.")
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+# Request descriptions and certificate packages are looked at by the library of the development package.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.9), ${library} ${same_version}, ${library}-dev ${same_version}")
+# For the pytest plug-in alone.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS
+  "orval-softkey ${same_version}, python3-pytest, ukeyctl ${same_version}")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-pytest-xdist")
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION
+"USB cryptographic key from Python, and a pytest plug-in for its clients
+orval_ukey calls every function of liborval_unified_kpxukey under its name,
+with codes as exceptions, typed results and secrets that are wiped. Texts that
+would end the process are not handed over.
+.
+Its pytest plug-in gives each test software keys, an authority and a view of
+the file system of its own, in which it runs a client in any language, and
+shows what was called of the key when a test fails.")
 
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS OFF)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
