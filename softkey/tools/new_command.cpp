@@ -135,6 +135,7 @@ void RequireFitsHome(Kind kind) {
     if (kind == Kind::kFixture) {
         return;
     }
+    EnsureHome();  // as whatever makes a key does: a home that is open to others is tightened
     for (const std::string& serial : AllSerials()) {
         if (KindOfFile(KeyPath(serial)) != unfit) {
             continue;
