@@ -18,12 +18,6 @@ Bytes PublicKeyOf(X509* certificate) {
     return ssl::ToDer(key, i2d_PUBKEY, "public key");
 }
 
-// A certificate for the other use alone must not take the place of the one that is in use.
-bool FitsUse(const StoredPair& pair, AllowedUse allowed) {
-    return pair.usage == Usage::kSigning ? allowed.signing || !allowed.encryption
-                                         : allowed.encryption || !allowed.signing;
-}
-
 ssl::Certificate SelectedCertificate(Device& device, const CertificateSelector& selector) {
     return ParseCertificate(FindCertified(device, selector).certificate);
 }
@@ -36,6 +30,11 @@ bool InScope(const StoredPair& pair, DeleteScope scope) {
 }
 
 }  // namespace
+
+bool FitsUse(Usage usage, const AllowedUse& allowed) {
+    return usage == Usage::kSigning ? allowed.signing || !allowed.encryption
+                                    : allowed.encryption || !allowed.signing;
+}
 
 StoredPair FindCertified(Device& device, const CertificateSelector& selector) {
     std::optional<StoredPair> found;
@@ -64,7 +63,7 @@ void WriteCertificates(Device& device, std::string_view pkcs7) {
         if (pair == pairs.end()) {
             continue;
         }
-        if (!FitsUse(*pair, AllowedUseOf(certificate.get()))) {
+        if (!FitsUse(pair->usage, AllowedUseOf(certificate.get()))) {
             misfits.insert(pair->id);
             continue;
         }

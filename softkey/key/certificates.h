@@ -4,10 +4,14 @@
 #include <string>
 #include <string_view>
 
+#include "crypto/certificate_texts.h"
 #include "key/device.h"
 #include "key/selectors.h"
 
 namespace softkey {
+
+// A certificate for the other use alone must not take the place of the one that is in use.
+bool FitsUse(Usage usage, const AllowedUse& allowed);
 
 // The pair whose certificate is selected. Throws kCertificateNotFound.
 StoredPair FindCertified(Device& device, const CertificateSelector& selector);

@@ -4,6 +4,7 @@
 
 #include "base/error.h"
 #include "crypto/certificate_texts.h"
+#include "key/certificates.h"
 
 namespace softkey {
 namespace {
@@ -36,12 +37,6 @@ Usage UsageOf(const Certificate* certificate, std::optional<Usage> usage) {
     return usage.value_or(Usage::kSigning);
 }
 
-bool Allows(const Certificate& certificate, Usage usage) {
-    const AllowedUse& allowed = certificate.allowed;
-    return usage == Usage::kSigning ? allowed.signing || !allowed.encryption
-                                    : allowed.encryption || !allowed.signing;
-}
-
 Certificate* Find(std::vector<Certificate>& certificates, const Bytes& public_key) {
     const auto found = std::find_if(
         certificates.begin(), certificates.end(),
@@ -55,7 +50,7 @@ std::vector<KeyStore::PairCertificate> ForPairsOf(const KeyStore& store,
     std::vector<KeyStore::PairCertificate> fitting;
     for (const StoredPair& stored : store.Pairs()) {
         if (Certificate* const certificate = Find(certificates, stored.public_key)) {
-            Require(Allows(*certificate, stored.usage), Code::kCertificateUsage,
+            Require(FitsUse(stored.usage, certificate->allowed), Code::kCertificateUsage,
                     "a certificate is for the other use than its key pair");
             certificate->served = true;
             fitting.push_back({stored.id, certificate->der});

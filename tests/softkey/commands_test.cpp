@@ -109,6 +109,13 @@ TEST_F(CommandsTest, NewPrintsTheSerialNumberOfAKeyWithThatPin) {
     ExpectFailure("new --serial short --pin-file " + pin_file_, "16 capital letters");
 }
 
+TEST_F(CommandsTest, NewTightensAHomeThatIsOpenToOthers) {
+    std::filesystem::create_directories(HomePath());
+    chmod(HomePath().c_str(), 0755);
+    EXPECT_EQ(16U, NewRealKey().size());
+    EXPECT_EQ(std::filesystem::perms::owner_all, std::filesystem::status(HomePath()).permissions());
+}
+
 TEST_F(CommandsTest, WithoutATerminalAPinFileIsNeeded) {
     const CommandResult result = RunShell("setsid " + Program("softkey") + " new </dev/null");
     EXPECT_EQ(13, result.status);
