@@ -131,4 +131,15 @@ std::string Authority::Answer(const std::string& requests, const Terms& terms) c
     return Wrap(certificates, issuers, terms.names);
 }
 
+Authority::Enrolled Authority::Enroll(const KeyPair& signing,
+                                      const std::string& common_name) const {
+    const ssl::Name subject = MakeName({{"C", "CN"}, {"O", "Software Key"}, {"CN", common_name}});
+    const auto issue = [&](const KeyPair& pair, RequestKind kind) {
+        return Issue(pair, subject.get(), kind, Terms());
+    };
+    KeyPair encryption = KeyPair::Generate(KeyType::kSm2);
+    Bytes certificate = issue(encryption, RequestKind::kEncryption);
+    return {issue(signing, RequestKind::kSigning), std::move(encryption), std::move(certificate)};
+}
+
 }  // namespace softkey

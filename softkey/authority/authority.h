@@ -43,6 +43,15 @@ class Authority {
     // SignCert(...)|EncPriKey(...)|EncCert(...).
     std::string Answer(const std::string& requests, const Terms& terms) const;
 
+    // The same for a key pair that is at hand, without the texts between: both certificates, for
+    // "CN=...,O=Software Key,C=CN", and the encryption key pair. In DER.
+    struct Enrolled {
+        Bytes signing_certificate;
+        KeyPair encryption;
+        Bytes encryption_certificate;
+    };
+    Enrolled Enroll(const KeyPair& signing, const std::string& common_name) const;
+
  private:
     const Issuer& IssuerFor(KeyType type) const { return type == KeyType::kSm2 ? sm2_ : rsa_; }
 

@@ -4,6 +4,7 @@
 #include <openssl/x509v3.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 
 #include "base/draft_file.h"
@@ -91,6 +92,20 @@ void Keep(const std::string& folder, const std::string& name, const Issuer& issu
 }
 
 }  // namespace
+
+std::string AuthorityFolder() {
+    const auto variable = [](const char* name) {
+        const char* const value = std::getenv(name);
+        return value == nullptr ? std::string() : std::string(value);
+    };
+    if (!variable("ORVAL_SOFTCA_HOME").empty()) {
+        return variable("ORVAL_SOFTCA_HOME");
+    }
+    if (!variable("XDG_DATA_HOME").empty()) {
+        return variable("XDG_DATA_HOME") + "/orval-softca";
+    }
+    return variable("HOME") + "/.local/share/orval-softca";
+}
 
 const char* TypeWord(KeyType type) {
     return type == KeyType::kSm2 ? "sm2" : "rsa";

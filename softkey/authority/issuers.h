@@ -11,7 +11,11 @@ namespace softkey {
 // An authority's folder: each issuer has a name and two key pairs, one of either type. NAME-sm2.key
 // is the private key, unencrypted; NAME-sm2.pem the certificate and those that lead to the root.
 constexpr char kRootName[] = "root";
+constexpr char kAuthorityName[] = "Software Key Test Authority";  // no message
 constexpr KeyType kIssuerTypes[] = {KeyType::kSm2, KeyType::kRsa2048};
+
+// Where the user's authority is: $ORVAL_SOFTCA_HOME, else beside the user's other data.
+std::string AuthorityFolder();
 
 // "sm2", "rsa"
 const char* TypeWord(KeyType type);

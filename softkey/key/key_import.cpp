@@ -64,7 +64,7 @@ std::vector<KeyStore::PairCertificate> ForPairsOf(const KeyStore& store,
 ImportedKeys ImportKeys(KeyStore& store, const Unlocked& unlocked, const KeyMaterial& material) {
     std::vector<Certificate> certificates = Read(material.certificates);
     const std::vector<KeyStore::PairCertificate> fitting = ForPairsOf(store, certificates);
-    std::vector<KeyStore::ReadyPair> ready;
+    std::vector<ReadyPair> ready;
     for (const KeyPair& pair : material.pairs) {
         Certificate* const certificate = Find(certificates, pair.Public());
         ready.push_back({UsageOf(certificate, material.usage), false, &pair, {}});

@@ -116,28 +116,6 @@ void WriteKind(Database& database, Kind kind) {
     database.Execute(("PRAGMA user_version = " + std::to_string(static_cast<int>(kind))).c_str());
 }
 
-Bytes NewImage(const KeyPlan& plan, const SealedMaster& sealed) {
-    Database database("", Database::Mode::kInMemory);
-    database.Execute(kSchema);
-    WriteKind(database, plan.kind);
-    if (plan.kind == Kind::kSeeded) {
-        database.Execute(kSeedSchema);
-        Statement(database, "INSERT INTO seed VALUES(1, ?, 0)")
-            .Bind(Bytes(plan.seed.begin(), plan.seed.end()))
-            .Run();
-    }
-    Statement(database, "INSERT INTO key VALUES(1, ?, ?, ?)")
-        .Bind(kFormatVersion)
-        .Bind(plan.serial)
-        .Bind(plan.label)
-        .Run();
-    Statement(database, "INSERT INTO pin VALUES(1, 0, ?, 0, x'', 0, 0, 0, x'')")
-        .Bind(static_cast<int64_t>(plan.tries))
-        .Run();
-    WritePin(database, sealed);
-    return database.Image();
-}
-
 void InstallCertificate(Database& database, const KeyStore::PairCertificate& item) {
     Statement(database,
               "DELETE FROM pairs WHERE certificate IS NOT NULL AND id <> ?1 AND (usage, type) = "
@@ -152,7 +130,7 @@ void InstallCertificate(Database& database, const KeyStore::PairCertificate& ite
 }
 
 // The pair's row, also where it is kept already.
-int64_t KeepPair(Database& database, const KeyStore::ReadyPair& ready, const Bytes& sealed) {
+int64_t KeepPair(Database& database, const ReadyPair& ready, const Bytes& sealed) {
     const Bytes public_key = ready.pair->Public();
     Statement known(database, "SELECT id FROM pairs WHERE public_key = ?");
     if (known.Bind(public_key).Step()) {
@@ -172,6 +150,33 @@ int64_t KeepPair(Database& database, const KeyStore::ReadyPair& ready, const Byt
         .Bind(sealed)
         .Run();
     return database.LastRow();
+}
+
+Bytes NewImage(const KeyPlan& plan, const SecretBytes& master) {
+    Database database("", Database::Mode::kInMemory);
+    database.Execute(kSchema);
+    WriteKind(database, plan.kind);
+    if (plan.kind == Kind::kSeeded) {
+        database.Execute(kSeedSchema);
+        Statement(database, "INSERT INTO seed VALUES(1, ?, ?)")
+            .Bind(Bytes(plan.seed.begin(), plan.seed.end()))
+            .Bind(plan.drawn)
+            .Run();
+    }
+    Statement(database, "INSERT INTO key VALUES(1, ?, ?, ?)")
+        .Bind(kFormatVersion)
+        .Bind(plan.serial)
+        .Bind(plan.label)
+        .Run();
+    Statement(database, "INSERT INTO pin VALUES(1, 0, ?, 0, x'', 0, 0, 0, x'')")
+        .Bind(static_cast<int64_t>(plan.tries))
+        .Run();
+    WritePin(database, SealMaster(plan.kind, plan.pin, master, ToBytes(plan.serial)));
+    for (const ReadyPair& ready : plan.pairs) {
+        const Bytes sealed = Seal(master, ready.pair->Private(), ready.pair->Public());
+        InstallCertificate(database, {KeepPair(database, ready, sealed), ready.certificate});
+    }
+    return database.Image();
 }
 
 void CheckLabel(std::string_view label) {
@@ -226,10 +231,8 @@ void KeyStore::CreateAll(const std::vector<KeyPlan>& plans) {
     std::vector<std::unique_ptr<DraftFile>> drafts;
     for (const KeyPlan& plan : plans) {
         const std::string path = KeyPath(plan.serial);
-        const SealedMaster sealed =
-            SealMaster(plan.kind, plan.pin, RandomSecret(kSealKeyLength), ToBytes(plan.serial));
         drafts.push_back(std::make_unique<DraftFile>(path));
-        drafts.back()->Write(NewImage(plan, sealed), DraftFile::Sync::kLater);
+        drafts.back()->Write(NewImage(plan, RandomSecret(kSealKeyLength)), DraftFile::Sync::kLater);
         RemoveJournalsOf(path);
     }
     DraftFile::PublishAll(drafts);

@@ -45,6 +45,14 @@ enum class Kind : int {
 // process that has the file open: closing it here takes SQLite's locks away.
 std::optional<Kind> KindOfFile(const std::string& path);
 
+// A key pair that is to be kept on a key.
+struct ReadyPair {
+    Usage usage;
+    bool dual;
+    const KeyPair* pair;
+    Bytes certificate;  // DER; empty: none yet
+};
+
 // A key that is to be made.
 struct KeyPlan {
     std::string serial;
@@ -53,6 +61,8 @@ struct KeyPlan {
     Kind kind = Kind::kReal;
     SecretBytes seed{};  // of a seeded key: what its key pairs are made from
     int32_t tries = kMaximumTries;
+    std::vector<ReadyPair> pairs{};  // with their certificates
+    int64_t drawn = 0;               // how many of them the seed gave
 };
 
 // What a verified PIN gives: the key under which the private keys are sealed.
@@ -153,12 +163,6 @@ class KeyStore {
     struct PairCertificate {
         int64_t pair_id;
         Bytes certificate;
-    };
-    struct ReadyPair {
-        Usage usage;
-        bool dual;
-        const KeyPair* pair;
-        Bytes certificate;  // empty: none yet
     };
     void AddPairs(const Unlocked& unlocked, const std::vector<ReadyPair>& pairs,
                   const std::vector<PairCertificate>& certificates);

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <utility>
 
+#include "authority/authority.h"
+#include "authority/issuers.h"
 #include "base/encoding.h"
 #include "cli/checks.h"
 #include "cli/words.h"
@@ -37,6 +40,7 @@ struct Options {
     bool counted = false;
     bool fixture = false;
     bool real = false;
+    bool enroll = false;
     bool json = false;
 };
 
@@ -79,6 +83,36 @@ KeyPlan PlanOf(const Options& options, const SecretBytes& pin, int64_t number) {
     return plan;
 }
 
+// What a plan refers to as long as the key is made.
+struct Enrolment {
+    KeyPair signing;
+    Authority::Enrolled by_authority;
+};
+
+Authority OpenOrMakeAuthority() {
+    const std::string folder = AuthorityFolder();
+    if (IssuersIn(folder).empty()) {
+        Authority::Create(folder, kAuthorityName);
+    }
+    return Authority(folder);
+}
+
+// The key as it is once a client has asked for both certificates and installed the answer.
+std::unique_ptr<Enrolment> Enroll(const Authority& authority, KeyPlan& plan) {
+    const bool seeded = plan.kind == Kind::kSeeded;
+    KeyPair signing =
+        seeded ? PairOfSeed(plan.seed, KeyType::kSm2, 1) : KeyPair::Generate(KeyType::kSm2);
+    Authority::Enrolled enrolled = authority.Enroll(signing, plan.serial);
+    auto enrolment =
+        std::make_unique<Enrolment>(Enrolment{std::move(signing), std::move(enrolled)});
+    const Authority::Enrolled& by_authority = enrolment->by_authority;
+    plan.pairs = {
+        {Usage::kSigning, true, &enrolment->signing, by_authority.signing_certificate},
+        {Usage::kEncryption, false, &by_authority.encryption, by_authority.encryption_certificate}};
+    plan.drawn = seeded ? 1 : 0;
+    return enrolment;
+}
+
 void RequireNew(const Options& options, const std::vector<KeyPlan>& plans) {
     for (const KeyPlan& plan : plans) {
         if (options.seed.empty() || !Exists(KeyPath(plan.serial))) {
@@ -88,6 +122,24 @@ void RequireNew(const Options& options, const std::vector<KeyPlan>& plans) {
                     cli::Say("Use it, delete it, or name another seed or another "
                              "ORVAL_SOFTKEY_HOME"));
     }
+}
+
+// Keys that are made together, and what their plans refer to.
+struct Batch {
+    std::vector<KeyPlan> plans;
+    std::vector<std::unique_ptr<Enrolment>> enrolments;
+};
+
+Batch PlanBatch(const Options& options, const SecretBytes& pin,
+                const std::optional<Authority>& authority, int64_t first, int64_t last) {
+    Batch batch;
+    for (int64_t number = first; number <= last; ++number) {
+        batch.plans.push_back(PlanOf(options, pin, number));
+        if (authority) {
+            batch.enrolments.push_back(Enroll(*authority, batch.plans.back()));
+        }
+    }
+    return batch;
 }
 
 // On a terminal that standard error is: how far the work is.
@@ -105,19 +157,21 @@ void New(const Options& options) {
         RequireFitsHome(KindOf(options));
     }
     const SecretBytes pin = ObtainNewPin(options.pin_file);
+    std::optional<Authority> authority;
+    if (options.enroll) {
+        authority.emplace(OpenOrMakeAuthority());
+    }
     std::vector<KeySummary> made;
     for (int64_t first = 1; first <= options.count; first += kAtOnce) {
-        std::vector<KeyPlan> plans;
-        for (int64_t n = first; n <= std::min(options.count, first + kAtOnce - 1); ++n) {
-            plans.push_back(PlanOf(options, pin, n));
-        }
-        RequireNew(options, plans);
-        KeyStore::CreateAll(plans);
+        const int64_t last = std::min(options.count, first + kAtOnce - 1);
+        const Batch batch = PlanBatch(options, pin, authority, first, last);
+        RequireNew(options, batch.plans);
+        KeyStore::CreateAll(batch.plans);
         // Now that they are on the disk.
-        for (const KeyPlan& plan : plans) {
+        for (const KeyPlan& plan : batch.plans) {
             options.json ? made.push_back(SummaryOf(plan)) : Say(plan.serial);
         }
-        TellProgress(first + static_cast<int64_t>(plans.size()) - 1, options.count);
+        TellProgress(last, options.count);
     }
     if (options.json) {
         options.counted ? ShowNewAsJson(made) : ShowNewAsJson(made.front());
@@ -191,6 +245,10 @@ void AddNew(cli::Command& program) {
     command.Add("--tries", options->tries, "How many wrong PINs in a row lock it (default: 6)")
         .Takes("N")
         .Checked(cli::WholeNumber(1, kMostTries));
+    command.AddFlag(
+        "--enroll", options->enroll,
+        "With an SM2 signing and an encryption certificate of softca's authority, which is "
+        "made where there is none");
     command.AddFlag("--json", options->json, "Print JSON");
 }
 

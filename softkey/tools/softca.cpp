@@ -1,6 +1,5 @@
 // softca: a small issuing authority that answers certificate requests of software keys.
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -21,20 +20,6 @@
 
 namespace softkey::tools {
 namespace {
-
-std::string DefaultFolder() {
-    const auto variable = [](const char* name) {
-        const char* const value = std::getenv(name);
-        return value == nullptr ? std::string() : std::string(value);
-    };
-    if (!variable("ORVAL_SOFTCA_HOME").empty()) {
-        return variable("ORVAL_SOFTCA_HOME");
-    }
-    if (!variable("XDG_DATA_HOME").empty()) {
-        return variable("XDG_DATA_HOME") + "/orval-softca";
-    }
-    return variable("HOME") + "/.local/share/orval-softca";
-}
 
 constexpr std::time_t kDay = 86400;
 
@@ -75,7 +60,7 @@ void TellIssuer(const std::string& folder, const std::string& name) {
 }
 
 struct InitOptions {
-    std::string name = "Software Key Test Authority";
+    std::string name = kAuthorityName;
     Lifetime lifetime;
 };
 
@@ -359,7 +344,7 @@ void AddList(cli::Command& program, const std::string& folder) {
 
 void AddAll(cli::Command& program) {
     // As long as the program: the commands' work refers to it.
-    static std::string folder = DefaultFolder();
+    static std::string folder = AuthorityFolder();
     program.Describe(
         "A small issuing authority for tests and demonstrations. Its private keys lie open in its "
         "folder: never let it issue anything that matters.\n\n"

@@ -262,6 +262,33 @@ TEST_F(KnownKeys, UnlockGivesTheTriesBackAndErasesNothing) {
     EXPECT_EQ(Number(Code::kPinIncorrect), key_.VerifyPIN(kSerial));
 }
 
+TEST_F(KnownKeys, EnrolledKeysHaveBothCertificatesOfTheAuthorityAndSignAtOnce) {
+    setenv("ORVAL_SOFTCA_HOME", AuthorityFolder().c_str(), 1);
+    const Json made = Good("new --fixture --enroll --count 2 --pin-file " + pin_file_)["keys"];
+    ASSERT_EQ(2U, made.size());
+    for (const Json& key : made) {
+        const std::string serial = key["serial_number"];
+        const Json pairs = Good("show " + serial)["key_pairs"];
+        ASSERT_EQ(2U, pairs.size());
+        for (const Json& pair : pairs) {
+            WriteFile(Folder() + "/certificate", pair["certificate"].get<std::string>());
+            Openssl("verify -vfyopt distid:1234567812345678 -CAfile " + AuthorityFolder() +
+                    "/root-sm2.pem certificate");
+            EXPECT_EQ(
+                pair["public_key"],
+                RunShell("openssl x509 -pubkey -noout -in " + Folder() + "/certificate").output);
+        }
+        KeyStore store(serial);
+        const Unlocked unlocked = store.Unlock(ToSecret(kPin));
+        const StoredPair signing = store.Pairs().at(0);
+        EXPECT_EQ(Usage::kSigning, signing.usage);
+        const Bytes message = ToBytes("message");
+        EXPECT_TRUE(
+            KeyPair::FromPublic(signing.public_key)
+                .VerifyMessage(message, store.Open(unlocked, signing).SignMessage(message)));
+    }
+}
+
 TEST_F(KnownKeys, UnplugAllLeavesNothingPlugged) {
     CreateKey(kOtherSerial);
     PlugWithDialog(kOtherSerial);

@@ -78,6 +78,16 @@ TEST_F(SeededKeys, AreTheSameOnEveryMachineInTheOrderOfTheRequests) {
     }
 }
 
+TEST_F(SeededKeys, ThatAreEnrolledHaveTheFirstPairAndGoOnWithTheSecond) {
+    setenv("ORVAL_SOFTCA_HOME", (Folder() + "/authority").c_str(), 1);
+    ASSERT_EQ(std::string(kAlice) + "\n", New("--seed alice --enroll").output);
+    PlugWithPinFile(kAlice);
+    const StoredPair signing = KeyStore(kAlice).Pairs().at(0);
+    EXPECT_EQ(kPoint1, ToHex(KeyPair::FromPublic(signing.public_key).Sm2Point()));
+    EXPECT_FALSE(signing.IsTemporary());
+    EXPECT_EQ(kPoint2, RequestedPoint());
+}
+
 // As a key does: a pair is never made twice, whatever was erased.
 TEST_F(SeededKeys, GoOnInTheirOrderAfterAnInitialisation) {
     MakeAlice();
