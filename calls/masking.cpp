@@ -27,12 +27,18 @@ class KeyedHash {
         : state_{key[0] ^ 0x736f6d6570736575, key[1] ^ 0x646f72616e646f6d,
                  key[0] ^ 0x6c7967656e657261, key[1] ^ 0x7465646279746573} {}
 
-    uint64_t Of(std::string_view text) {
-        const size_t whole = text.size() / sizeof(uint64_t) * sizeof(uint64_t);
-        for (size_t i = 0; i < whole; i += sizeof(uint64_t)) {
-            Take(WordAt(text.substr(i, sizeof(uint64_t))));
+    // Whole words, which something follows.
+    void Begin(std::string_view words) {
+        for (size_t i = 0; i < words.size(); i += sizeof(uint64_t)) {
+            Take(WordAt(words.substr(i, sizeof(uint64_t))));
         }
-        Take(WordAt(text.substr(whole)) | (text.size() << 56));
+    }
+
+    // The hash of what it began with and the rest, `size` bytes together.
+    uint64_t End(std::string_view rest, size_t size) {
+        const size_t whole = rest.size() / sizeof(uint64_t) * sizeof(uint64_t);
+        Begin(rest.substr(0, whole));
+        Take(WordAt(rest.substr(whole)) | (size << 56));
         state_[2] ^= 0xFF;
         for (int i = 0; i < 4; ++i) {
             Round();
@@ -103,15 +109,21 @@ Masker::Masker(const std::string& salt, SerialNumbers serial_numbers, size_t lon
 }
 
 std::string Masker::Mask(std::string_view text) const {
+    static_assert(kBlock % sizeof(uint64_t) == 0, "a block is whole words of the hash");
     std::string masked;
+    KeyedHash before(key_);
     while (masked.size() < text.size()) {
+        const std::string_view block = text.substr(masked.size(), kBlock);
+        const size_t known = masked.size() + block.size();
         // The hash of all up to here, once for each half of the block.
-        const std::string_view known = text.substr(0, masked.size() + kBlock);
         for (const char half : {'1', '2'}) {
-            uint64_t hash = KeyedHash(key_).Of(std::string(known) + half);
+            uint64_t hash = KeyedHash(before).End(std::string(block) + half, known + 1);
             for (size_t i = 0; i < kBlock / 2 && masked.size() < text.size(); ++i, hash /= 26) {
                 masked += static_cast<char>('a' + hash % 26);
             }
+        }
+        if (known < text.size()) {
+            before.Begin(block);
         }
     }
     return masked;

@@ -55,6 +55,21 @@ TEST(Masker, AnotherSaltMasksOtherwise) {
               other.Render(Kind::kSecret, "a secret text"));
 }
 
+// Recordings that were made with the same salt are compared, whenever they were made.
+TEST(Masker, TheLettersOfATextStayWhatTheyAre) {
+    Masker masker(calls::CommonSalt(), Masker::SerialNumbers::kMasked);
+    EXPECT_EQ(masker.Render(Kind::kSecret, "ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`abcdefgh"),
+              "fprxndwtckpyupxecusulxnhrexlwrfkdplhxrru");
+}
+
+// Each block costs as much as the one before, also in what a client signs by the megabyte: it would
+// take hours.
+TEST(Masker, ATextOfMegabytesIsMasked) {
+    Masker masker(calls::NewSalt(), Masker::SerialNumbers::kMasked);
+    const std::string text(size_t{8} << 20, 'x');
+    EXPECT_EQ(masker.Render(Kind::kSecret, text).size(), text.size());
+}
+
 TEST(Masker, WhatTheDeviceRecordHoldsOfALongSerialNumberAgrees) {
     Masker masker(calls::NewSalt(), Masker::SerialNumbers::kMasked);
     const std::string whole = "OR0123456789ABCDEF";
