@@ -160,9 +160,9 @@ Bytes BlobOf(const Bytes& encrypted_key, const Bytes& point, const Bytes& encryp
     Write(cipher->y, blob.cipher_y);
     std::memcpy(blob.cipher_hash, cipher->hash->data, sizeof blob.cipher_hash);
     Write(static_cast<uint32_t>(cipher->text->length), blob.cipher_length);
-    const auto* const begin = reinterpret_cast<const unsigned char*>(&blob);
-    Bytes bytes(begin, begin + sizeof blob);
-    bytes.insert(bytes.end(), cipher->text->data, cipher->text->data + cipher->text->length);
+    Bytes bytes(sizeof blob + static_cast<size_t>(cipher->text->length));
+    std::memcpy(bytes.data(), &blob, sizeof blob);
+    std::memcpy(bytes.data() + sizeof blob, cipher->text->data, bytes.size() - sizeof blob);
     return bytes;
 }
 

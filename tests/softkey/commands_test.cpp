@@ -205,7 +205,8 @@ TEST_F(CommandsTest, AFixtureIsMarkedWhereverItShowsAndStaysOne) {
         EXPECT_EQ(true, Json::parse(Good("show --json " + fixture))["fixture"]);
         EXPECT_EQ(false, Json::parse(Good("show --json " + fixture))["seeded"]);
         EXPECT_EQ(false, Json::parse(Good("show --json " + real))["fixture"]);
-        for (const Json& key : Json::parse(Good("list --json"))["keys"]) {
+        const Json keys = Json::parse(Good("list --json"))["keys"];
+        for (const Json& key : keys) {
             EXPECT_EQ(key["serial_number"] == fixture, key["fixture"]);
         }
         for (const std::string& line : Split(Good("list"), "\n")) {

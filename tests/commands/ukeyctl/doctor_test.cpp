@@ -566,7 +566,8 @@ TEST_P(SoundTest, EveryCheckHasAWorldInWhichItIsNotWell) {
     for (const World& broken : kWorlds) {
         names.emplace_back(broken.check);
     }
-    for (const nlohmann::json& check : Examine(world).Json()["checks"]) {
+    const nlohmann::json checks = Examine(world).Json()["checks"];
+    for (const nlohmann::json& check : checks) {
         EXPECT_THAT(names, testing::Contains(check["group"].get<std::string>() + ": " +
                                              check["check"].get<std::string>()));
     }

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -72,8 +73,9 @@ TEST_F(SelectionOnSoftkey, WaitForAKeyEndsWhenOneIsPlugged) {
     EXPECT_EQ(outcome.Json()["keys"][0]["label"], "Bob");
 }
 
-// Keys come and go until the watch has begun and has shown both.
+// Keys come and go until the watch has begun and has told of more than one.
 TEST_F(SelectionOnSoftkey, WatchTellsKeysByTheirLabels) {
+    constexpr int kEvents = 3;
     const std::string out = "/tmp/events";
     const auto until_both = [this, &out](pid_t process) {
         for (int round = 0; round < 300; ++round) {
@@ -82,9 +84,8 @@ TEST_F(SelectionOnSoftkey, WatchTellsKeysByTheirLabels) {
             Plug(bob_);
             Unplug(bob_);
             const std::string shown = FileContents(out);
-            const size_t inserted = shown.find("\"event\":\"inserted\",");
-            const size_t bob = shown.find("\"Bob\"");
-            if (inserted < bob && shown.find("\"removed\"", bob) != std::string::npos) {
+            if (std::count(shown.begin(), shown.end(), '\n') >= kEvents &&
+                shown.find("\"Bob\"") != std::string::npos) {
                 break;
             }
         }
@@ -103,7 +104,7 @@ TEST_F(SelectionOnSoftkey, WatchTellsKeysByTheirLabels) {
             EXPECT_EQ(event["label"], event["serial_number"] == alice_ ? "Alice" : "Bob") << line;
         }
     }
-    EXPECT_GE(told, 3);
+    EXPECT_GE(told, kEvents);
 }
 
 // ------------------------------------------------------------------- what changes a key
