@@ -25,8 +25,8 @@ size_t By() {
 
 // A buffer that is text to its last byte.
 void FillWithoutEnd(const std::string& text, char* buffer, size_t room) {
-    std::memset(buffer, kFiller, room);
-    std::memcpy(buffer, text.data(), std::min(text.size(), room));
+    char* const end = std::copy_n(text.data(), std::min(text.size(), room), buffer);
+    std::fill(end, buffer + room, kFiller);
 }
 
 // A text that was made too long stops at the room that there is, as a key's own would.

@@ -85,26 +85,26 @@ static_assert(IsAsListed(), "a row for each function of the lists, in their orde
 
 // An effect's name, and what an entry must have of these for it; nothing: any entry will do.
 struct EffectRow {
-    Effect effect;
     const char* name;
+    Effect effect;
     unsigned any_of;
 };
 
 constexpr EffectRow kEffects[] = {
-    {Effect::kCode, "", kNothing},
-    {Effect::kLonger, "longer", kText},
-    {Effect::kShorter, "shorter", kText | kMediaId},
-    {Effect::kEmpty, "empty", kText | kMediaId},
-    {Effect::kUnterminated, "unterminated", kBuffer},
-    {Effect::kLongerLength, "length-longer", kLength},
-    {Effect::kShorterLength, "length-shorter", kLength},
-    {Effect::kForeignCertificate, "foreign-certificate", kCertificate},
-    {Effect::kForeignSignature, "foreign-signature", kSignature},
-    {Effect::kException, "exception", kNothing},
-    {Effect::kCrash, "crash", kNothing},
-    {Effect::kHang, "hang", kNothing},
-    {Effect::kUnplug, "unplug", kMoment},
-    {Effect::kPlug, "plug", kMoment},
+    {"", Effect::kCode, kNothing},
+    {"longer", Effect::kLonger, kText},
+    {"shorter", Effect::kShorter, kText | kMediaId},
+    {"empty", Effect::kEmpty, kText | kMediaId},
+    {"unterminated", Effect::kUnterminated, kBuffer},
+    {"length-longer", Effect::kLongerLength, kLength},
+    {"length-shorter", Effect::kShorterLength, kLength},
+    {"foreign-certificate", Effect::kForeignCertificate, kCertificate},
+    {"foreign-signature", Effect::kForeignSignature, kSignature},
+    {"exception", Effect::kException, kNothing},
+    {"crash", Effect::kCrash, kNothing},
+    {"hang", Effect::kHang, kNothing},
+    {"unplug", Effect::kUnplug, kMoment},
+    {"plug", Effect::kPlug, kMoment},
 };
 
 constexpr bool EachIsInItsPlace() {

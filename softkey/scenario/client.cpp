@@ -31,6 +31,7 @@ sigset_t Watched() {
 
 [[noreturn]] void Execute(const std::vector<std::string>& command) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }

@@ -41,7 +41,7 @@ std::optional<std::string> Fields::Text(const std::string& name) {
     if (node == nullptr) {
         return std::nullopt;
     }
-    const auto text = node->value_exact<std::string>();
+    auto text = node->value_exact<std::string>();
     if (!text) {
         Complain(node->source(), cli::Say("\"{1}\" is a text in quotation marks", name));
     }

@@ -140,9 +140,8 @@ class Reader {
         }
         constexpr Choice<bool> kAnswers[] = {
             {"right", true}, {"wrong", true}, {"cancel", true}, {"hang-up", true}, {"never", true}};
-        if (answer.what == "pin" && !answer.pin.empty()) {
-            Made().dialogs.push_back(answer);
-        } else if (Choose(fields, answer.what, node.source(), kAnswers)) {
+        const bool types = answer.what == "pin" && !answer.pin.empty();
+        if (types || Choose(fields, answer.what, node.source(), kAnswers)) {
             Made().dialogs.push_back(answer);
         }
     }
@@ -298,7 +297,7 @@ class Reader {
             order.code = static_cast<int32_t>(static_cast<uint32_t>(*code));
             return codes::Hexadecimal(order.code);
         }
-        const std::string word = node->value_exact<std::string>().value_or("");
+        std::string word = node->value_exact<std::string>().value_or("");
         const std::optional<Effect> effect = EffectNamed(word);
         if (!effect) {
             fields.Complain(

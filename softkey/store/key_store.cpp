@@ -190,7 +190,7 @@ void CheckLabel(std::string_view label) {
 std::optional<Kind> KindOfFile(const std::string& path) {
     // The database header has 100 bytes: in front what it is, at 60 the user_version, with the most
     // significant byte first.
-    constexpr std::string_view kMagic("SQLite format 3", 16);  // no message
+    constexpr char kMagic[] = "SQLite format 3";  // no message
     constexpr size_t kPlace = 60;
     Bytes header(100);
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
@@ -198,7 +198,8 @@ std::optional<Kind> KindOfFile(const std::string& path) {
     if (file >= 0) {
         close(file);
     }
-    if (count != static_cast<ssize_t>(header.size()) || AsText(header).substr(0, 16) != kMagic) {
+    if (count != static_cast<ssize_t>(header.size()) ||
+        AsText(header).substr(0, sizeof kMagic) != std::string_view(kMagic, sizeof kMagic)) {
         return std::nullopt;
     }
     int64_t kind = 0;
@@ -421,6 +422,7 @@ void KeyStore::AddPair(const Unlocked& unlocked, Usage usage, bool dual, const K
 void KeyStore::AddPairs(const Unlocked& unlocked, const std::vector<ReadyPair>& pairs,
                         const std::vector<PairCertificate>& certificates) {
     std::vector<Bytes> sealed;
+    sealed.reserve(pairs.size());
     for (const ReadyPair& ready : pairs) {
         sealed.push_back(Seal(unlocked.master, ready.pair->Private(), ready.pair->Public()));
     }
