@@ -68,7 +68,7 @@ PluggedKey PlugIn(const PlugOptions& options) {
     const PinSource source = SourceOf(options);
     EnsureHome();
     const bool damaged = Slots::Present().damaged;
-    const PluggedKey key = Slots::OpenOrCreate().Plug(options.serial, source);
+    PluggedKey key = Slots::OpenOrCreate().Plug(options.serial, source);
     if (damaged) {
         Warn("softkey plug", "the record of what is plugged was damaged and has been made anew",
              "Plug the other keys again that were plugged");

@@ -34,6 +34,7 @@ class TraceReader {
 
  private:
     using Thread = std::pair<pid_t, pid_t>;
+    // NOLINTNEXTLINE(bugprone-exception-escape): a JSON object's move, which asks for no memory
     struct Held {
         TracedLine line;
         calls::Call call;
