@@ -50,7 +50,7 @@ std::string NewFolder() {
 
 // A folder that is kept must hold nothing of a former run.
 std::string GivenFolder(const std::string& name) {
-    const std::string path = fs::absolute(name).lexically_normal().string();
+    std::string path = fs::absolute(name).lexically_normal().string();
     if (mkdir(path.c_str(), S_IRWXU) != 0) {
         cli::Throw(cli::ExitStatus::kFile, cli::Say("cannot make {1}", path), cli::SayError(errno),
                    "Name a folder that is not there yet");
