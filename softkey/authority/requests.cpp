@@ -24,11 +24,7 @@ KeyPair RequesterOf(X509_REQ* request) {
     Check(key != nullptr, "a request's public key", Code::kData);
     KeyPair pair = KeyPair::FromPublic(ssl::ToDer(key, i2d_PUBKEY, "public key"));
     if (pair.Type() == KeyType::kSm2) {
-        ASN1_OCTET_STRING* const id = ASN1_OCTET_STRING_new();
-        Check(ASN1_OCTET_STRING_set(id, AsBytes(kDefaultUserId),
-                                    static_cast<int>(kDefaultUserId.size())) == 1,
-              "SM2 user id");
-        X509_REQ_set0_distinguishing_id(request, id);
+        X509_REQ_set0_distinguishing_id(request, NewDefaultUserId());
     }
     Check(X509_REQ_verify(request, pair.Get()) == 1, "a request's signature is wrong", Code::kData);
     return pair;

@@ -101,11 +101,7 @@ bool HasIssued(const Issuer& issuer, X509* certificate) {
         return false;
     }
     if (is_sm2) {
-        ASN1_OCTET_STRING* const id = ASN1_OCTET_STRING_new();
-        Check(ASN1_OCTET_STRING_set(id, AsBytes(kDefaultUserId),
-                                    static_cast<int>(kDefaultUserId.size())) == 1,
-              "SM2 user id");
-        X509_set0_distinguishing_id(certificate, id);
+        X509_set0_distinguishing_id(certificate, NewDefaultUserId());
     }
     const ssl::ErrorMark mark;
     return X509_verify(certificate, issuer.pair.Get()) == 1;

@@ -44,6 +44,14 @@ Result RunCrypt(Crypt crypt, EVP_PKEY_CTX* context, const Input& input, const ch
 
 }  // namespace
 
+ASN1_OCTET_STRING* NewDefaultUserId() {
+    ASN1_OCTET_STRING* const id = ASN1_OCTET_STRING_new();
+    ssl::Check(ASN1_OCTET_STRING_set(id, AsBytes(kDefaultUserId),
+                                     static_cast<int>(kDefaultUserId.size())) == 1,
+               "SM2 user id");
+    return id;
+}
+
 KeyPair::KeyPair(ssl::Key key) : key_(std::move(key)), type_(TypeOf(key_.get())) {}
 
 KeyPair KeyPair::Generate(KeyType type) {

@@ -14,6 +14,9 @@ enum class KeyType : int { kRsa2048 = 1, kSm2 = 2 };
 // The user id that enters every SM2 signature unless two parties agree on another (GB/T 35276).
 constexpr std::string_view kDefaultUserId = "1234567812345678";
 
+// The same as a new string, for a set0 function of OpenSSL's to own.
+ASN1_OCTET_STRING* NewDefaultUserId();
+
 // An SM2 or RSA-2048 key: a pair, or the public half alone. Once it is gone, nothing of a private
 // key is left in memory. Signatures are SM2 with SM3 (DER form of GB/T 35276) and RSA PKCS#1 v1.5
 // with SHA-256.
