@@ -170,7 +170,7 @@ constexpr Row kRows[] = {
      "look at the numbers given: the software key's page lists the ones that it knows under "
      "\"Selectors\""},
     {Number(Code::kKeyTypeHash), Status::kFailed, nullptr, nullptr,
-     "The hash algorithm does not fit the key type.", "摘要算法与密钥类型不匹配。",
+     "The hash algorithm does not fit the key type.", "杂凑算法与密钥类型不匹配。",
      "in the description HashType(0) fits every KeyType, HashType(1) is for KeyType(1), RSA, and "
      "HashType(3) for KeyType(2), SM2"},
     {Number(Code::kCancelled), Status::kDeclined, nullptr, nullptr,
