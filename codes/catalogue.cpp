@@ -259,7 +259,7 @@ constexpr Row kRows[] = {
     {Number(Code::kCertificateUsage), Status::kFailed, nullptr, nullptr,
      "The certificate's key usage does not fit its key pair: one is for signing, the other for "
      "encryption.",
-     "证书的密钥用途与其密钥对不符：一个用于签名，另一个用于加密。",
+     "证书的密钥用法与其密钥对不符：一个用于签名，另一个用于加密。",
      "the authority must issue the certificate for the use that was requested; CertType(1) asks "
      "for signing, CertType(2) for encryption"},
 
