@@ -183,8 +183,8 @@ if(TARGET softkey_backend)
   orval_install_command_manual(softkey softca $<TARGET_FILE:softca> ${emulator})
   orval_install_command_manual(softkey with-softkey ${PROJECT_SOURCE_DIR}/scripts/with-softkey)
   # Where the selectors are told, also for those who have no development package.
-  install(FILES ${PROJECT_SOURCE_DIR}/docs/software-key.md ${PROJECT_SOURCE_DIR}/docs/known-keys.md
-    ${PROJECT_SOURCE_DIR}/docs/scenarios.md
+  install(FILES ${PROJECT_SOURCE_DIR}/docs/software-key.md ${PROJECT_SOURCE_DIR}/docs/software-key-inside.md
+    ${PROJECT_SOURCE_DIR}/docs/known-keys.md ${PROJECT_SOURCE_DIR}/docs/scenarios.md
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/orval-softkey COMPONENT softkey)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/scenarios
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/orval-softkey COMPONENT softkey)

@@ -170,7 +170,7 @@ constexpr Row kRows[] = {
      "look at the numbers given: the software key's page lists the ones that it knows under "
      "\"Selectors\""},
     {Number(Code::kKeyTypeHash), Status::kFailed, nullptr, nullptr,
-     "The hash algorithm does not fit the key type.", "摘要算法与密钥类型不匹配。",
+     "The hash algorithm does not fit the key type.", "杂凑算法与密钥类型不匹配。",
      "in the description HashType(0) fits every KeyType, HashType(1) is for KeyType(1), RSA, and "
      "HashType(3) for KeyType(2), SM2"},
     {Number(Code::kCancelled), Status::kDeclined, nullptr, nullptr,
@@ -259,7 +259,7 @@ constexpr Row kRows[] = {
     {Number(Code::kCertificateUsage), Status::kFailed, nullptr, nullptr,
      "The certificate's key usage does not fit its key pair: one is for signing, the other for "
      "encryption.",
-     "证书的密钥用途与其密钥对不符：一个用于签名，另一个用于加密。",
+     "证书的密钥用法与其密钥对不符：一个用于签名，另一个用于加密。",
      "the authority must issue the certificate for the use that was requested; CertType(1) asks "
      "for signing, CertType(2) for encryption"},
 

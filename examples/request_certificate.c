@@ -21,12 +21,6 @@ static int Fail(const char* what, int32_t code) {
     return EXIT_FAILURE;
 }
 
-/* One byte more than the query tells, cleared: right for every function, see docs/length-rules.md.
- */
-static char* Room(int32_t length) {
-    return calloc((size_t)length + 1, 1);
-}
-
 /* What the library can read, as docs/request-description.md has it: fields, each with a value that
  * goes up to the next ")" but for those directly behind the "("; the last one may lack it. */
 #define FIELD "[|(]*[[:space:]]*(CertType|KeyType|HashType)[[:space:]]*[(][)]*"
@@ -45,15 +39,16 @@ static int IsDescription(const char* text) {
     return found == 0;
 }
 
-/* The query has the key make the request and remembers it; the fetch is served from there. */
-static char* MakeRequest(const char* serial_number, const char* description, int32_t* code) {
+/* The query has the key make the request and remembers it; the fetch is served from there, into one
+ * byte more than the query tells, cleared: right for every function, see docs/length-rules.md. */
+static int32_t MakeRequest(const char* serial_number, const char* description, char** request) {
     int32_t length = 0;
-    char* request = NULL;
-    *code = GenerateCertRequest(serial_number, description, NULL, &length);
-    if (*code == ORVAL_OK && (request = Room(length)) != NULL) {
-        *code = GenerateCertRequest(serial_number, description, request, &length);
+    int32_t code = GenerateCertRequest(serial_number, description, NULL, &length);
+    if (code == ORVAL_OK) {
+        *request = calloc((size_t)length + 1, 1);
+        code = GenerateCertRequest(serial_number, description, *request, &length);
     }
-    return request;
+    return code;
 }
 
 int main(int argc, char** argv) {
@@ -61,7 +56,7 @@ int main(int argc, char** argv) {
     /* No length query: the fetch tests no capacity, and another key may be plugged in by then. */
     char serial_number[ORVAL_SERIAL_NUMBER_ROOM] = {0};
     int32_t length = sizeof(serial_number);
-    int status = EXIT_SUCCESS;
+    char* request = NULL;
 
     if (!IsDescription(description)) {
         fprintf(stderr, "not a request description: %s\n", description);
@@ -71,12 +66,11 @@ int main(int argc, char** argv) {
     if (code != ORVAL_OK) {
         return Fail("GetPrintNumber", code);
     }
-    char* request = MakeRequest(serial_number, description, &code);
-    if (request == NULL || code != ORVAL_OK) {
-        status = Fail("GenerateCertRequest", code);
-    } else {
+    code = MakeRequest(serial_number, description, &request);
+    const int is_made = code == ORVAL_OK && request != NULL;
+    if (is_made) {
         puts(request);
     }
     free(request);
-    return status;
+    return is_made ? EXIT_SUCCESS : Fail("GenerateCertRequest", code);
 }

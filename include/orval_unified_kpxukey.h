@@ -43,7 +43,7 @@
  *    state, until the process ends. The key maker's library stays loaded in either case.
  *
  * In what follows, "the key" stands for the key maker's back-end library and the device behind it.
- */
+ * What its selectors are is its maker's; docs/software-key.md has the software key's. */
 #ifndef ORVAL_UNIFIED_KPXUKEY_H
 #define ORVAL_UNIFIED_KPXUKEY_H
 
@@ -716,8 +716,8 @@ ORVAL_API int32_t Batch_ImportX509Cert(const char* szSN, const char* szPackage);
  *
  * WARNING: a description with a known field name at the very end of a record, without a "(", raises
  * QRV::CQrvException with code 0x80070057. That ends the process of a client that is not written in
- * C++. Check a description that comes from elsewhere first: examples/request_certificate.c and
- * request_certificate.py have a function for it.
+ * C++. Check a description that comes from elsewhere first: examples/request_certificate.c has
+ * a function for it, and orval_lint.h another.
  *
  * @param[in] szSN The key's serial number.
  * @param[in] szRequestInfo The description.

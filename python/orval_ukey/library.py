@@ -85,7 +85,8 @@ class _Caller:
 class Key(_Caller):
     """One key, named by its serial number. Nothing is asked of it until a function is called.
 
-    Numbers called param are selectors that the key interprets; its documents list them.
+    Numbers called param are selectors that the key interprets; its documents list them, for the
+    software key docs/software-key.md.
     """
 
     def __init__(self, calls: Calls, serial_number: str, encoding: str = "utf-8") -> None:

@@ -97,7 +97,7 @@ struct LanguageCase {
 };
 constexpr LanguageCase kLanguages[] = {
     {"en_US", "SETDESC Digest: ", "\nThe text is too long to be shown whole. It begins:\n"},
-    {"zh_CN", "SETDESC 摘要：", "\n文字过长，无法全部显示。开头为：\n"},
+    {"zh_CN", "SETDESC 杂凑值：", "\n文字过长，无法全部显示。开头为：\n"},
 };
 
 // Digest and key come first, and what follows is all of the warning, or says that it was cut and

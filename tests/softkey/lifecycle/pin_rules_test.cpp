@@ -339,7 +339,7 @@ TEST_F(PinRules, ADialogShowsWarningAndDigestAndThenAsks) {
     EXPECT_EQ(Code::kOk, Checked(SetLanguage(key.c_str(), "zh_CN")));
     EXPECT_EQ(Code::kOk, ConfirmedSignature(key, "abc", "付款 100？").code);
     EXPECT_THAT(ReadFile("/tmp/told"),
-                testing::AllOf(HasSubstr("付款 100？"), HasSubstr("摘要：")));
+                testing::AllOf(HasSubstr("付款 100？"), HasSubstr("杂凑值：")));
 }
 
 TEST_F(PinRules, ADialogThatIsCancelledIsToldApartFromAWrongPin) {
