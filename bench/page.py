@@ -2,6 +2,11 @@
 import re
 import subprocess
 import sys
+from pathlib import Path
+
+sys.path.append(str(Path(__file__).resolve().parents[1] / "scripts"))
+from drawing.measured import told_on  # noqa: E402
+from drawing.svg import finished  # noqa: E402
 
 UNITS = {"bytes": 1, "KiB": 1 << 10, "MiB": 1 << 20}
 COLUMNS = {"row": "row", "ours": "ours", "limit": "limit", "ratio": "ratio (range)", "aim": "aim",
@@ -38,12 +43,7 @@ def replace_between(page, name, new):
     page.write_text(f"{head}{begin}\n{new}\n{end}{tail}", encoding="utf-8")
 
 
-# Legible on a dark page and on a light one, and in print; lines differ by their dashes and points.
-STYLE = """<style>
-svg { color: #1b1b1b; }
-@media (prefers-color-scheme: dark) { svg { color: #e6e6e6; } }
-text { fill: currentColor; font-family: sans-serif; }
-</style>"""
+# Lines differ by their dashes and points, not by colours.
 PLOT = """set terminal svg size 800,500 dynamic font "sans-serif,14" noenhanced
 set key outside above
 set grid linecolor rgb "gray" dashtype 3
@@ -51,7 +51,7 @@ set grid linecolor rgb "gray" dashtype 3
 
 
 def draw(path, commands, series):
-    """One picture: a line for each series of points."""
+    """One picture beside its page: a line for each series of points."""
     blocks, curves = [], []
     for number, (title, style, points) in enumerate(series, 1):
         rows = "\n".join(f"{x:.6g} {y:.6g}" for x, y in points)
@@ -67,9 +67,10 @@ def draw(path, commands, series):
     except subprocess.CalledProcessError as error:
         sys.exit(f"judge: gnuplot cannot draw {path}: {error.stderr}")
     svg = drawn[drawn.index("<svg"):]
-    svg = re.sub(r"<title>.*?</title>\n?", "", svg)
+    svg = re.sub(r"<(title|desc)>.*?</\1>\n?", "", svg)
     svg = re.sub(r"(rgb\(\s*0,\s*0,\s*0\)|(?<=[\"' ])black(?=[\"';]))", "currentColor", svg)
-    path.write_text(svg.replace(">", f">\n{STYLE}", 1), encoding="utf-8")
+    page = path.parents[1] / "performance.md"
+    path.write_text(finished(svg, told_on(page.read_text(encoding="utf-8"))[path.name]), encoding="utf-8")
 
 
 def size_text(size):
