@@ -77,7 +77,7 @@ def draw(title, steps):
     draw_window(canvas, width, height, title)
     # What the last command says is what it was all for.
     ending = len(steps[-1].printed)
-    canvas.box(8, height - LINE * ending - 16, width - 16, LINE * ending + 4, "tint", 'rx="4"')
+    canvas.box(8, height - LINE * ending - 14, width - 16, LINE * ending + 3, "tint", 'rx="4"')
     for number, (kind, line, when) in enumerate(lines):
         strong = " strong" if kind != "printed" or number >= len(lines) - ending else ""
         text = ("$ " if kind == "command" else "") + line
