@@ -13,11 +13,8 @@ PLOTS = {
 }
 
 
-def told_on(page):
-    """What each plot tells, and the table that it belongs to."""
-    return {picture: Told(title, desc, section(page, heading))
-            for picture, (heading, title, desc) in PLOTS.items()}
-
-
-def section(page, heading):
-    return re.search(rf"^### {heading}\n(.*?)(?=^### |^<!-- end)", page, re.MULTILINE | re.DOTALL)[1]
+def told_of(picture, page):
+    """What a plot tells, and the table of the page that it belongs to."""
+    heading, title, desc = PLOTS[picture]
+    table = re.search(rf"^### {heading}\n(.*?)(?=^### |^<!-- end)", page, re.MULTILINE | re.DOTALL)
+    return Told(title, desc, table[1] if table else "")
