@@ -5,9 +5,9 @@ import textwrap
 from drawing.svg import Canvas, Told
 
 TITLE = "The length rules: who counts the terminator"
-DESC = ("For each family of functions: what a null buffer is told, which capacity is enough, what a smaller one "
-        "is told, what is reported and what is written, each with or without the terminator. The table on this "
-        "page has the same in words.")
+DESC = ("For each family of functions: what a null buffer is told, which capacity is enough, what a smaller "
+        "one is told, what is reported and what is written, each with or without the terminator. The table "
+        "beside it has the same in words.")
 COLUMNS = ["a null buffer is told", "enough is", "less is told", "enough is told", "what is written"]
 NAMES, COLUMN, LINE, UNIT = 214, 132, 15, 13
 WIDTH = NAMES + COLUMN * len(COLUMNS) + 24
@@ -35,14 +35,16 @@ def cells_of(row):
         raise ValueError(f"docs/length-rules.md: not a part that can be drawn: {enough}")
     least = "L + 1" if "≤ L" in short else part_of(enough, "capacity ") or re.sub(",.*", "", short)
     told = short if "not tested" not in short else ""
-    return [null, least, told.replace("capacity ≤ L: ", ""), part_of(enough, "reports ", "the length ", "the key "),
+    return [null, least, told.replace("capacity ≤ L: ", ""),
+            part_of(enough, "reports ", "the length ", "the key "),
             part_of(enough, "writes ") or part_of(enough, "the key ")]
 
 
 def read(cell):
     """Whether a cell shows a text, and whether with its terminator; and what else it says."""
     cell = cell.replace("**", "").replace("`", "")
-    shown = re.search(r"(?:capacity |reports |writes |exactly )*\bL\b( \+ 1)?(?: bytes)?(?: is enough)?,? ?", cell)
+    shown = re.search(r"(?:capacity |reports |writes |exactly )*"
+                      r"\bL\b( \+ 1)?(?: bytes)?(?: is enough)?,? ?", cell)
     if shown:
         return ("with" if shown[1] else "without"), (cell[:shown.start()] + cell[shown.end():]).strip(", ")
     if "a terminator" in cell:

@@ -5,11 +5,11 @@ from drawing.svg import Told
 
 PLOTS = {
     "growth.svg": ("Growth", "The time of a call by the size of its input",
-                   "On logarithmic axes, each line climbs as fast as its input: the work is linear. The table "
-                   "\"Growth\" of the page has its ends."),
+                   "On logarithmic axes, each line climbs as fast as its input: the work is linear. The "
+                   "table \"Growth\" of the page has its ends."),
     "stops.svg": ("Stops", "Which share of the stops had taken effect by when",
-                  "For each kind of key, the share of stops after which the wait had returned, by the time since "
-                  "the stop. The table \"Stops\" of the page has means and bounds."),
+                  "For each kind of key, the share of stops after which the wait had returned, by the time "
+                  "since the stop. The table \"Stops\" of the page has means and bounds."),
 }
 
 

@@ -71,7 +71,8 @@ def draw_window(canvas, width, height, title):
 
 def draw(title, steps):
     lines = list(lines_of(steps))
-    width = max(width_of(line) + (2 if kind == "command" else 0) for kind, line, _ in lines) * LETTER + 2 * LEFT
+    columns = max(width_of(line) + (2 if kind == "command" else 0) for kind, line, _ in lines)
+    width = columns * LETTER + 2 * LEFT
     height = TOP + LINE * len(lines)
     canvas = Canvas()
     draw_window(canvas, width, height, title)
@@ -81,8 +82,9 @@ def draw(title, steps):
     for number, (kind, line, when) in enumerate(lines):
         strong = " strong" if kind != "printed" or number >= len(lines) - ending else ""
         text = ("$ " if kind == "command" else "") + line
-        canvas.add(f'<text class="code {kind}{strong}" x="{LEFT}" y="{TOP + LINE * number}" font-size="{SIZE}"'
-                   f' xml:space="preserve" style="animation-delay: {when:.1f}s">{escape(text, quote=False)}</text>')
+        canvas.add(f'<text class="code {kind}{strong}" x="{LEFT}" y="{TOP + LINE * number}"'
+                   f' font-size="{SIZE}" xml:space="preserve" style="animation-delay: {when:.1f}s">'
+                   f'{escape(text, quote=False)}</text>')
     desc = (f"A recorded terminal: {len(steps)} commands and what they print. The last one says: "
             + " ".join(steps[-1].printed))
     source = "\n".join(line for _, line, _ in lines)

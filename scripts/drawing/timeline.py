@@ -25,7 +25,7 @@ def draw_axis(canvas, span, height):
 def draw_call(canvas, y, begin, width, call):
     failed = call.get("code", 0) != 0
     canvas.text(12, y + 13, call["entry"], "code strong" if failed else "code", size=11.5)
-    canvas.box(begin, y + 3, max(width, 2), 12, "paper line" if failed else "ink", 'stroke-width="1.5"' if failed else "")
+    canvas.box(begin, y + 3, max(width, 2), 12, "paper line" if failed else "ink")
     took = f"{call['duration_us'] / 1000:.1f} ms"
     if failed:
         canvas.text(begin + width + 5, y + 13.5, "✖", size=12)
@@ -44,9 +44,10 @@ def draw(recording):
         y = TOP + number * LINE
         if number > 0 and call["process"] != calls[number - 1]["process"]:
             canvas.line(12, y, WIDTH - 12, y, 'stroke-dasharray="3 3" stroke-opacity="0.6"')
-        draw_call(canvas, y, NAMES + BARS * (call["start_us"] - first) / span, BARS * call["duration_us"] / span, call)
+        draw_call(canvas, y, NAMES + BARS * (call["start_us"] - first) / span,
+                  BARS * call["duration_us"] / span, call)
     processes = len({call["process"] for call in calls})
     failed = [call["entry"] for call in calls if call.get("code", 0) != 0]
-    desc = (f"{len(calls)} calls of {processes} processes, each as a bar from its beginning to its end; a dashed line "
-            f"is where another process begins. Failed: {', '.join(failed) or 'none'}.")
+    desc = (f"{len(calls)} calls of {processes} processes, each as a bar from its beginning to its end; a "
+            f"dashed line is where another process begins. Failed: {', '.join(failed) or 'none'}.")
     return canvas.drawn(WIDTH, height, Told("The calls of a recording in time", desc, recording))
