@@ -2,6 +2,11 @@
 import re
 import subprocess
 import sys
+from pathlib import Path
+
+sys.path.append(str(Path(__file__).resolve().parents[1] / "scripts"))
+from drawing.measured import told_of  # noqa: E402
+from drawing.svg import finished  # noqa: E402
 
 UNITS = {"bytes": 1, "KiB": 1 << 10, "MiB": 1 << 20}
 COLUMNS = {"row": "row", "ours": "ours", "limit": "limit", "ratio": "ratio (range)", "aim": "aim",
@@ -38,20 +43,15 @@ def replace_between(page, name, new):
     page.write_text(f"{head}{begin}\n{new}\n{end}{tail}", encoding="utf-8")
 
 
-# Legible on a dark page and on a light one, and in print; lines differ by their dashes and points.
-STYLE = """<style>
-svg { color: #1b1b1b; }
-@media (prefers-color-scheme: dark) { svg { color: #e6e6e6; } }
-text { fill: currentColor; font-family: sans-serif; }
-</style>"""
+# Lines differ by their dashes and points, not by colours.
 PLOT = """set terminal svg size 800,500 dynamic font "sans-serif,14" noenhanced
 set key outside above
 set grid linecolor rgb "gray" dashtype 3
 """
 
 
-def draw(path, commands, series):
-    """One picture: a line for each series of points."""
+def draw(page, name, commands, series):
+    """One picture beside its page, of the tables there: a line for each series of points."""
     blocks, curves = [], []
     for number, (title, style, points) in enumerate(series, 1):
         rows = "\n".join(f"{x:.6g} {y:.6g}" for x, y in points)
@@ -65,11 +65,12 @@ def draw(path, commands, series):
     except FileNotFoundError:
         sys.exit("judge: gnuplot is missing; install the package gnuplot-nox")
     except subprocess.CalledProcessError as error:
-        sys.exit(f"judge: gnuplot cannot draw {path}: {error.stderr}")
+        sys.exit(f"judge: gnuplot cannot draw {name}: {error.stderr}")
     svg = drawn[drawn.index("<svg"):]
-    svg = re.sub(r"<title>.*?</title>\n?", "", svg)
+    svg = re.sub(r"<(title|desc)>.*?</\1>\n?", "", svg)
     svg = re.sub(r"(rgb\(\s*0,\s*0,\s*0\)|(?<=[\"' ])black(?=[\"';]))", "currentColor", svg)
-    path.write_text(svg.replace(">", f">\n{STYLE}", 1), encoding="utf-8")
+    told = told_of(name, page.read_text(encoding="utf-8"))
+    (page.parent / "pictures" / name).write_text(finished(svg, told), encoding="utf-8")
 
 
 def size_text(size):
@@ -77,7 +78,7 @@ def size_text(size):
     return f"{size // UNITS[unit]} {unit}"
 
 
-def draw_growth(path, subjects):
+def draw_growth(page, subjects):
     """The time of a call in nanoseconds by the size of its input, for each subject."""
     series = [(subject, f"linespoints pointtype {number}",
                [(size, time / 1e6) for size, time in times.items()])
@@ -85,15 +86,15 @@ def draw_growth(path, subjects):
     if series:
         sizes = sorted({size for times in subjects.values() for size in times})
         places = ", ".join(f'"{size_text(size)}" {size}' for size in sizes)
-        draw(path, f"set logscale xy 10\nset xtics ({places})\n"
+        draw(page, "growth.svg", f"set logscale xy 10\nset xtics ({places})\n"
                    'set xlabel "input"\nset ylabel "time of a call [ms]"\n', series)
 
 
-def draw_stops(path, subjects):
+def draw_stops(page, subjects):
     """Which share of the stops had taken effect by when, from their times in nanoseconds."""
     series = [(f"{subject} ({len(times)} stops)", "lines",
                [(time / 1e6, 100 * (i + 1) / len(times)) for i, time in enumerate(sorted(times))])
               for subject, times in subjects.items() if times]
     if series:
-        draw(path, 'set xlabel "from the stop to the end of the wait [ms]"\n'
+        draw(page, "stops.svg", 'set xlabel "from the stop to the end of the wait [ms]"\n'
                    'set ylabel "stops [%]"\nset xrange [0:*]\nset yrange [0:100]\n', series)
