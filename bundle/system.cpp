@@ -20,6 +20,7 @@ namespace {
 constexpr const char* kPackages[] = {
     "liborval-unified-kpxukey",
     "liborval-unified-kpxukey-dev",
+    "liborval-lint1",
     "ukeyctl",
     "orval-softkey",
     "com.kpx.orvalunified",

@@ -29,7 +29,8 @@ function(orval_ship target)
     return()
   endif()
   target_compile_options(${target} PRIVATE ${orval_prefix_maps})
-  target_link_options(${target} PRIVATE LINKER:--build-id=sha1)
+  # The C++ compiler asks for libm whether anything of it is used or not.
+  target_link_options(${target} PRIVATE LINKER:--build-id=sha1 LINKER:--as-needed)
   # What is tested is what is installed, byte for byte.
   set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
   get_target_property(type ${target} TYPE)

@@ -116,7 +116,7 @@ class Lint:
             raise LintMissingError(
                 f"{error}. Request descriptions and certificate packages are looked at by "
                 f"{path} before they are handed over, because a malformed one would end the "
-                "process; install the package liborval-unified-kpxukey-dev, which brings it"
+                "process; install the package liborval-lint1, which brings it"
             ) from None
 
     def _look(self, function: str, text: Raw, *more: Any) -> Report:

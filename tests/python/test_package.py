@@ -366,7 +366,7 @@ def test_all_findings_are_told():
 def test_missing_linter_is_told_with_its_package(product, tmp_path):
     library = product.load()
     library._calls._lint_path = str(tmp_path / "liborval_lint.so.1")
-    with pytest.raises(orval_ukey.LintMissingError, match="liborval-unified-kpxukey-dev"):
+    with pytest.raises(orval_ukey.LintMissingError, match="liborval-lint1"):
         library.key_of("SN").GenerateCertRequest("CertType(1)")
     assert library.key_of("SN").GetLabel() == ""
 
