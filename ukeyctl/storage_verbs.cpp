@@ -4,6 +4,9 @@
 
 namespace {
 
+// What SetData takes.
+constexpr size_t kLongestItem = 300;
+
 void Init(Session& session, const ChangeOptions& options) {
     Change change;
     change.function = "InitUKey";
@@ -99,7 +102,6 @@ struct DataOptions {
 };
 
 void SetData(Session& session, const DataOptions& options) {
-    constexpr size_t kLongest = 300;
     const std::string data = options.data.Read(options.empty);
     Change change;
     change.function = "SetData";
@@ -107,9 +109,10 @@ void SetData(Session& session, const DataOptions& options) {
     change.arguments = {{"nIndex", int64_t{options.index}}, {"szData", Masked(data)}};
     change.items = {
         {"data item", static_cast<int64_t>(data.size()), cli::Say("item {1}", options.index)}};
-    if (data.size() > kLongest) {
+    if (data.size() > kLongestItem) {
         change.verdict = lint::Verdict::kRefused;
-        change.remark = "SetData refuses it with -401: an item has at most 300 bytes";
+        change.remark =
+            cli::Say("SetData refuses it with -401: an item has at most {1} bytes", kLongestItem);
     }
     std::optional<ukey::Key> key;
     if (MayCarryOut(session, options.change, change, key)) {
@@ -120,8 +123,9 @@ void SetData(Session& session, const DataOptions& options) {
 
 void AddSetData(cli::Command& group, Session& session) {
     const auto options = std::make_shared<DataOptions>();
-    cli::Command verb = AddVerb(group, "set", "Write a data item of at most 300 bytes", session,
-                                [options](Session& running) { SetData(running, *options); });
+    cli::Command verb =
+        AddVerb(group, "set", cli::Say("Write a data item of at most {1} bytes", kLongestItem),
+                session, [options](Session& running) { SetData(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
     AddIndex(verb, options->index);
     AddText(verb, "data", "The item's text", options->data);

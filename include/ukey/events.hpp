@@ -180,14 +180,27 @@ class Deadline {
 // Any thread may call any member, and Stop brings those back that are inside Next, with no event.
 // Destroying is for the owner, at any moment of the wait, but as with any object only when no other
 // thread is inside a member: stop it and let them come back first.
+//
+// A key that comes or goes before the thread has brought the product to its first look at the keys,
+// some milliseconds after construction, is no event, and the product does not tell when that was.
+// Whoever must not miss it stops the source at times and looks again, as WaitForKey does.
+//
+// In a child of a fork the source has no thread: it is finished and has no event, and destroying it
+// leaves the parent's as it is.
 class EventSource {
  public:
     explicit EventSource(Library library)
         : queue_(std::make_shared<detail::EventQueue>(std::move(library), detail::WaitPermit())),
-          waiter_([queue = queue_] { queue->Run(); }) {}
+          waiter_(std::make_unique<std::thread>([queue = queue_] { queue->Run(); })) {}
     EventSource(const EventSource&) = delete;
     EventSource& operator=(const EventSource&) = delete;
-    ~EventSource() { Stop(); }
+    ~EventSource() {
+        Stop();
+        if (!IsOfThisProcess()) {
+            // A thread that is not there can be neither joined nor detached.
+            static_cast<void>(waiter_.release());
+        }
+    }
 
     // Next: the next event, waiting for it. Nothing after a stop. Throws ukey::Error when the
     // wait itself has failed; the source is then at its end.
@@ -199,7 +212,7 @@ class EventSource {
     }
 
     // IsFinished: no further event will come.
-    bool IsFinished() const noexcept { return queue_->IsFinished(); }
+    bool IsFinished() const noexcept { return !IsOfThisProcess() || queue_->IsFinished(); }
 
     // Descriptor: readable while Next has something to say, for a poll loop. Not to be read.
     int Descriptor() const noexcept { return queue_->Descriptor(); }
@@ -207,6 +220,9 @@ class EventSource {
     // Stop: ends the wait for good and returns when it has ended, which takes as long as one wait
     // of the token library and 20 ms more. Events already queued can still be taken.
     void Stop() noexcept {
+        if (!IsOfThisProcess()) {
+            return;
+        }
         // The product forgets a stop that comes before its wait has begun, and the waiting thread
         // may be anywhere, so the stop is repeated until the thread says that it is through.
         queue_->RequestStop();
@@ -215,12 +231,14 @@ class EventSource {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         const std::lock_guard<std::mutex> lock(join_);
-        if (waiter_.joinable()) {
-            waiter_.join();
+        if (waiter_->joinable()) {
+            waiter_->join();
         }
     }
 
  private:
+    bool IsOfThisProcess() const noexcept { return process_ == getpid(); }
+
     void StopOnce() noexcept {
         try {
             queue_->Product().StopDetectUKey();
@@ -230,6 +248,10 @@ class EventSource {
     }
 
     std::optional<KeyEvent> Await(const std::optional<detail::Deadline>& deadline) {
+        if (!IsOfThisProcess()) {
+            return std::nullopt;  // the thread may have had the queue's lock when it was left
+                                  // behind
+        }
         const std::shared_ptr<detail::EventQueue> queue = queue_;
         for (;;) {
             // Read before the queue is looked at: an end seen first means that the queue was full.
@@ -244,9 +266,10 @@ class EventSource {
         }
     }
 
+    const pid_t process_ = getpid();
     std::shared_ptr<detail::EventQueue> queue_;
     std::mutex join_;
-    std::thread waiter_;
+    std::unique_ptr<std::thread> waiter_;
 };
 
 // Ends a WaitForKey before its time.

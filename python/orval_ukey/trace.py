@@ -45,7 +45,11 @@ def _short(value: Any) -> str:
 
 
 class Trace:
-    """The calls of all clients of a test so far. A call is known when it has come back."""
+    """The calls of all clients of a test so far. A call is known when it has come back.
+
+    From recordings, not from the software key's own trace: that keeps the latest calls of a whole
+    home in one ring, which does not tell one client's from another's, and long texts in part.
+    """
 
     def __init__(self, folder: Path) -> None:
         self._folder = folder

@@ -206,6 +206,9 @@ std::string FaultsLockPath() {
 std::string TracePath() {
     return HomePath() + "/trace.ring";
 }
+std::string TraceListenerPath() {
+    return TracePath() + ".listener";
+}
 
 bool Exists(const std::string& path) {
     struct stat status {};

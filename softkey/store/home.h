@@ -36,6 +36,7 @@ std::string SlotsLockPath();
 std::string FaultsPath();
 std::string FaultsLockPath();
 std::string TracePath();
+std::string TraceListenerPath();
 
 // Whether something has that name, be it a link that leads nowhere.
 bool Exists(const std::string& path);

@@ -1,13 +1,9 @@
 #include "tools/scenario_world.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <system_error>
 
 #include "authority/authority.h"
 #include "base/encoding.h"
@@ -35,27 +31,6 @@ using scenario::Step;
 
 void Set(const std::string& variable, const std::string& value) {
     setenv(variable.c_str(), value.c_str(), 1);
-}
-
-std::string NewFolder() {
-    const char* const chosen = std::getenv("TMPDIR");
-    std::string pattern =
-        std::string(chosen == nullptr || *chosen == '\0' ? "/tmp" : chosen) + "/softkey-run-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) {
-        cli::Throw(cli::ExitStatus::kFile, cli::Say("cannot make {1}", pattern),
-                   cli::SayError(errno), "Name a folder of your own in TMPDIR, or with --keep");
-    }
-    return pattern;
-}
-
-// A folder that is kept must hold nothing of a former run.
-std::string GivenFolder(const std::string& name) {
-    std::string path = fs::absolute(name).lexically_normal().string();
-    if (mkdir(path.c_str(), S_IRWXU) != 0) {
-        cli::Throw(cli::ExitStatus::kFile, cli::Say("cannot make {1}", path), cli::SayError(errno),
-                   "Name a folder that is not there yet");
-    }
-    return path;
 }
 
 // What each kind asks of the key, in the interface's numbers.
@@ -112,16 +87,6 @@ std::vector<std::string> LinesOf(const std::string& path) {
 }
 
 }  // namespace
-
-World::Folder::Folder(const std::string& to_keep)
-    : path(to_keep.empty() ? NewFolder() : GivenFolder(to_keep)), keeps(!to_keep.empty()) {}
-
-World::Folder::~Folder() {
-    if (!keeps) {
-        std::error_code ignored;
-        fs::remove_all(path, ignored);
-    }
-}
 
 World::World(const scenario::Scenario& scenario, const std::string& folder)
     : scenario_(scenario),

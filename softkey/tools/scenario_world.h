@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "scenario/scenario.h"
+#include "tools/world_folder.h"
 
 namespace softkey::tools {
 
@@ -40,15 +41,6 @@ class World {
     size_t UnforeseenDialogs() const;
 
  private:
-    struct Folder {
-        explicit Folder(const std::string& to_keep);
-        ~Folder();
-        Folder(const Folder&) = delete;
-        Folder& operator=(const Folder&) = delete;
-        std::string path;
-        bool keeps;
-    };
-
     void MakeFolders();
     void MakeKeys();
     void MakeKey(const scenario::Key& key);
@@ -60,11 +52,11 @@ class World {
     void Do(size_t index);
     void Move(const scenario::Step& step) const;
     void OrderFor(const scenario::Step& step) const;
-    std::string In(const std::string& name) const { return folder_.path + "/" + name; }
+    std::string In(const std::string& name) const { return folder_.Path() + "/" + name; }
     std::string PinPath(const std::string& serial) const { return In("pin-" + serial); }
 
     const scenario::Scenario& scenario_;
-    Folder folder_;
+    WorldFolder folder_;
     std::map<std::string, std::string> serials_;  // by the scenario's names
     std::vector<StepReport> steps_;
     std::vector<bool> done_;  // of each step, whether its time has come

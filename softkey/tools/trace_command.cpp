@@ -4,6 +4,8 @@
 #include <csignal>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <thread>
 
 #include "calls/call_table.h"
 #include "cli/checks.h"
@@ -22,6 +24,7 @@ namespace {
 
 constexpr const char* kVerb = "trace";
 constexpr std::chrono::milliseconds kPause{100};
+constexpr std::chrono::seconds kLongestWait{5};
 constexpr int64_t kAll = -1;
 
 struct Options {
@@ -155,31 +158,40 @@ void ShowOnce(const Options& options) {
     }
 }
 
-// Traces as long as it lives, unless calls were traced before.
+// Traces as long as it lives, however it ends, unless calls were traced before.
 class Listener {
  public:
-    Listener() : is_first_(!OpenRing()) {
-        if (is_first_) {
-            Ring::MakeAnew();
+    Listener() {
+        const auto end = std::chrono::steady_clock::now() + kLongestWait;
+        for (; !OpenRing(); std::this_thread::sleep_for(kPause)) {
+            // Another that listens is beginning, or ending.
+            if (std::chrono::steady_clock::now() >= end) {
+                throw Error(Code::kStoreBusy, "another program keeps the trace");
+            }
+            if (std::optional<RingListener> listener = RingListener::Become()) {
+                ours_.emplace(std::move(*listener));
+                Ring::MakeAnew(Ring::Lasts::kWithItsListener);
+                return;
+            }
         }
     }
     ~Listener() {
         try {
-            if (is_first_) {
+            if (ours_) {
                 Ring::Remove();
             }
         } catch (const Error&) {
-            // It stays on, as with a listener that was killed.
+            // Nothing is traced for a listener that has ended.
         }
     }
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
 
-    void Leave() { is_first_ = false; }
-    bool IsFirst() const { return is_first_; }
+    void Leave() { ours_.reset(); }
+    bool IsFirst() const { return ours_.has_value(); }
 
  private:
-    bool is_first_;
+    std::optional<RingListener> ours_;
 };
 
 void Note(const std::string& sentence) {

@@ -19,7 +19,9 @@
 
 // A place is written under the file's lock and has a check of its own: what a killed process wrote
 // in part is no call, and everybody else goes on. A call is counted only when it stands in its
-// place. Nothing is mapped: a file that somebody cuts must not kill a client.
+// place. Nothing is mapped: a file that somebody cuts must not kill a client. Whether somebody
+// listens is a lock on a file of its own, since a network's file system may make one kind of lock
+// of this and of the writers'.
 namespace softkey {
 namespace {
 
@@ -89,6 +91,26 @@ void Write(int file, const TracedLine& line) {
     WriteAt(file, OffsetOf(line.number), bytes.data(), bytes.size());
 }
 
+// Of the open file, not of the process: nothing else that this process does with the file loses it.
+struct flock ListenersLock() {
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    return lock;
+}
+
+// Who only asks takes no lock, and is in nobody's way. What cannot be asked is believed to be so.
+bool SomebodyListens() {
+    const int file = open(TraceListenerPath().c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (file < 0) {
+        return errno != ENOENT;
+    }
+    struct flock lock = ListenersLock();
+    const bool is_known = fcntl(file, F_OFD_GETLK, &lock) == 0;
+    close(file);
+    return !is_known || lock.l_type != F_UNLCK;
+}
+
 }  // namespace
 
 int64_t NowUs() {
@@ -98,7 +120,7 @@ int64_t NowUs() {
     return now.tv_sec * kMicrosecondsInASecond + now.tv_nsec / 1000;
 }
 
-void Ring::MakeAnew() {
+void Ring::MakeAnew(Lasts lasts) {
     EnsureHome();
     Head head{};
     std::memcpy(head.magic, kMagic, sizeof kMagic);
@@ -106,6 +128,7 @@ void Ring::MakeAnew() {
     head.place_size = kPlaceSize;
     head.started_us = NowUs();
     head.started = std::time(nullptr);
+    head.lasts = static_cast<uint64_t>(lasts);
     const std::string salt = calls::NewSalt();
     std::memcpy(head.salt, salt.data(), kSaltRoom);
     Bytes bytes(static_cast<size_t>(kFirstPlace));
@@ -142,6 +165,9 @@ std::optional<Ring> Ring::Open(For use) {
     Private(path);
     Require(ReadAt(file, 0, &ring.head_, sizeof ring.head_) && IsSound(ring.head_),
             Code::kStoreDamaged, "it is no trace");
+    if (static_cast<Lasts>(ring.head_.lasts) == Lasts::kWithItsListener && !SomebodyListens()) {
+        return std::nullopt;
+    }
     return ring;
 }
 
@@ -185,6 +211,29 @@ std::optional<TracedLine> Ring::At(uint64_t number) const {
     }
     return std::nullopt;
 }
+
+std::optional<RingListener> RingListener::Become() {
+    EnsureHome();
+    const std::string path = TraceListenerPath();
+    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (file < 0) {
+        FailWithFile(errno, path);
+    }
+    RingListener listener(file);
+    struct flock lock = ListenersLock();
+    if (fcntl(file, F_OFD_SETLK, &lock) != 0) {
+        return std::nullopt;
+    }
+    return listener;
+}
+
+RingListener::~RingListener() {
+    if (file_ >= 0) {
+        close(file_);
+    }
+}
+
+RingListener::RingListener(RingListener&& other) noexcept : file_(std::exchange(other.file_, -1)) {}
 
 RingTurn::RingTurn(const Ring& ring) : ring_(ring) {
     const auto end = std::chrono::steady_clock::now() + kLongestWait;

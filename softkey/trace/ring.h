@@ -45,7 +45,7 @@ class Ring {
         int64_t started;       // by the calendar
         char salt[kSaltRoom];  // of the masks; no two rings have the same
         uint64_t next;         // calls so far
-        uint64_t reserved;
+        uint64_t lasts;        // a Lasts
     };
 
     // That there is none is believed for so long: looking for it would be all that most calls of a
@@ -54,11 +54,12 @@ class Ring {
 
     // An empty one in the place of another, which every client knows when this returns. Makes the
     // home where there is none.
-    static void MakeAnew();
+    enum class Lasts : uint64_t { kUntilRemoved = 0, kWithItsListener = 1 };
+    static void MakeAnew(Lasts lasts = Lasts::kUntilRemoved);
     static void Remove();
 
-    // Nothing where there is none. Throws kStoreDamaged for a file that is no ring, and what else
-    // keeps one from using the home's files.
+    // Nothing where there is none, or one whose listener was killed. Throws kStoreDamaged for a
+    // file that is no ring, and what else keeps one from using the home's files.
     enum class For { kReading, kWriting };
     static std::optional<Ring> Open(For use);
 
@@ -79,6 +80,23 @@ class Ring {
 
     int file_;
     Head head_{};
+};
+
+// For whom rings are there that last with their listener: one process at a time. However it ends,
+// the system lets the next be it.
+class RingListener {
+ public:
+    // Nothing while another listens.
+    static std::optional<RingListener> Become();
+
+    ~RingListener();
+    RingListener(RingListener&& other) noexcept;
+    RingListener& operator=(RingListener&&) = delete;
+
+ private:
+    explicit RingListener(int file) : file_(file) {}
+
+    int file_;
 };
 
 // The time since the machine was started.

@@ -264,6 +264,21 @@ def test_trace_is_waited_for_while_a_client_runs(softkey, plugged_key, trace):
     client.kill()
 
 
+def test_trace_tells_clients_apart_and_texts_in_full(ukey, softkey, plugged_key, trace):
+    certificate = "x" * 6000
+    with pytest.raises(orval_ukey.Error):
+        ukey.plugged_key().ImportX509Cert(certificate)
+    one, other = (softkey.start("sh", "-c", f"ukeyctl label get; exit {i}") for i in range(2))
+    assert [one.wait().status, other.wait().status] == [0, 1]
+    assert certificate in [text for call in trace.calls for text in call.given.values()]
+    clients = [call.client for call in trace.of("GetLabel")]
+    assert set(clients) == {f"sh -c 'ukeyctl label get; exit {i}'" for i in range(2)}
+    softkey.command("trace", "--on")
+    softkey.fault("GetLabel", orval_ukey.StoreBusyError)
+    assert softkey.run("ukeyctl", "label", "get").status != 0
+    assert "as softkey fault ordered" in softkey.command("trace")
+
+
 def test_equal_calls_in_a_row_are_shown_as_one(ukey, plugged_key, trace):
     for _ in range(3):
         ukey.key_of(plugged_key.serial_number).VerifyPIN()

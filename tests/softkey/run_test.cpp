@@ -63,12 +63,15 @@ class RunTest : public SoftKeyTest {
         WriteFile(Folder() + "/scenario.toml", scenario);
         return Run(arguments);
     }
-    bool IsNothingLeft() const {
+    std::set<std::string> Left() const {
+        std::set<std::string> left;
         for (const auto& file : std::filesystem::directory_iterator(Folder())) {
-            if (file.path().filename().string().rfind("softkey-run-", 0) == 0) return false;
+            const std::string name = file.path().filename().string();
+            if (name.rfind("softkey-run-", 0) == 0) left.insert(name);
         }
-        return true;
+        return left;
     }
+    bool IsNothingLeft() const { return Left().empty(); }
 };
 
 class ExampleTest : public RunTest, public ::testing::WithParamInterface<Played> {};
@@ -195,6 +198,43 @@ TEST_F(RunTest, ASignalEndsTheClientAndClearsTheWorldAway) {
                  " run scenario.toml -- sh -c 'touch begun; exec sleep 1000' & } && "
                  "while [ ! -e begun ]; do sleep 0.1; done && kill -TERM $! && wait $!");
     EXPECT_EQ(128 + 15, result.status) << result.output;
+    EXPECT_TRUE(IsNothingLeft());
+}
+
+// The client of each run says that it has begun, and sleeps for longer than any test.
+TEST_F(RunTest, WhatAKilledRunLeftGoesWithTheNextAndNothingElse) {
+    WriteFile(Folder() + "/scenario.toml", kOneKey);
+    const auto begin = [this](const std::string& name) {
+        return "{ TMPDIR=" + Folder() + " " + Program("softkey") +
+               " run scenario.toml -- sh -c 'touch " + name + "; exec sleep 1000' & } && " + name +
+               "=$! && while [ ! -e " + name + " ]; do sleep 0.1; done && ";
+    };
+    std::filesystem::create_directory(Folder() + "/softkey-run-backup");
+    RunShell("cd " + Folder() + " && " + begin("killed") + "kill -KILL $killed; wait $killed");
+    ASSERT_EQ(Left().size(), 2U);
+    const CommandResult result = RunShell(
+        "cd " + Folder() + " && " + begin("alive") +
+        "ls -d softkey-run-* >during; TMPDIR=" + Folder() + " " + Program("softkey") +
+        " run scenario.toml -- true; ls -d softkey-run-* >behind; kill -TERM $alive; wait $alive");
+    EXPECT_EQ(128 + 15, result.status) << result.output;
+    // The living one's, and what is none of a run's.
+    for (const char* const when : {"/during", "/behind"}) {
+        const std::string names = ReadFile(Folder() + when);
+        EXPECT_EQ(2, std::count(names.begin(), names.end(), '\n')) << when << "\n" << names;
+        EXPECT_THAT(names, HasSubstr("softkey-run-backup\n"));
+    }
+    EXPECT_THAT(Left(), ::testing::ElementsAre("softkey-run-backup"));
+}
+
+// with-softkey leaves such folders in the client's /tmp, and root alone could remove them as they
+// are.
+TEST_F(RunTest, AnOrdinaryUsersRunLeavesNoFolderThatNobodyMayRead) {
+    WriteFile(Folder() + "/scenario.toml", kOneKey);
+    const CommandResult result = RunShell(
+        "cd " + Folder() + " && TMPDIR=" + Folder() +
+        " bwrap --unshare-user --uid 1000 --cap-drop ALL --dev-bind / / " + Program("softkey") +
+        " run scenario.toml -- sh -c 'mkdir -p /tmp/closed/inner && chmod 0 /tmp/closed/inner'");
+    EXPECT_EQ(0, result.status) << result.output;
     EXPECT_TRUE(IsNothingLeft());
 }
 

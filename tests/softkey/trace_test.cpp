@@ -434,6 +434,7 @@ class Listening {
         });
     }
     std::string Output() const { return ReadFile(output_); }
+    void Kill() { child_->Kill(); }
     int Stop() {
         kill(child_->Id(), SIGINT);
         return Status();
@@ -462,6 +463,31 @@ TEST_F(TraceTest, WhoFollowsSeesCallsComeAndTracesNoLongerThanThat) {
     EXPECT_THAT(Names(calls::Read(listening.Output()).calls),
                 ElementsAre("GetLabel", "GetLabel", "GetLabel"));
     EXPECT_FALSE(std::filesystem::exists(TracePath()));
+}
+
+TEST_F(TraceTest, WhatAKilledListenerBeganEndsWithIt) {
+    Listening killed(Folder() + "/killed", "--json");
+    ASSERT_TRUE(Comes([&] { return !killed.Output().empty(); }));
+    Label();
+    EXPECT_EQ(Traced().calls.size(), 1U);
+    Listening second(Folder() + "/second", "--json");
+    ASSERT_TRUE(Comes([&] { return !second.Output().empty(); }));
+    killed.Kill();
+    const std::string left = ReadFile(TracePath());
+    Label();
+    EXPECT_TRUE(left == ReadFile(TracePath())) << "a call was traced";
+    EXPECT_EQ(Trace().status, 1);
+    EXPECT_EQ(second.Status(), 0);
+    // Nor does it keep the next from beginning and ending, or anybody from what lasts.
+    Listening next(Folder() + "/next", "--json");
+    ASSERT_TRUE(Comes([&] { return !next.Output().empty(); }));
+    Label();
+    EXPECT_EQ(Traced().calls.size(), 1U);
+    EXPECT_EQ(next.Stop(), 0);
+    EXPECT_FALSE(std::filesystem::exists(TracePath()));
+    EXPECT_EQ(Trace("--on").status, 0);
+    Label();
+    EXPECT_EQ(Traced().calls.size(), 1U);
 }
 
 TEST_F(TraceTest, WhoFollowsWhatOthersBeganLeavesItAndEndsWithIt) {

@@ -156,6 +156,26 @@ TEST_F(Events, RefuseNothingInAForkedChild) {
     EXPECT_EQ(status, 0);
 }
 
+// The child has the source and not its thread.
+TEST_F(Events, EndAtOnceInAForkedChild) {
+    constexpr unsigned kLongest = 20;
+    auto events = std::make_unique<ukey::EventSource>(library_);
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(kLongest);
+        const bool has_none = events->IsFinished() && !events->Next();
+        events->Stop();
+        events.reset();
+        _exit(has_none ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_FALSE(events->IsFinished());
+    Happens(ORVAL_KEY_INSERTED, "SN1");
+    EXPECT_TRUE(events->Next());
+}
+
 TEST_F(Events, KeepTheLibraryOpen) {
     auto library = std::make_unique<ukey::Library>(OpenProduct());
     ukey::EventSource events(*library);
@@ -217,6 +237,19 @@ TEST_F(Events, AKeyThatIsPluggedLaterIsWaitedFor) {
     ASSERT_TRUE(key);
     EXPECT_EQ(key->SerialNumber(), kSerialNumber);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::minutes(1));
+}
+
+// As one that comes before the product's first look.
+TEST_F(Events, AKeyThatIsNoEventIsFoundByTheNextLook) {
+    fake_.codes["GetPrintNumber"] = kNoKey;
+    std::thread plugger([&] {
+        while (!ukey::detail::IsWaitedBeside()) {
+            std::this_thread::sleep_for(milliseconds(1));
+        }
+        fake_.codes.clear();
+    });
+    EXPECT_TRUE(library_.WaitForKey(std::chrono::minutes(1)));
+    plugger.join();
 }
 
 TEST_F(Events, NoKeyInTimeIsNone) {

@@ -37,7 +37,7 @@ TEST_F(Certificates, AFormattedKeyAnswersWithRequestsForTheNextOwner) {
     ASSERT_EQ(2U, each.size());
     EXPECT_TRUE(RequestHolds(each[0]));
     EXPECT_TRUE(RequestHolds(each[1]));
-    EXPECT_EQ(Code::kOk, Checked(Batch_ImportX509Cert(key.c_str(), Issue(requests).c_str())));
+    EXPECT_EQ(kOk, Checked(Batch_ImportX509Cert(key.c_str(), Issue(requests).c_str())));
     EXPECT_TRUE(Certificate(Given(CertificateOf(key, kSm2Signing))).IsIssuedBy(Sm2Root()));
     EXPECT_TRUE(Certificate(Given(CertificateOf(key, kRsaSigning))).IsIssuedBy(RsaRoot()));
 }
@@ -46,7 +46,7 @@ TEST_F(Certificates, AnRsaKeySignsAndDecrypts) {
     const std::string key = NewPluggedKey();
     const std::string requests =
         Given(Request(key, std::string(kRsaSigning1) + "|" + kRsaEncryption1));
-    EXPECT_EQ(Code::kOk, Checked(ImportX509Cert(key.c_str(), Issue(requests).c_str())));
+    EXPECT_EQ(kOk, Checked(ImportX509Cert(key.c_str(), Issue(requests).c_str())));
     const Certificate signing(Given(CertificateOf(key, kRsaSigning)));
     EXPECT_TRUE(signing.Verifies(kOrder, FromBase64(Given(Signature(key, kOrder, kRsaSigning)))));
     EXPECT_TRUE(signing.Verifies(
@@ -65,9 +65,8 @@ TEST_F(Certificates, AnArmouredPackageIsImportedPieceByPiece) {
     const std::string signing = Armoured(PackageItems(package, "SignCert").at(0));
     const std::string encryption = Armoured(PackageItems(package, "EncCert").at(0));
     const std::string envelope = PackageItems(package, "EncPriKey").at(0);
-    EXPECT_EQ(Code::kOk, Checked(ImportX509Cert(key.c_str(), signing.c_str())));
-    EXPECT_EQ(Code::kOk,
-              Checked(ImportEncX509Cert(key.c_str(), encryption.c_str(), envelope.c_str())));
+    EXPECT_EQ(kOk, Checked(ImportX509Cert(key.c_str(), signing.c_str())));
+    EXPECT_EQ(kOk, Checked(ImportEncX509Cert(key.c_str(), encryption.c_str(), envelope.c_str())));
     const Certificate certificate(Given(CertificateOf(key, kEncryption)));
     EXPECT_EQ("secret", Given(Decrypted(key, ToBase64(certificate.Encrypt("secret")))));
 }
@@ -76,7 +75,7 @@ TEST_F(Certificates, AnEnvelopeInBase64IsImportedToo) {
     const std::string key = NewPluggedKey();
     const std::string package =
         Issue(Given(BatchRequest(key, kKeep, kBothInOne)), "--envelope base64");
-    EXPECT_EQ(Code::kOk, Checked(Batch_ImportX509Cert(key.c_str(), package.c_str())));
+    EXPECT_EQ(kOk, Checked(Batch_ImportX509Cert(key.c_str(), package.c_str())));
     const Certificate certificate(Given(CertificateOf(key, kEncryption)));
     EXPECT_EQ("secret", Given(Decrypted(key, ToBase64(certificate.Encrypt("secret")))));
 }
@@ -133,7 +132,7 @@ TEST_F(Certificates, ABlobOfTheKeyInterfaceIsImportedWithAndWithoutThePrefix) {
                                      ")|EncPriKey(" + prefix +
                                      (hexadecimal ? ToHex(blob) : ToBase64(blob)) + ")|EncCert(" +
                                      PackageItems(package, "EncCert").at(0) + ")";
-            EXPECT_EQ(Code::kOk, Checked(Batch_ImportX509Cert(key.c_str(), text.c_str())));
+            EXPECT_EQ(kOk, Checked(Batch_ImportX509Cert(key.c_str(), text.c_str())));
             const Certificate certificate(Given(CertificateOf(key, kEncryption)));
             EXPECT_EQ("secret", Given(Decrypted(key, ToBase64(certificate.Encrypt("secret")))));
             Unplug(key);
@@ -148,7 +147,7 @@ TEST_F(Certificates, ARenewalReplacesCertificateAndKeyPair) {
     EXPECT_TRUE(
         Certificate(old_certificate).Verifies(kOrder, FromBase64(Given(Signature(key, kOrder)))))
         << "a request alone changes nothing";
-    EXPECT_EQ(Code::kOk, Checked(ImportX509Cert(key.c_str(), renewal.c_str())));
+    EXPECT_EQ(kOk, Checked(ImportX509Cert(key.c_str(), renewal.c_str())));
     const Certificate renewed(Given(CertificateOf(key, kSigning)));
     const std::string signature = FromBase64(Given(Signature(key, kOrder)));
     EXPECT_TRUE(renewed.Verifies(kOrder, signature));
@@ -189,7 +188,7 @@ TEST_F(Certificates, TheCertificateOfAnotherKeyIsRefused) {
     EXPECT_EQ("No key pair on the key belongs to the certificate.",
               ErrorText(Code::kCertificateNotOurs));
     EXPECT_EQ(Code::kCertificateNotFound, CertificateOf(key, kSigning).code);
-    EXPECT_EQ(Code::kOk, Checked(ImportX509Cert(key.c_str(), Issue(request).c_str())))
+    EXPECT_EQ(kOk, Checked(ImportX509Cert(key.c_str(), Issue(request).c_str())))
         << "the refusal took the key pair that waits for its certificate";
 }
 
@@ -221,7 +220,7 @@ TEST_F(Certificates, WhatIsNoCertificateOrKeyIsRefused) {
 TEST_F(Certificates, ACertificateIsRefusedOnceItsKeyPairIsDeleted) {
     const std::string key = NewPluggedKey();
     const std::string answer = Issue(Given(Request(key, kSm2Signing1)));
-    EXPECT_EQ(Code::kOk, Checked(DelCertAndTempKey(key.c_str(), kSigning, kUnanswered)));
+    EXPECT_EQ(kOk, Checked(DelCertAndTempKey(key.c_str(), kSigning, kUnanswered)));
     EXPECT_EQ(Code::kCertificateNotOurs, Checked(ImportX509Cert(key.c_str(), answer.c_str())));
 }
 

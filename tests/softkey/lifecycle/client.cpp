@@ -5,23 +5,27 @@
 #include <cstdio>
 #include <ostream>
 
+namespace ukey {
+
+void PrintTo(Errc code, std::ostream* output) {
+    char text[32];
+    std::snprintf(text, sizeof text, "0x%08X (%d)", static_cast<unsigned>(code),
+                  static_cast<int>(code));
+    *output << text;
+}
+
+}  // namespace ukey
+
 namespace lifecycle {
 namespace {
 
 Answer Fetch(const TextCall& call, int32_t capacity) {
     std::vector<char> buffer(static_cast<size_t>(capacity) + 1, '\0');
     const Code code = Checked(call(buffer.data(), &capacity));
-    return {code, code == Code::kOk ? std::string(buffer.data()) : std::string()};
+    return {code, code == kOk ? std::string(buffer.data()) : std::string()};
 }
 
 }  // namespace
-
-void PrintTo(Code code, std::ostream* output) {
-    char text[32];
-    std::snprintf(text, sizeof text, "0x%08X (%d)", static_cast<unsigned>(code),
-                  static_cast<int>(code));
-    *output << text;
-}
 
 void PrintTo(const Tries& tries, std::ostream* output) {
     *output << tries.left << " of " << tries.maximum;
@@ -35,14 +39,14 @@ Code Checked(int32_t result) {
 }
 
 std::string Given(const Answer& answer) {
-    EXPECT_EQ(Code::kOk, answer.code);
+    EXPECT_EQ(kOk, answer.code);
     return answer.text;
 }
 
 Answer AskForText(const TextCall& call) {
     int32_t length = 0;
     const Code code = Checked(call(nullptr, &length));
-    if (code != Code::kOk) {
+    if (code != kOk) {
         return {code, std::string()};
     }
     return Fetch(call, length);
@@ -119,9 +123,9 @@ Answer Decrypted(const std::string& key, const std::string& cipher, Selector whi
 Tries TriesOf(const std::string& key) {
     Tries tries = {-1, -1};
     int32_t length = 0;
-    EXPECT_EQ(Code::kOk, Checked(GetPinInfo(key.c_str(), nullptr, &length)));
+    EXPECT_EQ(kOk, Checked(GetPinInfo(key.c_str(), nullptr, &length)));
     EXPECT_EQ(static_cast<int32_t>(sizeof tries), length);
-    EXPECT_EQ(Code::kOk, Checked(GetPinInfo(key.c_str(), &tries, &length)));
+    EXPECT_EQ(kOk, Checked(GetPinInfo(key.c_str(), &tries, &length)));
     return tries;
 }
 

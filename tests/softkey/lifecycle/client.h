@@ -11,41 +11,18 @@
 #include <vector>
 
 #include "orval_unified_kpxukey.h"
+#include "ukey/codes.hpp"
+
+// Where the test framework looks for it.
+namespace ukey {
+void PrintTo(Errc code, std::ostream* output);
+}  // namespace ukey
 
 namespace lifecycle {
 
-// What a call returned. The library's own codes, and those of the software key that tests name.
-enum class Code : int32_t {
-    kOk = 0,
-    kBackendUnavailable = ORVAL_BACKEND_UNAVAILABLE,
-    kLibraryNotInitialized = ORVAL_NOT_INITIALIZED,
-    kUnsupported = ORVAL_UNSUPPORTED,
-    kInvalidArgument = ORVAL_INVALID_ARGUMENT,
-    kKeyUsage = 0x0A00000A,
-    kMemory = 0x0A00000E,
-    kCertificateNotFound = 0x0A00001C,
-    kDecryption = 0x0A00001E,
-    kDeviceRemoved = 0x0A000023,
-    kPinIncorrect = 0x0A000024,
-    kPinLocked = 0x0A000025,
-    kPinLength = 0x0A000027,
-    kDataItemNotFound = 0x0A000031,
-    kSelector = 0x0A100001,
-    kKeyTypeHash = 0x0A100002,
-    kCancelled = 0x0A100003,
-    kNotConfirmed = 0x0A100004,
-    kNoDialog = 0x0A100005,
-    kPinSourceRefused = 0x0A100006,
-    kPinSourceUnreadable = 0x0A100007,
-    kPkcs7Malformed = 0x0A100008,
-    kCertificateNotOurs = 0x0A100009,
-    kEnvelopeMalformed = 0x0A10000A,
-    kEnvelopeNotOurs = 0x0A10000B,
-    kStoreReadOnly = 0x0A10000C,
-    kStoreFull = 0x0A10000D,
-    kNewPinMissing = 0x0A100012,
-};
-void PrintTo(Code code, std::ostream* output);
+// What a call returned.
+using Code = ukey::Errc;
+constexpr Code kOk{};
 
 // A result as a code, once GetLastErrCode has been seen to say the same.
 Code Checked(int32_t result);

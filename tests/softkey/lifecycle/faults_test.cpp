@@ -78,29 +78,29 @@ TEST_F(Faults, TheCodeOfEachEntryReachesTheClient) {
         EXPECT_EQ("No faults are ordered.", Program("softkey", "fault --list")) << use.entry;
     }
     EXPECT_EQ(certificate, Given(CertificateOf(key, kSigning))) << "a fault changed something";
-    EXPECT_EQ(Code::kOk, Signature(key, "order").code);
+    EXPECT_EQ(kOk, Signature(key, "order").code);
 }
 
 TEST_F(Faults, AFaultMayComeLateLastAndBeWithdrawn) {
     const std::string key = NewPluggedKey();
     OrderFault("GetLabel", "0x0A00000E --after 2 --times 2");
     // An answer is two calls of the entry: one for the length, one for the text.
-    EXPECT_EQ(Code::kOk, LabelOf(key).code);
+    EXPECT_EQ(kOk, LabelOf(key).code);
     EXPECT_EQ(Code::kMemory, LabelOf(key).code);
     EXPECT_EQ(Code::kMemory, LabelOf(key).code);
-    EXPECT_EQ(Code::kOk, LabelOf(key).code);
+    EXPECT_EQ(kOk, LabelOf(key).code);
     OrderFault("GetLabel", "-401 --always");
     EXPECT_EQ(Code::kInvalidArgument, LabelOf(key).code);
     EXPECT_EQ(Code::kInvalidArgument, LabelOf(key).code);
     Program("softkey", "fault GetLabel --clear");
-    EXPECT_EQ(Code::kOk, LabelOf(key).code);
+    EXPECT_EQ(kOk, LabelOf(key).code);
 }
 
 TEST_F(Faults, ADelayOnlyTakesTime) {
     const std::string key = NewPluggedKey();
     OrderFault("SetLabel", "0 --delay 300");
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(Code::kOk, Checked(SetLabel(key.c_str(), "Late")));
+    EXPECT_EQ(kOk, Checked(SetLabel(key.c_str(), "Late")));
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(300));
     EXPECT_EQ("Late", Given(LabelOf(key)));
 }
@@ -122,7 +122,7 @@ TEST_F(Faults, AWarningThatIsRefusedIsNotSigned) {
     OrderFault("GMUsbKeyCriticalSign", "0x0A00000E");
     EXPECT_EQ(kFault, ConfirmedSignature(key, "order", "Pay?").code);
     EXPECT_EQ(Code::kMemory, ConfirmedSignature(key, "order", "Pay?").code);
-    EXPECT_EQ(Code::kOk, ConfirmedSignature(key, "order", "Pay?").code);
+    EXPECT_EQ(kOk, ConfirmedSignature(key, "order", "Pay?").code);
 }
 
 TEST_F(Faults, AnImportThatBreaksOffIsRepeated) {
@@ -130,9 +130,9 @@ TEST_F(Faults, AnImportThatBreaksOffIsRepeated) {
     const std::string package = Issue(Given(BatchRequest(key, kKeep, kBothInOne)));
     OrderFault("GMWritePKCS7", std::string(kFaultText) + " --after 1");
     EXPECT_EQ(kFault, Checked(Batch_ImportX509Cert(key.c_str(), package.c_str())));
-    EXPECT_EQ(Code::kOk, CertificateOf(key, kSigning).code);
+    EXPECT_EQ(kOk, CertificateOf(key, kSigning).code);
     EXPECT_EQ(Code::kCertificateNotFound, CertificateOf(key, kEncryption).code);
-    EXPECT_EQ(Code::kOk, Checked(Batch_ImportX509Cert(key.c_str(), package.c_str())));
+    EXPECT_EQ(kOk, Checked(Batch_ImportX509Cert(key.c_str(), package.c_str())));
     const Certificate certificate(Given(CertificateOf(key, kEncryption)));
     EXPECT_EQ("secret", Given(Decrypted(key, ToBase64(certificate.Encrypt("secret")))));
 }

@@ -22,7 +22,7 @@ TEST_F(Forks, LeaveChildrenThatWorkWhileTheParentWaits) {
         InOtherProcess([&] {
             alarm(kPatienceSeconds);
             const std::string text = std::to_string(number);
-            EXPECT_EQ(Code::kOk, Checked(SetData(key.c_str(), 0, text.c_str())));
+            EXPECT_EQ(kOk, Checked(SetData(key.c_str(), 0, text.c_str())));
             EXPECT_EQ(text, Given(DataOf(key, 0)));
         });
     }

@@ -52,10 +52,10 @@ class HostileStore : public SoftwareKeyTest {
         setenv("ORVAL_SOFTKEY_HOME", home_.c_str(), 1);
         key_ = NewPluggedKey();
         answer_ = Issue(Given(Request(key_, kSm2Signing1)));
-        EXPECT_EQ(Code::kOk, Checked(ImportX509Cert(key_.c_str(), answer_.c_str())));
-        EXPECT_EQ(Code::kOk, Checked(SetData(key_.c_str(), 1, "customer 4711")));
+        EXPECT_EQ(kOk, Checked(ImportX509Cert(key_.c_str(), answer_.c_str())));
+        EXPECT_EQ(kOk, Checked(SetData(key_.c_str(), 1, "customer 4711")));
         // A verified PIN would spare the calls below the try that each of them has to count.
-        EXPECT_EQ(Code::kOk, Checked(RemovePinCache()));
+        EXPECT_EQ(kOk, Checked(RemovePinCache()));
         AnswerPin(std::string(kRightPin) + "\n" + kOtherPin);
     }
 
@@ -92,8 +92,8 @@ class HostileStore : public SoftwareKeyTest {
 
     // The key is as it was, and goes on.
     void ExpectToWorkAgain() const {
-        EXPECT_EQ(Code::kOk, Signature(key_, "order").code);
-        EXPECT_EQ(Code::kOk, Checked(SetLabel(key_.c_str(), "Afterwards")));
+        EXPECT_EQ(kOk, Signature(key_, "order").code);
+        EXPECT_EQ(kOk, Checked(SetLabel(key_.c_str(), "Afterwards")));
         EXPECT_EQ("Afterwards", Given(LabelOf(key_)));
         EXPECT_EQ("customer 4711", Given(DataOf(key_, 1)));
     }

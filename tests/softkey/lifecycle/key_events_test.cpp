@@ -28,7 +28,7 @@ TEST_F(KeyEvents, AKeyArrivesAndLeavesWhileAClientWaits) {
 TEST_F(KeyEvents, TheBufferForASerialNumberIsAskedFor) {
     uint32_t kind = 0;
     uint32_t length = 0;
-    EXPECT_EQ(Code::kOk, Checked(WaitForKeyEvent(&kind, nullptr, &length)));
+    EXPECT_EQ(kOk, Checked(WaitForKeyEvent(&kind, nullptr, &length)));
     EXPECT_EQ(17U, length);
 }
 
@@ -36,7 +36,7 @@ TEST_F(KeyEvents, AStoppedWaitLeavesTheNextOneWhole) {
     const std::string key = NewKey();
     KeyWait stopped;
     stopped.Stop();
-    EXPECT_EQ((KeyEvent{Code::kOk, ORVAL_WAIT_STOPPED, ""}), stopped.Result());
+    EXPECT_EQ((KeyEvent{kOk, ORVAL_WAIT_STOPPED, ""}), stopped.Result());
     KeyWait arrival;
     Plug(key);
     EXPECT_EQ(Inserted(key), arrival.Result());
@@ -134,9 +134,9 @@ TEST_F(KeyEvents, AWaitListsTenKeys) {
 TEST_F(KeyEvents, TwoKeysKeepTheirContentsApart) {
     const std::string alice = NewSigningKey();
     const std::string bob = NewSigningKey();
-    EXPECT_EQ(Code::kOk, Checked(SetLabel(alice.c_str(), "Alice")));
-    EXPECT_EQ(Code::kOk, Checked(SetLabel(bob.c_str(), "Bob")));
-    EXPECT_EQ(Code::kOk, Checked(SetData(alice.c_str(), 0, "A")));
+    EXPECT_EQ(kOk, Checked(SetLabel(alice.c_str(), "Alice")));
+    EXPECT_EQ(kOk, Checked(SetLabel(bob.c_str(), "Bob")));
+    EXPECT_EQ(kOk, Checked(SetData(alice.c_str(), 0, "A")));
     EXPECT_EQ(Code::kDataItemNotFound, DataOf(bob, 0).code);
     EXPECT_EQ("Alice", Given(LabelOf(alice)));
     EXPECT_EQ("Bob", Given(LabelOf(bob)));
@@ -146,7 +146,7 @@ TEST_F(KeyEvents, TwoKeysKeepTheirContentsApart) {
     Unplug(alice);
     EXPECT_EQ(bob, Given(AskForText(GetPrintNumber)));
     EXPECT_EQ(Code::kDeviceRemoved, Signature(alice, "order").code);
-    EXPECT_EQ(Code::kOk, Signature(bob, "order").code);
+    EXPECT_EQ(kOk, Signature(bob, "order").code);
 }
 
 }  // namespace

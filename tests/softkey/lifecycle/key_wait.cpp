@@ -21,11 +21,11 @@ void PrintTo(const KeyEvent& event, std::ostream* output) {
 }
 
 KeyEvent Inserted(const std::string& serial) {
-    return {Code::kOk, ORVAL_KEY_INSERTED, serial};
+    return {kOk, ORVAL_KEY_INSERTED, serial};
 }
 
 KeyEvent Removed(const std::string& serial) {
-    return {Code::kOk, ORVAL_KEY_REMOVED, serial};
+    return {kOk, ORVAL_KEY_REMOVED, serial};
 }
 
 KeyEvent WaitForKey() {

@@ -12,7 +12,7 @@ namespace lifecycle {
 
 // What a wait for a key reported.
 struct KeyEvent {
-    Code code = Code::kOk;
+    Code code = kOk;
     uint32_t kind = 0;
     std::string serial;
 

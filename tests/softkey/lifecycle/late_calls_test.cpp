@@ -48,7 +48,7 @@ using LateCalls = SoftwareKeyTest;
 
 TEST_F(LateCalls, VerifyAPin) {
     const std::string key = NewPluggedKey();
-    const auto verify = [&] { EXPECT_EQ(Code::kOk, Checked(VerifyPIN(key.c_str()))); };
+    const auto verify = [&] { EXPECT_EQ(kOk, Checked(VerifyPIN(key.c_str()))); };
     EarlyAndLate(verify, verify);
 }
 
@@ -57,12 +57,12 @@ TEST_F(LateCalls, FindThePinThatWasCached) {
     EarlyAndLate(
         [&] {
             // The flag does not load the libraries.
-            EXPECT_EQ(Code::kOk, LabelOf(key).code);
-            EXPECT_EQ(Code::kOk, Checked(SetCachePinFlag(key.c_str(), 1)));
-            EXPECT_EQ(Code::kOk, Checked(VerifyPIN(key.c_str())));
+            EXPECT_EQ(kOk, LabelOf(key).code);
+            EXPECT_EQ(kOk, Checked(SetCachePinFlag(key.c_str(), 1)));
+            EXPECT_EQ(kOk, Checked(VerifyPIN(key.c_str())));
             AnswerNoPin();
         },
-        [&] { EXPECT_EQ(Code::kOk, Checked(VerifyPIN(key.c_str()))); });
+        [&] { EXPECT_EQ(kOk, Checked(VerifyPIN(key.c_str()))); });
 }
 
 TEST_F(LateCalls, SignWithAWarningThatWasSetEarly) {

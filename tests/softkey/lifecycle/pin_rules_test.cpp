@@ -37,9 +37,9 @@ class PinRules : public SoftwareKeyTest {
     // A key that has a certificate and, in this process, a PIN in its cache.
     static std::string NewKeyWithCachedPin() {
         const std::string key = NewSigningKey();
-        EXPECT_EQ(Code::kOk, VerifyAndCache(key, 0));
+        EXPECT_EQ(kOk, VerifyAndCache(key, 0));
         AnswerNoPin();
-        EXPECT_EQ(Code::kOk, SignSomething(key));
+        EXPECT_EQ(kOk, SignSomething(key));
         return key;
     }
 };
@@ -74,7 +74,7 @@ TEST_F(PinRules, ALockedKeyStillShowsWhatIsPublic) {
     const std::string key = NewSigningKey();
     Lock(key);
     EXPECT_EQ("Test", Given(LabelOf(key)));
-    EXPECT_EQ(Code::kOk, CertificateOf(key, kSigning).code);
+    EXPECT_EQ(kOk, CertificateOf(key, kSigning).code);
     EXPECT_EQ(key, Given(AskForText(GetPrintNumber)));
 }
 
@@ -82,9 +82,9 @@ TEST_F(PinRules, AnInitialisationUnlocksAndErases) {
     const std::string key = NewSigningKey();
     Lock(key);
     AnswerPin(kOtherPin);
-    EXPECT_EQ(Code::kOk, Checked(InitUKey(key.c_str())));
+    EXPECT_EQ(kOk, Checked(InitUKey(key.c_str())));
     EXPECT_EQ((Tries{kMaximumTries, kMaximumTries}), TriesOf(key));
-    EXPECT_EQ(Code::kOk, Verify(key));
+    EXPECT_EQ(kOk, Verify(key));
     EXPECT_EQ(Code::kCertificateNotFound, CertificateOf(key, kSigning).code);
 }
 
@@ -92,16 +92,16 @@ TEST_F(PinRules, AnInitialisationMayGiveALabel) {
     const std::string key = NewPluggedKey();
     Lock(key);
     std::string label = "Bob";
-    EXPECT_EQ(Code::kOk, Checked(TestInitUKey(key.c_str(), label.data())));
+    EXPECT_EQ(kOk, Checked(TestInitUKey(key.c_str(), label.data())));
     EXPECT_EQ("Bob", Given(LabelOf(key)));
-    EXPECT_EQ(Code::kOk, Verify(key));
+    EXPECT_EQ(kOk, Verify(key));
 }
 
 TEST_F(PinRules, AResetUnlocksAndErases) {
     const std::string key = NewSigningKey();
     Lock(key);
     Program("softkey", "reset " + key + " --yes " + UsingPinFile());
-    EXPECT_EQ(Code::kOk, Verify(key));
+    EXPECT_EQ(kOk, Verify(key));
     EXPECT_EQ(Code::kCertificateNotFound, CertificateOf(key, kSigning).code);
 }
 
@@ -111,7 +111,7 @@ TEST_F(PinRules, ARightPinGivesAllTriesBack) {
     EXPECT_EQ(Code::kPinIncorrect, Verify(key));
     EXPECT_EQ(Code::kPinIncorrect, Verify(key));
     AnswerPin(kRightPin);
-    EXPECT_EQ(Code::kOk, Verify(key));
+    EXPECT_EQ(kOk, Verify(key));
     EXPECT_EQ((Tries{kMaximumTries, kMaximumTries}), TriesOf(key));
 }
 
@@ -129,27 +129,27 @@ TEST_F(PinRules, TheTextsOfWrongAndLockedComeInBothLanguages) {
     AnswerPin(kWrongPin);
     EXPECT_EQ(Code::kPinIncorrect, Verify(key));
     EXPECT_EQ("The PIN is not correct. Tries left: 5.", ErrorText(Code::kPinIncorrect));
-    EXPECT_EQ(Code::kOk, Language(key, "zh_CN"));
+    EXPECT_EQ(kOk, Language(key, "zh_CN"));
     EXPECT_EQ("PIN 码错误。剩余 5 次。", ErrorText(Code::kPinIncorrect));
     Lock(key);
     EXPECT_EQ("PIN 码已锁定。", ErrorText(Code::kPinLocked));
-    EXPECT_EQ("操作成功。", ErrorText(Code::kOk));
-    EXPECT_EQ("库未初始化。", ErrorText(Code::kLibraryNotInitialized));
-    EXPECT_EQ(Code::kOk, Language(key, "en_US"));
+    EXPECT_EQ("操作成功。", ErrorText(kOk));
+    EXPECT_EQ("库未初始化。", ErrorText(Code::kNotInitialized));
+    EXPECT_EQ(kOk, Language(key, "en_US"));
     EXPECT_EQ("The PIN is locked.", ErrorText(Code::kPinLocked));
-    EXPECT_EQ("Success.", ErrorText(Code::kOk));
-    EXPECT_EQ("The library is not initialised.", ErrorText(Code::kLibraryNotInitialized));
+    EXPECT_EQ("Success.", ErrorText(kOk));
+    EXPECT_EQ("The library is not initialised.", ErrorText(Code::kNotInitialized));
 }
 
 TEST_F(PinRules, TextsComeInTheCharacterSetThatWasChosen) {
     const std::string key = NewPluggedKey();
-    EXPECT_EQ(Code::kOk, Checked(SetLabel(key.c_str(), "密钥")));
-    EXPECT_EQ(Code::kOk, Checked(SetCharset(key.c_str(), "GB18030")));
+    EXPECT_EQ(kOk, Checked(SetLabel(key.c_str(), "密钥")));
+    EXPECT_EQ(kOk, Checked(SetCharset(key.c_str(), "GB18030")));
     EXPECT_EQ("\xC3\xDC\xD4\xBF", Given(LabelOf(key)));
-    EXPECT_EQ(Code::kOk, Checked(SetLabel(key.c_str(), "\xCB\xF8")));
-    EXPECT_EQ(Code::kOk, Language(key, "zh_CN"));
+    EXPECT_EQ(kOk, Checked(SetLabel(key.c_str(), "\xCB\xF8")));
+    EXPECT_EQ(kOk, Language(key, "zh_CN"));
     EXPECT_EQ("PIN \xC2\xEB\xD2\xD1\xCB\xF8\xB6\xA8\xA1\xA3", ErrorText(Code::kPinLocked));
-    EXPECT_EQ(Code::kOk, Checked(SetCharset("", "UTF-8")));
+    EXPECT_EQ(kOk, Checked(SetCharset("", "UTF-8")));
     EXPECT_EQ("锁", Given(LabelOf(key)));
     EXPECT_EQ(Code::kSelector, Checked(SetCharset(key.c_str(), "KOI8-R")));
     EXPECT_EQ(Code::kSelector, Language(key, "ru_RU"));
@@ -158,12 +158,12 @@ TEST_F(PinRules, TextsComeInTheCharacterSetThatWasChosen) {
 TEST_F(PinRules, AChangedPinReplacesTheOldOne) {
     const std::string key = NewSigningKey();
     AnswerPin(std::string(kRightPin) + "\n" + kOtherPin);
-    EXPECT_EQ(Code::kOk, Checked(ChangePin(key.c_str())));
+    EXPECT_EQ(kOk, Checked(ChangePin(key.c_str())));
     AnswerPin(kRightPin);
     EXPECT_EQ(Code::kPinIncorrect, Verify(key));
     AnswerPin(kOtherPin);
-    EXPECT_EQ(Code::kOk, Verify(key));
-    EXPECT_EQ(Code::kOk, SignSomething(key)) << "the private keys came along";
+    EXPECT_EQ(kOk, Verify(key));
+    EXPECT_EQ(kOk, SignSomething(key)) << "the private keys came along";
 }
 
 TEST_F(PinRules, AChangeNeedsOldAndNewPin) {
@@ -174,56 +174,56 @@ TEST_F(PinRules, AChangeNeedsOldAndNewPin) {
     AnswerPin(std::string(kRightPin) + "\n123");
     EXPECT_EQ(Code::kPinLength, Checked(ChangePin(key.c_str())));
     EXPECT_EQ((Tries{kMaximumTries - 1, kMaximumTries}), TriesOf(key));
-    EXPECT_EQ(Code::kOk, Verify(key));
+    EXPECT_EQ(kOk, Verify(key));
 }
 
 // ------------------------------------------------------------------ how long an answer lasts
 
 TEST_F(PinRules, AVerificationServesOneSignature) {
     const std::string key = NewSigningKey();
-    EXPECT_EQ(Code::kOk, Verify(key));
+    EXPECT_EQ(kOk, Verify(key));
     AnswerNoPin();
-    EXPECT_EQ(Code::kOk, SignSomething(key));
+    EXPECT_EQ(kOk, SignSomething(key));
     EXPECT_EQ(Code::kPinSourceUnreadable, SignSomething(key));
 }
 
 TEST_F(PinRules, TheFlagTurnsEachVerificationIntoACachedOne) {
     const std::string key = NewSigningKey();
-    EXPECT_EQ(Code::kOk, Flag(key, true));
-    EXPECT_EQ(Code::kOk, Verify(key));
+    EXPECT_EQ(kOk, Flag(key, true));
+    EXPECT_EQ(kOk, Verify(key));
     AnswerNoPin();
-    EXPECT_EQ(Code::kOk, SignSomething(key));
-    EXPECT_EQ(Code::kOk, SignSomething(key));
-    EXPECT_EQ(Code::kOk, Verify(key));
-    EXPECT_EQ(Code::kOk, Request(key, kSm2Signing1).code);
-    EXPECT_EQ(Code::kOk, Flag(key, false));
+    EXPECT_EQ(kOk, SignSomething(key));
+    EXPECT_EQ(kOk, SignSomething(key));
+    EXPECT_EQ(kOk, Verify(key));
+    EXPECT_EQ(kOk, Request(key, kSm2Signing1).code);
+    EXPECT_EQ(kOk, Flag(key, false));
     EXPECT_EQ(Code::kPinSourceUnreadable, SignSomething(key));
 }
 
 TEST_F(PinRules, FlagAndInitialisationWaitForTheLibrary) {
     EXPECT_EQ(Code::kBackendUnavailable, Flag("OR00000000000000", true));
     EXPECT_EQ(ORVAL_NOT_INITIALIZED, InitUKey("OR00000000000000"));
-    EXPECT_EQ(Code::kOk, Checked(Initialize()));
+    EXPECT_EQ(kOk, Checked(Initialize()));
     EXPECT_EQ(Code::kDeviceRemoved, Flag("OR00000000000000", true));
     EXPECT_EQ(Code::kDeviceRemoved, Checked(InitUKey("OR00000000000000")));
 }
 
 TEST_F(PinRules, ACachedPinServesUntilItIsRemoved) {
     const std::string key = NewKeyWithCachedPin();
-    EXPECT_EQ(Code::kOk, SignSomething(key));
-    EXPECT_EQ(Code::kOk, Verify(key));
-    EXPECT_EQ(Code::kOk, Checked(RemovePinCache()));
+    EXPECT_EQ(kOk, SignSomething(key));
+    EXPECT_EQ(kOk, Verify(key));
+    EXPECT_EQ(kOk, Checked(RemovePinCache()));
     EXPECT_EQ(Code::kPinSourceUnreadable, SignSomething(key));
 }
 
 TEST_F(PinRules, ACachedPinServesForTheSecondsThatWereAskedFor) {
     const std::string key = NewSigningKey();
-    EXPECT_EQ(Code::kOk, VerifyAndCache(key, 3600));
+    EXPECT_EQ(kOk, VerifyAndCache(key, 3600));
     AnswerNoPin();
-    EXPECT_EQ(Code::kOk, SignSomething(key));
-    EXPECT_EQ(Code::kOk, Checked(RemovePinCache()));
+    EXPECT_EQ(kOk, SignSomething(key));
+    EXPECT_EQ(kOk, Checked(RemovePinCache()));
     AnswerPin(kRightPin);
-    EXPECT_EQ(Code::kOk, VerifyAndCache(key, 1));
+    EXPECT_EQ(kOk, VerifyAndCache(key, 1));
     AnswerNoPin();
     EXPECT_TRUE(Eventually([&] { return SignSomething(key) == Code::kPinSourceUnreadable; }));
     EXPECT_EQ(Code::kSelector, VerifyAndCache(key, 86401));
@@ -233,14 +233,14 @@ TEST_F(PinRules, ACachedPinIsOfOneKey) {
     const std::string other = NewSigningKey();
     const std::string key = NewKeyWithCachedPin();
     EXPECT_EQ(Code::kPinSourceUnreadable, SignSomething(other));
-    EXPECT_EQ(Code::kOk, SignSomething(key));
+    EXPECT_EQ(kOk, SignSomething(key));
 }
 
 TEST_F(PinRules, ACachedPinIsOfOneProcess) {
     const std::string key = NewSigningKey();
     InOtherProcess([&] {
-        EXPECT_EQ(Code::kOk, VerifyAndCache(key, 0));
-        EXPECT_EQ(Code::kOk, SignSomething(key));
+        EXPECT_EQ(kOk, VerifyAndCache(key, 0));
+        EXPECT_EQ(kOk, SignSomething(key));
     });
     AnswerNoPin();
     EXPECT_EQ(Code::kPinSourceUnreadable, SignSomething(key));
@@ -280,7 +280,7 @@ TEST_F(PinRules, APinFileThatOthersMayReadIsRefused) {
     EXPECT_THAT(refusal.output, HasSubstr("0600"));
     chmod(kPinFile, 0600);
     Plug(key);
-    EXPECT_EQ(Code::kOk, Verify(key));
+    EXPECT_EQ(kOk, Verify(key));
     chmod(kPinFile, 0604);
     EXPECT_EQ(Code::kPinSourceRefused, Verify(key));
     EXPECT_EQ((Tries{kMaximumTries, kMaximumTries}), TriesOf(key));
@@ -313,7 +313,7 @@ TEST_F(PinRules, AConfirmationThatIsRefusedSignsNothing) {
     Plug(key, UsingPinFile() + " --confirm never");
     EXPECT_EQ(Code::kNotConfirmed, ConfirmedSignature(key, "order", "Pay?").code);
     EXPECT_EQ("The user did not confirm the signature.", ErrorText(Code::kNotConfirmed));
-    EXPECT_EQ(Code::kOk, SignSomething(key));
+    EXPECT_EQ(kOk, SignSomething(key));
 }
 
 // Stands in for a person: a program that answers as pinentry does and keeps what it was told.
@@ -336,8 +336,8 @@ TEST_F(PinRules, ADialogShowsWarningAndDigestAndThenAsks) {
     EXPECT_TRUE(Certificate(Given(CertificateOf(key, kSigning))).Verifies("abc", signature));
     EXPECT_THAT(ReadFile("/tmp/told"), testing::AllOf(HasSubstr("Pay 100?"), HasSubstr("Digest: "),
                                                       HasSubstr(key), HasSubstr("GETPIN")));
-    EXPECT_EQ(Code::kOk, Checked(SetLanguage(key.c_str(), "zh_CN")));
-    EXPECT_EQ(Code::kOk, ConfirmedSignature(key, "abc", "付款 100？").code);
+    EXPECT_EQ(kOk, Checked(SetLanguage(key.c_str(), "zh_CN")));
+    EXPECT_EQ(kOk, ConfirmedSignature(key, "abc", "付款 100？").code);
     EXPECT_THAT(ReadFile("/tmp/told"),
                 testing::AllOf(HasSubstr("付款 100？"), HasSubstr("杂凑值：")));
 }

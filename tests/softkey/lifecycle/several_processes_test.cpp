@@ -16,13 +16,12 @@ using SeveralProcesses = SoftwareKeyTest;
 TEST_F(SeveralProcesses, EachStepOfALifeMayHaveAProcessOfItsOwn) {
     const std::string key = NewPluggedKey();
     InOtherProcess([&] {
-        EXPECT_EQ(Code::kOk, Checked(SetLabel(key.c_str(), "Alice")));
-        EXPECT_EQ(Code::kOk, Checked(SetData(key.c_str(), 7, "seven")));
+        EXPECT_EQ(kOk, Checked(SetLabel(key.c_str(), "Alice")));
+        EXPECT_EQ(kOk, Checked(SetData(key.c_str(), 7, "seven")));
     });
     InOtherProcess([&] { Issue(Given(BatchRequest(key, kKeep, kBothInOne))); });
     InOtherProcess([&] {
-        EXPECT_EQ(Code::kOk,
-                  Checked(Batch_ImportX509Cert(key.c_str(), ReadFile("/tmp/answer").c_str())));
+        EXPECT_EQ(kOk, Checked(Batch_ImportX509Cert(key.c_str(), ReadFile("/tmp/answer").c_str())));
     });
     InOtherProcess([&] { WriteFile("/tmp/signature", Given(Signature(key, "order"))); });
     EXPECT_EQ("Alice", Given(LabelOf(key)));
@@ -60,7 +59,7 @@ TEST_F(SeveralProcesses, OneKeyServesSeveralAtOnce) {
         processes.push_back(std::make_unique<OtherProcess>([&, number] {
             for (int round = 0; round < kRounds; ++round) {
                 const std::string text = std::to_string(number) + "-" + std::to_string(round);
-                EXPECT_EQ(Code::kOk, Checked(SetData(key.c_str(), number, text.c_str())));
+                EXPECT_EQ(kOk, Checked(SetData(key.c_str(), number, text.c_str())));
                 EXPECT_TRUE(certificate.Verifies(text, FromBase64(Given(Signature(key, text)))));
                 EXPECT_EQ(text, Given(DataOf(key, number)));
             }
@@ -76,7 +75,7 @@ TEST_F(SeveralProcesses, OneKeyServesSeveralAtOnce) {
 class ChangesByOthers : public SoftwareKeyTest {
  protected:
     ChangesByOthers() : key_(NewSigningKey()) {
-        EXPECT_EQ(Code::kOk, Checked(TestVerifyAndCachePin(key_.c_str(), 0)));
+        EXPECT_EQ(kOk, Checked(TestVerifyAndCachePin(key_.c_str(), 0)));
         AnswerNoPin();
         ExpectSignature();
         ExpectSignature();
@@ -103,8 +102,8 @@ TEST_F(ChangesByOthers, OfPublicThingsAreSeenAtOnce) {
     for (int i = 0; i < 10; ++i) {
         const std::string text = std::to_string(i);
         Elsewhere([&] {
-            EXPECT_EQ(Code::kOk, Checked(SetLabel(key_.c_str(), text.c_str())));
-            EXPECT_EQ(Code::kOk, Checked(SetData(key_.c_str(), 0, text.c_str())));
+            EXPECT_EQ(kOk, Checked(SetLabel(key_.c_str(), text.c_str())));
+            EXPECT_EQ(kOk, Checked(SetData(key_.c_str(), 0, text.c_str())));
         });
         EXPECT_EQ(text, Given(LabelOf(key_)));
         EXPECT_EQ(text, Given(DataOf(key_, 0)));
@@ -127,16 +126,15 @@ TEST_F(ChangesByOthers, ReplaceTheKeyPairWithWhichIsSigned) {
     const std::string before = Given(CertificateOf(key_, kSigning));
     Elsewhere([&] {
         const std::string answer = Issue(Given(Request(key_, kSm2Signing1)));
-        EXPECT_EQ(Code::kOk, Checked(ImportX509Cert(key_.c_str(), answer.c_str())));
+        EXPECT_EQ(kOk, Checked(ImportX509Cert(key_.c_str(), answer.c_str())));
     });
     EXPECT_NE(before, Given(CertificateOf(key_, kSigning)));
     ExpectSignature();
 }
 
 TEST_F(ChangesByOthers, TakeTheKeyPairWithWhichIsSigned) {
-    Elsewhere([&] {
-        EXPECT_EQ(Code::kOk, Checked(DelCertAndTempKey(key_.c_str(), kSigning, kEverything)));
-    });
+    Elsewhere(
+        [&] { EXPECT_EQ(kOk, Checked(DelCertAndTempKey(key_.c_str(), kSigning, kEverything))); });
     EXPECT_EQ(Code::kCertificateNotFound, Signature(key_, "order").code);
 }
 
@@ -158,7 +156,7 @@ TEST_F(ChangesByOthers, UnplugTheKey) {
 
 TEST_F(ChangesByOthers, PutACopyInTheKeysPlace) {
     Program("softkey", "backup " + key_ + " /tmp/copy");
-    Elsewhere([&] { EXPECT_EQ(Code::kOk, Checked(SetLabel(key_.c_str(), "Later"))); });
+    Elsewhere([&] { EXPECT_EQ(kOk, Checked(SetLabel(key_.c_str(), "Later"))); });
     EXPECT_EQ("Later", Given(LabelOf(key_)));
     Unplug(key_);
     Program("softkey", "delete " + key_ + " --yes");
@@ -174,7 +172,7 @@ TEST_F(ChangesByOthers, LeaveAForkedClientAndItsParentAtWork) {
     for (int i = 0; i < 5; ++i) {
         InOtherProcess([&] {
             ExpectSignature();
-            EXPECT_EQ(Code::kOk, Checked(SetLabel(key_.c_str(), std::to_string(i).c_str())));
+            EXPECT_EQ(kOk, Checked(SetLabel(key_.c_str(), std::to_string(i).c_str())));
             ExpectSignature();
         });
         EXPECT_EQ(std::to_string(i), Given(LabelOf(key_)));

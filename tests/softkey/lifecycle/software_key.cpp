@@ -60,16 +60,16 @@ Certificate SoftwareKeyTest::RsaRoot() {
 std::string SoftwareKeyTest::NewSigningKey() {
     const std::string key = NewPluggedKey();
     const std::string answer = Issue(Given(Request(key, kSm2Signing1)));
-    EXPECT_EQ(Code::kOk, Checked(ImportX509Cert(key.c_str(), answer.c_str())));
+    EXPECT_EQ(kOk, Checked(ImportX509Cert(key.c_str(), answer.c_str())));
     // The request's verification would serve the test's first signature.
-    EXPECT_EQ(Code::kOk, Checked(RemovePinCache()));
+    EXPECT_EQ(kOk, Checked(RemovePinCache()));
     return key;
 }
 
 std::string SoftwareKeyTest::NewDualKey() {
     const std::string key = NewPluggedKey();
     const std::string answer = Issue(Given(BatchRequest(key, kKeep, kBothInOne)));
-    EXPECT_EQ(Code::kOk, Checked(Batch_ImportX509Cert(key.c_str(), answer.c_str())));
+    EXPECT_EQ(kOk, Checked(Batch_ImportX509Cert(key.c_str(), answer.c_str())));
     return key;
 }
 

@@ -32,7 +32,7 @@ class WholeLife : public SoftwareKeyTest {
 };
 
 void WholeLife::Introduce() const {
-    EXPECT_EQ(Code::kOk, Checked(Initialize()));
+    EXPECT_EQ(kOk, Checked(Initialize()));
     EXPECT_EQ(1, g_initFlag);
     EXPECT_EQ(key_, Given(AskForText(GetPrintNumber)));
     EXPECT_EQ("9.2025.0731.3", Given(AskForText(GetDriverVersion)));
@@ -41,17 +41,17 @@ void WholeLife::Introduce() const {
     EXPECT_EQ("Marlowen Corporation", Given(AskForText([](char* buffer, int32_t* length) {
                   return GetVendorInfo(2, buffer, length);
               })));
-    EXPECT_EQ(Code::kOk, Checked(CheckDriverIntegrity(1)));
+    EXPECT_EQ(kOk, Checked(CheckDriverIntegrity(1)));
 }
 
 void WholeLife::InitialiseAndLabel() const {
-    EXPECT_EQ(Code::kOk, Checked(SetData(key_.c_str(), 1, "of the owner before")));
-    EXPECT_EQ(Code::kOk, Checked(InitUKey(key_.c_str())));
+    EXPECT_EQ(kOk, Checked(SetData(key_.c_str(), 1, "of the owner before")));
+    EXPECT_EQ(kOk, Checked(InitUKey(key_.c_str())));
     EXPECT_EQ(Code::kDataItemNotFound, DataOf(key_, 1).code);
     EXPECT_EQ("Test", Given(LabelOf(key_)));
-    EXPECT_EQ(Code::kOk, Checked(SetLabel(key_.c_str(), kLabel)));
+    EXPECT_EQ(kOk, Checked(SetLabel(key_.c_str(), kLabel)));
     EXPECT_EQ(kLabel, Given(LabelOf(key_)));
-    EXPECT_EQ(Code::kOk, Checked(SetData(key_.c_str(), 63, "branch 0042")));
+    EXPECT_EQ(kOk, Checked(SetData(key_.c_str(), 63, "branch 0042")));
     EXPECT_EQ("branch 0042", Given(DataOf(key_, 63)));
 }
 
@@ -61,7 +61,7 @@ void WholeLife::RequestAndImport() const {
     const std::string package = Issue(request, "--subject CN=Alice,O=Example,C=CN");
     EXPECT_EQ(1U, PackageItems(package, "SignCert").size());
     EXPECT_EQ(Code::kCertificateNotFound, CertificateOf(key_, kSigning).code);
-    EXPECT_EQ(Code::kOk, Checked(Batch_ImportX509Cert(key_.c_str(), package.c_str())));
+    EXPECT_EQ(kOk, Checked(Batch_ImportX509Cert(key_.c_str(), package.c_str())));
 }
 
 void WholeLife::ReadBack() const {
@@ -121,10 +121,10 @@ void WholeLife::UnplugAndPlug() const {
 }
 
 void WholeLife::DeleteCertificates() const {
-    EXPECT_EQ(Code::kOk, Checked(DelCertAndTempKey(key_.c_str(), kSigning, kEverything)));
+    EXPECT_EQ(kOk, Checked(DelCertAndTempKey(key_.c_str(), kSigning, kEverything)));
     EXPECT_EQ(Code::kCertificateNotFound, CertificateOf(key_, kSigning).code);
     EXPECT_EQ(Code::kCertificateNotFound, Signature(key_, kOrder).code);
-    EXPECT_EQ(Code::kOk, Checked(DelCertAndTempKey(key_.c_str(), kEncryption, kEverything)));
+    EXPECT_EQ(kOk, Checked(DelCertAndTempKey(key_.c_str(), kEncryption, kEverything)));
     EXPECT_EQ(Code::kCertificateNotFound, CertificateOf(key_, kEncryption).code);
 }
 

@@ -148,10 +148,10 @@ class WrongData : public SoftwareKeyTest {
  protected:
     WrongData() : library_(ORVAL_PRODUCT_PATH) {
         customer_.key = NewDualKey();
-        EXPECT_EQ(Code::kOk, Checked(SetData(customer_.key.c_str(), 0, "a data item")));
+        EXPECT_EQ(kOk, Checked(SetData(customer_.key.c_str(), 0, "a data item")));
         const Certificate certificate(Given(CertificateOf(customer_.key, kEncryption)));
         customer_.cipher = ToBase64(certificate.Encrypt(kSecret));
-        EXPECT_EQ(Code::kOk, Checked(TestVerifyAndCachePin(customer_.key.c_str(), 0)));
+        EXPECT_EQ(kOk, Checked(TestVerifyAndCachePin(customer_.key.c_str(), 0)));
     }
 
     // Each use with the order for its function, and once more without it: nothing is left of it.
@@ -339,7 +339,7 @@ TEST_F(WrongData, ACrashEndsTheClient) {
     const int status = OtherProcess([this] { VerifyPIN(customer_.key.c_str()); }).Join();
     // A sanitizer turns the signal into a status.
     EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) != 0) << status;
-    EXPECT_EQ(Code::kOk, Checked(VerifyPIN(customer_.key.c_str())));
+    EXPECT_EQ(kOk, Checked(VerifyPIN(customer_.key.c_str())));
 }
 
 TEST_F(WrongData, AHangLastsUntilTheClientIsEnded) {
@@ -364,21 +364,21 @@ TEST_F(WrongData, AKeyMayGoInTheMiddleOfACall) {
     EXPECT_EQ(Code::kDeviceRemoved, ConfirmedSignature(customer_.key, "order", "Pay?").code);
     EXPECT_EQ(Code::kDeviceRemoved, AskForText(GetPrintNumber).code);
     Plug(customer_.key);
-    EXPECT_EQ(Code::kOk, ConfirmedSignature(customer_.key, "order", "Pay?").code);
+    EXPECT_EQ(kOk, ConfirmedSignature(customer_.key, "order", "Pay?").code);
 }
 
 TEST_F(WrongData, OneKeyMayBeMeantAlone) {
     const std::string other = NewPluggedKey("Other");
     OrderFault("GetLabel", "-401 --always --key " + other);
     EXPECT_EQ(Code::kInvalidArgument, LabelOf(other).code);
-    EXPECT_EQ(Code::kOk, LabelOf(customer_.key).code);
+    EXPECT_EQ(kOk, LabelOf(customer_.key).code);
     // Two queues: what one key meets does not use up what is for the other.
     OrderFault("GetLabel", "0x0A00000E --key " + customer_.key);
     EXPECT_EQ(Code::kInvalidArgument, LabelOf(other).code);
     EXPECT_EQ(Code::kMemory, LabelOf(customer_.key).code);
     // The one that answers for whichever key is plugged: the first.
     OrderFault("GetPrintNumber", "-401 --key " + other);
-    EXPECT_EQ(Code::kOk, AskForText(GetPrintNumber).code);
+    EXPECT_EQ(kOk, AskForText(GetPrintNumber).code);
     OrderFault("GetPrintNumber", "-401 --key " + customer_.key);
     EXPECT_EQ(Code::kInvalidArgument, AskForText(GetPrintNumber).code);
 }
@@ -391,9 +391,8 @@ TEST_F(WrongData, OrdersForOneEntryAreMetOneAfterTheOther) {
     for (int i = 0; i < 7; ++i) {
         codes.push_back(Checked(VerifyPIN(customer_.key.c_str())));
     }
-    EXPECT_THAT(codes, testing::ElementsAre(Code::kOk, Code::kPinIncorrect, Code::kPinLocked,
-                                            Code::kPinLocked, Code::kOk, Code::kInvalidArgument,
-                                            Code::kOk));
+    EXPECT_THAT(codes, testing::ElementsAre(kOk, Code::kPinIncorrect, Code::kPinLocked,
+                                            Code::kPinLocked, kOk, Code::kInvalidArgument, kOk));
 }
 
 TEST_F(WrongData, AllEntriesMayBeSlowBesideWhatIsOrderedForOne) {
@@ -401,11 +400,11 @@ TEST_F(WrongData, AllEntriesMayBeSlowBesideWhatIsOrderedForOne) {
     OrderFault("SetLabel", "0x0A00000E");
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(Code::kMemory, Checked(SetLabel(customer_.key.c_str(), "Slow")));
-    EXPECT_EQ(Code::kOk, Checked(SetLabel(customer_.key.c_str(), "Slow")));
+    EXPECT_EQ(kOk, Checked(SetLabel(customer_.key.c_str(), "Slow")));
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(200));
     Program("softkey", "fault --all -401");
     EXPECT_EQ(Code::kInvalidArgument, Checked(RemovePinCache()));
-    EXPECT_EQ(Code::kOk, Checked(RemovePinCache()));
+    EXPECT_EQ(kOk, Checked(RemovePinCache()));
 }
 
 }  // namespace
