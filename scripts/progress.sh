@@ -2,6 +2,9 @@
 # For the scripts whose work takes minutes: what is about to be done, how long it took last time, a
 # count that moves, and the log to follow. Sourced.
 
+# How often it is told without a terminal, in seconds.
+progress_every=30
+
 # in_words SECONDS
 in_words() {
     if [ "$1" -lt 100 ]; then echo "$1 s"; else echo "$((($1 + 30) / 60)) min"; fi
@@ -13,10 +16,10 @@ count_in() {
     tail -c 4096 "$1" 2>/dev/null | grep -oE '[0-9]+/[0-9]+' | tail -n 1
 }
 
-# show_count LOG: how far it is and the time it has taken, over and over on a terminal, else a line
-# every half minute.
+# show_count LOG: how far it is and the time it has taken, over and over on a terminal, else now and then
+# a line.
 show_count() {
-    local log=$1 begin=$SECONDS every=30 count never
+    local log=$1 begin=$SECONDS every=$progress_every count never
     [ ! -t 1 ] || every=0.5
     # A pipe that stays empty: waiting for it sleeps without a process that would have to be ended.
     exec {never}<> <(:)
