@@ -104,7 +104,9 @@ void Progress::Run() {
     std::unique_lock lock(mutex_);
     while (!has_ended_) {
         DrawWhenDue();
-        ending_.wait_until(lock, due_);
+        // The desktop's C library cannot wait by a steady clock; that of the day does not hurt
+        // here.
+        ending_.wait_until(lock, std::chrono::system_clock::now() + (due_ - Clock::now()));
     }
 }
 
