@@ -25,6 +25,7 @@ struct Speech {
     iconv_t encoder = nullptr;  // none: what is said is written as UTF-8
     iconv_t decoder = nullptr;
     int english = 0;  // how many ask for it
+    bool is_for_scripts = false;
 };
 
 Speech& Own() {
@@ -97,6 +98,7 @@ std::string EncodedCharacter(iconv_t encoder, std::string character) {
 }  // namespace
 
 void Speak(const std::string& domain, int count, char** words) {
+    Own().is_for_scripts = AsksForJson(count, words);
     const std::string folder = CatalogueFolder();
     locale_t const locale = newlocale(LC_MESSAGES_MASK | LC_CTYPE_MASK, "", nullptr);
     if (locale == nullptr) {
@@ -106,7 +108,7 @@ void Speak(const std::string& domain, int count, char** words) {
     const std::string charset = nl_langinfo_l(CODESET, locale);
     own.encoder = Converter(charset, kUtf8);
     own.decoder = Converter(kUtf8, charset);
-    if (AsksForJson(count, words) || folder.empty() ||
+    if (own.is_for_scripts || folder.empty() ||
         bindtextdomain(domain.c_str(), folder.c_str()) == nullptr ||
         bind_textdomain_codeset(domain.c_str(), kUtf8) == nullptr) {
         freelocale(locale);
@@ -114,6 +116,10 @@ void Speak(const std::string& domain, int count, char** words) {
     }
     own.domain = domain;
     own.locale = locale;
+}
+
+bool IsForScripts() {
+    return Own().is_for_scripts;
 }
 
 InEnglish::InEnglish() {

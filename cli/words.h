@@ -18,6 +18,9 @@ namespace cli {
 // in English: it is for scripts, and for who supports others.
 void Speak(const std::string& domain, int count, char** words);
 
+// Whether --json was among those words.
+bool IsForScripts();
+
 // As long as it lives, all is said in English: for what goes to others.
 class InEnglish {
  public:

@@ -8,6 +8,7 @@
 #include "cli/checks.h"
 #include "cli/files.h"
 #include "cli/printable.h"
+#include "cli/progress.h"
 #include "cli/words.h"
 #include "examination.h"
 #include "logs/record.h"
@@ -86,12 +87,15 @@ void Make(Session& session, const BundleOptions& options) {
         CheckIsAsked();
     }
     CheckIsFree(options.out);
-    const bundle::Bundle made = bundle::Collect(QuestionOf(session, options));
+    const bundle::Question question = QuestionOf(session, options);
+    const bundle::Bundle made = cli::Meanwhile(cli::Mark("collecting what support needs"),
+                                               [&question] { return bundle::Collect(question); });
     const std::string path = options.out.empty() ? made.name + ".tar.gz" : options.out;
     if (!options.is_agreed) {
         Ask(made, path);
     }
-    cli::CreateOutput(path, bundle::Archived(made));
+    cli::Meanwhile(cli::Mark("writing the archive"),
+                   [&] { cli::CreateOutput(path, bundle::Archived(made)); });
     Report& report = session.Result();
     const cli::Table table = TableOf(made);
     report.AddDetail("files", table);

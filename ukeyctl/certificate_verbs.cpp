@@ -117,7 +117,7 @@ void Import(Session& session, const ImportOptions& options) {
     change.items = {{"PKCS#7", LengthOf(certificate), {}}};
     std::optional<ukey::Key> key;
     if (MayCarryOut(session, options.change, change, key)) {
-        key->ImportX509Cert(certificate);
+        WhileItWorks(*key, [&](const ukey::Key& its) { its.ImportX509Cert(certificate); });
         session.Result().Say("The certificate has been written.");
     }
 }
@@ -151,7 +151,8 @@ void ImportEncrypted(Session& session, const ImportOptions& options) {
     }
     std::optional<ukey::Key> key;
     if (MayCarryOut(session, options.change, change, key)) {
-        key->ImportEncX509Cert(certificate, enveloped);
+        WhileItWorks(*key,
+                     [&](const ukey::Key& its) { its.ImportEncX509Cert(certificate, enveloped); });
         session.Result().Say("The key and the certificate have been written.");
     }
 }
@@ -183,7 +184,7 @@ void ImportPackage(Session& session, const ImportOptions& options) {
     }
     std::optional<ukey::Key> key;
     if (MayCarryOut(session, options.change, change, key)) {
-        key->Batch_ImportX509Cert(package);
+        WhileItWorks(*key, [&](const ukey::Key& its) { its.Batch_ImportX509Cert(package); });
         session.Result().Say("The package has been written.");
     }
 }

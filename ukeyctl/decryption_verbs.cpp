@@ -11,7 +11,9 @@ struct DecryptOptions {
 
 void RunDecrypt(Session& session, const DecryptOptions& options) {
     const std::string cipher = options.cipher.Read();
-    const ukey::Secret plain = session.Key().AsymDec(options.param1, options.param2, cipher);
+    const ukey::Secret plain = WhileItWorks(session.Key(), [&](const ukey::Key& key) {
+        return key.AsymDec(options.param1, options.param2, cipher);
+    });
     Deliver(session, "plain", plain.Text(), options.out);
 }
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "cli/progress.h"
 #include "cli/words.h"
 #include "doctor/doctor.h"
 #include "examination.h"
@@ -48,7 +49,9 @@ std::string Lines(const Results& results) {
 }
 
 void Diagnose(Session& session, const ExaminationOptions& options) {
-    const Results results = doctor::Examine(QuestionOf(session, options));
+    const doctor::Question question = QuestionOf(session, options);
+    const Results results =
+        cli::Meanwhile(cli::Mark("examining"), [&question] { return doctor::Examine(question); });
     const doctor::Verdict worst = doctor::Worst(results);
     Report& report = session.Result();
     report.AddDetail("verdict", std::string(doctor::NameOf(worst)));

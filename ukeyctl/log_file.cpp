@@ -18,7 +18,6 @@ namespace {
 
 // Large enough that the calls of the system cost nothing, small enough to stay near the processor.
 constexpr size_t kChunk = 1U << 18U;
-constexpr uint64_t kLongReading = 16U << 20U;
 constexpr const char* kStandardInput = "-";
 
 [[noreturn]] void ThrowUnreadable(const std::string& path, const std::string& why) {
@@ -38,29 +37,6 @@ int Open(const std::string& path, LogFile::Use use) {
 }
 
 }  // namespace
-
-Progress::Progress(uint64_t total)
-    : total_(total), is_wanted_(total >= kLongReading && isatty(STDERR_FILENO) != 0) {}
-
-void Progress::Advance(uint64_t bytes) {
-    done_ += bytes;
-    const auto percent =
-        static_cast<int>(std::min(done_, total_) * 100 / std::max<uint64_t>(total_, 1));
-    if (is_wanted_ && percent != shown_) {
-        shown_ = percent;
-        const std::string number = std::to_string(percent);
-        const std::string shown =
-            cli::Say("reading the log: {1} %", std::string(3 - number.size(), ' ') + number);
-        std::fputs(cli::Encoded("\r" + shown).c_str(), stderr);
-    }
-}
-
-void Progress::Clear() {
-    if (shown_ >= 0) {
-        std::fputs("\r\x1B[K", stderr);
-        shown_ = -1;
-    }
-}
 
 LogFile::LogFile(const std::string& path, Use use)
     : path_(path), descriptor_(path == kStandardInput ? dup(STDIN_FILENO) : Open(path, use)) {

@@ -9,26 +9,6 @@
 #include <string>
 #include <string_view>
 
-// Tells on a terminal how far a long reading has come.
-class Progress final {
- public:
-    // Of so many bytes. A short reading shows nothing.
-    explicit Progress(uint64_t total);
-    ~Progress() { Clear(); }
-    Progress(const Progress&) = delete;
-    Progress& operator=(const Progress&) = delete;
-
-    void Advance(uint64_t bytes);
-    // Before anything else is shown.
-    void Clear();
-
- private:
-    uint64_t total_;
-    uint64_t done_ = 0;
-    int shown_ = -1;  // per cent
-    bool is_wanted_;
-};
-
 // A log that is read from its beginning, more than once. What comes through a pipe is kept in
 // memory for that.
 class LogFile final {

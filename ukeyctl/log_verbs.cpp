@@ -5,6 +5,7 @@
 
 #include "cli/checks.h"
 #include "cli/files.h"
+#include "cli/progress.h"
 #include "cli/stop_signals.h"
 #include "cli/words.h"
 #include "log_file.h"
@@ -17,6 +18,7 @@ namespace {
 
 constexpr size_t kShownAtOnce = 1U << 16U;
 constexpr std::chrono::milliseconds kPause{200};
+const char* const kReading = cli::Mark("reading the log");
 
 struct LogOptions {
     std::string file = logs::kPath;
@@ -128,10 +130,8 @@ class Listing final : public logs::Receiver {
 
     void Flush() {
         if (!shown_.empty()) {
-            if (progress != nullptr) {
-                progress->Clear();
-            }
-            session_.Stream(shown_);
+            const auto show = [this] { session_.Stream(shown_); };
+            progress != nullptr ? progress->Aside(show) : show();
             shown_.clear();
         }
     }
@@ -149,7 +149,7 @@ class Listing final : public logs::Receiver {
     }
 
     logs::Dates dates;
-    Progress* progress = nullptr;
+    cli::Progress* progress = nullptr;
 
  private:
     bool IsAskedFor(const logs::Call& call) const {
@@ -190,7 +190,7 @@ class Listing final : public logs::Receiver {
 };
 
 // Reads the log as far as it is now, for its dates. The number of records is the result.
-uint64_t LearnDates(LogFile& file, logs::Dates& dates, Progress& progress) {
+uint64_t LearnDates(LogFile& file, logs::Dates& dates, cli::Progress& progress) {
     DateLearner learner(dates);
     logs::Reader reader(learner);
     file.ReadTo(file.Size(), [&reader, &progress](std::string_view bytes) {
@@ -204,14 +204,13 @@ uint64_t LearnDates(LogFile& file, logs::Dates& dates, Progress& progress) {
 }
 
 void ReadOnce(LogFile& file, Listing& listing, logs::Reader& reader) {
-    Progress progress(2 * file.Size());
+    cli::Progress progress(kReading, 2 * file.Size(), cli::Progress::Measure::kPerCent);
     listing.progress = &progress;
     LearnDates(file, listing.dates, progress);
     file.ReadTo(file.Size(), [&reader, &progress](std::string_view bytes) {
         reader.Feed(bytes);
         progress.Advance(bytes.size());
     });
-    progress.Clear();
     listing.progress = nullptr;
 }
 
@@ -301,7 +300,7 @@ void ShowLog(Session& session, const LogOptions& options) {
 void ScrubInPlace(Session& session, const std::string& path) {
     LogFile file(path, LogFile::Use::kMasking);
     logs::Dates unused;
-    Progress progress(2 * file.Size());
+    cli::Progress progress(kReading, 2 * file.Size(), cli::Progress::Measure::kPerCent);
     if (file.Size() > 0 && LearnDates(file, unused, progress) == 0) {
         cli::Throw(cli::ExitStatus::kUsage, "not carried out",
                    cli::Say("{1} holds no record of the log", path),
@@ -316,7 +315,6 @@ void ScrubInPlace(Session& session, const std::string& path) {
         progress.Advance(bytes.size());
     });
     reader.Finish();
-    progress.Clear();
     Report& report = session.Result();
     report.Add("file", "Masked", path);
     report.Add("records", "Records", static_cast<int64_t>(scrubber.Records()));
@@ -333,9 +331,11 @@ void Scrub(Session& session, const ScrubOptions& options) {
         return;
     }
     LogFile file(options.file, LogFile::Use::kReading);
-    std::string log;
-    file.ReadTo(file.Size(), [&log](std::string_view bytes) { log += bytes; });
-    const std::string masked = logs::Scrubbed(log);
+    const std::string masked = cli::Meanwhile(cli::Mark("masking the log"), [&file] {
+        std::string log;
+        file.ReadTo(file.Size(), [&log](std::string_view bytes) { log += bytes; });
+        return logs::Scrubbed(log);
+    });
     if (options.out.empty() && !session.json) {
         session.Stream(masked);
     } else {

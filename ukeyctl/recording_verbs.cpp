@@ -10,6 +10,7 @@
 #include "cli/checks.h"
 #include "cli/files.h"
 #include "cli/printable.h"
+#include "cli/progress.h"
 #include "cli/words.h"
 #include "recorder/comparison.h"
 #include "recorder/pending.h"
@@ -254,8 +255,10 @@ struct DiffOptions {
 };
 
 cli::ExitStatus DiffRecordings(Session& session, const DiffOptions& options) {
-    const auto changes =
-        recorder::Compare(ReadRecording(options.first), ReadRecording(options.second));
+    const Recording first = ReadRecording(options.first);
+    const Recording second = ReadRecording(options.second);
+    const auto changes = cli::Meanwhile(cli::Mark("comparing the recordings"),
+                                        [&] { return recorder::Compare(first, second); });
     Words lines;
     for (const recorder::Change& change : changes) {
         const bool is_first = change.side == recorder::Change::Side::kOnlyFirst;

@@ -80,7 +80,9 @@ void RunRequest(Session& session, const RequestOptions& options) {
     }
     std::optional<ukey::Key> key;
     if (MayCarryOut(session, options.change, change, key)) {
-        DeliverRequests(session, options, key->GenerateCertRequest(options.description));
+        DeliverRequests(session, options, WhileItWorks(*key, [&options](const ukey::Key& its) {
+                            return its.GenerateCertRequest(options.description);
+                        }));
     }
 }
 
@@ -120,8 +122,10 @@ void RunInitRequest(Session& session, const RequestOptions& options) {
     const Change change = InitRequestOf(options);
     std::optional<ukey::Key> key;
     if (MayCarryOut(session, options.change, change, key)) {
-        DeliverRequests(session, options,
-                        key->Batch_InitAndGenerateCertRequest(options.mode, options.description));
+        DeliverRequests(session, options, WhileItWorks(*key, [&options](const ukey::Key& its) {
+                            return its.Batch_InitAndGenerateCertRequest(options.mode,
+                                                                        options.description);
+                        }));
     }
 }
 

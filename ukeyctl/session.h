@@ -6,6 +6,7 @@
 #include <string>
 
 #include "cli/command.h"
+#include "cli/progress.h"
 #include "key_choice.h"
 #include "report.h"
 #include "ukey.hpp"
@@ -73,5 +74,12 @@ class Session {
     bool published_ = false;
     cli::ExitStatus conclusion_ = cli::ExitStatus::kDone;
 };
+
+// Has the key do its work, and gives what it gives. That may take long, and a dialog may ask for a
+// PIN or a consent meanwhile.
+template <typename Work>
+auto WhileItWorks(const ukey::Key& key, const Work& work) {
+    return cli::Meanwhile(cli::Mark("the key is at work"), [&key, &work] { return work(key); });
+}
 
 #endif

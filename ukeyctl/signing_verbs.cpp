@@ -33,14 +33,22 @@ void RunSign(Session& session, const SignOptions& options) {
     const auto [param1, param2] = options.selectors;
     const std::string data = options.data.Read(options.empty);
     CheckNotEmpty(options.warning, cli::Say("the text of --warning"), options.empty);
-    Deliver(session, "signature", session.Key().Sign(param1, param2, data, options.warning),
+    Deliver(session, "signature",
+            WhileItWorks(session.Key(),
+                         [&, p1 = param1, p2 = param2](const ukey::Key& key) {
+                             return key.Sign(p1, p2, data, options.warning);
+                         }),
             options.out);
 }
 
 void RunSignHash(Session& session, const SignOptions& options) {
     const auto [param1, param2] = options.selectors;
     const std::string data = options.data.Read(options.empty);
-    Deliver(session, "signature", session.Key().SignHash(param1, param2, data, options.param3),
+    Deliver(session, "signature",
+            WhileItWorks(session.Key(),
+                         [&, p1 = param1, p2 = param2](const ukey::Key& key) {
+                             return key.SignHash(p1, p2, data, options.param3);
+                         }),
             options.out);
 }
 
@@ -90,7 +98,10 @@ void RunBatchSign(Session& session, BatchSignOptions& options) {
         CheckNotEmpty(*input.text, cli::Say("the text of --text"), options.empty);
     }
     input.param6 = options.param6.empty() ? nullptr : options.param6.c_str();
-    DeliverJoined(session, "signatures", session.Key().Batch_Sign(input), options.out);
+    DeliverJoined(session, "signatures",
+                  WhileItWorks(session.Key(),
+                               [&input](const ukey::Key& key) { return key.Batch_Sign(input); }),
+                  options.out);
 }
 
 // The options are named for the arguments' positions: what they mean is the key's affair.

@@ -15,7 +15,7 @@ void Init(Session& session, const ChangeOptions& options) {
     change.question = "Erase everything on key {1}?";
     std::optional<ukey::Key> key;
     if (MayCarryOut(session, options, change, key)) {
-        key->InitUKey();
+        WhileItWorks(*key, [](const ukey::Key& its) { its.InitUKey(); });
         session.Result().Say(cli::Say("The key {1} has been initialised.", key->SerialNumber()));
     }
 }

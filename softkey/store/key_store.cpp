@@ -218,10 +218,10 @@ void CheckPinForm(const SecretBytes& pin) {
 }
 
 void KeyStore::Create(const KeyPlan& plan) {
-    CreateAll({plan});
+    CreateAll({plan}, [] {});
 }
 
-void KeyStore::CreateAll(const std::vector<KeyPlan>& plans) {
+void KeyStore::CreateAll(const std::vector<KeyPlan>& plans, const std::function<void()>& made) {
     for (const KeyPlan& plan : plans) {
         CheckPinForm(plan.pin);
         CheckLabel(plan.label);
@@ -235,6 +235,7 @@ void KeyStore::CreateAll(const std::vector<KeyPlan>& plans) {
         drafts.push_back(std::make_unique<DraftFile>(path));
         drafts.back()->Write(NewImage(plan, RandomSecret(kSealKeyLength)), DraftFile::Sync::kLater);
         RemoveJournalsOf(path);
+        made();
     }
     DraftFile::PublishAll(drafts);
 }

@@ -2,6 +2,7 @@
 #define SOFTKEY_STORE_KEY_STORE_H
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -94,7 +95,8 @@ class KeyStore {
     static void Create(const KeyPlan& plan);
 
     // Makes many, in little more time than their files need. All are on the disk when it returns.
-    static void CreateAll(const std::vector<KeyPlan>& plans);
+    // made: called for each, when its file is written.
+    static void CreateAll(const std::vector<KeyPlan>& plans, const std::function<void()>& made);
 
     explicit KeyStore(std::string_view serial);
 

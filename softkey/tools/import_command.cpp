@@ -2,6 +2,7 @@
 
 #include "base/encoding.h"
 #include "cli/checks.h"
+#include "cli/progress.h"
 #include "cli/words.h"
 #include "crypto/key_files.h"
 #include "key/key_import.h"
@@ -69,9 +70,10 @@ void Import(const Options& options) {
     Require(Exists(KeyPath(options.serial)), Code::kNoSuchKey, "no key has this serial number");
     const KeyMaterial material = ReadAll(options);
     KeyStore store(options.serial);
-    const Unlocked unlocked = store.Unlock(
-        options.pin_file.empty() ? AskSecretOnTerminal("PIN:") : FirstLineOf(options.pin_file));
-    const ImportedKeys imported = ImportKeys(store, unlocked, material);
+    const SecretBytes pin =
+        options.pin_file.empty() ? AskSecretOnTerminal("PIN:") : FirstLineOf(options.pin_file);
+    const ImportedKeys imported = cli::Meanwhile(
+        cli::Mark("importing"), [&] { return ImportKeys(store, store.Unlock(pin), material); });
     Answer(options.json, "import",
            {{"serial_number", options.serial},
             {"imported_pairs", imported.pairs},

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "cli/checks.h"
+#include "cli/progress.h"
 #include "cli/words.h"
 #include "pin/pin_source.h"
 #include "slots/slots.h"
@@ -34,7 +35,8 @@ KeySummary Summarize(const std::string& serial) {
 bool List(bool as_json) {
     const std::vector<std::string> serials = AllSerials();
     const Slots::Snapshot slots = Slots::Present();
-    const std::vector<ListedKey> keys = LookAtAll(serials, slots);
+    const std::vector<ListedKey> keys =
+        cli::Meanwhile(cli::Mark("looking at the keys"), [&] { return LookAtAll(serials, slots); });
     if (as_json) {
         ShowAsJson(keys);
     } else {

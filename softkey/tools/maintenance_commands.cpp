@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "cli/checks.h"
+#include "cli/progress.h"
 #include "cli/words.h"
 #include "key/backup.h"
 #include "pin/pin_source.h"
@@ -121,8 +122,9 @@ void Clone(const Options& options) {
     const std::string serial = options.other.empty() ? FreshSerial() : options.other;
     Require(!Exists(KeyPath(serial)), Code::kSerialTaken, "a key with this serial number exists");
     const PinSource source{options.file, std::nullopt, Confirmation::kDialog};
-    store.CloneAs(serial,
-                  options.file.empty() ? AskSecretOnTerminal("PIN:") : ReadPinLine(source, 0));
+    const SecretBytes pin =
+        options.file.empty() ? AskSecretOnTerminal("PIN:") : ReadPinLine(source, 0);
+    cli::Meanwhile(cli::Mark("cloning the key"), [&] { store.CloneAs(serial, pin); });
     cli::Json fields = BriefJson({serial, KeyStore(serial).LookAtWhole(), std::nullopt});
     fields["original"] = options.serial;
     Answer(options.json, "clone", fields, serial);

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <algorithm>
 #include <iostream>
 #include <memory>
@@ -10,6 +8,7 @@
 #include "authority/issuers.h"
 #include "base/encoding.h"
 #include "cli/checks.h"
+#include "cli/progress.h"
 #include "cli/words.h"
 #include "crypto/sealing.h"
 #include "crypto/seeds.h"
@@ -142,12 +141,12 @@ Batch PlanBatch(const Options& options, const SecretBytes& pin,
     return batch;
 }
 
-// On a terminal that standard error is: how far the work is.
-void TellProgress(int64_t made, int64_t count) {
-    if (count > kAtOnce && isatty(STDERR_FILENO) == 1) {
-        std::cerr << '\r' << cli::Encoded(cli::Say("{1} of {2} keys", made, count))
-                  << (made == count ? "\n" : "") << std::flush;
+// Prints their serial numbers, or keeps what is to be printed of all keys together.
+void Tell(const Options& options, const Batch& batch, std::vector<KeySummary>* made) {
+    for (const KeyPlan& plan : batch.plans) {
+        options.json ? made->push_back(SummaryOf(plan)) : Say(plan.serial);
     }
+    std::cout.flush();
 }
 
 void New(const Options& options) {
@@ -162,16 +161,15 @@ void New(const Options& options) {
         authority.emplace(OpenOrMakeAuthority());
     }
     std::vector<KeySummary> made;
+    const uint64_t total = options.count > 1 ? static_cast<uint64_t>(options.count) : 0;
+    cli::Progress progress(cli::Mark("making keys"), total, cli::Progress::Measure::kCount);
     for (int64_t first = 1; first <= options.count; first += kAtOnce) {
         const int64_t last = std::min(options.count, first + kAtOnce - 1);
         const Batch batch = PlanBatch(options, pin, authority, first, last);
         RequireNew(options, batch.plans);
-        KeyStore::CreateAll(batch.plans);
+        KeyStore::CreateAll(batch.plans, [&progress] { progress.Advance(); });
         // Now that they are on the disk.
-        for (const KeyPlan& plan : batch.plans) {
-            options.json ? made.push_back(SummaryOf(plan)) : Say(plan.serial);
-        }
-        TellProgress(last, options.count);
+        progress.Aside([&] { Tell(options, batch, &made); });
     }
     if (options.json) {
         options.counted ? ShowNewAsJson(made) : ShowNewAsJson(made.front());

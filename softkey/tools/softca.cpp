@@ -12,6 +12,7 @@
 #include "cli/checks.h"
 #include "cli/files.h"
 #include "cli/json.h"
+#include "cli/progress.h"
 #include "cli/table.h"
 #include "cli/words.h"
 #include "crypto/certificate_texts.h"
@@ -113,6 +114,20 @@ Authority::Terms ReadTerms(const IssueOptions& options) {
     return terms;
 }
 
+void AnswerEach(const Authority& authority, const Authority::Terms& terms,
+                const std::vector<std::filesystem::path>& requests, const std::string& folder) {
+    cli::Progress progress(cli::Mark("answering"), requests.size(), cli::Progress::Measure::kCount);
+    for (const std::filesystem::path& request : requests) {
+        try {
+            Write((folder / request.filename()).string(),
+                  authority.Answer(cli::ReadInput(request.string()), terms) + "\n");
+        } catch (const Error& error) {
+            throw Error(error.code(), request.string() + ": " + error.what(), error.advice());
+        }
+        progress.Advance();
+    }
+}
+
 // Each file of the one folder, answered in the file of its name in the other.
 void IssueForFolder(const Authority& authority, const Authority::Terms& terms,
                     const IssueOptions& options) {
@@ -129,14 +144,7 @@ void IssueForFolder(const Authority& authority, const Authority::Terms& terms,
         }
     }
     std::sort(requests.begin(), requests.end());
-    for (const fs::path& request : requests) {
-        try {
-            Write((options.output / request.filename()).string(),
-                  authority.Answer(cli::ReadInput(request.string()), terms) + "\n");
-        } catch (const Error& error) {
-            throw Error(error.code(), request.string() + ": " + error.what(), error.advice());
-        }
-    }
+    AnswerEach(authority, terms, requests, options.output);
     Say(cli::SayCount("{1} file answered.", "{1} files answered.", requests.size()));
 }
 
@@ -147,7 +155,10 @@ void Issue(const std::string& folder, const IssueOptions& options) {
         IssueForFolder(authority, terms, options);
         return;
     }
-    Write(options.output, authority.Answer(cli::ReadInput(options.input), terms) + "\n");
+    const std::string requests = cli::ReadInput(options.input);
+    const std::string answer =
+        cli::Meanwhile(cli::Mark("answering"), [&] { return authority.Answer(requests, terms); });
+    Write(options.output, answer + "\n");
 }
 
 struct RevokeOptions {

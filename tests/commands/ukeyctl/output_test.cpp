@@ -1,10 +1,12 @@
 // What reaches a terminal: texts of a key, the help, and usage errors.
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <regex>
 #include <set>
 #include <sstream>
+#include <thread>
 
 #include "cli/printable.h"
 #include "ukeyctl_fixture.h"
@@ -13,6 +15,7 @@ namespace {
 
 using testing::AllOf;
 using testing::Each;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
@@ -276,6 +279,27 @@ TEST_P(MistakeTest, IsToldInPlainWordsWithTheVerbsOwnHelp) {
 
 TEST_F(OutputTest, MistakeNamesTheVerbInJsonToo) {
     EXPECT_EQ(Ukeyctl({"cert", "get", "--param1", "x", "--json"}).Run().Json()["verb"], "cert get");
+}
+
+// The stand-in writes down each call, here into a pipe that nobody reads for a while.
+TEST_F(OutputTest, LongWorkOfAKeyShowsAClockOnATerminal) {
+    ASSERT_EQ(mkfifo(Path("calls").c_str(), 0600), 0);
+    const auto keep_waiting = [this](pid_t /*process*/) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+        FileContents(Path("calls"));
+    };
+    const auto sign = [&](bool as_json) {
+        std::vector<std::string> words = {"signhash", "--sn", "1234567890123456", "--data", "d"};
+        words.insert(words.end(), as_json ? 1 : 0, "--json");
+        return Ukeyctl(words, "SignHash=signature\n")
+            .ComplainsToTerminal()
+            .Meanwhile(keep_waiting)
+            .Run();
+    };
+    const Outcome outcome = sign(false);
+    EXPECT_THAT(outcome.err, AllOf(StartsWith("\rthe key is at work: 1 s"), EndsWith("\r\x1B[K")));
+    EXPECT_EQ(outcome.out, "signature\n");
+    EXPECT_EQ(sign(true).err, "");
 }
 
 }  // namespace
