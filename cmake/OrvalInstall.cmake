@@ -6,6 +6,7 @@
 #   tools    ukeyctl, and in a folder of their own what records and replays
 #   softkey  the software key, in a folder of its own, and the commands around it
 #   python   the Python package, where Debian's Python looks
+#   doc      with ORVAL_SITE, the documentation as pages for a browser
 #
 # One more is left out unless asked for by name:
 #
@@ -222,4 +223,5 @@ endif()
 get_directory_property(compressed ORVAL_COMPRESSED)
 add_custom_target(manual ALL DEPENDS ${compressed})
 
+add_subdirectory(${PROJECT_SOURCE_DIR}/site ${PROJECT_BINARY_DIR}/site)
 add_subdirectory(${PROJECT_SOURCE_DIR}/packaging ${PROJECT_BINARY_DIR}/packaging)

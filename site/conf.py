@@ -94,6 +94,7 @@ def other_language(app, page):
 def add_context(app, page, template, context, doctree):
     language = language_of(page)
     context["language"] = language.replace("_", "-")
+    context["toctree"] = lambda **options: ""
     context["parts"] = app.config.parts[language]
     context["landing"] = "index" if language == "en" else "index.zh_CN"
     context["other_language"] = other_language(app, page)
@@ -107,9 +108,18 @@ def read_parts(app, config):
     config.parts = json.loads((Path(app.srcdir) / "navigation.json").read_text(encoding="utf-8"))
 
 
+def name_pages_once(app):
+    """A page's title is no heading within it: the search would show both."""
+    for titles in app.builder.indexer._all_titles.values():
+        titles[:1] = [(title, None) for title, _ in titles[:1]]
+    return []
+
+
 def setup(app):
     app.add_search_language(WordsAndPairs)
     app.connect("config-inited", read_parts)
     app.connect("doctree-read", colour_sessions)
-    app.connect("html-page-context", add_context)
+    # Before the theme's own, which would draw a tree for every page.
+    app.connect("html-page-context", add_context, priority=100)
+    app.connect("html-collect-pages", name_pages_once)
     return {"parallel_read_safe": True, "parallel_write_safe": True}
