@@ -115,6 +115,24 @@ def name_pages_once(app):
     return []
 
 
+def complete_theme(app, failure):
+    """Debian's copy of the theme is not put together for browsers: its script imports another one, which files cannot,
+    and its dark colours wait for a choice instead of following the desktop's."""
+    static = Path(app.outdir) / "_static"
+    script = static / "scripts/furo.js"
+    text = script.read_text(encoding="utf-8")
+    imported = re.match(r'import Gumshoe from "\./(.*?)";\n', text)
+    if imported:
+        script.write_text((script.parent / imported[1]).read_text(encoding="utf-8") + text[imported.end():],
+                          encoding="utf-8")
+    style = static / "styles/furo.css"
+    text = style.read_text(encoding="utf-8")
+    if "prefers-color-scheme" not in text:
+        dark = re.search(r'body\[data-theme="dark"\] \{(.*?)\}', text, re.DOTALL)[1]
+        style.write_text(text + '@media (prefers-color-scheme: dark) {\n  body[data-theme="auto"] {' + dark + "}\n}\n",
+                         encoding="utf-8")
+
+
 def setup(app):
     app.add_search_language(WordsAndPairs)
     app.connect("config-inited", read_parts)
@@ -122,4 +140,5 @@ def setup(app):
     # Before the theme's own, which would draw a tree for every page.
     app.connect("html-page-context", add_context, priority=100)
     app.connect("html-collect-pages", name_pages_once)
+    app.connect("build-finished", complete_theme)
     return {"parallel_read_safe": True, "parallel_write_safe": True}
