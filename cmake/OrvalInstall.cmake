@@ -6,6 +6,7 @@
 #   tools    ukeyctl, and in a folder of their own what records and replays
 #   softkey  the software key, in a folder of its own, and the commands around it
 #   python   the Python package, where Debian's Python looks
+#   doc      with ORVAL_SITE, the documentation as pages for a browser
 #
 # One more is left out unless asked for by name:
 #
@@ -20,6 +21,7 @@ set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/orval_unified_kpxukey)
 set(softkey_folder ${CMAKE_INSTALL_LIBDIR}/orval-softkey)
 set(recorder_folder ${CMAKE_INSTALL_LIBDIR}/orval-recorder)
 set(generated ${PROJECT_BINARY_DIR}/install)
+find_program(ORVAL_PYTHON python3)
 
 # What distributions want to be compressed, without a time stamp.
 function(orval_compress source output)
@@ -53,11 +55,30 @@ function(orval_install_command_manual component command program)
   set(man ${PROJECT_SOURCE_DIR}/man)
   add_custom_command(OUTPUT ${generated}/man/${command}.1 ${generated}/man/zh_CN/${command}.1
     COMMAND ${ORVAL_PYTHON} ${man}/make_pages ${command} ${generated}/man ${ARGN} ${program}
-    DEPENDS ${program} ${man}/make_pages ${man}/command_help.py ${man}/${command}.1.in
+    DEPENDS ${program} ${man}/make_pages ${man}/command_help.py ${man}/roff.py ${man}/${command}.1.in
       ${man}/zh_CN/${command}.1.in ${PROJECT_SOURCE_DIR}/po/catalogue.py
       ${PROJECT_SOURCE_DIR}/po/zh_CN.po
     COMMENT "Making the manual pages of ${command}" VERBATIM)
   orval_install_manual(${component} ${generated}/man ${command}.1)
+endfunction()
+
+# orval_install_library_manual(component): section 3, with a page for each function of the header.
+function(orval_install_library_manual component)
+  if(NOT ORVAL_PYTHON)
+    message(NOTICE "Left out: the manual pages of the libraries. They take python3.")
+    return()
+  endif()
+  set(man ${PROJECT_SOURCE_DIR}/man)
+  file(GLOB by_hand CONFIGURE_DEPENDS ${man}/*.3 ${man}/zh_CN/*.3)
+  set(pages ${generated}/section3)
+  add_custom_command(OUTPUT ${pages}/made
+    COMMAND ${ORVAL_PYTHON} ${man}/make_library_pages ${pages}/man
+    COMMAND ${CMAKE_COMMAND} -E touch ${pages}/made
+    DEPENDS ${man}/make_library_pages ${man}/c_header.py ${man}/roff.py ${by_hand} ${PROJECT_SOURCE_DIR}/po/catalogue.py
+      ${PROJECT_SOURCE_DIR}/po/header.zh_CN.po ${PROJECT_SOURCE_DIR}/include/orval_unified_kpxukey.h
+    COMMENT "Making the manual pages of the libraries" VERBATIM)
+  set_property(DIRECTORY APPEND PROPERTY ORVAL_COMPRESSED ${pages}/made)
+  install(DIRECTORY ${pages}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT ${component})
 endfunction()
 
 # One script for each shell completes all commands; each is looked for under its own name.
@@ -114,7 +135,7 @@ foreach(name IN ITEMS orval_unified_kpxukey orval_lint)
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 endforeach()
 
-orval_install_manual(dev ${PROJECT_SOURCE_DIR}/man orval_unified_kpxukey.3 orval_lint.3)
+orval_install_library_manual(dev)
 
 # In the folders that they have here, so that their links to one another hold.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples
@@ -127,7 +148,6 @@ install(FILES
 
 # --------------------------------------------- the manual of tools and softkey
 
-find_program(ORVAL_PYTHON python3)
 set(emulator)
 if(CMAKE_CROSSCOMPILING)
   set(emulator ${CMAKE_CROSSCOMPILING_EMULATOR})
@@ -203,4 +223,5 @@ endif()
 get_directory_property(compressed ORVAL_COMPRESSED)
 add_custom_target(manual ALL DEPENDS ${compressed})
 
+add_subdirectory(${PROJECT_SOURCE_DIR}/site ${PROJECT_BINARY_DIR}/site)
 add_subdirectory(${PROJECT_SOURCE_DIR}/packaging ${PROJECT_BINARY_DIR}/packaging)

@@ -1,9 +1,14 @@
 """Catalogues of messages, as gettext's .po files hold them, and the messages of the sources."""
 import re
+import sys
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 ROOT = HERE.parent
+sys.path.insert(0, str(ROOT / "man"))
+import c_header  # noqa: E402
+
+LANGUAGES = ("zh_CN",)
 
 # What stands between literals.
 MACROS = {"ORVAL_APPLICATION_DIRECTORY":
@@ -148,6 +153,19 @@ def messages():
     return found
 
 
+def header_messages():
+    """What the C header says of its functions."""
+    place = str(c_header.HEADER.relative_to(ROOT))
+    return {text: Message(text, None, f"{place}:{who}") for text, who in c_header.Header().texts.items()}
+
+
+def catalogues():
+    """Every catalogue with the messages that it translates."""
+    for language in LANGUAGES:
+        yield HERE / f"{language}.po", messages()
+        yield HERE / f"header.{language}.po", header_messages()
+
+
 class Entry:
     def __init__(self):
         self.flags, self.fields = "", {}
@@ -179,7 +197,7 @@ def read(path):
     return entries
 
 
-def translations(language):
-    """What a language says for each message."""
-    return {text: entry.translations[0] for text, entry in read(HERE / f"{language}.po").items()
+def translations(name):
+    """What a catalogue says for each message."""
+    return {text: entry.translations[0] for text, entry in read(HERE / f"{name}.po").items()
             if text and entry.translations[0]}
