@@ -27,7 +27,7 @@ namespace {
 
 constexpr char kMagic[16] = "orval trace 1\n";  // no message
 constexpr off_t kFirstPlace = 4096;
-constexpr std::chrono::milliseconds kLongestWait{50};
+constexpr std::chrono::milliseconds kLongestWait{250};
 constexpr std::chrono::microseconds kPause{50};
 // So far back a run of the same is looked for.
 constexpr uint64_t kFewCalls = 64;
