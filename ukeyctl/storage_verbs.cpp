@@ -123,9 +123,9 @@ void SetData(Session& session, const DataOptions& options) {
 
 void AddSetData(cli::Command& group, Session& session) {
     const auto options = std::make_shared<DataOptions>();
-    cli::Command verb =
-        AddVerb(group, "set", cli::Say("Write a data item of at most {1} bytes", kLongestItem),
-                session, [options](Session& running) { SetData(running, *options); });
+    static_assert(kLongestItem == 300, "a help is a text that stands: manual pages are made of it");
+    cli::Command verb = AddVerb(group, "set", "Write a data item of at most 300 bytes", session,
+                                [options](Session& running) { SetData(running, *options); });
     AddKeyOption(verb, session, KeyUse::kChanging);
     AddIndex(verb, options->index);
     AddText(verb, "data", "The item's text", options->data);
