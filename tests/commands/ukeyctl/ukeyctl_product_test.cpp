@@ -7,6 +7,8 @@ namespace {
 
 using testing::HasSubstr;
 
+constexpr const char* kSerialNumber = "SN0123456789";
+
 Command Ukeyctl(std::vector<std::string> words) {
     Command command(std::move(words));
     command.With("ORVAL_LIBRARY", PRODUCT_PATH);
