@@ -630,16 +630,16 @@ ORVAL_API int32_t DelCertAndTempKey(const char* szSN, int32_t nParam1, int32_t n
 ORVAL_API int32_t RegisterCert(void);
 
 /**
- * UnregisterCert: kept for clients that look it up; refuses every call. Leaves everything as it was, like
- * RegisterCert(). Not logged.
+ * UnregisterCert: kept for clients that look it up; refuses every call. Leaves everything as it
+ * was, like RegisterCert(). Not logged.
  *
  * @return #ORVAL_UNSUPPORTED.
  */
 ORVAL_API int32_t UnregisterCert(void);
 
 /**
- * RepairDriver: kept for clients that look it up; refuses every call. Leaves everything as it was, like
- * RegisterCert(). Not logged.
+ * RepairDriver: kept for clients that look it up; refuses every call. Leaves everything as it was,
+ * like RegisterCert(). Not logged.
  *
  * @return #ORVAL_UNSUPPORTED.
  */
