@@ -56,6 +56,7 @@ int32_t CodeOf(const std::string& name) {
     if (const auto thrown = fake.exceptions.find(name); thrown != fake.exceptions.end()) {
         throw QRV::CQrvException(thrown->second);
     }
+    const std::lock_guard<std::mutex> lock(fake.codes_mutex);
     const auto code = fake.codes.find(name);
     return fake.last_error = code == fake.codes.end() ? 0 : code->second;
 }

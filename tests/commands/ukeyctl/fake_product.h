@@ -22,7 +22,8 @@ struct FakeProduct {
 
     // What every call was given, size queries and fetches alike.
     std::vector<std::string> calls;
-    // Functions that give this code and do nothing.
+    // Functions that give this code and do nothing. Locked by who changes them beside a call.
+    std::mutex codes_mutex;
     std::map<std::string, int32_t> codes;
     // Functions that throw the string library's exception with this code.
     std::map<std::string, int32_t> exceptions;

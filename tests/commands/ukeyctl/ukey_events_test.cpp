@@ -224,11 +224,13 @@ TEST_F(Events, AKeyThatIsPluggedIsNotWaitedFor) {
 TEST_F(Events, AKeyThatIsPluggedLaterIsWaitedFor) {
     fake_.codes["GetPrintNumber"] = kNoKey;
     std::thread plugger([&] {
-        // Nothing but the waiting thread looks at the codes by then.
         while (!ukey::detail::IsWaitedBeside()) {
             std::this_thread::sleep_for(milliseconds(1));
         }
-        fake_.codes.clear();
+        {
+            const std::lock_guard<std::mutex> lock(fake_.codes_mutex);
+            fake_.codes.clear();
+        }
         Happens(ORVAL_KEY_INSERTED, kSerialNumber);
     });
     const auto begin = std::chrono::steady_clock::now();
@@ -246,6 +248,7 @@ TEST_F(Events, AKeyThatIsNoEventIsFoundByTheNextLook) {
         while (!ukey::detail::IsWaitedBeside()) {
             std::this_thread::sleep_for(milliseconds(1));
         }
+        const std::lock_guard<std::mutex> lock(fake_.codes_mutex);
         fake_.codes.clear();
     });
     EXPECT_TRUE(library_.WaitForKey(std::chrono::minutes(1)));
