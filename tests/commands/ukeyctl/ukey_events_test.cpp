@@ -221,16 +221,18 @@ TEST_F(Events, AKeyThatIsPluggedIsNotWaitedFor) {
     EXPECT_EQ(key->SerialNumber(), kSerialNumber);
 }
 
+void IsPluggedOnceSomebodyWaits(FakeProduct& fake) {
+    while (!ukey::detail::IsWaitedBeside()) {
+        std::this_thread::sleep_for(milliseconds(1));
+    }
+    const std::lock_guard<std::mutex> lock(fake.codes_mutex);
+    fake.codes.clear();
+}
+
 TEST_F(Events, AKeyThatIsPluggedLaterIsWaitedFor) {
     fake_.codes["GetPrintNumber"] = kNoKey;
     std::thread plugger([&] {
-        while (!ukey::detail::IsWaitedBeside()) {
-            std::this_thread::sleep_for(milliseconds(1));
-        }
-        {
-            const std::lock_guard<std::mutex> lock(fake_.codes_mutex);
-            fake_.codes.clear();
-        }
+        IsPluggedOnceSomebodyWaits(fake_);
         Happens(ORVAL_KEY_INSERTED, kSerialNumber);
     });
     const auto begin = std::chrono::steady_clock::now();
@@ -244,13 +246,7 @@ TEST_F(Events, AKeyThatIsPluggedLaterIsWaitedFor) {
 // As one that comes before the product's first look.
 TEST_F(Events, AKeyThatIsNoEventIsFoundByTheNextLook) {
     fake_.codes["GetPrintNumber"] = kNoKey;
-    std::thread plugger([&] {
-        while (!ukey::detail::IsWaitedBeside()) {
-            std::this_thread::sleep_for(milliseconds(1));
-        }
-        const std::lock_guard<std::mutex> lock(fake_.codes_mutex);
-        fake_.codes.clear();
-    });
+    std::thread plugger([&] { IsPluggedOnceSomebodyWaits(fake_); });
     EXPECT_TRUE(library_.WaitForKey(std::chrono::minutes(1)));
     plugger.join();
 }
