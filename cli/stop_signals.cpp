@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <ctime>
 #include <system_error>
 
 namespace cli {
@@ -18,10 +19,26 @@ volatile std::sig_atomic_t stop_signal = 0;
 // Wakes whoever polls, also when the signal comes just before.
 int wakening_pipe[2] = {-1, -1};
 
+// One wish to stop may come twice: timeout(1) signals its command and then the group that it is in.
+constexpr long kSameWish = 500;  // milliseconds
+volatile long first_came = 0;
+
+long MillisecondsNow() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1000L + now.tv_nsec / 1000000L;
+}
+
 void Note(int number) {
     const int error = errno;
-    stop_signal = number;
-    static_cast<void>(!write(wakening_pipe[1], "", 1));
+    if (stop_signal == 0) {
+        first_came = MillisecondsNow();
+        stop_signal = number;
+        static_cast<void>(!write(wakening_pipe[1], "", 1));
+    } else if (MillisecondsNow() - first_came >= kSameWish) {
+        std::signal(number, SIG_DFL);
+        std::raise(number);  // comes when the handler returns
+    }
     errno = error;
 }
 
@@ -49,7 +66,6 @@ void CatchStopSignals() {
         if (before.sa_handler != SIG_IGN) {
             struct sigaction action = {};
             action.sa_handler = Note;
-            action.sa_flags = static_cast<int>(SA_RESETHAND);
             sigaction(number, &action, nullptr);
         }
     }
