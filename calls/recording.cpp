@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <tuple>
 
 #include "cli/words.h"
@@ -17,6 +18,36 @@ constexpr const char* kTrace = "trace";
 
 std::string Line(const Json& object) {
     return object.dump() + "\n";
+}
+
+// Deeper than any value of a recording goes. Whoever shows or compares a value needs as much stack.
+constexpr int kDeepest = 16;
+
+// Numbers and times are added up.
+constexpr int64_t kLargest = int64_t{1} << 53;
+
+int64_t WholeNumber(const Json& value) {
+    if (!value.is_number_integer() || value > kLargest || value < -kLargest) {
+        throw Malformed(cli::Say("{1} is no number that a recording has", value.dump()));
+    }
+    return value.get<int64_t>();
+}
+
+int64_t WholeNumber(const Json& line, const char* name, int64_t otherwise) {
+    return line.contains(name) ? WholeNumber(line[name]) : otherwise;
+}
+
+Json Fields(const Json& value, const char* name) {
+    if (!value.is_object()) {
+        throw Malformed(cli::Say("\"{1}\" has no fields", name));
+    }
+    return value;
+}
+
+Json EndFrom(const Json& line) {
+    Json end = Fields(line.at("end"), "end");
+    WholeNumber(end.contains("signal") ? end["signal"] : end.at("exit_status"));
+    return end;
 }
 
 Header HeaderFrom(const Json& line) {
@@ -35,19 +66,28 @@ Header HeaderFrom(const Json& line) {
 }
 
 void TakeLine(const std::string& text, Recording& recording, bool is_first) {
-    const Json line = Json::parse(text);
+    const Json line = ParsedLine(text);
     if (is_first) {
         recording.header = HeaderFrom(line);
     } else if (line.contains("end")) {
-        recording.end = line.at("end");
+        recording.end = EndFrom(line);
     } else if (line.contains(kMissed)) {
-        recording.missed += line[kMissed].get<int64_t>();
+        recording.missed += WholeNumber(line[kMissed]);
     } else {
         recording.calls.push_back(CallFrom(line));
     }
 }
 
 }  // namespace
+
+Json ParsedLine(const std::string& text) {
+    return Json::parse(text, [](int depth, Json::parse_event_t /*event*/, const Json& /*value*/) {
+        if (depth > kDeepest) {
+            throw Malformed(cli::Say("it is nested too deeply"));
+        }
+        return true;
+    });
+}
 
 Json FieldsOf(const Header& header) {
     Json line = {{"schema", kSchema},
@@ -98,24 +138,24 @@ Json FieldsOfMissed(int64_t missed) {
 
 Call CallFrom(const Json& line) {
     Call call;
-    call.number = line.at("call").get<int64_t>();
-    call.process = line.at("process").get<int64_t>();
-    call.thread = line.at("thread").get<int64_t>();
-    call.start_us = line.value("start_us", int64_t{0});
-    call.duration_us = line.value("duration_us", int64_t{0});
+    call.number = WholeNumber(line.at("call"));
+    call.process = WholeNumber(line.at("process"));
+    call.thread = WholeNumber(line.at("thread"));
+    call.start_us = WholeNumber(line, "start_us", 0);
+    call.duration_us = WholeNumber(line, "duration_us", 0);
     const auto name = line.at("entry").get<std::string>();
     call.function = IndexOf(name);
     if (call.function == kFunctionCount) {
         throw Malformed(cli::Say("there is no entry {1}", name));
     }
-    call.given = line.at("in");
+    call.given = Fields(line.at("in"), "in");
     call.finished = line.contains("out");
-    call.taken = line.value("out", Json::object());
+    call.taken = call.finished ? Fields(line.at("out"), "out") : Json::object();
     call.has_code = line.contains("code");
-    call.code = line.value("code", int64_t{0});
+    call.code = WholeNumber(line, "code", 0);
     call.threw = line.value("threw", false);
     call.program = line.value("program", std::string());
-    call.times = line.value("times", int64_t{1});
+    call.times = WholeNumber(line, "times", 1);
     call.fault = line.value("fault", false);
     return call;
 }
@@ -189,17 +229,35 @@ Recording Read(const std::string& text) {
     return recording;
 }
 
-std::string Diffable(const Recording& recording) {
+namespace {
+
+// The processes counted from 1 in the order in which they began. Of those that began at once, and
+// of all where no times are told, the lower number comes first.
+std::map<int64_t, int64_t> RanksOfProcesses(const std::vector<Call>& calls) {
     std::map<int64_t, int64_t> first_start;
-    for (const Call& call : recording.calls) {
+    for (const Call& call : calls) {
         const auto [at, is_new] = first_start.try_emplace(call.process, call.start_us);
         at->second = is_new ? at->second : std::min(at->second, call.start_us);
     }
+    std::set<std::pair<int64_t, int64_t>> order;
+    for (const auto& [process, start] : first_start) {
+        order.emplace(start, process);
+    }
+    std::map<int64_t, int64_t> ranks;
+    int64_t rank = 0;
+    for (const auto& [start, process] : order) {
+        ranks[process] = ++rank;
+    }
+    return ranks;
+}
+
+}  // namespace
+
+std::string Diffable(const Recording& recording) {
+    std::map<int64_t, int64_t> ranks = RanksOfProcesses(recording.calls);
     std::vector<Call> calls = recording.calls;
     for (Call& call : calls) {
-        const int64_t start = first_start[call.process];
-        call.process = 1 + std::count_if(first_start.begin(), first_start.end(),
-                                         [start](const auto& one) { return one.second < start; });
+        call.process = ranks[call.process];
     }
     std::stable_sort(calls.begin(), calls.end(), [](const Call& one, const Call& other) {
         return std::tie(one.process, one.thread, one.number) <

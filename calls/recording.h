@@ -67,6 +67,9 @@ Json FieldsOf(const Call& call, bool is_diffable = false);
 Json FieldsOfMissed(int64_t missed);
 Call CallFrom(const Json& line);
 
+// The JSON of a line, which goes no deeper than a recording's does.
+Json ParsedLine(const std::string& text);
+
 std::string LineOf(const Header& header);
 std::string LineOf(const Call& call, bool is_diffable = false);
 std::string LineOf(const Json& end);

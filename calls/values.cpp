@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 
 #include "cli/printable.h"
 
@@ -291,14 +292,22 @@ std::string BytesOf(const Json& value) {
     return FromHexadecimal(value.at(kBytesKey).get<std::string>());
 }
 
+// 32 bits, with a sign or without. What is no whole number cannot be made one.
+uint32_t Word(const Json& value) {
+    if (!value.is_number_integer()) {
+        throw std::invalid_argument(value.dump());
+    }
+    return static_cast<uint32_t>(value.get<int64_t>());
+}
+
 void HandOver(const Json& value, Passed destination) {
     if (value.is_null()) {
         return;
     }
     const std::string text = BytesOf(value);
-    char* const copy = new char[text.size()];
-    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): the text has its terminator in it
-    std::memcpy(copy, text.data(), text.size());
+    // It ends, whatever a recording says: who is handed a text reads it up to its end.
+    char* const copy = new char[text.size() + 1];
+    std::memcpy(copy, text.c_str(), text.size() + 1);
     *Behind<char*>(destination) = copy;
 }
 
@@ -314,10 +323,10 @@ bool Before::PutInto(size_t index, const Json& value) const {
     const Passed passed = arguments_[index];
     switch (function_.arguments[index].kind) {
         case Kind::kSigned:
-            *Behind<int32_t>(passed) = value.get<int32_t>();
+            *Behind<int32_t>(passed) = static_cast<int32_t>(Word(value));
             return true;
         case Kind::kUnsigned:
-            *Behind<uint32_t>(passed) = value.get<uint32_t>();
+            *Behind<uint32_t>(passed) = Word(value);
             return true;
         case Kind::kHandedText:
             HandOver(value, passed);
@@ -326,15 +335,15 @@ bool Before::PutInto(size_t index, const Json& value) const {
             PutDevice(value, *Behind<_S_DEV_CONFIG>(passed));
             return true;
         case Kind::kEvent:
-            Behind<VEXA_EVENT_INFO>(passed)->u32EventKind = value.at("kind").get<uint32_t>();
-            Behind<VEXA_EVENT_INFO>(passed)->ei.slotEvent.u32SlotID =
-                value.at("slot").get<uint32_t>();
+            Behind<VEXA_EVENT_INFO>(passed)->u32EventKind = Word(value.at("kind"));
+            Behind<VEXA_EVENT_INFO>(passed)->ei.slotEvent.u32SlotID = Word(value.at("slot"));
             return true;
         case Kind::kSlots: {
-            const auto slots = value.get<std::vector<uint32_t>>();
-            std::copy_n(slots.begin(), std::min(slots.size(), maker::kSlotArrayRoom),
-                        Behind<uint32_t>(passed));
-            return slots.size() <= maker::kSlotArrayRoom;
+            const size_t count = std::min(value.size(), maker::kSlotArrayRoom);
+            for (size_t i = 0; i < count; ++i) {
+                Behind<uint32_t>(passed)[i] = Word(value.at(i));
+            }
+            return value.size() <= maker::kSlotArrayRoom;
         }
         case Kind::kString:
             return true;  // only the product can fill one, and it throws it away unread

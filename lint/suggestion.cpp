@@ -76,10 +76,12 @@ FullWidth FindFullWidth(std::string_view text) {
         }
         const auto second = static_cast<unsigned char>(text[at + 1]);
         const auto third = static_cast<unsigned char>(text[at + 2]);
+        if (second < 0xBC || second > 0xBD || third < 0x80 || third > 0xBF) {
+            continue;
+        }
         const unsigned point = ((second & 0x3FU) << 6U) | (third & 0x3FU);
         const auto meant = static_cast<char>(point - 0xF00U + 0x20U);
-        if (second >= 0xBC && second <= 0xBD && third >= 0x80 && third <= 0xBF &&
-            kMeant.find(meant) != kMeant.npos) {
+        if (kMeant.find(meant) != kMeant.npos) {
             return {at, std::string(text.substr(at, 3)), std::string(1, meant)};
         }
     }

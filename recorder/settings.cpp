@@ -67,7 +67,10 @@ void Append(const std::string& path, std::string_view text) {
     if (file < 0) {
         ThrowFor(path);
     }
-    const ssize_t written = write(file, text.data(), text.size());
+    ssize_t written = 0;
+    do {
+        written = write(file, text.data(), text.size());
+    } while (written < 0 && errno == EINTR);
     const int error = errno;
     close(file);
     if (written != static_cast<ssize_t>(text.size())) {

@@ -56,7 +56,7 @@ int64_t TraceReader::NumberOf(const Thread& thread) {
 }
 
 calls::Call TraceReader::CallOf(const TracedLine& line) {
-    calls::Call call = calls::CallFrom(calls::Json::parse(line.text));
+    calls::Call call = calls::CallFrom(calls::ParsedLine(line.text));
     call.number = static_cast<int64_t>(line.number);
     call.thread = NumberOf({line.process, line.thread});
     return call;

@@ -109,13 +109,19 @@ TEST(Recording, WhatIsNoneSaysWhichLine) {
     calls::Header header;
     header.salt = calls::CommonSalt();
     const std::string begin = calls::LineOf(header);
-    for (const auto& [text, line] : {std::pair<std::string, const char*>{"", "empty"},
-                                     {"hello\n", "line 1"},
-                                     {"{\"schema\":2,\"kind\":\"recording\"}\n", "line 1"},
-                                     {begin + "{}\n", "line 2"},
-                                     {begin + "{\"call\":1,\"process\":1,\"thread\":1,"
-                                              "\"entry\":\"Nothing\",\"in\":{}}\n",
-                                      "line 2: there is no entry Nothing"}}) {
+    for (const auto& [text, line] :
+         {std::pair<std::string, const char*>{"", "empty"},
+          {"hello\n", "line 1"},
+          {"{\"schema\":2,\"kind\":\"recording\"}\n", "line 1"},
+          {begin + "{}\n", "line 2"},
+          {begin + "{\"end\":{\"exit\":0}}\n", "line 2"},
+          {begin + "{\"end\":3}\n", "line 2: \"end\" has no fields"},
+          {begin + "{\"missed\":1e300}\n", "line 2: 1e+300 is no number"},
+          {begin + "{\"end\":" + std::string(100000, '[') + "\n",
+           "line 2: it is nested too deeply"},
+          {begin + "{\"call\":1,\"process\":1,\"thread\":1,"
+                   "\"entry\":\"Nothing\",\"in\":{}}\n",
+           "line 2: there is no entry Nothing"}}) {
         try {
             calls::Read(text);
             ADD_FAILURE() << text;
@@ -123,6 +129,15 @@ TEST(Recording, WhatIsNoneSaysWhichLine) {
             EXPECT_THAT(error.what(), HasSubstr(line));
         }
     }
+}
+
+TEST(Diffable, ADiffableRecordingOfSeveralProcessesStaysAsItIs) {
+    Call first = CallOf(1, "VerifyPIN");
+    Call second = CallOf(1, "ChangePin");
+    second.process = 200;
+    second.start_us = 20;
+    const std::string text = Diffable(With({first, second}));
+    EXPECT_EQ(Diffable(calls::Read(text)), text);
 }
 
 TEST(Diffable, TheSameWorkOfOtherProcessesAtOtherTimesGivesTheSameText) {
