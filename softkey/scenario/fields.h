@@ -1,8 +1,6 @@
 #ifndef SOFTKEY_SCENARIO_FIELDS_H
 #define SOFTKEY_SCENARIO_FIELDS_H
 
-#include <toml++/toml.h>
-
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -11,6 +9,7 @@
 
 #include "cli/words.h"
 #include "scenario/scenario.h"
+#include "scenario/toml.h"
 
 namespace softkey::scenario {
 

@@ -1,6 +1,4 @@
 // Scenarios are TOML. The reader tells where each value stands, and so do the mistakes.
-#include <toml++/toml.h>
-
 #include <algorithm>
 #include <cctype>
 #include <limits>
@@ -13,6 +11,7 @@
 #include "maker/entries.h"
 #include "maker/token.h"
 #include "scenario/fields.h"
+#include "scenario/toml.h"
 #include "store/home.h"
 #include "store/key_store.h"
 
@@ -44,9 +43,11 @@ class Reader {
 
     void ReadKeys(Fields& fields) {
         const toml::node* const keys = fields.Find("keys");
-        if (keys == nullptr || !keys->is_table()) {
-            fields.Complain(keys == nullptr ? "there are no keys" : "\"keys\" is no table",
-                            "begin with [keys.A]");
+        const bool is_table = keys != nullptr && keys->is_table();
+        if (!is_table || keys->as_table()->empty()) {
+            fields.Complain(
+                keys == nullptr || is_table ? "there are no keys" : "\"keys\" is no table",
+                "begin with [keys.A]");
             return;
         }
         for (const auto& [name, value] : *keys->as_table()) {
