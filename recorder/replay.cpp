@@ -165,7 +165,9 @@ bool Replay::IsDue(const Lane& lane, int64_t before_us) const {
 }
 
 void Replay::AwaitTurn(Lock& lock, Lane& lane, int64_t before_us) {
-    if (advanced_.wait_for(lock, kPatience, [&] { return IsDue(lane, before_us); })) {
+    // The desktop's C library cannot wait by a steady clock, of which wait_for would ask it.
+    const auto patient_until = std::chrono::system_clock::now() + kPatience;
+    if (advanced_.wait_until(lock, patient_until, [&] { return IsDue(lane, before_us); })) {
         return;
     }
     for (Lane& other : lanes_) {
