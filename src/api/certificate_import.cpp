@@ -6,6 +6,7 @@
 #include "log/vexa_log.h"
 #include "orval_unified_kpxukey.h"
 #include "qrv/string.h"
+#include "qrv/wipe.h"
 
 namespace {
 
@@ -76,6 +77,7 @@ int32_t ImportItems(const ItemKind& kind, const char* serial_number, const QRV::
                     bool& imported_anything) {
     orval::PackageItems items(package, kind.name_with_bracket);
     while (auto data = items.Next()) {
+        const QRV::WipesAtEnd wiped(*data);
         const int32_t code = kind.import(serial_number, *data);
         if (code != ORVAL_OK) {
             LogOutcome(kind.failure_tag, kind.failure_format, code);
@@ -134,6 +136,7 @@ int32_t ImportEncX509Cert(const char* szSN, const char* szEncCertPkcs7, const ch
     // Line breaks stay, unlike in ImportX509Cert: the back-end takes this text as it was issued.
     RemoveCommas(pkcs7);
     QRV::CString key_text(szEncPriKey);
+    const QRV::WipesAtEnd wiped(key_text);
     RemoveCommas(key_text);
     orval::LogEntry("CKPXUSBKey::ImportEncX509Cert  strPriKeyTemp:", kKeyTextFormat,
                     key_text.GetString());
@@ -152,6 +155,7 @@ int32_t Batch_ImportX509Cert(const char* szSN, const char* szPackage) {
     const QRV::CString serial_number(szSN);
     orval::ClearLastError();
     QRV::CString package(szPackage);
+    const QRV::WipesAtEnd wiped(package);
     RemoveCommasAndLineBreaks(package);
     orval::LogEntry("CKPXUSBKey::Batch_ImportX509Cert", "begin, strP7: %s", package.GetString());
     switch (orval::TypeOfPackage(package)) {

@@ -16,7 +16,7 @@ int32_t AsymDec(const char* szSN, int32_t nParam1, uint32_t nParam2, const char*
     if (pszPlain == nullptr) {
         return orval::AnswerBound(bound, pnPlainLen);
     }
-    const auto plain = orval::ZeroedOutput(bound);
+    const auto plain = orval::ZeroedSecretOutput(bound);
     const QRV::CString serial_number(szSN);
     QRV::CString cipher(szCipher);
     cipher.Replace("\r", "");

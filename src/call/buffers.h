@@ -6,6 +6,8 @@
 #include <cstring>
 #include <memory>
 
+#include "qrv/wipe.h"
+
 // Zeroed buffers for what the back-end writes, each with one byte behind it that the back-end is
 // not told of, so that a text filling the whole buffer still ends.
 namespace orval {
@@ -18,6 +20,20 @@ struct TextBuffer {
 
 inline std::unique_ptr<char[]> ZeroedOutput(int32_t size) {
     return std::make_unique<char[]>(static_cast<size_t>(size) + 1);
+}
+
+// The same for a secret: wiped before it is given back.
+struct WipingDelete {
+    size_t size;
+    void operator()(char* buffer) const noexcept {
+        QRV::Wipe(buffer, size);
+        delete[] buffer;
+    }
+};
+using SecretOutput = std::unique_ptr<char[], WipingDelete>;
+
+inline SecretOutput ZeroedSecretOutput(int32_t size) {
+    return SecretOutput(ZeroedOutput(size).release(), {static_cast<size_t>(size) + 1});
 }
 
 }  // namespace orval

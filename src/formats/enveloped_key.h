@@ -3,12 +3,18 @@
 
 #include "maker/rooms.h"
 #include "qrv/string.h"
+#include "qrv/wipe.h"
 
 namespace orval {
 
 // An enveloped encryption private key as the back-end takes it: without the fixed 80-digit prefix
-// that some authorities put in front, in a buffer of the back-end's room.
+// that some authorities put in front, in a buffer of the back-end's room. Wiped at its end.
 struct EnvelopedKey {
+    EnvelopedKey() = default;
+    ~EnvelopedKey() { QRV::Wipe(text, sizeof(text)); }
+    EnvelopedKey(const EnvelopedKey&) = delete;
+    EnvelopedKey& operator=(const EnvelopedKey&) = delete;
+
     char text[maker::kKeyTextRoom] = {};
 };
 

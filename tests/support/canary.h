@@ -20,6 +20,8 @@ class Canary {
 
     operator char*() { return bytes_.data(); }  // NOLINT(google-explicit-constructor)
 
+    // What is in it and behind it.
+    std::string Bytes() const { return {bytes_.begin(), bytes_.end()}; }
     // Exactly these bytes were written, from the start on.
     testing::AssertionResult Holds(const std::string& bytes) const;
     testing::AssertionResult Untouched() const { return Holds(""); }
