@@ -23,11 +23,6 @@ constexpr const char* kCode = "_code";
 
 constexpr const char* kLogPath = "/tmp/VexaPinpad_ORVAL.log";
 
-// Tries of calls that a log in the way would block or fill.
-bool MayAsk(const LogFacts& log) {
-    return !log.Blocks();
-}
-
 void TellFunctions(void* handle, const Teller& tell) {
     for (const char* const name : ukey::kFunctionNames) {
         if (dlsym(handle, name) == nullptr) {
@@ -89,8 +84,8 @@ void TellKey(const ukey::Library& library, const ListedKey& listed, const Teller
     TellCertificates(key, tell);
 }
 
-Apart AskKeys(const Question& question, const LogFacts& log, const Apart& product) {
-    if (!product.Has("found") || !product.IsDone() || !MayAsk(log) || !question.list_keys) {
+Apart AskKeys(const Question& question, const Apart& product) {
+    if (!product.Has("found") || !product.IsDone() || !question.list_keys) {
         return {};
     }
     return RunApart(
@@ -166,7 +161,7 @@ std::vector<std::string> TokenFunctions() {
     return {std::begin(maker::kTokenNames), std::end(maker::kTokenNames)};
 }
 
-Apart TryProduct(const std::string& path, const LogFacts& log, std::chrono::milliseconds limit) {
+Apart TryProduct(const std::string& path, std::chrono::milliseconds limit) {
     return RunApart(
         [&](const Teller& tell) {
             void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -177,7 +172,7 @@ Apart TryProduct(const std::string& path, const LogFacts& log, std::chrono::mill
             tell("found", FoundAt(handle));
             TellFunctions(handle, tell);
             TellToken(tell);
-            if (dlsym(handle, "GetDllVersion") != nullptr && MayAsk(log)) {
+            if (dlsym(handle, "GetDllVersion") != nullptr) {
                 tell("version", ukey::Library(path).GetDllVersion());
             }
         },
@@ -189,9 +184,9 @@ Examination::Examination(Question asked)
       log(kLogPath),
       backend(maker::kBackendPath, BackendEntries(), question.limit),
       token(maker::kTokenPath, TokenFunctions(), question.limit),
-      product(TryProduct(question.library, log, question.limit)),
-      product_by_name(TryProduct(ukey::kLibraryName, log, question.limit)),
-      asking(AskKeys(question, log, product)),
+      product(TryProduct(question.library, question.limit)),
+      product_by_name(TryProduct(ukey::kLibraryName, question.limit)),
+      asking(AskKeys(question, product)),
       keys(KeysIn(asking)) {
     // The token library has no text of its own to be known by: it comes with the other.
     backend.is_software_keys = backend.loading.Has("software key");

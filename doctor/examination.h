@@ -18,8 +18,10 @@ namespace doctor {
 // The diagnostic log as it was before the product was asked anything.
 struct LogFacts {
     explicit LogFacts(std::string path);
-    // Opening it for a record would wait for a reader that never comes.
-    bool Blocks() const { return S_ISFIFO(target.st_mode); }
+    // What is there, or where it leads, is nothing that the product writes to.
+    bool TakesNoRecord() const {
+        return S_ISFIFO(target.st_mode) || S_ISDIR(target.st_mode) || S_ISSOCK(target.st_mode);
+    }
     bool IsFile() const { return exists && S_ISREG(status.st_mode); }
 
     std::string path;
@@ -55,7 +57,7 @@ std::vector<std::string> TokenFunctions();
 
 // A copy of the product, tried apart: tells "refused", or "found" and "version", "missing"
 // functions, and "token", the token library that it brought.
-Apart TryProduct(const std::string& path, const LogFacts& log, std::chrono::milliseconds limit);
+Apart TryProduct(const std::string& path, std::chrono::milliseconds limit);
 
 // Why the key did not answer.
 struct Problem {

@@ -126,13 +126,6 @@ Finding LookAtCertificatesOf(const KeyFacts& key) {
     return all;
 }
 
-Finding WhyNotAsked(const Examination& examination) {
-    if (examination.log.Blocks()) {
-        return Unknown("not asked: the named pipe in the log's place would hold the call", {});
-    }
-    return Unknown("not asked: the product is not usable", {});
-}
-
 std::string SerialNumbers(const Examination& examination) {
     std::vector<std::string> shown;
     for (const KeyFacts& key : examination.keys) {
@@ -149,7 +142,7 @@ std::string SerialNumbers(const Examination& examination) {
 Finding LookAtPlugged(const Examination& examination) {
     const Apart& asking = examination.asking;
     if (asking.end == Apart::End::kNotStarted) {
-        return WhyNotAsked(examination);
+        return Unknown("not asked: the product is not usable", {});
     }
     if (!asking.IsDone()) {
         return Broken(

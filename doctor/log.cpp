@@ -126,15 +126,9 @@ Finding LookAtLogFile(const LogFacts& log) {
     if (!log.exists) {
         return Well("none yet; the library's next call makes it");
     }
-    if (log.Blocks()) {
-        return Broken(
-            log.link.empty()
-                ? cli::Say("{1} is a named pipe: every call that logs waits until somebody reads "
-                           "from it",
-                           log.path)
-                : cli::Say("{1} leads to a named pipe: every call that logs waits until somebody "
-                           "reads from it",
-                           log.path),
+    if (S_ISLNK(log.status.st_mode) && log.TakesNoRecord()) {
+        return Doubtful(
+            cli::Say("{1} leads to {2}: there are no records", log.path, KindOf(log.target)),
             RemovalOf(log));
     }
     if (S_ISLNK(log.status.st_mode)) {

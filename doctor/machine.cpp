@@ -90,7 +90,7 @@ Finding LookAtZone() {
     }
     const std::time_t now = std::time(nullptr);
     std::tm local{};
-    char text[64];
+    char text[64] = {};
     localtime_r(&now, &local);
     return Well({text, std::strftime(text, sizeof text, "%Z, UTC%z", &local)});
 }

@@ -9,8 +9,10 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "log/local_time.h"
+#include "qrv/wipe.h"
 
 namespace orval {
 namespace {
@@ -45,7 +47,7 @@ class Line final {
         return *this;
     }
 
-    void WriteTo(FILE* file) const { std::fwrite(characters_, 1, length_, file); }
+    std::string_view AsView() const { return {characters_, length_}; }
 
  private:
     // Five numbers and seven characters, or two and 31.
@@ -54,13 +56,20 @@ class Line final {
 };
 
 // One record: the file is opened with it, and ended and closed with it. A file that cannot be
-// opened has no record.
+// opened has no record, and neither has a pipe. What passed through the record's buffer, which may
+// be an enveloped key, is wiped: the log has it, a client's memory need not.
 class Record final {
  public:
     Record() {
         struct stat status = {};
-        if (stat(kPath, &status) == 0 && status.st_size > kSizeLimit) {
-            std::remove(kPath);
+        if (stat(kPath, &status) == 0) {
+            if (S_ISFIFO(status.st_mode)) {
+                // Opening it would wait for a reader, and one that goes would end the process.
+                return;
+            }
+            if (status.st_size > kSizeLimit) {
+                std::remove(kPath);
+            }
         }
         file_ = std::fopen(kPath, "a");
         if (file_ != nullptr) {
@@ -72,34 +81,44 @@ class Record final {
         if (file_ != nullptr) {
             Write("]\r\n");
             std::fclose(file_);
+            QRV::Wipe(buffer_, std::min(written_, sizeof(buffer_)));
         }
     }
     Record(const Record&) = delete;
     Record& operator=(const Record&) = delete;
 
-    // Null when there is no record.
-    FILE* File() const { return file_; }
+    bool IsOpen() const { return file_ != nullptr; }
 
-    void Write(const char* text) { std::fputs(text, file_); }
+    void Write(std::string_view text) {
+        written_ += std::fwrite(text.data(), 1, text.size(), file_);
+    }
+
+    void WriteFormatted(const char* format, va_list arguments) {
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the caller started it
+        const int count = std::vfprintf(file_, format, arguments);
+        // Nobody knows how far one came that failed.
+        written_ += count < 0 ? sizeof(buffer_) : static_cast<size_t>(count);
+    }
 
     // The fraction has at least three digits: a hex record passes microseconds and shows up to six.
     void WriteHeader(const char* name, const tm& local, long fraction) {
         Line time;
         time.Text("[").Number(local.tm_mday, 2).Text(",").Number(local.tm_hour, 2).Text(":");
         time.Number(local.tm_min, 2).Text(":").Number(local.tm_sec, 2).Text(".");
-        time.Number(fraction, 3).Text("] ").WriteTo(file_);
+        Write(time.Number(fraction, 3).Text("] ").AsView());
         Write(name);
         // The low 32 bits of the thread's identifier, shown as a signed number.
         const auto thread = static_cast<int32_t>(static_cast<uint32_t>(pthread_self()));
         Line ids;
         ids.Text(": (Process is ").Number(getpid()).Text(", thread is ").Number(thread);
-        ids.Text(")\r\n\t[").WriteTo(file_);
+        Write(ids.Text(")\r\n\t[").AsView());
     }
 
  private:
     // What fits is one write, between those of other processes.
     char buffer_[16384];
-    FILE* file_;
+    FILE* file_ = nullptr;
+    size_t written_ = 0;
 };
 
 using Pair = std::array<char, 2>;
@@ -114,13 +133,13 @@ constexpr std::array<Pair, 256> kHexDigits = [] {
     return pairs;
 }();
 
-void WriteHex(FILE* file, const unsigned char* bytes, size_t count) {
+void WriteHex(Record& record, const unsigned char* bytes, size_t count) {
     std::array<Pair, 512> digits;
     while (count > 0) {
         const size_t some = std::min(count, digits.size());
         std::transform(bytes, bytes + some, digits.begin(),
                        [](unsigned char byte) { return kHexDigits[byte]; });
-        std::fwrite(digits.data(), sizeof(Pair), some, file);
+        record.Write({reinterpret_cast<const char*>(digits.data()), some * sizeof(Pair)});
         bytes += some;
         count -= some;
     }
@@ -130,21 +149,20 @@ void WriteHex(FILE* file, const unsigned char* bytes, size_t count) {
 
 void LogEntry(const char* pszName, const char* pszFormat, ...) {
     Record record;
-    if (record.File() == nullptr) {
+    if (!record.IsOpen()) {
         return;
     }
     const LocalTime now = LocalTimeNow();
     record.WriteHeader(pszName, now.parts, now.microseconds / 1000);
     va_list arguments;
     va_start(arguments, pszFormat);
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is two lines up
-    std::vfprintf(record.File(), pszFormat, arguments);
+    record.WriteFormatted(pszFormat, arguments);
     va_end(arguments);
 }
 
 void LogHex(const char* pszName, const void* pData, int32_t nLen) {
     Record record;
-    if (record.File() == nullptr) {
+    if (!record.IsOpen()) {
         return;
     }
     const LocalTime now = LocalTimeNow();
@@ -152,8 +170,7 @@ void LogHex(const char* pszName, const void* pData, int32_t nLen) {
     // two kinds apart by it.
     record.WriteHeader(pszName, now.parts, now.microseconds);
     if (nLen > 0) {
-        WriteHex(record.File(), static_cast<const unsigned char*>(pData),
-                 static_cast<size_t>(nLen));
+        WriteHex(record, static_cast<const unsigned char*>(pData), static_cast<size_t>(nLen));
     }
 }
 

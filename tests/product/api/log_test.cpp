@@ -104,7 +104,7 @@ int WholeRecords(const std::string& log) {
     return records;
 }
 
-constexpr int kWriters = 4;
+constexpr int kWriters = 8;  // processes, and as many threads
 constexpr int kRecordsOfEach = 100;
 
 // Texts of one character, and as much in hexadecimal, up to what the log's buffer holds.
@@ -117,28 +117,50 @@ void WriteRecordsOfAllLengths(char character) {
     }
 }
 
-TEST(LogEntry, RecordsOfSeveralProcessesDoNotMix) {
-    for (int writer = 0; writer < kWriters; ++writer) {
-        if (fork() == 0) {
-            WriteRecordsOfAllLengths(static_cast<char>('a' + writer));
-            _exit(0);
+// Processes that begin together, when this is told to let them.
+class Writers final {
+ public:
+    Writers() {
+        EXPECT_EQ(pipe(gate_), 0);
+        for (int writer = 0; writer < kWriters; ++writer) {
+            if (fork() == 0) {
+                char nothing = 0;
+                close(gate_[1]);
+                // Returns when the last writer's end is closed.
+                if (read(gate_[0], &nothing, 1) == 0) {
+                    WriteRecordsOfAllLengths(static_cast<char>('a' + writer));
+                }
+                _exit(0);
+            }
         }
     }
-    for (int writer = 0; writer < kWriters; ++writer) {
-        wait(nullptr);
+    void Begin() { close(gate_[1]); }
+    bool AreDone() {
+        while (running_ > 0 && waitpid(-1, nullptr, WNOHANG) > 0) {
+            --running_;
+        }
+        return running_ == 0;
     }
-    EXPECT_EQ(WholeRecords(LogText()), kWriters * kRecordsOfEach * 2);
-}
 
-TEST(LogEntry, RecordsOfSeveralThreadsDoNotMix) {
-    std::vector<std::thread> writers;
+ private:
+    int gate_[2] = {};
+    int running_ = kWriters;
+};
+
+TEST(LogEntry, RecordsOfEightProcessesAndEightThreadsDoNotMix) {
+    Writers processes;
+    processes.Begin();
+    std::vector<std::thread> threads;
     for (int writer = 0; writer < kWriters; ++writer) {
-        writers.emplace_back(WriteRecordsOfAllLengths, static_cast<char>('a' + writer));
+        threads.emplace_back(WriteRecordsOfAllLengths, static_cast<char>('A' + writer));
     }
-    for (std::thread& writer : writers) {
-        writer.join();
+    for (std::thread& thread : threads) {
+        thread.join();
     }
-    EXPECT_EQ(WholeRecords(LogText()), kWriters * kRecordsOfEach * 2);
+    while (!processes.AreDone()) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(WholeRecords(LogText()), 2 * kWriters * kRecordsOfEach * 2);
 }
 
 TEST(LogEntry, OpensTheFileForAppendingOncePerRecord) {
@@ -211,6 +233,18 @@ TEST(LogEntry, TimeZoneWithALongNameCountsAtOnce) {
     EXPECT_EQ(LogText(), Behind("[08,19:35:03.004] Name: ", "west") +
                              Behind("[09,07:50:03.004] Name: ", "east") +
                              Behind("[08,23:05:03.004] Name: ", "nowhere"));
+}
+
+TEST(LogEntry, TimeZoneWhoseNameBeginsAnotherIsAZoneOfItsOwn) {
+    setenv("TZ", "UTC-1:30", 1);
+    LogEntry("Name", "half past");
+    setenv("TZ", "UTC-1", 1);
+    LogEntry("Name", "whole");
+    setenv("TZ", "UTC-1:30", 1);
+    LogEntry("Name", "half past");
+    EXPECT_EQ(LogText(), Behind("[09,00:35:03.004] Name: ", "half past") +
+                             Behind("[09,00:05:03.004] Name: ", "whole") +
+                             Behind("[09,00:35:03.004] Name: ", "half past"));
 }
 
 // The C library looks at the zone's file when it is asked for the zone; how often is ours to say.
@@ -325,6 +359,26 @@ TEST_P(LogLimit, DeletesNothingElse) {
     MakeLog(kSizeLimit + 1);
     GetParam()();
     EXPECT_THAT(removed, ElementsAre(kLogPath));
+}
+
+// The size that is looked at and the file that is deleted may not be the same: records may be lost
+// between them, none is cut, and the file outgrows its limit by a record of each writer at most.
+TEST(LogLimit, CrossedByEightProcessesLeavesWholeRecords) {
+    constexpr off_t kLongestRecord = 16384;
+    constexpr off_t kAll = off_t{kWriters} * kRecordsOfEach * kLongestRecord;
+    for (int round = 0; round < 3; ++round) {
+        std::remove(kLogPath);
+        MakeLog(kSizeLimit - kAll / 4);
+        Writers processes;
+        processes.Begin();
+        off_t largest = 0;
+        while (!processes.AreDone()) {
+            largest = std::max(largest, LogSize());
+        }
+        EXPECT_LE(largest, kSizeLimit + kWriters * kLongestRecord);
+        ASSERT_LT(LogSize(), kAll);
+        EXPECT_GT(WholeRecords(LogText()), 0);
+    }
 }
 
 TEST(Log, UnwritableDirectoryMakesItSilent) {
