@@ -1,14 +1,15 @@
 #ifndef SOFTKEY_BASE_SECRET_H
 #define SOFTKEY_BASE_SECRET_H
 
-#include <openssl/crypto.h>
-
 #include <cstddef>
-#include <memory>
+#include <limits>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "base/secret_pages.h"
 
 namespace softkey {
 
@@ -26,18 +27,21 @@ inline Bytes ToBytes(std::string_view text) {
     return Bytes(AsBytes(text), AsBytes(text) + text.size());
 }
 
-// Memory that is wiped before it is given back, also when a container grows out of it.
+// Memory from pages for secrets, wiped before it is given back, also when a container grows out of
+// it.
 template <typename T>
 struct WipingAllocator {
     using value_type = T;
     WipingAllocator() = default;
     template <typename U>
     WipingAllocator(const WipingAllocator<U>&) {}  // NOLINT(google-explicit-constructor)
-    T* allocate(size_t count) { return std::allocator<T>().allocate(count); }
-    void deallocate(T* memory, size_t count) {
-        OPENSSL_cleanse(memory, count * sizeof(T));
-        std::allocator<T>().deallocate(memory, count);
+    T* allocate(size_t count) {
+        if (count > std::numeric_limits<size_t>::max() / sizeof(T)) {
+            throw std::bad_array_new_length();
+        }
+        return static_cast<T*>(TakeSecretMemory(count * sizeof(T)));
     }
+    void deallocate(T* memory, size_t count) { GiveSecretMemory(memory, count * sizeof(T)); }
     bool operator==(const WipingAllocator&) const { return true; }
     bool operator!=(const WipingAllocator&) const { return false; }
 };

@@ -75,7 +75,6 @@ void WriteCertificates(Device& device, std::string_view pkcs7) {
     Require(!ours.empty(), Code::kCertificateNotOurs,
             "no certificate belongs to a key pair on the key");
     device.Store().SetCertificates(ours);
-    device.CloseKeys();
 }
 
 void ImportEncryptionKey(Device& device, std::string_view envelope) {
@@ -127,7 +126,6 @@ void DeleteCertificate(Device& device, const CertificateSelector& selector, Dele
     Require(!doomed.empty(), Code::kCertificateNotFound, "there is nothing of that kind to delete");
     device.Authorize(Device::Use::kOther);
     device.Store().DeletePairs(doomed);
-    device.CloseKeys();
 }
 
 }  // namespace softkey

@@ -135,19 +135,8 @@ Unlocked Device::Obtain(Use use) {
     return unlocked;
 }
 
-OpenedPair Device::Open(const StoredPair& stored) {
-    const Unlocked& unlocked = Authorize(Use::kOther);
-    Sessions& sessions = Sessions::OfThisProcess();
-    std::shared_ptr<const KeyPair> pair = sessions.OpenKey(key_, seen_, stored.id);
-    if (pair == nullptr) {
-        pair = std::make_shared<const KeyPair>(store_.Open(unlocked, stored));
-        sessions.KeepOpen(key_, seen_, stored.id, pair);
-    }
-    return {std::move(pair), {}};
-}
-
-void Device::CloseKeys() {
-    Sessions::OfThisProcess().CloseKeys(key_.serial);
+KeyPair Device::Open(const StoredPair& stored) {
+    return store_.Open(Authorize(Use::kOther), stored);
 }
 
 }  // namespace softkey

@@ -14,12 +14,6 @@
 
 namespace softkey {
 
-// A private key at work. What its use leaves on the stack and in registers is wiped at the end.
-struct OpenedPair {
-    std::shared_ptr<const KeyPair> pair;
-    SecretTraces traces;
-};
-
 // A plugged key as the entries use it: its slot, its store and what this process has verified.
 class Device {
  public:
@@ -49,10 +43,9 @@ class Device {
     enum class Use { kRequest, kOther };
     const Unlocked& Authorize(Use use);
 
-    // The private key of a pair, for any use but requests. Under a cached verification it stays
-    // open for the next call; CloseKeys ends that, for pairs that are taken from the key.
-    OpenedPair Open(const StoredPair& stored);
-    void CloseKeys();
+    // The private key of a pair, for any use but requests. Nothing of it is left once the call is
+    // over, also under a cached verification: that keeps what unseals it, and in pages for secrets.
+    KeyPair Open(const StoredPair& stored);
 
     // For whoever asks somebody. That takes its time: what was seen before is then old.
     DialogSubject Subject();

@@ -19,9 +19,7 @@ constexpr int kHalfLength = 32;
 // A signing key that has been opened, ready for one signature or a whole batch.
 struct Signer {
     StoredPair stored;
-    OpenedPair opened;
-
-    const KeyPair& Pair() const { return *opened.pair; }
+    KeyPair pair;
 };
 
 bool IsForSm2Only(SignatureFormat format) {
@@ -39,8 +37,8 @@ StoredPair FindSigningPair(Device& device, const SignatureOrder& order) {
 }
 
 Signer OpenSigner(Device& device, StoredPair stored) {
-    OpenedPair opened = device.Open(stored);
-    return {std::move(stored), std::move(opened)};
+    KeyPair pair = device.Open(stored);
+    return {std::move(stored), std::move(pair)};
 }
 
 // r || s, each 32 bytes.
@@ -56,8 +54,7 @@ Bytes PlainSignature(const Bytes& signature) {
 
 std::string Pkcs7Signature(const Signer& signer, const Bytes& signature,
                            const std::optional<Bytes>& content, Pkcs7Names names) {
-    return ToBase64(
-        SignedData(signer.Pair(), signer.stored.certificate, signature, content, names));
+    return ToBase64(SignedData(signer.pair, signer.stored.certificate, signature, content, names));
 }
 
 std::string SignContent(const Signer& signer, SignatureFormat format,
@@ -65,8 +62,8 @@ std::string SignContent(const Signer& signer, SignatureFormat format,
     const bool attached =
         format == SignatureFormat::kAttached || format == SignatureFormat::kAttachedGm;
     Require(!(attached && content.is_digest), Code::kSelector, "a digest has no content to attach");
-    const Bytes signature = content.is_digest ? signer.Pair().SignDigest(content.bytes)
-                                              : signer.Pair().SignMessage(content.bytes);
+    const Bytes signature = content.is_digest ? signer.pair.SignDigest(content.bytes)
+                                              : signer.pair.SignMessage(content.bytes);
     switch (format) {
         case SignatureFormat::kHex:
             return ToHex(signature);
@@ -175,8 +172,7 @@ std::string Decrypt(Device& device, const CertificateSelector& key, const Cipher
     const StoredPair stored = FindCertified(device, key);
     const bool sm2 = stored.type == KeyType::kSm2;
     Require(!(sm2 && selector.padding_given), Code::kSelector, "paddings are for RSA only");
-    const OpenedPair opened = device.Open(stored);
-    const KeyPair& pair = *opened.pair;
+    const KeyPair pair = device.Open(stored);
     return EncodePlain(sm2 ? pair.Sm2Decrypt(*bytes) : pair.RsaDecrypt(*bytes, selector.padding),
                        selector.plain);
 }

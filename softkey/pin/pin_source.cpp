@@ -1,6 +1,7 @@
 #include "pin/pin_source.h"
 
 #include <fcntl.h>
+#include <openssl/crypto.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
