@@ -1,7 +1,7 @@
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
+#include "cli/last_resort.h"
 #include "cli/standard_descriptors.h"
 #include "cli/words.h"
 #include "verbs.h"
@@ -96,14 +96,11 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    constexpr const char* kName = "ukeyctl";
     cli::OpenStandardDescriptors();
-    cli::Speak("ukeyctl", argc, argv);
-    try {
+    return cli::RunMain(kName, cli::Layout::kAligned, [argc, argv] {
+        cli::Speak(kName, argc, argv);
+        cli::PrepareForLackOfMemory(kName, cli::Layout::kAligned);
         return Run(argc, argv);
-    } catch (const std::exception& error) {
-        // Without any allocation: the lack of memory may be what brought it here.
-        std::fprintf(stderr, "ukeyctl: %s\n  why:  %s\n  next: %s\n", cli::kOwnFault, error.what(),
-                     cli::kNextForOwnFault);
-        return static_cast<int>(cli::ExitStatus::kInternal);
-    }
+    });
 }

@@ -7,7 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 
+#include "cli/last_resort.h"
 #include "cli/printable.h"
 #include "cli/words.h"
 #include "codes/advice.h"
@@ -168,6 +170,11 @@ int Session::Run(const cli::Chosen& chosen) {
         return Fail(verb_, FailureOf(error, verb_));
     } catch (const ukey::LoadError& error) {
         return Fail(verb_, FailureOf(error));
+    } catch (const std::system_error& error) {
+        return Fail(verb_, cli::MakeFailure(cli::ExitStatus::kFile, error.what(), {},
+                                            "check the path, the permissions and the free space"));
+    } catch (const std::bad_alloc&) {
+        return Fail(verb_, cli::LackOfMemory());
     } catch (const std::exception& error) {
         return Fail(verb_, InternalFailure(error.what()));
     }

@@ -7,6 +7,7 @@
 #include <iostream>
 #include <system_error>
 
+#include "cli/last_resort.h"
 #include "cli/printable.h"
 #include "cli/words.h"
 #include "codes/advice.h"
@@ -113,6 +114,8 @@ cli::ExitStatus RunCommand(const Invocation& invocation, const cli::Work& comman
         return fail(FailureOf(error));
     } catch (const cli::CommandFailure& failure) {
         return fail(failure.Details());
+    } catch (const std::bad_alloc&) {
+        return fail(cli::LackOfMemory());
     } catch (const std::system_error& error) {
         return fail(cli::MakeFailure(cli::ExitStatus::kFile, error.what(), {},
                                      "Check the path, the permissions and the free space"));

@@ -6,8 +6,10 @@
 #include <iostream>
 #include <string>
 
+#include "cli/last_resort.h"
 #include "cli/standard_descriptors.h"
 #include "cli/words.h"
+#include "crypto/ssl.h"
 #include "tools/console.h"
 
 namespace softkey::tools {
@@ -66,14 +68,18 @@ cli::Work Doing(std::function<void()> work) {
 int RunProgram(cli::Commands program, const char* name, AddCommands add_commands, int argc,
                char** argv) {
     cli::OpenStandardDescriptors();
-    cli::Speak("orval-softkey", argc, argv);
-    return static_cast<int>(RunCommand({name, {}, false}, [&] {
-        const cli::ExitStatus status = ParseAndRun(program, name, add_commands, argc, argv);
-        if (status == cli::ExitStatus::kDone) {
-            RequireThatOutputWasWritten();
-        }
-        return status;
-    }));
+    return cli::RunMain(name, cli::Layout::kPlain, [&] {
+        cli::Speak("orval-softkey", argc, argv);
+        cli::PrepareForLackOfMemory(name, cli::Layout::kPlain);
+        return static_cast<int>(RunCommand({name, {}, false}, [&] {
+            ssl::RequireOpenSsl();
+            const cli::ExitStatus status = ParseAndRun(program, name, add_commands, argc, argv);
+            if (status == cli::ExitStatus::kDone) {
+                RequireThatOutputWasWritten();
+            }
+            return status;
+        }));
+    });
 }
 
 }  // namespace softkey::tools

@@ -19,22 +19,27 @@ constexpr const char* kNoLibrary = "/nowhere/library.so";
 class AdviceTest : public UkeyctlTest {};
 
 TEST_F(AdviceTest, SoftwareKeysCodesAreKnownWithoutALibrary) {
-    int asked = 0;
+    std::vector<int32_t> asked;
     for (const codes::Row& row : codes::All()) {
         if (codes::OwnerOf(row) != codes::Owner::kSoftwareKey) continue;
-        ++asked;
-        const Outcome outcome =
-            Ukeyctl({"error", std::to_string(row.code), "--json", "--library", kNoLibrary}).Run();
-        ASSERT_EQ(outcome.status, 0) << row.english << outcome.err;
-        const nlohmann::json told = outcome.Json();
-        EXPECT_EQ(told["defined_by"], "the software key") << row.english;
-        EXPECT_EQ(told["meaning"], row.english);
-        EXPECT_TRUE(told["name"].is_null()) << row.english;
-        EXPECT_THAT(told["next"].get<std::string>(),
+        asked.push_back(row.code);
+        EXPECT_EQ(codes::DefinedBy(row.code, ""), "the software key") << row.english;
+        ASSERT_EQ(codes::FindKnown(row.code), &row);
+        EXPECT_THAT(codes::NextFor(row.code, {}, "", "help"),
                     AllOf(Not(HasSubstr("maker")), Not(HasSubstr("{"))))
             << row.english;
     }
-    EXPECT_GE(asked, 21);
+    ASSERT_GE(asked.size(), 21U);
+    for (const int32_t code : {asked.front(), asked.back()}) {
+        const Outcome outcome =
+            Ukeyctl({"error", std::to_string(code), "--json", "--library", kNoLibrary}).Run();
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        const nlohmann::json told = outcome.Json();
+        EXPECT_EQ(told["defined_by"], "the software key");
+        EXPECT_EQ(told["meaning"], codes::Find(code)->english);
+        EXPECT_TRUE(told["name"].is_null());
+        EXPECT_EQ(told["next"], codes::NextFor(code, {}, "", "the verb's --help"));
+    }
 }
 
 // A maker may have given the number to something else.

@@ -1,6 +1,7 @@
 #include "fake_product.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -47,6 +48,11 @@ void Record(const std::string& name, Arguments... arguments) {
     TheFakeProduct()->calls.push_back(call);
     if (const char* path = std::getenv("FAKE_CALLS")) {
         std::ofstream(path, std::ios::app) << call << "\n";
+    }
+    if (const char* path = std::getenv("FAKE_WORKS_UNTIL")) {
+        while (access(path, F_OK) != 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
     }
 }
 

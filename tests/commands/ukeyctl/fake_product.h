@@ -13,10 +13,11 @@
 // and event is what a test asked for. A program in another process is told by the environment:
 //
 //     FAKE_CODES    "VerifyPIN=167772161 GetCert=-401"
-//     FAKE_OUTPUTS  a file with lines "GetLabel=text"; several of a name are given one after
-//     another FAKE_EVENTS   "1:SN0001 2:SN0001" FAKE_OPENS    a file that is opened when the
-//     product is loaded, and stays open FAKE_CALLS    a file to which every call is appended, as in
-//     `calls`
+//     FAKE_OUTPUTS  a file with lines "GetLabel=text"; several of a name: one after another
+//     FAKE_EVENTS   "1:SN0001 2:SN0001"
+//     FAKE_OPENS    a file that is opened when the product is loaded, and stays open
+//     FAKE_CALLS    a file to which every call is appended, as in `calls`
+//     FAKE_WORKS_UNTIL  a file; every call takes until it is there
 struct FakeProduct {
     FakeProduct();
 

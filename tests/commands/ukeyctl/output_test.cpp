@@ -282,24 +282,25 @@ TEST_F(OutputTest, MistakeNamesTheVerbInJsonToo) {
     EXPECT_EQ(Ukeyctl({"cert", "get", "--param1", "x", "--json"}).Run().Json()["verb"], "cert get");
 }
 
-// The stand-in writes down each call, here into a pipe that nobody reads for a while.
+// The stand-in's call notes itself and stays at work until the test has seen that for long enough.
 TEST_F(OutputTest, LongWorkOfAKeyShowsAClockOnATerminal) {
-    ASSERT_EQ(mkfifo(Path("calls").c_str(), 0600), 0);
-    // Its first call waits for somebody who reads what is noted of it; no later one does.
-    std::ifstream reader;
-    const auto keep_waiting = [&](pid_t /*process*/) {
+    const auto let_it_work = [&](pid_t /*process*/) {
+        for (int looks = 0; Calls().empty() && looks < 6000; ++looks) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1500));
-        reader.open(Path("calls"));
+        MakeFile(Path("in"), "");
     };
     const auto sign = [&](bool as_json) {
+        unlink(Path("in").c_str());
+        unlink(Path("calls").c_str());
         std::vector<std::string> words = {"signhash", "--sn", "1234567890123456", "--data", "d"};
         words.insert(words.end(), as_json ? 1 : 0, "--json");
-        const Outcome outcome = Ukeyctl(words, "SignHash=signature\n")
-                                    .ComplainsToTerminal()
-                                    .Meanwhile(keep_waiting)
-                                    .Run();
-        reader.close();
-        return outcome;
+        return Ukeyctl(words, "SignHash=signature\n")
+            .With("FAKE_WORKS_UNTIL", Path("in"))
+            .ComplainsToTerminal()
+            .Meanwhile(let_it_work)
+            .Run();
     };
     const Outcome told = sign(false);
     EXPECT_EQ(told.status, 0);

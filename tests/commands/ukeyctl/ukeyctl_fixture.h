@@ -24,6 +24,8 @@ class UkeyctlTest : public testing::Test {
 
     // The command with the stand-in as its library, giving the outputs ("GetLabel=text\n...").
     Command Ukeyctl(std::vector<std::string> words, const std::string& outputs = {}) {
+        // A new file: one that is cut and written anew is on the disk before it is closed.
+        unlink(Path("outputs").c_str());
         MakeFile(Path("outputs"), outputs);
         Command command(std::move(words));
         command.With("ORVAL_LIBRARY", FAKE_PRODUCT_PATH)

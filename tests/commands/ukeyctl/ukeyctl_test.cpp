@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "codes/advice.h"
 #include "codes/catalogue.h"
 #include "ukeyctl_fixture.h"
 
@@ -859,13 +860,21 @@ TEST_F(UkeyctlTest, OwnCodesAreExplainedWithoutALibrary) {
 
 // A support engineer's machine need not have the customer's library.
 TEST_F(UkeyctlTest, StandardCodesAreExplainedWithoutALibrary) {
-    for (int32_t code = 0x0A000001; code <= 0x0A000032; ++code) {
+    constexpr int32_t kFirst = 0x0A000001;
+    constexpr int32_t kLast = 0x0A000032;
+    for (int32_t code = kFirst; code <= kLast; ++code) {
+        const codes::Row* const known = codes::FindKnown(code);
+        ASSERT_NE(known, nullptr) << code;
+        EXPECT_THAT(known->name, StartsWith("SAR_")) << code;
+        EXPECT_EQ(codes::DefinedBy(code, ""), "GM/T 0016") << code;
+    }
+    for (const int32_t code : {kFirst, kLast}) {
         const Outcome outcome =
             Ukeyctl({"error", std::to_string(code), "--json", "--library", "/nowhere/library.so"})
                 .Run();
         EXPECT_EQ(outcome.status, 0) << code;
-        EXPECT_THAT(outcome.Json()["name"].get<std::string>(), StartsWith("SAR_")) << code;
-        EXPECT_EQ(outcome.Json()["defined_by"], "GM/T 0016") << code;
+        EXPECT_EQ(outcome.Json()["name"], codes::FindKnown(code)->name);
+        EXPECT_EQ(outcome.Json()["defined_by"], codes::DefinedBy(code, ""));
         EXPECT_EQ(outcome.Json()["code"], code);
     }
 }
