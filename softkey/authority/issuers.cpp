@@ -35,12 +35,13 @@ void CheckIssuerName(const std::string& name) {
     }
 }
 
-void WriteNewFile(const std::string& path, const std::string& text) {
+using Drafts = std::vector<std::unique_ptr<DraftFile>>;
+
+void Draft(const std::string& path, const std::string& text, Drafts& drafts) {
     const fs::path place(path);
     RemoveAbandonedDrafts(place.parent_path().string(), place.filename().string());
-    DraftFile draft(path);
-    draft.Write(ToBytes(text));
-    draft.Publish();
+    drafts.push_back(std::make_unique<DraftFile>(path));
+    drafts.back()->Write(ToBytes(text), DraftFile::Sync::kLater);
 }
 
 // A file of an issuer, to read from.
@@ -73,22 +74,24 @@ Issuer Make(KeyType type, const NewIssuer& issuer, const Issuer* under) {
     chain.push_back(MakeCertificate(pair, subject.get(), profile, under));
     for (size_t place = 0; under != nullptr && place < under->chain.size(); ++place) {
         chain.emplace_back(X509_dup(under->chain[place].get()));
+        Check(chain.back() != nullptr, "certificate");
     }
     return {std::move(pair), std::move(chain)};
 }
 
-void Keep(const std::string& folder, const std::string& name, const Issuer& issuer) {
+void DraftFiles(const std::string& folder, const std::string& name, const Issuer& issuer,
+                Drafts& drafts) {
     const KeyType type = issuer.pair.Type();
     const auto write_key = [&](BIO* output) {
         return PEM_write_bio_PrivateKey(output, issuer.pair.Get(), nullptr, nullptr, 0, nullptr,
                                         nullptr) == 1;
     };
-    WriteNewFile(IssuerFile(folder, name, type, kKeySuffix), ssl::Printed(write_key, "key"));
+    Draft(IssuerFile(folder, name, type, kKeySuffix), ssl::Printed(write_key, "key"), drafts);
     std::string chain;
     for (const ssl::Certificate& certificate : issuer.chain) {
         chain += ToPem(ssl::ToDer(certificate.get(), i2d_X509, "certificate"), "CERTIFICATE");
     }
-    WriteNewFile(IssuerFile(folder, name, type, kChainSuffix), chain);
+    Draft(IssuerFile(folder, name, type, kChainSuffix), chain, drafts);
 }
 
 }  // namespace
@@ -139,13 +142,16 @@ std::vector<std::string> IssuersIn(const std::string& folder) {
 
 void AddIssuer(const std::string& folder, const NewIssuer& issuer, const std::string* under) {
     CheckIssuerName(issuer.name);
+    // All its files or none: half an issuer can neither be used nor made again.
+    Drafts drafts;
     for (const KeyType type : kIssuerTypes) {
         std::optional<Issuer> above;
         if (under != nullptr) {
             above.emplace(LoadIssuer(folder, *under, type));
         }
-        Keep(folder, issuer.name, Make(type, issuer, above ? &*above : nullptr));
+        DraftFiles(folder, issuer.name, Make(type, issuer, above ? &*above : nullptr), drafts);
     }
+    DraftFile::PublishAll(drafts);
 }
 
 Issuer LoadIssuer(const std::string& folder, const std::string& name, KeyType type) {
@@ -162,13 +168,15 @@ Issuer LoadIssuer(const std::string& folder, const std::string& name, KeyType ty
     }
     const ssl::Output key_file = Open(IssuerFile(folder, name, type, kKeySuffix));
     const ssl::Output chain_file = Open(IssuerFile(folder, name, type, kChainSuffix));
+    const ssl::ErrorMark mark;  // the end of the file is one of OpenSSL's errors
     ssl::Key key(PEM_read_bio_PrivateKey(key_file.get(), nullptr, nullptr, nullptr));
     std::vector<ssl::Certificate> chain;
-    const ssl::ErrorMark mark;  // the end of the file is one of OpenSSL's errors
     while (X509* const certificate =
                PEM_read_bio_X509(chain_file.get(), nullptr, nullptr, nullptr)) {
         chain.emplace_back(certificate);
     }
+    // That is no end of the file, and the chain would be too short.
+    Require(!ssl::ErrorMark::MemoryRanOut(), Code::kMemory);
     Check(key != nullptr && !chain.empty() &&
               X509_check_private_key(chain.front().get(), key.get()) == 1,
           "a file of the authority is damaged", Code::kStoreDamaged);

@@ -38,7 +38,7 @@ RequestKind KindOf(const X509_REQ* request) {
     sk_X509_EXTENSION_pop_free(extensions, X509_EXTENSION_free);
     constexpr int kDigitalSignature = 0;
     constexpr int kKeyEncipherment = 2;
-    if (usage == nullptr) {
+    if (!ssl::IsYes(usage != nullptr)) {
         return RequestKind::kSigning;
     }
     const bool encrypts = ASN1_BIT_STRING_get_bit(usage.get(), kKeyEncipherment) == 1;

@@ -104,7 +104,7 @@ bool HasIssued(const Issuer& issuer, X509* certificate) {
         X509_set0_distinguishing_id(certificate, NewDefaultUserId());
     }
     const ssl::ErrorMark mark;
-    return X509_verify(certificate, issuer.pair.Get()) == 1;
+    return ssl::IsYes(X509_verify(certificate, issuer.pair.Get()) == 1);
 }
 
 void Add(X509_CRL* list, const Revocation& revocation) {

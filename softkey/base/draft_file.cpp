@@ -100,7 +100,9 @@ void DraftFile::Make() {
     if (file_ < 0) {
         FailWithFile(errno, path_);
     }
-    flock(file_, LOCK_EX);
+    // Nobody waits here for long: who clears drafts tries the lock and lets it go.
+    while (flock(file_, LOCK_EX) != 0 && errno == EINTR) {
+    }
 }
 
 DraftFile::~DraftFile() {
@@ -113,10 +115,10 @@ void DraftFile::Write(const Bytes& bytes, Sync sync) {
     const unsigned char* const end = next + bytes.size();
     while (next != end) {
         const ssize_t written = write(file_, next, static_cast<size_t>(end - next));
-        if (written < 0) {
+        if (written < 0 && errno != EINTR) {
             FailWithFile(errno, path_);
         }
-        next += written;
+        next += written > 0 ? written : 0;
     }
     if (sync == Sync::kNow) {
         SyncBytes();
@@ -152,8 +154,16 @@ void DraftFile::PublishAll(const std::vector<std::unique_ptr<DraftFile>>& drafts
     for (const auto& draft : drafts) {
         draft->SyncBytes();
     }
-    for (const auto& draft : drafts) {
-        draft->Link();
+    size_t linked = 0;
+    try {
+        for (; linked < drafts.size(); ++linked) {
+            drafts[linked]->Link();
+        }
+    } catch (...) {
+        while (linked > 0) {
+            unlink(drafts[--linked]->final_path_.c_str());
+        }
+        throw;
     }
     SyncFolder(FolderOf(drafts.front()->final_path_));
 }

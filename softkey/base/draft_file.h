@@ -38,8 +38,8 @@ class DraftFile {
     void Publish();
     void Replace();
 
-    // Publishes files of one folder, which costs little more than publishing one. Until it returns
-    // a sudden end of the machine may leave any of them out.
+    // Publishes files of one folder, all of them or, where one fails, none, which costs little more
+    // than publishing one. Until it returns a sudden end of the machine may leave any of them out.
     static void PublishAll(const std::vector<std::unique_ptr<DraftFile>>& drafts);
 
  private:

@@ -25,6 +25,12 @@ FileLock::FileLock(const std::string& path)
     }
     const auto end = std::chrono::steady_clock::now() + kLongestWait;
     while (flock(file_, LOCK_EX | LOCK_NB) != 0) {
+        // A file system that cannot lock will not be able to in a minute either.
+        if (errno != EWOULDBLOCK && errno != EINTR) {
+            const int reason = errno;
+            close(file_);
+            FailWithFile(reason, path);
+        }
         if (std::chrono::steady_clock::now() >= end) {
             close(file_);
             throw Error(Code::kStoreBusy, "another program keeps the key");

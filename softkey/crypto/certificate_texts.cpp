@@ -35,6 +35,12 @@ std::string TimeText(const ASN1_TIME* time) {
     return {text, length};
 }
 
+uint32_t UsageOf(X509* certificate) {
+    const uint32_t usage = X509_get_key_usage(certificate);
+    // Also what is given of a certificate that could not be looked through.
+    return ssl::IsYes(usage != 0) ? usage : 0;
+}
+
 std::string UsageText(X509* certificate) {
     struct Bit {
         uint32_t mask;
@@ -49,7 +55,7 @@ std::string UsageText(X509* certificate) {
         {KU_KEY_CERT_SIGN, "keyCertSign"},
         {KU_CRL_SIGN, "cRLSign"},
     };
-    const uint32_t usage = X509_get_key_usage(certificate);
+    const uint32_t usage = UsageOf(certificate);
     if (usage == UINT32_MAX) {
         return "any";
     }
@@ -91,7 +97,7 @@ std::string IssuerText(const X509* certificate) {
 }
 
 AllowedUse AllowedUseOf(X509* certificate) {
-    const uint32_t usage = X509_get_key_usage(certificate);
+    const uint32_t usage = UsageOf(certificate);
     return {(usage & (KU_DIGITAL_SIGNATURE | KU_NON_REPUDIATION)) != 0,
             (usage & (KU_KEY_ENCIPHERMENT | KU_DATA_ENCIPHERMENT | KU_KEY_AGREEMENT)) != 0};
 }

@@ -149,8 +149,8 @@ bool KeyPair::VerifyMessage(const Bytes& message, const Bytes& signature) const 
     const ssl::DigestContext context = MessageContext(&key_context);
     Check(EVP_DigestVerifyInit(context.get(), nullptr, Digest(), nullptr, key_.get()) == 1,
           "verify");
-    return EVP_DigestVerify(context.get(), signature.data(), signature.size(), message.data(),
-                            message.size()) == 1;
+    return ssl::IsYes(EVP_DigestVerify(context.get(), signature.data(), signature.size(),
+                                       message.data(), message.size()) == 1);
 }
 
 Bytes KeyPair::DigestOf(const Bytes& message) const {

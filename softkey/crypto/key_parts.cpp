@@ -88,8 +88,8 @@ constexpr struct {
     {OSSL_PKEY_PARAM_RSA_COEFFICIENT1, &RsaPrivateKey::q_inverse},
 };
 
-constexpr int kScalarLength = 32;
-constexpr size_t kPointLength = 65;
+constexpr int kScalarBytes = 32;
+constexpr size_t kPointBytes = 65;
 
 ssl::Key FromParameters(const char* type, OSSL_PARAM_BLD* builder, int selection) {
     const Parameters parameters(OSSL_PARAM_BLD_to_param(builder));
@@ -154,7 +154,7 @@ SecretBytes WriteRsa(const EVP_PKEY* key) {
 SecretBytes WriteSm2(const EVP_PKEY* key) {
     const EcParts parts(EcPrivateKey_new());
     const SecretBytes scalar = Sm2ScalarOf(key);
-    Check(parts != nullptr && ASN1_OCTET_STRING_set(parts->scalar, scalar.data(), kScalarLength),
+    Check(parts != nullptr && ASN1_OCTET_STRING_set(parts->scalar, scalar.data(), kScalarBytes),
           "SM2 private key");
     parts->version = 1;
     parts->point = ASN1_BIT_STRING_new();
@@ -255,17 +255,17 @@ SecretBytes Sm2ScalarOf(const EVP_PKEY* key) {
     BIGNUM* number = nullptr;
     Check(EVP_PKEY_get_bn_param(key, OSSL_PKEY_PARAM_PRIV_KEY, &number) == 1, "SM2 scalar");
     const ssl::Number owner(number);
-    SecretBytes scalar(kScalarLength);
-    Check(BN_bn2binpad(number, scalar.data(), kScalarLength) == kScalarLength, "SM2 scalar");
+    SecretBytes scalar(kScalarBytes);
+    Check(BN_bn2binpad(number, scalar.data(), kScalarBytes) == kScalarBytes, "SM2 scalar");
     return scalar;
 }
 
 Bytes Sm2PointOf(const EVP_PKEY* key) {
-    Bytes point(kPointLength);
+    Bytes point(kPointBytes);
     size_t length = 0;
     Check(EVP_PKEY_get_octet_string_param(key, OSSL_PKEY_PARAM_PUB_KEY, point.data(), point.size(),
                                           &length) == 1 &&
-              length == kPointLength,
+              length == kPointBytes,
           "SM2 public key");
     return point;
 }

@@ -49,7 +49,7 @@ ASN1_SEQUENCE(SignedParts) = {
 IMPLEMENT_STATIC_ASN1_ALLOC_FUNCTIONS(SignedParts)
     // clang-format on
 
-    using Info = ssl::Owner<ContentInfo, ContentInfo_free>;
+    using Content = ssl::Owner<ContentInfo, ContentInfo_free>;
 using Parts = ssl::Owner<SignedParts, SignedParts_free>;
 using SignerInfo = ssl::Owner<PKCS7_SIGNER_INFO, PKCS7_SIGNER_INFO_free>;
 
@@ -95,7 +95,7 @@ Parts NewParts(const std::vector<Bytes>& certificates, const Names& names) {
 }
 
 Bytes Wrapped(const Parts& parts, const Names& names) {
-    const Info info(ContentInfo_new());
+    const Content info(ContentInfo_new());
     Check(info != nullptr, "PKCS#7");
     info->type = ObjectId(names.signed_data);
     info->content = ASN1_TYPE_pack_sequence(ASN1_ITEM_rptr(SignedParts), parts.get(), nullptr);
@@ -145,7 +145,7 @@ void AddSigner(SignedParts* parts, KeyType type, const Bytes& signature) {
 std::vector<ssl::Certificate> CertificatesOf(std::string_view text) {
     const std::optional<Bytes> encoded = FromBase64OrPem(text);
     Require(encoded.has_value(), Code::kPkcs7Malformed, "the text is neither Base64 nor PEM");
-    const Info info = ssl::FromDer<Info>(*encoded, d2i_ContentInfo);
+    const Content info = ssl::FromDer<Content>(*encoded, d2i_ContentInfo);
     Require(info != nullptr && IsSignedData(*info), Code::kPkcs7Malformed,
             "the structure is not PKCS#7 signed data");
     const Parts parts(static_cast<SignedParts*>(

@@ -124,7 +124,7 @@ std::optional<SecretBytes> Unseal(const SecretBytes& key, const Bytes& sealed,
     Check(EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_GCM_SET_TAG, kTagLength,
                               input.data() + input.size() - kTagLength) == 1,
           "unseal");
-    if (EVP_DecryptFinal_ex(cipher.get(), plain.data() + length, &length) != 1) {
+    if (!ssl::IsYes(EVP_DecryptFinal_ex(cipher.get(), plain.data() + length, &length) == 1)) {
         return std::nullopt;
     }
     return plain;

@@ -3,6 +3,7 @@
 
 #include <openssl/bio.h>
 #include <openssl/bn.h>
+#include <openssl/crypto.h>
 #include <openssl/ec.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
@@ -46,17 +47,51 @@ using Name = Owner<X509_NAME, X509_NAME_free>;
 using Output = Owner<BIO, BIO_free_all>;
 using Pkcs7 = Owner<PKCS7, PKCS7_free>;
 
+// OpenSSL goes on without the context that it has not made for want of memory, to a null pointer.
+// It makes it at its first use in the process, and not again.
+inline void RequireOpenSsl() {
+    Require(OSSL_LIB_CTX_get0_global_default() != nullptr, Code::kMemory);
+}
+
 // Keeps the process's own error queue as it was: the client may use OpenSSL too.
 class ErrorMark {
  public:
     ErrorMark() {
+        RequireOpenSsl();
         // A thread's first mark enters the thread into a list of OpenSSL's, under a lock.
         const ProcessLock lock;
+        is_first_ = !is_marked;
+        if (is_first_) {
+            is_marked = true;
+            has_clients_errors = ERR_peek_error() != 0;
+        }
         ERR_set_mark();
     }
-    ~ErrorMark() { ERR_pop_to_mark(); }
+    ~ErrorMark() {
+        ERR_pop_to_mark();
+        if (is_first_) {
+            is_marked = false;
+            has_clients_errors = false;
+        }
+    }
     ErrorMark(const ErrorMark&) = delete;
     ErrorMark& operator=(const ErrorMark&) = delete;
+
+    // Whether the failure that is in the queue goes back to memory that ran out: what OpenSSL says
+    // last is often what had to fail in consequence. The queue is read from its other end and is
+    // shorter then; a client's errors, which would be there, are not touched.
+    static bool MemoryRanOut() {
+        unsigned long error = ERR_peek_last_error();
+        while (error != 0 && ERR_GET_REASON(error) != ERR_R_MALLOC_FAILURE) {
+            error = has_clients_errors ? 0 : ERR_get_error();
+        }
+        return error != 0;
+    }
+
+ private:
+    inline static thread_local bool is_marked = false;
+    inline static thread_local bool has_clients_errors = false;
+    bool is_first_ = false;
 };
 
 inline void Check(bool succeeded, const char* step, Code code = Code::kFail) {
@@ -64,7 +99,17 @@ inline void Check(bool succeeded, const char* step, Code code = Code::kFail) {
         return;
     }
     const char* const reason = ERR_reason_error_string(ERR_peek_last_error());
-    throw Error(code, std::string(step) + (reason == nullptr ? "" : std::string(": ") + reason));
+    const std::string detail =
+        std::string(step) + (reason == nullptr ? "" : std::string(": ") + reason);
+    throw Error(ErrorMark::MemoryRanOut() ? Code::kMemory : code, detail);
+}
+
+// OpenSSL's no, unless it could not tell for want of memory.
+inline bool IsYes(bool answer) {
+    if (!answer && ErrorMark::MemoryRanOut()) {
+        throw Error(Code::kMemory);
+    }
+    return answer;
 }
 
 // The DER form of `object`, by OpenSSL's own i2d function.
@@ -83,6 +128,9 @@ template <typename Owner, typename Decode>
 Owner FromDer(const Bytes& der, Decode decode) {
     const unsigned char* cursor = der.data();
     Owner object(decode(nullptr, &cursor, static_cast<long>(der.size())));
+    if (object == nullptr && ErrorMark::MemoryRanOut()) {
+        throw Error(Code::kMemory);
+    }
     if (cursor != der.data() + der.size()) {
         object.reset();
     }

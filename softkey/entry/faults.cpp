@@ -76,7 +76,10 @@ std::string TextOfFile() {
         FailWithFile(errno, path);
     }
     std::string text(kLargestFile, '\0');
-    const ssize_t length = read(file, text.data(), text.size());
+    ssize_t length = 0;
+    do {
+        length = read(file, text.data(), text.size());
+    } while (length < 0 && errno == EINTR);
     const int reason = errno;
     close(file);
     Private(path);

@@ -310,15 +310,31 @@ Unlocked KeyStore::Unlock(const SecretBytes& pin) {
     // must not lock the key.
     const FileLock lock(KeyLockPath(serial_));
     SpendTry();
-    std::optional<SecretBytes> master = TryPin(pin);
-    if (!master) {
-        const int32_t left = Pin().tries_left;
-        throw Error(left > 0 ? Code::kPinIncorrect : Code::kPinLocked,
-                    cli::Say("tries left: {1}", left));
+    try {
+        if (std::optional<SecretBytes> master = TryPin(pin)) {
+            Database database = Connect(Database::Mode::kExisting);
+            Statement(database, "UPDATE pin SET tries_left = tries_max").Run();
+            return {std::move(*master), ReadPin(database).generation};
+        }
+    } catch (...) {
+        // That was no verdict: memory ran out, or the store could not be read.
+        ReturnTry();
+        throw;
     }
-    Database database = Connect(Database::Mode::kExisting);
-    Statement(database, "UPDATE pin SET tries_left = tries_max").Run();
-    return {std::move(*master), ReadPin(database).generation};
+    const int32_t left = Pin().tries_left;
+    throw Error(left > 0 ? Code::kPinIncorrect : Code::kPinLocked,
+                cli::Say("tries left: {1}", left));
+}
+
+void KeyStore::ReturnTry() const {
+    try {
+        Database database = Connect(Database::Mode::kExisting);
+        Statement(database,
+                  "UPDATE pin SET tries_left = tries_left + 1 WHERE tries_left < tries_max")
+            .Run();
+    } catch (...) {
+        // Then it is lost, as after a power cut.
+    }
 }
 
 void KeyStore::GiveTriesBack() {

@@ -182,6 +182,7 @@ class KeyStore {
     Bytes PinContext() const { return ToBytes(serial_); }
     std::optional<SecretBytes> TryPin(const SecretBytes& pin) const;
     void SpendTry() const;
+    void ReturnTry() const;
 };
 
 }  // namespace softkey

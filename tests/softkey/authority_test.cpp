@@ -91,6 +91,19 @@ struct KindOfKey {
 };
 constexpr KindOfKey kBoth[] = {{"sm2", 2}, {"rsa", 1}};
 
+// Half an authority could neither be used nor be made again.
+TEST_F(AuthorityTest, OneThatCannotBeMadeWholeLeavesNoFile) {
+    const std::string folder = Folder() + "/half";
+    std::filesystem::create_directory(folder);
+    WriteFile(folder + "/root-rsa.pem", "somebody's");
+    ExpectFailure(1, "--dir " + folder + " init", "exists");
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        EXPECT_EQ("root-rsa.pem", entry.path().filename());
+    }
+    std::filesystem::remove(folder + "/root-rsa.pem");
+    Good("--dir " + folder + " init");
+}
+
 TEST_F(AuthorityTest, KeysAreTheOwnersAloneAndWhatIsWrongIsNamed) {
     ExpectFailure(1, "issue", "softca issue: there is no authority");
     EXPECT_EQ("No authority. Make one with: softca init\n", Good("list"));

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <utility>
 
+#include "cli/encoding.h"
+#include "cli/failure.h"
 #include "cli/printable.h"
 
 namespace softkey {
@@ -48,6 +50,14 @@ TEST(Pem, LinesHave64CharactersAndTheArmourIsTakenOff) {
     EXPECT_EQ(bytes, FromBase64OrPem(ToBase64(bytes)));
     EXPECT_EQ("-----BEGIN X-----\n" + std::string(64, 'A') + "\n-----END X-----\n",
               ToPem(Bytes(48, 0), "X"));
+}
+
+// The commands' own: the key's answer, which comes as Base64.
+TEST(Pem, IsMadeOfWholeBase64Alone) {
+    EXPECT_EQ("-----BEGIN X-----\nYQ==\n-----END X-----\n", cli::ToPem("X", " YQ=\n="));
+    for (const char* const text : {"", "YQ", "YQ=", "Y===", "YW?j", "=YWJ"}) {
+        EXPECT_THROW(cli::ToPem("X", text), cli::CommandFailure) << text;
+    }
 }
 
 TEST(Pem, ArmourWithoutItsEndIsRefused) {

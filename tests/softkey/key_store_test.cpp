@@ -50,6 +50,14 @@ TEST_F(KeyStoreTest, ASharedFolderIsNoHome) {
     EXPECT_EQ(01777U, Mode(Folder() + "/home"));
 }
 
+TEST_F(KeyStoreTest, AFolderOfKeysThatOthersCanEnterIsRefusedByTheKeyItself) {
+    CreateKey();
+    chmod(KeysPath().c_str(), 0705);
+    EXPECT_EQ(Code::kStoreUnreachable, CodeOfFailure([] { KeyStore(kSerial).Pin(); }));
+    chmod(KeysPath().c_str(), 0700);
+    EXPECT_NO_THROW(KeyStore(kSerial).Pin());
+}
+
 TEST_F(KeyStoreTest, TheHomeMayBeReachedByALinkButNoFileMayBeOne) {
     std::filesystem::create_directories(Folder() + "/real");
     std::filesystem::create_symlink(Folder() + "/real", Folder() + "/link");
@@ -216,6 +224,29 @@ TEST_F(KeyStoreTest, ErasedPrivateKeysLeaveNoTraceInTheFile) {
     }
     EXPECT_EQ(std::string::npos,
               ReadFile(KeyPath(kSerial)).find(std::string(sealed.begin(), sealed.end())));
+}
+
+TEST_F(KeyStoreTest, APairThatIsKeptAlreadyTakesTheCertificateThatComesWithItAgain) {
+    CreateKey();
+    KeyStore store(kSerial);
+    const Unlocked unlocked = store.Unlock(ToSecret(kPin));
+    const KeyPair pair = KeyPair::Generate(KeyType::kSm2);
+    const Bytes certificate = ToBytes("certificate");
+    store.AddPairs(unlocked, {{Usage::kSigning, false, &pair, {}}}, {});
+    store.AddPairs(unlocked, {{Usage::kSigning, false, &pair, certificate}}, {});
+    ASSERT_EQ(1U, store.Pairs().size());
+    EXPECT_EQ(certificate, store.Pairs().front().certificate);
+}
+
+TEST_F(KeyStoreTest, LookingWhatAFileIsLeavesNoneOpen) {
+    CreateKey(kSerial, "", Kind::kFixture);
+    const auto open_files = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    };
+    const auto before = open_files();
+    EXPECT_EQ(Kind::kFixture, KindOfFile(KeyPath(kSerial)));
+    EXPECT_FALSE(KindOfFile("/dev/null").has_value());
+    EXPECT_EQ(before, open_files());
 }
 
 TEST_F(KeyStoreTest, ASealedKeyMovedToAnotherRowDoesNotOpen) {

@@ -5,6 +5,7 @@
 
 #include "base/encoding.h"
 #include "base/error.h"
+#include "crypto/certificate_texts.h"
 #include "crypto/enveloped_key.h"
 #include "crypto/pkcs7.h"
 #include "crypto/sealing.h"
@@ -20,6 +21,15 @@ SecretBytes Pkcs8Of(const KeyPair& pair) {
     const ssl::Owner<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free> info(
         EVP_PKEY2PKCS8(pair.Get()));
     return ssl::ToDer<SecretBytes>(info.get(), i2d_PKCS8_PRIV_KEY_INFO, "private key");
+}
+
+TEST(CertificateTexts, AreShortenedToTheLimitBetweenCharacters) {
+    EXPECT_EQ("abcdef", Shortened("abcdef", 6));
+    EXPECT_EQ("abc…", Shortened("abcdefg", 6));
+    EXPECT_EQ("…", Shortened("abcdefg", 3));
+    EXPECT_EQ("测…", Shortened("测试试", 8));
+    EXPECT_EQ("测…", Shortened("测试试", 6));
+    EXPECT_EQ("…", Shortened("测试试", 5));
 }
 
 class EnvelopedKeyTest : public ::testing::Test {
@@ -138,6 +148,20 @@ TEST_F(EnvelopedKeyBlob, OpensForItsRecipientFromHexAndBase64) {
     ExpectOpens(Blob());
     EXPECT_FALSE(
         EnvelopedKey::Parse(ToHex(Blob())).Open(KeyPair::Generate(KeyType::kSm2)).has_value());
+}
+
+TEST_F(EnvelopedKeyBlob, WhatIsSealedAsOneOpensForItsRecipient) {
+    const Bytes blob = EnvelopedKey::Seal(sealed_, recipient_, EnvelopedKey::Structure::kGmt0016);
+    ASSERT_EQ(kLength, blob.size());
+    ExpectOpens(blob);
+    // All but what is drawn for it: the sealed key and the cipher's numbers.
+    const Bytes known = Blob();
+    const auto is_same = [&](std::ptrdiff_t begin, std::ptrdiff_t end) {
+        return std::equal(blob.begin() + begin, blob.begin() + end, known.begin() + begin);
+    };
+    EXPECT_TRUE(is_same(0, 12));
+    EXPECT_TRUE(is_same(76, 208)) << "the length and the point";
+    EXPECT_TRUE(is_same(368, 372)) << "the length of what is sealed";
 }
 
 TEST_F(EnvelopedKeyBlob, ThePrivateKeyMayStandInFrontOfItsRoom) {
