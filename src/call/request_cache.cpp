@@ -40,11 +40,12 @@ bool IsFor(const char* szSN, const char* szRequestInfo) {
     return TextOf(szRequestInfo) == g_szLastReq && TextOf(szSN) == g_szLastSN;
 }
 
-// All three or, when memory runs out, none.
+// All three or, when memory runs out, none: what was there before is kept then.
 void Fill(const QRV::CString& requests, const char* szSN, const char* szRequestInfo) {
     auto p10 = CopyText({requests.GetString(), static_cast<size_t>(requests.GetLength())});
     auto req = CopyText(szRequestInfo);
     auto sn = CopyText(TextOf(szSN));
+    ReleaseP10Buffer();
     g_szLastP10 = p10.release();
     g_szLastReq = req.release();
     g_szLastSN = sn.release();
@@ -85,16 +86,12 @@ std::optional<int32_t> ServeFromCache(const char* szSN, const char* szRequestInf
 
 int32_t DeliverRequests(const QRV::CString& requests, const char* szSN, const char* szRequestInfo,
                         char* out, int32_t* length) {
-    const bool is_query = out == nullptr;
-    if (is_query) {
-        ReleaseP10Buffer();
-    }
-    const int32_t code =
-        lengths::FreshRequests::Deliver(requests.GetString(), requests.GetLength(), out, length);
-    if (is_query) {
+    if (out == nullptr) {
+        // Before a length is told that nothing stands behind.
         Fill(requests, szSN, szRequestInfo);
     }
-    return Finish(code);
+    return Finish(
+        lengths::FreshRequests::Deliver(requests.GetString(), requests.GetLength(), out, length));
 }
 
 }  // namespace orval

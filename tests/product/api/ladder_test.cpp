@@ -3,7 +3,10 @@
 // there, memory that runs out, and what becomes of the last error and the log on each rung. The
 // rows are in functions.h and, for lengths, below; both are data, and what is odd on purpose is in
 // the test of its family.
+#include <dlfcn.h>
+
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <map>
 #include <set>
@@ -132,6 +135,7 @@ class Call {
         }
         return Wrote("");
     }
+    std::string Bytes() const { return buffer_.Bytes(); }
     // The records of the row for this call, which has ended.
     std::string Log() {
         std::string records;
@@ -776,7 +780,7 @@ TEST_P(EstimatedBuffer, OfANegativeSizeCannotBeHad) {
 TEST_P(EstimatedBuffer, WithoutMemoryLeavesAsTheStandardError) {
     LeaveEarlierCode();
     Call call(GetParam());
-    const ScarceArrays arrays(1);
+    const ScarceMemory arrays(kArrays, {1});
     EXPECT_THROW(call.Run(), std::bad_alloc);
     EXPECT_EQ(G_LastError, 0);
     EXPECT_THAT(Calls(), IsEmpty());
@@ -912,18 +916,18 @@ TEST_P(TextMemory, ThatRunsOutLeavesAsTheStringLibrarysException) {
     LeaveEarlierCode();
     DeliverTheUsual(GetParam());
     const std::vector<std::string> all = AskedUntil(GetParam(), GetParam().asked.size());
-    for (int request = 1;; ++request) {
-        ScarceStrings strings(request);
+    for (size_t request = 1;; ++request) {
+        const ScarceMemory strings(kTexts, {request});
         const size_t before = Calls().size();
         G_LastError = kEarlierCode;
         Call call(GetParam());
         const int32_t raised = RaisedCode([&call] { call.Run(); });
-        EXPECT_EQ(strings.LiveBlocks(), 0);
+        EXPECT_EQ(strings.LiveBlocks(), 0U);
         std::vector<std::string> calls = CallsSince(before);
         if (!strings.Failed()) {
             EXPECT_EQ(raised, 0);
             EXPECT_EQ(calls, all);
-            EXPECT_GT(request, GetParam().copies) << "texts were not copied";
+            EXPECT_GT(static_cast<int>(request), GetParam().copies) << "texts were not copied";
             break;
         }
         EXPECT_EQ(raised, QRV::kOutOfMemory);
@@ -935,6 +939,189 @@ TEST_P(TextMemory, ThatRunsOutLeavesAsTheStringLibrarysException) {
             EXPECT_THAT(calls, IsEmpty());
             EXPECT_EQ(G_LastError, LastErrorDuring(GetParam(), 0));
         }
+    }
+}
+
+// A way to call a function, which fails or succeeds as it does whatever memory there is.
+struct Way {
+    const char* name;
+    bool (*exists)(const Function&);
+    void (*prepare)(const Function&);
+    int32_t (*capacity)(const Function&);
+    bool has_buffer = true;
+};
+
+int32_t Capacity(const Function& /*function*/) {
+    return kCapacity;
+}
+
+int32_t TooSmallCapacity(const Function& function) {
+    return LengthsOf(function)->enough - 1;
+}
+
+void Refuse(const Function& function) {
+    Answer(function, [](int, Outputs&) { return kKeyRefuses; });
+}
+
+// The back-end is loaded anew in the call.
+void Unbind(const Function& function) {
+    DeliverTheUsual(function);
+    Finalize();
+    ORVAL_ComFunc.FreeFunc();
+}
+
+const Way kWays[] = {
+    {"answered", [](const Function&) { return true; }, DeliverTheUsual, Capacity},
+    {"asked for the length", [](const Function& row) { return LengthsOf(row) != nullptr; },
+     DeliverTheUsual, Capacity, false},
+    {"too small",
+     [](const Function& row) {
+         return LengthsOf(row) != nullptr && LengthsOf(row)->enough != kAny;
+     },
+     DeliverTheUsual, TooSmallCapacity},
+    {"refused by the key",
+     [](const Function& row) { return !row.asked.empty() && row.name != "GetErrorMsg"s; }, Refuse,
+     Capacity},
+    {"not bound yet", [](const Function& row) { return row.binding == kBinds; }, Unbind, Capacity},
+};
+
+// All that is seen of a call. Requests that it keeps for later are let go, as a single import does.
+struct Seen {
+    bool ran_out = false;
+    bool failed = false;
+    size_t live_blocks = 0;
+    int32_t code = 0;
+    int32_t last_error = 0;
+    int32_t length = 0;
+    std::string bytes;
+    std::vector<std::string> calls;
+    std::string log;
+    std::string told_log;  // what the row says of it
+};
+
+void LetGo(bool is_unbound) {
+    const failing_heap::Pause pause;
+    ImportX509Cert("", "");
+    if (is_unbound) {
+        ORVAL_ComFunc.FreeFunc();
+        dlerror();
+    }
+}
+
+Seen See(const Function& function, const Way& way, Failing failing) {
+    Seen seen;
+    way.prepare(function);
+    G_LastError = kEarlierCode;
+    std::remove(scripted::kLogPath);
+    const size_t before = Calls().size();
+    Call call(function, way.capacity(function));
+    if (!way.has_buffer) {
+        call.Without(kBuffer);
+    }
+    const bool is_unbound = way.prepare == Unbind;
+    {
+        const ScarceMemory memory(EveryKind(), failing);
+        seen.ran_out = RunsOutOfMemory([&] { seen.code = call.Run(); });
+        seen.failed = memory.Failed();
+        const failing_heap::Pause pause;
+        seen.last_error = G_LastError;
+        seen.calls = CallsSince(before);
+        seen.log = LogText();
+        seen.told_log = call.Log();
+        LetGo(is_unbound);
+        seen.live_blocks = memory.LiveBlocks();
+    }
+    seen.length = call.length;
+    seen.bytes = call.Bytes();
+    return seen;
+}
+
+std::vector<std::string> Records(const std::string& log) {
+    std::vector<std::string> records;
+    for (size_t begin = 0; begin < log.size();) {
+        const size_t end = std::min(log.find("]\r\n", begin), log.size() - 3) + 3;
+        records.push_back(log.substr(begin, end - begin));
+        begin = end;
+    }
+    return records;
+}
+
+void ExpectSame(const Seen& seen, const Seen& usual) {
+    EXPECT_EQ(seen.ran_out, usual.ran_out);
+    EXPECT_EQ(seen.code, usual.code);
+    EXPECT_EQ(seen.last_error, usual.last_error);
+    EXPECT_EQ(seen.length, usual.length);
+    EXPECT_TRUE(seen.bytes == usual.bytes);
+    EXPECT_EQ(seen.calls, usual.calls);
+}
+
+// A record may be missing from the log, and none is there in part.
+void ExpectWholeRecords(const Seen& seen, const Seen& usual) {
+    const std::vector<std::string> whole = Records(usual.log + seen.told_log);
+    for (const std::string& record : Records(seen.log)) {
+        EXPECT_TRUE(std::find(whole.begin(), whole.end(), record) != whole.end()) << record;
+    }
+}
+
+// What a function may answer, beside what it always does, when the C library has no memory.
+int32_t CodeForLack(const Function& function, const Way& way) {
+    if (function.name == "CheckDriverIntegrity"s) {
+        return ORVAL_UNSUPPORTED;
+    }
+    return way.prepare == Unbind ? ORVAL_BACKEND_UNAVAILABLE : 0;
+}
+
+// The functions that have texts or buffers of their own; no exception leaves another one.
+bool MayRunOut(const Function& function) {
+    return function.copies != 0 || (function.estimates && function.room != 0) ||
+           function.name == "CheckDriverIntegrity"s;
+}
+
+void ExpectLackIsTold(const Function& function, const Way& way, const Seen& seen,
+                      const Seen& usual) {
+    EXPECT_EQ(seen.live_blocks, 0U);
+    ExpectWholeRecords(seen, usual);
+    if (!seen.ran_out && (seen.code == usual.code || function.keeps_last_error)) {
+        ExpectSame(seen, usual);
+        return;
+    }
+    EXPECT_EQ(seen.length, way.capacity(function));
+    EXPECT_EQ(seen.bytes.compare(0, kBefore.size(), kBefore), 0);
+    ASSERT_LE(seen.calls.size(), usual.calls.size());
+    EXPECT_TRUE(std::equal(seen.calls.begin(), seen.calls.end(), usual.calls.begin()));
+    if (seen.ran_out) {
+        EXPECT_TRUE(MayRunOut(function));
+        EXPECT_TRUE(seen.last_error == 0 || seen.last_error == kEarlierCode ||
+                    seen.last_error == CodeForLack(function, way))
+            << seen.last_error;
+        return;
+    }
+    EXPECT_NE(CodeForLack(function, way), 0);
+    EXPECT_EQ(seen.code, CodeForLack(function, way));
+    EXPECT_EQ(seen.last_error, seen.code);
+}
+
+using EveryRequest = Rung;
+CLIMB(EveryRequest, testing::ValuesIn(kFunctions), kName);
+
+TEST_P(EveryRequest, ForMemoryMayFailAndTheNextCallWorks) {
+    for (const Way& way : kWays) {
+        if (!way.exists(GetParam())) {
+            continue;
+        }
+        SCOPED_TRACE(way.name);
+        LeaveEarlierCode();
+        See(GetParam(), way, {});  // What is asked for once in a process has been asked for.
+        const Seen usual = See(GetParam(), way, {});
+        ASSERT_EQ(usual.live_blocks, 0U);
+        FailEachRequest([&](Failing failing) {
+            const Seen seen = See(GetParam(), way, failing);
+            ExpectLackIsTold(GetParam(), way, seen, usual);
+            const Seen next = See(GetParam(), way, {});
+            ExpectSame(next, usual);
+            EXPECT_EQ(next.log, usual.log);
+            return seen.failed;
+        });
     }
 }
 

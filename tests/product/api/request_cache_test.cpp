@@ -210,7 +210,7 @@ TEST_P(RequestCache, HoldsNoHalfOfARequestWhenMemoryRunsOut) {
         bool out_of_memory = false;
         bool failed = false;
         {
-            const ScarceArrays arrays(request);
+            const ScarceMemory arrays(kArrays, {request});
             try {
                 Ask();
             } catch (const std::bad_alloc&) {
@@ -228,6 +228,27 @@ TEST_P(RequestCache, HoldsNoHalfOfARequestWhenMemoryRunsOut) {
     }
 }
 
+TEST_P(RequestCache, OutlivesAQuestionForWhichMemoryRunsOut) {
+    LeaveEarlierCode();
+    FailEachRequest([](Failing failing) {
+        Ask();
+        const std::string pending = Numbered(Made());
+        bool ran_out = false;
+        bool failed = false;
+        {
+            const ScarceMemory memory(EveryKind(), failing);
+            ran_out = RunsOutOfMemory([] { Ask(kDescription, "SN9876543210"); });
+            failed = memory.Failed();
+        }
+        if (ran_out) {
+            EXPECT_EQ(Fetch(), pending);
+        } else {
+            EXPECT_EQ(Fetch(kDescription, "SN9876543210"), Numbered(Made()));
+        }
+        return failed;
+    });
+}
+
 TEST_P(RequestCache, RequestOfAKeyThatThrowsIsReleased) {
     Initialize();
     Key().GMCreatePKCS10.Does([](auto, auto, auto, auto, char** request, auto...) -> int32_t {
@@ -238,10 +259,9 @@ TEST_P(RequestCache, RequestOfAKeyThatThrowsIsReleased) {
         *request = NewText("handed over");
         throw std::runtime_error("out of the key");
     });
-    const ScarceArrays arrays;
+    const ScarceMemory arrays(kArrays);
     EXPECT_THROW(Ask(), std::runtime_error);
-    EXPECT_EQ(arrays.Requests().size(), 1U);
-    EXPECT_EQ(arrays.LiveBlocks(), 0);
+    EXPECT_EQ(arrays.LiveBlocks(), 0U);
 }
 
 // --- Imports -------------------------------------------------------------------------------------

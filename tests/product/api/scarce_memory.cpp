@@ -2,18 +2,14 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <new>
 #include <stdexcept>
 
+#include "scripted_key.h"
+
 namespace scripted {
-
-namespace {
-
-ScarceArrays* scarce_arrays = nullptr;
-
-}  // namespace
 
 // Looked up, because the linker lets no program refer to the objects of one copy of the library.
 QRV::IQrvBufferMgr** DefaultManager() {
@@ -24,76 +20,61 @@ QRV::IQrvBufferMgr** DefaultManager() {
     return static_cast<QRV::IQrvBufferMgr**>(pointer);
 }
 
-ScarceArrays::ScarceArrays(size_t failing_request) : failing_request_(failing_request) {
-    requests_.reserve(64);
-    scarce_arrays = this;
-}
-
-ScarceArrays::~ScarceArrays() {
-    scarce_arrays = nullptr;
-}
-
-bool ScarceArrays::Grants(size_t size) {
-    requests_.push_back(size);
-    const bool granted = requests_.size() != failing_request_;
-    live_blocks_ += granted ? 1 : 0;
-    return granted;
-}
-
-ScarceStrings::ScarceStrings(int failing_request)
+ScarceMemory::ScarceMemory(unsigned kinds, Failing failing)
     : default_manager_(DefaultManager()), usual_manager_(*default_manager_) {
-    heap_.failing_request = failing_request;
-    *default_manager_ = &manager_;
+    // Otherwise texts come from the product's own manager, and are not told from what is no array.
+    if ((kinds & kTexts) != 0) {
+        *default_manager_ = &manager_;
+    }
+    failing_heap::PauseWith(CallsAtWork());
+    failing_heap::Begin(kinds, failing);
 }
 
-ScarceStrings::~ScarceStrings() {
+ScarceMemory::~ScarceMemory() {
+    failing_heap::End();
     *default_manager_ = usual_manager_;
 }
 
-void* ScarceStrings::Heap::Allocate(size_t size) noexcept {
-    if (!Grants()) {
-        return nullptr;
+std::vector<size_t> ScarceMemory::Requests() const {
+    const failing_heap::Pause pause;
+    std::vector<size_t> sizes;
+    const size_t known = std::min(failing_heap::Requests(), failing_heap::kKeptSizes);
+    for (size_t i = 0; i < known; ++i) {
+        sizes.push_back(failing_heap::SizeOfRequest(i));
     }
-    ++live_blocks;
-    return std::malloc(size);
+    return sizes;
 }
 
-void ScarceStrings::Heap::Free(void* block) noexcept {
-    --live_blocks;
+// The blocks of texts are known as such; the heap below is not asked as one that may fail again.
+
+void* ScarceMemory::Heap::Allocate(size_t size) noexcept {
+    if (!failing_heap::Grants(kTexts, size)) {
+        return nullptr;
+    }
+    const failing_heap::Pause pause;
+    void* const block = std::malloc(size);
+    failing_heap::NoteGiven(block);
+    return block;
+}
+
+void ScarceMemory::Heap::Free(void* block) noexcept {
+    failing_heap::NoteTakenBack(block);
     std::free(block);
 }
 
-void* ScarceStrings::Heap::Reallocate(void* block, size_t size) noexcept {
-    return Grants() ? std::realloc(block, size) : nullptr;
+void* ScarceMemory::Heap::Reallocate(void* block, size_t size) noexcept {
+    if (!failing_heap::Grants(kTexts, size)) {
+        return nullptr;
+    }
+    const failing_heap::Pause pause;
+    failing_heap::NoteTakenBack(block);
+    void* const larger = std::realloc(block, size);
+    failing_heap::NoteGiven(larger);
+    return larger;
 }
 
-size_t ScarceStrings::Heap::GetSize(void* /*block*/) noexcept {
+size_t ScarceMemory::Heap::GetSize(void* /*block*/) noexcept {
     return 0;
 }
 
 }  // namespace scripted
-
-// Replaced for the whole process. Past the address sanitizer's own array new, which cannot fail;
-// its heap is underneath all the same.
-void* operator new[](size_t size) {
-    if (scripted::scarce_arrays != nullptr && !scripted::scarce_arrays->Grants(size)) {
-        throw std::bad_alloc();
-    }
-    // The sanitizer's heap ends the process over a size that no object can have.
-    void* block = size > PTRDIFF_MAX ? nullptr : std::malloc(size == 0 ? 1 : size);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    return block;
-}
-
-void operator delete[](void* block) noexcept {
-    if (scripted::scarce_arrays != nullptr && block != nullptr) {
-        scripted::scarce_arrays->Release();
-    }
-    std::free(block);
-}
-
-void operator delete[](void* block, size_t /*size*/) noexcept {
-    operator delete[](block);
-}

@@ -1,56 +1,51 @@
 #ifndef ORVAL_TESTS_PRODUCT_API_SCARCE_MEMORY_H
 #define ORVAL_TESTS_PRODUCT_API_SCARCE_MEMORY_H
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <new>
+#include <string>
 #include <vector>
 
+#include "failing_heap.h"
 #include "qrv/buffer_manager.h"
 #include "qrv/exception.h"
 
-// Memory that runs out when a test says so. Both kinds the product uses: array new for buffers,
-// the string library's managers for texts. A program that includes this adds scarce_memory.cpp.
+// Memory that runs out when a test says so. A program that includes this adds scarce_memory.cpp and
+// tests/support/failing_heap.cpp.
 namespace scripted {
+
+using failing_heap::Failing;
+using failing_heap::kAll;
+using failing_heap::kArrays;
+using failing_heap::kTexts;
+
+// All that the product can be refused. Where the whole heap counts, texts come out of it, by the
+// product's own manager.
+inline unsigned EveryKind() {
+    return failing_heap::IsWhole() ? kArrays | failing_heap::kOthers : kAll;
+}
 
 // The product's pointer to the manager that its strings start from.
 QRV::IQrvBufferMgr** DefaultManager();
 
-// While it lives, counts array new and delete of the whole process and lets one request fail.
-class ScarceArrays {
+// While it lives, requests of these kinds are counted and fail as told, but for those of the
+// scripted key: array new for buffers, the string library's managers for texts, and what the C and
+// C++ libraries ask for where the heap is not a sanitizer's.
+class ScarceMemory {
  public:
-    // The request that fails, counted from 1; 0: none.
-    explicit ScarceArrays(size_t failing_request = 0);
-    ScarceArrays(const ScarceArrays&) = delete;
-    ScarceArrays& operator=(const ScarceArrays&) = delete;
-    ~ScarceArrays();
+    explicit ScarceMemory(unsigned kinds, Failing failing = {});
+    ScarceMemory(const ScarceMemory&) = delete;
+    ScarceMemory& operator=(const ScarceMemory&) = delete;
+    ~ScarceMemory();
 
     // The sizes requested so far.
-    std::vector<size_t> Requests() const { return requests_; }
-    bool Failed() const { return failing_request_ != 0 && requests_.size() >= failing_request_; }
-    // Blocks not given back yet, when none is given back that was there before.
-    int LiveBlocks() const { return live_blocks_; }
-
-    bool Grants(size_t size);
-    void Release() { --live_blocks_; }
-
- private:
-    size_t failing_request_;
-    int live_blocks_ = 0;
-    std::vector<size_t> requests_;
-};
-
-// While it lives, the product's strings take their memory from here.
-class ScarceStrings {
- public:
-    // The request that fails, counted from 1; 0: none.
-    explicit ScarceStrings(int failing_request = 0);
-    ScarceStrings(const ScarceStrings&) = delete;
-    ScarceStrings& operator=(const ScarceStrings&) = delete;
-    ~ScarceStrings();
-
-    bool Failed() const { return heap_.Failed(); }
+    std::vector<size_t> Requests() const;
+    bool Failed() const { return failing_heap::HasFailed(); }
     // Blocks not given back yet.
-    int LiveBlocks() const { return heap_.live_blocks; }
+    size_t LiveBlocks() const { return failing_heap::LiveBlocks(); }
 
  private:
     struct Heap final : QRV::IQrvMemMgr {
@@ -58,12 +53,6 @@ class ScarceStrings {
         void Free(void* block) noexcept override;
         void* Reallocate(void* block, size_t size) noexcept override;
         size_t GetSize(void* block) noexcept override;
-        bool Failed() const { return failing_request != 0 && requests >= failing_request; }
-        bool Grants() noexcept { return ++requests != failing_request; }
-
-        int failing_request = 0;
-        int requests = 0;
-        int live_blocks = 0;
     };
 
     Heap heap_;
@@ -81,6 +70,34 @@ int32_t RaisedCode(Call call) {
         return exception.Code();
     }
     return 0;
+}
+
+// Whether the call ends in one of the two ways that lack of memory is told of.
+template <typename Call>
+bool RunsOutOfMemory(Call call) {
+    try {
+        return RaisedCode(call) == QRV::kOutOfMemory;
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+}
+
+// Lets the n-th request fail, alone and with all that come after it, for every n until none fails.
+// The attempt gets told which, and tells whether one has failed.
+template <typename Attempt>
+void FailEachRequest(Attempt attempt) {
+    static size_t failures = 0;
+    for (const bool all_behind : {false, true}) {
+        for (size_t request = 1; !testing::Test::HasFailure(); ++request) {
+            SCOPED_TRACE(testing::Message()
+                         << "request " << request << (all_behind ? " and all behind it" : ""));
+            if (!attempt(Failing{request, all_behind})) {
+                break;
+            }
+            ++failures;
+        }
+    }
+    testing::Test::RecordProperty("failed_requests", std::to_string(failures));
 }
 
 }  // namespace scripted

@@ -25,11 +25,12 @@ size_t RoomCalled(const std::string& name) {
 Parameter ParameterFrom(const std::string& declaration) {
     const size_t bracket = std::min(declaration.find('['), declaration.size());
     const size_t name = declaration.find_last_of(" (", bracket) + 1;
+    const std::string text = declaration.substr(name, bracket - name);
+    if (bracket == declaration.size()) {
+        return {text, 0};
+    }
     const size_t room = declaration.find("::", bracket) + 2;
-    return {declaration.substr(name, bracket - name),
-            bracket == declaration.size()
-                ? 0
-                : RoomCalled(declaration.substr(room, declaration.find(']') - room))};
+    return {text, RoomCalled(declaration.substr(room, declaration.find(']') - room))};
 }
 
 // Without a regular expression, which allocates arrays: tests count those that a call asks for.

@@ -9,6 +9,11 @@ Journal& TheJournal() {
     return *journal;
 }
 
+std::atomic<int>& CallsAtWork() {
+    static std::atomic<int> calls{0};
+    return calls;
+}
+
 KeyLibrary& Key() {
     static auto* key = new KeyLibrary;
     return *key;
@@ -17,6 +22,17 @@ KeyLibrary& Key() {
 TokenLibrary& Token() {
     static auto* token = new TokenLibrary;
     return *token;
+}
+
+void ForgetCalls() {
+#define ORVAL_FORGET(slot, name, result, arguments) Key().name.ForgetCalls();
+    ORVAL_BACKEND_ENTRIES(ORVAL_FORGET)
+#undef ORVAL_FORGET
+#define ORVAL_FORGET(name, arguments) Token().name.ForgetCalls();
+    ORVAL_TOKEN_FUNCTIONS(ORVAL_FORGET)
+#undef ORVAL_FORGET
+    const std::lock_guard<std::mutex> lock(TheJournal().mutex);
+    TheJournal().calls.clear();
 }
 
 std::vector<std::string> Calls() {

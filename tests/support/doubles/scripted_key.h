@@ -1,6 +1,7 @@
 #ifndef ORVAL_TESTS_SUPPORT_DOUBLES_SCRIPTED_KEY_H
 #define ORVAL_TESTS_SUPPORT_DOUBLES_SCRIPTED_KEY_H
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -33,7 +34,7 @@
 //                                  TextRecord("GetPrintNumber", "End G_LastError: 00000000"));
 //     }
 //
-// Each test case runs in a process of its own, so nothing is ever reset. argument.h tells how
+// Each test case runs in a process of its own, so nothing is reset there. argument.h tells how
 // arguments are shown.
 namespace scripted {
 
@@ -46,6 +47,17 @@ class Journal {
 };
 
 Journal& TheJournal();
+
+// How many calls the key is working on. What it does then is not the product's doing.
+std::atomic<int>& CallsAtWork();
+
+class CallAtWork final {
+ public:
+    CallAtWork() { ++CallsAtWork(); }
+    ~CallAtWork() { --CallsAtWork(); }
+    CallAtWork(const CallAtWork&) = delete;
+    CallAtWork& operator=(const CallAtWork&) = delete;
+};
 
 // A text as the back-end hands one over: from array new, for the receiver to release.
 inline char* NewText(const std::string& text) {
@@ -109,6 +121,11 @@ class Entry<Result(Parameters...)> {
         return arguments_;
     }
 
+    void ForgetCalls() {
+        const std::lock_guard<std::mutex> lock(TheJournal().mutex);
+        arguments_.clear();
+    }
+
     // Waits until this function has been called `count` times; false when that takes too long.
     bool AwaitCalls(size_t count) const {
         std::unique_lock<std::mutex> lock(TheJournal().mutex);
@@ -117,7 +134,10 @@ class Entry<Result(Parameters...)> {
     }
 
     // What the library's function does: records, then answers.
-    Result Call(Parameters... parameters) { return Record(parameters...)(parameters...); }
+    Result Call(Parameters... parameters) {
+        const CallAtWork work;
+        return Record(parameters...)(parameters...);
+    }
 
  private:
     static Handler ReturnHandler(Result result) {
@@ -224,6 +244,9 @@ TokenLibrary& Token();
 
 // Every call so far on both libraries, in order.
 std::vector<std::string> Calls();
+
+// As if there had been none: for a process of millions of them.
+void ForgetCalls();
 
 }  // namespace scripted
 
