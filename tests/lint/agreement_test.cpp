@@ -4,6 +4,8 @@
 //
 //     ORVAL_LINT_SEED   the first text's seed
 //     ORVAL_LINT_COUNT  how many texts, with seeds that follow one another
+#include "agreement.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <set>
@@ -11,150 +13,26 @@
 #include "api_test.h"
 #include "generator.h"
 #include "huge_text.h"
-#include "lint/package.h"
-#include "lint/request.h"
 #include "plain_readings.h"
-#include "qrv/exception.h"
 
 namespace {
 
-constexpr const char* kSerialNumber = "SN0123456789";
-constexpr int32_t kRaised = 1;  // no code of the library
+using agreement::CodeOf;
+using agreement::Combined;
+using agreement::Foretold;
+using agreement::Import;
+using agreement::PointedOut;
+using agreement::Single;
 
 uint32_t Setting(const char* name, uint32_t otherwise) {
     const char* value = std::getenv(name);
     return value == nullptr ? otherwise : static_cast<uint32_t>(std::strtoul(value, nullptr, 10));
 }
 
-// What a call came to: its code, or that it raised 0x80070057, and what the key was asked for.
-struct Seen {
-    int32_t code = 0;
-    std::vector<std::string> asked;
-};
-
-bool operator==(const Seen& a, const Seen& b) {
-    return a.code == b.code && a.asked == b.asked;
-}
-
-void PrintTo(const Seen& seen, std::ostream* out) {
-    *out << (seen.code == kRaised ? "raised" : std::to_string(seen.code));
-    for (const std::string& asked : seen.asked) {
-        *out << "\n    " << scripted::Quoted(asked);
-    }
-}
-
-std::string Values(int64_t cert_type, int64_t key_type, int64_t hash_type, bool merged) {
-    return std::to_string(cert_type) + " " + std::to_string(key_type) + " " +
-           std::to_string(hash_type) + (merged ? " merged" : "");
-}
-
 class LintAgreement : public testing::Test {
  protected:
-    LintAgreement() {
-        Key().VerifyPIN.Does([this](const char*) { return Asked("PIN"); });
-        Key().GMCreatePKCS10.Does([this](const char*, int32_t cert_type, int32_t key_type,
-                                         int32_t hash_type, char** request, void*, int32_t) {
-            *request = scripted::NewText("R");
-            return Asked(Values(cert_type, key_type, hash_type, false));
-        });
-        Key().GMCreatePKCS10Ex.Does(
-            [this](const char*, RequestEntry* entry, char** request, int32_t, void*, int32_t) {
-                *request = scripted::NewText("R");
-                return Asked(
-                    Values(entry->certType, entry->keyType, entry->hashType, entry->merged != 0));
-            });
-        Key().GMWritePKCS7.Does([this](const char*, char* pkcs7, QRV::CString&) {
-            return Asked("W:" + std::string(pkcs7));
-        });
-        Key().GMImportPriKey.Does([this](const char*, const char* key, int32_t) {
-            return Asked("K:" + std::string(key));
-        });
-    }
-
-    int32_t Asked(const std::string& what) {
-        seen_.asked.push_back(what);
-        return 0;
-    }
-
-    // What the product does. The record of calls is not kept: it would fill the memory.
-    template <typename Call>
-    Seen Observe(Call call) {
-        seen_ = {};
-        try {
-            seen_.code = call();
-        } catch (const QRV::CQrvException& exception) {
-            EXPECT_EQ(exception.Code(), QRV::kInvalidArgument);
-            seen_.code = kRaised;
-        }
-        const std::lock_guard<std::mutex> lock(scripted::TheJournal().mutex);
-        scripted::TheJournal().calls.clear();
-        return seen_;
-    }
-
-    Seen Single(const char* text) {
-        return Observe([text] {
-            int32_t length = 0;
-            return GenerateCertRequest(kSerialNumber, text, nullptr, &length);
-        });
-    }
-    Seen Combined(const char* text) {
-        return Observe([text] {
-            int32_t length = 0;
-            return Batch_InitAndGenerateCertRequest(kSerialNumber, 0, text, nullptr, &length);
-        });
-    }
-    Seen Import(const char* text) {
-        return Observe([text] { return Batch_ImportX509Cert(kSerialNumber, text); });
-    }
-
-    Seen seen_;
+    LintAgreement() { agreement::AcceptEverything(); }
 };
-
-template <typename Outcome>
-int32_t CodeOf(const Outcome& outcome) {
-    return outcome.raises ? kRaised : outcome.refuses ? ORVAL_INVALID_ARGUMENT : ORVAL_OK;
-}
-
-// What lint says the product does.
-Seen Foretold(const lint::RequestOutcome& outcome) {
-    Seen seen = {CodeOf(outcome), {}};
-    for (const lint::Request& request : outcome.requests) {
-        if (request.verifies_pin) {
-            seen.asked.emplace_back("PIN");
-        }
-        seen.asked.push_back(
-            Values(request.cert_type, request.key_type, request.hash_type, request.merged));
-    }
-    return seen;
-}
-
-Seen Foretold(const lint::PackageReport& report) {
-    Seen seen = {CodeOf(report), {}};
-    for (const lint::Import& import : report.imports) {
-        const bool is_key = import.kind == lint::ItemKind::kEncPriKey;
-        seen.asked.push_back((is_key ? "K:" : "W:") + import.data);
-    }
-    return seen;
-}
-
-// What the findings alone say of a call: the first in the text that stops it decides.
-int32_t PointedOut(const lint::Findings& findings, uint32_t call, size_t most_records) {
-    for (const lint::Finding& finding : findings) {
-        const bool counts = finding.record <= most_records || finding.rule->calls == call;
-        if (finding.rule->severity == lint::Verdict::kRefused &&
-            (finding.rule->calls & call) != 0 && counts) {
-            return finding.rule->effect == lint::Effect::kRaises ? kRaised : ORVAL_INVALID_ARGUMENT;
-        }
-    }
-    return ORVAL_OK;
-}
-
-void ExpectPlacesInside(const lint::Findings& findings, const std::string& text) {
-    for (const lint::Finding& finding : findings) {
-        EXPECT_LE(finding.place.offset + finding.length, text.size()) << finding.rule->name;
-        EXPECT_LE(finding.place.column, finding.place.byte_column) << finding.rule->name;
-    }
-}
 
 // ------------------------------------------------------------------ descriptions
 
@@ -222,7 +100,7 @@ TEST_F(LintAgreement, WhatBothRequestCallsDoWithADescriptionIsForetold) {
         ASSERT_EQ(PointedOut(report.findings, lint::kCombinedCall, 3), CodeOf(report.combined));
         const bool is_sound = report.For(lint::kSingleCall) == lint::Verdict::kSound;
         ASSERT_EQ(is_sound, IsPlainDescription(text));
-        ExpectPlacesInside(report.findings, text);
+        ASSERT_THAT(agreement::PlacedOutside(report.findings, text), testing::IsEmpty());
         refused += report.single.Stops() ? 1U : 0U;
         plain += is_sound ? 1U : 0U;
     }
@@ -301,7 +179,7 @@ TEST_F(LintAgreement, WhatTheImportDoesWithAPackageIsForetold) {
         ASSERT_EQ(PointedOut(report.findings, lint::kImportCall, SIZE_MAX), CodeOf(report));
         const bool is_sound = report.Worst() == lint::Verdict::kSound;
         ASSERT_EQ(is_sound, IsPlainPackage(text));
-        ExpectPlacesInside(report.findings, text);
+        ASSERT_THAT(agreement::PlacedOutside(report.findings, text), testing::IsEmpty());
         refused += report.Stops() ? 1U : 0U;
         plain += is_sound ? 1U : 0U;
     }
