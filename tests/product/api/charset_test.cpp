@@ -130,7 +130,7 @@ TEST(MB2MB, BuffersHaveTenBytesMoreThanTheResult) {
         {kUtf8ToGb18030, "", 10},      {kUtf8ToGb18030, "\xFF", 10},
     };
     for (const auto& [direction, source, size] : cases) {
-        const ScarceArrays arrays;
+        const ScarceMemory arrays(kArrays);
         Conversion conversion;
         conversion.Run(direction, source);
         EXPECT_THAT(arrays.Requests(), ElementsAre(size));
@@ -187,7 +187,7 @@ TEST(MB2MB, CopyOfANullSourceCopiesNothingAndSucceeds) {
 
 // The size is formed in 32 bits; a copy that does not fit into it is not made.
 TEST(MB2MB, CopyWhoseSizeWrapsAroundCopiesNothing) {
-    const ScarceArrays arrays;
+    const ScarceMemory arrays(kArrays);
     Conversion conversion;
     EXPECT_EQ(conversion.Run(kCopy, "12345", 0xFFFFFFFB), 0);
     EXPECT_EQ(conversion.length, 0xFFFFFFFBu);
@@ -271,13 +271,13 @@ TEST(MB2MB, TouchesNeitherTheLastErrorNorTheLogNorTheBackend) {
 
 TEST(MB2MB, StringLibraryOutOfMemoryLeavesAsItsException) {
     const Descriptors descriptors;
-    for (int request = 1;; ++request) {
-        ScarceStrings strings(request);
+    for (size_t request = 1;; ++request) {
+        const ScarceMemory strings(kTexts, {request});
         Conversion conversion;
         const int32_t raised = RaisedCode([&] { conversion.Run(kUtf8ToGb18030, "abc"); });
-        EXPECT_EQ(strings.LiveBlocks(), 0);
+        EXPECT_EQ(strings.LiveBlocks(), 0U);
         if (!strings.Failed()) {
-            EXPECT_GT(request, 2) << "input and output were not kept apart";
+            EXPECT_GT(request, 2U) << "input and output were not kept apart";
             break;
         }
         EXPECT_EQ(raised, QRV::kOutOfMemory);
@@ -289,7 +289,7 @@ TEST(MB2MB, StringLibraryOutOfMemoryLeavesAsItsException) {
 TEST(MB2MB, NoBufferForTheResultLeavesAsTheStandardError) {
     const Descriptors descriptors;
     for (const uint32_t direction : {kUtf8ToGb18030, kCopy}) {
-        const ScarceArrays arrays(1);
+        const ScarceMemory arrays(kArrays, {1});
         Conversion conversion;
         EXPECT_THROW(conversion.Run(direction, "abc"), std::bad_alloc);
     }

@@ -346,6 +346,12 @@ TEST(SlotMap, CountBeyondTheListEndsWithTheList) {
     Token().GetDeviceInfo.Does(
         [](auto, auto, _S_DEV_CONFIG* config) { return Identify(config, "SN0123456789"); });
     EXPECT_EQ(NumberAtRemoval(115), "SN0123456789");
+    const std::vector<std::string> calls = Calls();
+    EXPECT_EQ(std::count_if(calls.begin(), calls.end(),
+                            [](const std::string& call) {
+                                return call.rfind("VexaT_GetDeviceInfo(", 0) == 0;
+                            }),
+              16);
     EXPECT_EQ(NumberAtRemoval(116), "");
 }
 

@@ -749,6 +749,17 @@ TEST_F(SimpleBuffer, AppendToAPrivateBufferGrowsByTheRule) {
     EXPECT_EQ(TextOf(buffer), "ten chars.xyz");
 }
 
+// Its block is its own: one that is shared with all empty strings is another matter.
+TEST_F(SimpleBuffer, AppendToAnEmptiedPrivateBufferGrowsByTheRule) {
+    CharBuffer buffer = MakeBuffer("ten chars.", &QRV::g_bufmgr);
+    const int32_t capacity = Capacity(buffer);
+    buffer.SetLength(0);
+    const std::string longer(static_cast<size_t>(capacity) + 1, 'x');
+    buffer.Append(longer.data(), capacity + 1);
+    EXPECT_GE(Capacity(buffer), 2 * capacity);
+    EXPECT_EQ(TextOf(buffer), longer);
+}
+
 TEST_F(SimpleBuffer, AppendOfItsOwnTextSurvivesTheMove) {
     CharBuffer grown = Make("abcdefg");
     grown.Append(grown.GetString(), grown.GetLength());

@@ -65,6 +65,7 @@ void Replies(Chance& any, size_t longest, Step& step) {
     step.replies.resize(any.Below(9));
     for (Reply& reply : step.replies) {
         reply.code = Code(any);
+        reply.throws = any.OneIn(60);
         if (longest != 0 && !any.OneIn(15)) {
             const size_t most = any.OneIn(10) ? longest : std::min<size_t>(longest, 40);
             reply.text = any.OneIn(3) ? Fill(most) : Hostile(any, most);

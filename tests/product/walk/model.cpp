@@ -52,11 +52,11 @@ Outcome Model::Expect(const Step& step) {
         backend_ = *step.backend;
     }
     out_.after = In();
-    const Function& function = Functions()[step.function];
-    if (function.odd != nullptr) {
-        (this->*function.odd)();
-    } else {
-        Follow(function.rule);
+    try {
+        Do(Functions()[step.function]);
+    } catch (const Thrown&) {
+        out_.result.reset();
+        out_.threw = true;
     }
     out_.last_error = last_error_;
     out_.initialized = initialized_;
@@ -64,6 +64,14 @@ Outcome Model::Expect(const Step& step) {
         out_.slots += set ? '1' : '0';
     }
     return out_;
+}
+
+void Model::Do(const Function& function) {
+    if (function.odd != nullptr) {
+        (this->*function.odd)();
+    } else {
+        Follow(function.rule);
+    }
 }
 
 // A library that is loaded is found again, whatever has become of its file. One that lacks an entry
@@ -230,7 +238,11 @@ Reply Model::Call(const std::string& call, const std::string& extra) {
     }
     RecordCall(entry + "(" + shown + ")");
     const size_t index = next_reply_++;
-    return index < step_->replies.size() ? step_->replies[index] : Reply();
+    const Reply reply = index < step_->replies.size() ? step_->replies[index] : Reply();
+    if (reply.throws) {
+        throw Thrown();
+    }
+    return reply;
 }
 
 // What an incomplete back-end leaves in its slots is gone with it.

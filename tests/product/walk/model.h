@@ -62,6 +62,11 @@ class Model final {
         bool merged;
     };
 
+    // The key's exception, which nobody on the way catches.
+    struct Thrown {};
+
+    void Do(const Function& function);
+
     const Arguments& In() const { return step_->in; }
     const Text& TextAt(size_t index) const { return step_->in.texts[index]; }
     int32_t Number(size_t index) const { return static_cast<int32_t>(step_->in.numbers[index]); }

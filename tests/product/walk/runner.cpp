@@ -38,7 +38,11 @@ void NoteLastError() {
 Reply NextReply() {
     NoteLastError();
     const size_t index = g_next_reply++;
-    return index < g_step->replies.size() ? g_step->replies[index] : Reply();
+    const Reply reply = index < g_step->replies.size() ? g_step->replies[index] : Reply();
+    if (reply.throws) {
+        throw std::runtime_error("scripted");
+    }
+    return reply;
 }
 
 // The arguments of one call that a reply may be written to.
@@ -302,6 +306,8 @@ Outcome Run(const Step& step) {
         seen.result = Functions()[step.function].call(memory.Pointers());
     } catch (const QRV::CQrvException& exception) {
         seen.exception = CodeOf(exception);
+    } catch (const std::runtime_error&) {
+        seen.threw = true;
     }
     Deny(scripted::Libc().fopen, false);
     seen.last_error = G_LastError;

@@ -37,7 +37,7 @@ std::string ShowRecord(const Items&... items) {
 }
 
 std::string Show(const Reply& reply) {
-    return ShowRecord(reply.code, reply.text, reply.length);
+    return ShowRecord(reply.code, reply.text, reply.length, "throws", reply.throws);
 }
 
 std::string Show(const Device& device) {
@@ -81,6 +81,7 @@ std::vector<std::pair<std::string, std::string>> Parts(const Outcome& outcome) {
     std::vector<std::pair<std::string, std::string>> parts = {
         {"result", Show(outcome.result)},
         {"exception", Show(outcome.exception)},
+        {"threw", Show(outcome.threw)},
         {"last error", Show(outcome.last_error)},
         {"initialised", Show(outcome.initialized)},
         {"slots", outcome.slots},

@@ -30,6 +30,7 @@ struct Reply {
     int32_t code = 0;
     Text text;                      // written to the buffer, handed over, or returned
     std::optional<int32_t> length;  // stored through the length pointer
+    bool throws = false;            // instead of all that
 };
 
 struct Device {
@@ -82,6 +83,7 @@ struct Step {
 struct Outcome {
     std::optional<int32_t> result;
     std::optional<int32_t> exception;  // the code of a string exception that left the call
+    bool threw = false;                // the key's exception left the call
     int32_t last_error = 0;
     bool initialized = false;
     std::string slots;  // a digit a slot: 1 where it is set
