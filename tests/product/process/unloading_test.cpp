@@ -1,5 +1,4 @@
 // Closing the library: what goes with it, what a wait keeps, and which copy it keeps.
-#include <malloc.h>
 #include <sys/stat.h>
 
 #include <functional>
@@ -7,6 +6,7 @@
 #include <vector>
 
 #include "client.h"
+#include "growth.h"
 
 namespace {
 
@@ -106,29 +106,12 @@ TEST(Unloading, HappensAtTheLastClose) {
     EXPECT_FALSE(IsMapped(ProductFile()));
 }
 
-int AllocatedBytes() {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"  // its successor came with glibc 2.33
-    return mallinfo().uordblks;
-#pragma GCC diagnostic pop
-}
-
-void UseAndUnload(int times) {
-    for (int time = 0; time < times; ++time) {
+TEST(Unloading, OverAndOverLeaksNothing) {
+    growth::ExpectNone("times loaded, used and unloaded", growth::Rounds(200, 10'000), [] {
         LoadedProduct product(RTLD_LAZY);
         UseWithoutWaiting(product);
         product.Close();
-    }
-}
-
-// Where a sanitizer keeps the heap's books, its own check for leaks is the judge.
-TEST(Unloading, OverAndOverLeaksNothing) {
-    constexpr int kRounds = 200;
-    constexpr int kRoundsUntilTheHeapIsWarm = 20;
-    UseAndUnload(kRoundsUntilTheHeapIsWarm);
-    const int before = AllocatedBytes();
-    UseAndUnload(kRounds);
-    EXPECT_LT(AllocatedBytes() - before, kRounds);
+    });
 }
 
 TEST(Unloading, InAForkedChildIsTheChildsAlone) {
