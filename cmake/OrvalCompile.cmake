@@ -17,15 +17,20 @@ elseif(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
   target_compile_options(orval_compile INTERFACE -fcf-protection)
 endif()
 
+set(orval_is_optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
 if(ORVAL_SANITIZE)
   target_compile_options(orval_compile INTERFACE
     -fsanitize=${ORVAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
   target_link_options(orval_compile INTERFACE -fsanitize=${ORVAL_SANITIZE})
+  if(ORVAL_SANITIZE MATCHES "integer|implicit-conversion")
+    # Arithmetic that wraps is no error in the language; in our own code it is unless it is listed.
+    target_compile_options(orval_compile INTERFACE
+      -fsanitize-ignorelist=${CMAKE_CURRENT_LIST_DIR}/integers.ignorelist)
+  endif()
 else()
   # Fortified sources need optimisation, and sanitizers bring their own checks.
   set(orval_fortified -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
-  target_compile_options(orval_compile INTERFACE
-    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:${orval_fortified}>")
+  target_compile_options(orval_compile INTERFACE "$<${orval_is_optimised}:${orval_fortified}>")
 endif()
 
 # orval_optimise(target): as RelWithDebInfo does it, whatever the type of this build.
