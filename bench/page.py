@@ -74,7 +74,7 @@ def draw(page, name, commands, series):
 
 
 def size_text(size):
-    unit = max((unit for unit in UNITS if size % UNITS[unit] == 0), key=UNITS.get)
+    unit = max((unit for unit in UNITS if size % UNITS[unit] == 0), key=UNITS.__getitem__)
     return f"{size // UNITS[unit]} {unit}"
 
 

@@ -18,7 +18,7 @@ namespace {
 constexpr size_t kUsualWidth = 80;
 constexpr size_t kNarrowest = 40;
 constexpr size_t kRightColumnAtLeast = 24;
-constexpr std::string_view kGap = "  ";
+constexpr std::string_view kColumnGap = "  ";
 
 std::vector<std::string> Split(const std::string& text, char separator) {
     std::vector<std::string> parts;
@@ -132,7 +132,7 @@ std::string Arrange(const std::string& line, size_t width) {
     if (Columns(line) <= width || indent == std::string::npos) {
         return line + "\n";
     }
-    const size_t gap = line.find(kGap, indent);
+    const size_t gap = line.find(kColumnGap, indent);
     if (gap == std::string::npos) {
         return FillCommand(line.substr(indent), indent, width) + "\n";
     }
@@ -189,7 +189,7 @@ std::string Row(const std::string& name, const std::string& text, size_t indent,
     if (text.empty()) {
         return result + "\n";
     }
-    result += end + kGap.size() <= column ? Blanks(column - end) : "\n" + Blanks(column);
+    result += end + kColumnGap.size() <= column ? Blanks(column - end) : "\n" + Blanks(column);
     return result + Fill(text, column, column, width) + "\n";
 }
 

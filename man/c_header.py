@@ -105,7 +105,7 @@ class Header:
     @property
     def texts(self):
         """All texts that a translation needs, each once, with who says it first."""
-        said = {}
+        said: dict = {}
         for function in self.functions:
             for text in function.texts:
                 said.setdefault(text, function.name)

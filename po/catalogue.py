@@ -58,7 +58,7 @@ class Literals:
 
     def __init__(self, source):
         self.found = []  # (offset, text, call, argument)
-        self.calls = [["", 0]]
+        self.calls: list = [["", 0]]
         self.before = ["", ""]
         self.pending = None
         for match in TOKEN.finditer(source):
@@ -142,7 +142,7 @@ def sources():
 
 def messages():
     """All messages of the sources, each once, in their order."""
-    found = {}
+    found: dict = {}
     everything = [message for path in sources() for message in messages_of(path)]
     everything += [message for script in SCRIPTS for message in messages_of_script(ROOT / script)]
     for message in everything:

@@ -14,7 +14,7 @@ version = release = os.environ["ORVAL_VERSION"]
 extensions = ["myst_parser", "breathe"]
 root_doc = "index"
 source_suffix = {".md": "markdown"}
-exclude_patterns = []
+exclude_patterns: list = []
 highlight_language = "none"
 suppress_warnings = ["misc.highlighting_failure"]
 

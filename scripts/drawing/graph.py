@@ -50,7 +50,7 @@ def includes(rooms):
     tops = {room for room in rooms if not any(room.startswith(other + "/") for other in rooms)}
     files = {path for top in tops for path in (ROOT / top).rglob("*")
              if path.suffix in (".h", ".hpp", ".cpp", ".c", ".in")}
-    arrows = {}
+    arrows: dict = {}
     for path in sorted(files):
         start = room_of(path, rooms)
         for name in re.findall(r'^#include "([^"]+)"', path.read_text(encoding="utf-8"),

@@ -33,7 +33,7 @@ def steps_of(text):
 def places(actors, steps):
     """How far from the left each actor stands, so that what is said fits between them."""
     names = list(actors)
-    gaps = [142] * (len(names) - 1)
+    gaps: list = [142] * (len(names) - 1)
     for step in steps:
         if step[2]:
             first, last = sorted(names.index(step[end]) for end in (2, 4))
