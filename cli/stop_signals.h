@@ -9,8 +9,8 @@ namespace cli {
 // Ctrl-C and SIGTERM, for verbs that go on until they are stopped and then come to an end of their
 // own.
 
-// From now on the first of them is noted. Another, half a second later or more, ends the process, should
-// a library not come back. One that the process was started to ignore stays ignored.
+// From now on the first of them is noted. Another, half a second later or more, ends the process,
+// should a library not come back. One that the process was started to ignore stays ignored.
 void CatchStopSignals();
 
 // Which came; 0: none.
