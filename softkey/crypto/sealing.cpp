@@ -21,7 +21,9 @@ constexpr int64_t kScryptParallel = 1;
 // The least that scrypt allows.
 constexpr int64_t kCheapCost = 2;
 constexpr int64_t kCheapBlockSize = 1;
+// Of what a damaged key asks for: these bound how long a guess may take.
 constexpr uint64_t kScryptMemoryLimit = 256ULL << 20;
+constexpr int64_t kMostScryptParallel = 4;
 
 using ssl::Check;
 
@@ -46,6 +48,7 @@ PinDerivation PinDerivation::Cheap() {
 }
 
 SecretBytes DeriveFromPin(const SecretBytes& pin, const PinDerivation& derivation) {
+    Require(derivation.parallel <= kMostScryptParallel, Code::kStoreDamaged, "scrypt");
     const ssl::Kdf kdf(EVP_KDF_fetch(nullptr, "SCRYPT", nullptr));
     const ssl::KdfContext context(EVP_KDF_CTX_new(kdf.get()));
     Check(context != nullptr, "scrypt");

@@ -288,6 +288,15 @@ TEST_F(KeyStoreTest, TheNumberOfTemporaryPairsIsBounded) {
               }));
 }
 
+// Each multiplies the time of a guess, during which the key is locked to all others.
+TEST_F(KeyStoreTest, AGuessThatADamagedKeyMakesEndlessIsRefused) {
+    CreateKey();
+    Database(KeyPath(kSerial), Database::Mode::kExisting).Execute("UPDATE pin SET parallel = 5");
+    KeyStore store(kSerial);
+    EXPECT_EQ(Code::kStoreDamaged, CodeOfFailure([&] { store.Unlock(ToSecret(kPin)); }));
+    EXPECT_EQ(kMaximumTries, store.Pin().tries_left);
+}
+
 TEST_F(KeyStoreTest, FilesThatAreNoKeysAreRefused) {
     CreateKey();
     CreateKey(kOtherSerial);
