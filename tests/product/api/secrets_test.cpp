@@ -83,20 +83,22 @@ void ExpectNothingIsLeft(const std::vector<Case>& cases) {
             SCOPED_TRACE(one.name + " ending "s + std::to_string(ending));
             answer = ending == 1 ? 5 : 0;
             throws = ending == 2;
+            size_t leaks = 0;
+            const auto leaves_on_stack = [&] {
+                key_had_secret = false;
+                return LeavesOnStack(kSecret, [&] {
+                    const FreedMemory freed(kSecret);
+                    Call(one);
+                    leaks = freed.Leaks();
+                });
+            };
             // Once beforehand: the loader looks up the C++ library's and this program's functions
             // at their first call, and saves the processor's registers on the stack for that, with
             // whatever a copy has left in them. The library's own are bound while it is loaded.
-            Call(one);
-            key_had_secret = false;
-            size_t leaks = 0;
-            const bool on_stack = LeavesOnStack(kSecret, [&] {
-                const FreedMemory freed(kSecret);
-                Call(one);
-                leaks = freed.Leaks();
-            });
+            leaves_on_stack();
+            EXPECT_FALSE(leaves_on_stack());
             EXPECT_EQ(key_had_secret, one.reaches_key);
             EXPECT_EQ(leaks, 0U);
-            EXPECT_FALSE(on_stack);
         }
     }
 }
