@@ -5,6 +5,7 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -88,7 +89,7 @@ constexpr long kKeptBytes = 1024;
 template <typename Round>
 void ExpectNone(const char* what, int rounds, const Round& round, long kept = kKeptBytes) {
     static_cast<void>(Size());  // what looking takes itself
-    for (int i = 0; i < rounds / 10; ++i) {
+    for (int i = 0; i < std::max(rounds / 10, 1); ++i) {
         round();
     }
     const Size before;
