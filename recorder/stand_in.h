@@ -15,6 +15,7 @@ const Engine* TheEngine();
 template <typename Result>
 Result Unpack(int64_t answer) {
     if constexpr (std::is_pointer_v<Result>) {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): an answer of any kind travels as a number
         return reinterpret_cast<Result>(answer);
     } else {
         return static_cast<Result>(answer);
