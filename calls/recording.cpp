@@ -51,7 +51,7 @@ Json EndFrom(const Json& line) {
 }
 
 Header HeaderFrom(const Json& line) {
-    if (line.at("schema").get<int>() != kSchema || line.at("kind") != "recording") {
+    if (line.at("schema") != kSchema || line.at("kind") != "recording") {
         throw Malformed("line 1: not a recording of this command, or of a newer one");
     }
     Header header;

@@ -37,7 +37,8 @@ std::optional<size_t> LengthOf(const Json& value) {
     if (value.is_string()) {
         return value.get_ref<const std::string&>().size();
     }
-    return value.is_object() && value.contains("length")
+    const bool has_length = value.is_object() && value.contains("length");
+    return has_length && value["length"].is_number_unsigned()
                ? std::optional<size_t>(value["length"].get<size_t>())
                : std::nullopt;
 }

@@ -113,6 +113,8 @@ TEST(Recording, WhatIsNoneSaysWhichLine) {
          {std::pair<std::string, const char*>{"", "empty"},
           {"hello\n", "line 1"},
           {"{\"schema\":2,\"kind\":\"recording\"}\n", "line 1"},
+          // Its lower 32 bits are 1.
+          {"{\"schema\":4294967297" + begin.substr(begin.find(',')), "a newer one"},
           {begin + "{}\n", "line 2"},
           {begin + "{\"end\":{\"exit\":0}}\n", "line 2"},
           {begin + "{\"end\":3}\n", "line 2: \"end\" has no fields"},
