@@ -119,6 +119,11 @@ const Case kCases[] = {
      "SignCert EncCert",
      {"item-not-closed@1:12+9"}},
     {"Empty", "SignCert()", Verdict::kSuspicious, "SignCert", {"item-empty@1:1+10"}},
+    {"EmptyBehindAnother",
+     "SignCert(A)|EncCert()",
+     Verdict::kSuspicious,
+     "SignCert EncCert",
+     {"item-empty@1:13+9"}},
     {"Twice",
      "SignCert(A)|SignCert(B)",
      Verdict::kSuspicious,
@@ -173,6 +178,35 @@ TEST_P(PackageLint, PointsToWhatIsOdd) {
     EXPECT_EQ(InShort(report.findings), GetParam().findings);
     EXPECT_EQ(Names(report.imports), GetParam().imports);
     EXPECT_EQ(report.Worst(), GetParam().verdict);
+    for (const lint::Finding& finding : report.findings) {
+        EXPECT_EQ(finding.rule->calls, lint::kImportCall) << finding.rule->name;
+    }
+}
+
+TEST(PackageLintFinding, QuotesNoNameThatIsLongerThanAnItemsMayBe) {
+    const auto found = [](size_t length) {
+        return LintPackage("SignCert(X)|" + std::string(length, 'x') + "(Z)").findings.front();
+    };
+    EXPECT_EQ(found(20).found, std::string(20, 'x'));
+    EXPECT_EQ(found(20).message, "\"" + std::string(20, 'x') + "\" is no item's name");
+    EXPECT_EQ(found(21).found, "");
+    EXPECT_EQ(found(21).message, "this is no item's name");
+    EXPECT_EQ(found(21).record, 2U);
+}
+
+TEST(PackageLintFinding, TellsTheByteThatIsNoneOfBase64s) {
+    const auto message = [](char byte) {
+        const auto findings = LintPackage(std::string("SignCert(") + byte + ")").findings;
+        return findings.empty() ? "" : findings.front().message;
+    };
+    EXPECT_EQ(message('\x1F'), "the byte 0x1F stands in the data");
+    EXPECT_EQ(message('\xA9'), "the byte 0xA9 stands in the data");
+    for (const char odd : {'*', '.', '@', '[', '`', '{', '<', '>', ':'}) {
+        EXPECT_NE(message(odd), "") << odd;
+    }
+    for (const char usual : {'A', 'Z', 'a', 'z', '0', '9', '+', '/', '='}) {
+        EXPECT_EQ(message(usual), "") << usual;
+    }
 }
 
 // Whatever is odd about a package, nothing of a key's text is told.

@@ -150,4 +150,51 @@ TEST(Fill, KeepsNamesInChineseWhole) {
     EXPECT_EQ(cli::Fill("用 ukeyctl 看", 0, 0, 9), "用\nukeyctl\n看");
 }
 
+TEST(Fill, GoesToTheLastColumnAndNoFurther) {
+    EXPECT_EQ(cli::Fill("four five", 3, 2, 12), "four five");
+    EXPECT_EQ(cli::Fill("four five", 4, 2, 12), "four\n  five");
+}
+
+TEST(Fill, BreaksAListThatIsTooLongBehindItsCommasAndBars) {
+    EXPECT_EQ(cli::Fill("one,two|three", 0, 2, 8), "one,two|\n  three");
+    EXPECT_EQ(cli::Fill("one,two", 4, 2, 10), "one,two") << "there is room for it in a line";
+}
+
+TEST(Row, StandsSideBySideWhereThereIsRoomForAGap) {
+    EXPECT_EQ(cli::Row("name", "what it is", 2, 8, 40), "  name  what it is\n");
+    EXPECT_EQ(cli::Row("names", "what it is", 2, 8, 40), "  names\n        what it is\n");
+    EXPECT_EQ(cli::Row("name", "", 2, 8, 40), "  name\n");
+}
+
+TEST(Lay, KeepsColumnsThatFit) {
+    EXPECT_EQ(cli::Lay("Some prose.\n\n  name  what it is\n", 40),
+              "Some prose.\n\n  name  what it is\n");
+}
+
+TEST(Lay, FillsTheRightColumnOfALineThatIsTooLong) {
+    EXPECT_EQ(cli::Lay("  --out FILE  where the text is written to, and not to the terminal\n", 40),
+              "  --out FILE  where the text is written\n"
+              "              to, and not to the\n"
+              "              terminal\n");
+}
+
+TEST(Lay, PutsTheRightColumnBelowWhereItWouldBeNarrow) {
+    EXPECT_EQ(cli::Lay("  ukeyctl cert get --out FILE  writes the certificate to a file\n", 40),
+              "  ukeyctl cert get --out FILE\n"
+              "        writes the certificate to a file\n");
+}
+
+TEST(Lay, KeepsAnOptionAndItsValueInALineThatHasRoomForBoth) {
+    const std::string value(20, 'A');
+    EXPECT_EQ(cli::Lay("  ukeyctl sign --warning " + value + "\n", 40),
+              "  ukeyctl sign \\\n        --warning " + value + "\n");
+    EXPECT_EQ(cli::Lay("  ukeyctl sign --warning " + value + "A\n", 40),
+              "  ukeyctl sign --warning \\\n        " + value + "A\n");
+}
+
+TEST(Lay, BreaksNoCommandInsideQuotes) {
+    EXPECT_EQ(cli::Lay("  ukeyctl sign --warning \"don't pay 9\" --data 'to 4711'\n", 40),
+              "  ukeyctl sign --warning \"don't pay 9\" \\\n        --data 'to 4711'\n");
+}
+
 }  // namespace
