@@ -240,6 +240,25 @@ TEST(Diffable, CountsProcessesInTheOrderInWhichTheyBegan) {
     EXPECT_EQ(read.calls[1].process, 2);
 }
 
+TEST(Diffable, HasTheCallsOfAProcessTogetherThreadByThread) {
+    Call calls[] = {CallOf(1, "VerifyPIN"), CallOf(2, "VerifyPIN"), CallOf(1, "VerifyPIN"),
+                    CallOf(1, "VerifyPIN")};
+    calls[1].thread = 2;
+    calls[2].thread = 2;
+    calls[3].process = 200;
+    calls[3].start_us = 50;
+    const std::string text = calls::Diffable(With({calls[3], calls[1], calls[2], calls[0]}));
+    std::vector<std::vector<int64_t>> order;
+    for (size_t at = text.find('\n') + 1; at < text.size(); at = text.find('\n', at) + 1) {
+        const Call call =
+            calls::CallFrom(calls::ParsedLine(text.substr(at, text.find('\n', at) - at)));
+        order.push_back({call.process, call.thread, call.number});
+    }
+    EXPECT_THAT(order,
+                testing::ElementsAre(testing::ElementsAre(1, 1, 1), testing::ElementsAre(1, 2, 2),
+                                     testing::ElementsAre(1, 2, 3), testing::ElementsAre(2, 1, 1)));
+}
+
 TEST(Diffable, TheSameWorkOfOtherProcessesAtOtherTimesGivesTheSameText) {
     Call early = CallOf(1, "VerifyPIN");
     Call late = CallOf(2, "ChangePin");

@@ -101,6 +101,59 @@ TEST_F(SlotList, IsPutBackAsFarAsItGoes) {
     EXPECT_EQ(slots_[maker::kSlotArrayRoom], 0U);
 }
 
+// The product hands over a buffer of its own, whatever length its client tells.
+TEST_F(Values, ASignatureHasTwiceTheRoomOfItsTextAndFourKibibytes) {
+    constexpr size_t kRoom = (4 + 4096) * 2;
+    const char* const data = "text";
+    std::string buffer(kRoom + 1, 'S');
+    char* const signature = buffer.data();
+    int32_t length = 1;
+    int32_t* const told = &length;
+    Passed arguments[] = {0, 1, 0, calls::Pack(data), 0, calls::Pack(signature), calls::Pack(told)};
+    const Before before(FunctionOf("GMUsbKeyCommonSign"), arguments);
+    length = kRoom + 1;
+    Masker whole(calls::CommonSalt(), Masker::SerialNumbers::kShown);
+    EXPECT_EQ(before.Taken(0, whole)["signature"]["bytes"].get<std::string>().size(), 2 * kRoom);
+    length = -1;
+    EXPECT_EQ(before.Taken(0, whole)["signature"], Json({{"bytes", ""}}));
+    const auto put = [&before](size_t size) {
+        return before.Put(Json{{"signature", std::string(size, 'T')}});
+    };
+    EXPECT_TRUE(put(kRoom - 1));
+    EXPECT_FALSE(put(kRoom));
+    EXPECT_EQ(buffer.substr(kRoom - 2), std::string("T\0S", 3));
+}
+
+// What is told of a buffer whose length is the next argument's is what that said before the call.
+TEST_F(Values, ABufferHasTheRoomThatItsClientTells) {
+    char buffer[] = "abcdefgh";
+    char* const certificate = buffer;
+    int32_t length = 4;
+    int32_t* const told = &length;
+    Passed arguments[] = {0, 1, 0, calls::Pack(certificate), calls::Pack(told)};
+    const calls::Function& function = FunctionOf("GetCertInfo");
+    const Before before(function, arguments);
+    length = 6;
+    EXPECT_EQ(before.Taken(0, masker_),
+              Json({{"certificate", {{"bytes", "61626364"}}}, {"length", 6}}));
+    EXPECT_TRUE(before.Put(Json{{"certificate", "123"}, {"length", 3}}));
+    EXPECT_FALSE(before.Put(Json{{"certificate", "1234"}}));
+    EXPECT_STREQ(buffer, "123");
+    EXPECT_EQ(length, 3);
+    length = -1;
+    EXPECT_FALSE(Before(function, arguments).Put(Json{{"certificate", ""}}));
+}
+
+// Recordings are edited by hand.
+TEST_F(Values, WhatAFunctionHasNoArgumentForIsPutNowhere) {
+    char text[] = "untouched";
+    char* const behind = text;
+    Passed arguments[] = {0, calls::Pack(behind)};
+    const Before before(FunctionOf("VerifyPIN"), arguments);
+    EXPECT_TRUE(before.Put(Json{{"other", "x"}, {"", "x"}}));
+    EXPECT_STREQ(text, "untouched");
+}
+
 // A wait that fails may have left the record as the client had it.
 TEST_F(Values, AnEventIsToldWhereTheWaitSucceededOrChangedTheRecord) {
     VEXA_EVENT_INFO event = {};
