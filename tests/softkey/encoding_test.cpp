@@ -125,13 +125,22 @@ TEST(PlainText, IsUtf8WithoutControlCharacters) {
 }
 
 TEST(Printable, Utf8WithoutControlCharactersStaysAndTheRestIsEscaped) {
-    for (const std::string_view text : {"", "Alice ~", "\xC2\xA0", "测试", "\xF0\x9F\x94\x91"}) {
+    for (const std::string_view text :
+         {"", "Alice ~", "\xC2\xA0", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
+          "\xEF\xBF\xBF", "测试", "\xF0\x90\x80\x80", "\xF0\x9F\x94\x91", "\xF4\x8F\xBF\xBF"}) {
         EXPECT_TRUE(cli::IsPrintable(text)) << text;
         EXPECT_EQ(text, cli::Printable(text));
     }
     const std::pair<std::string_view, std::string_view> escaped[] = {
         {"a\nb", "a\\x0Ab"},
         {"\x7F", "\\x7F"},
+        {"\x1F", "\\x1F"},
+        {"\xC2\x80", "\\xC2\\x80"},                    // the first of the other control characters
+        {"\xC2\x9F", "\\xC2\\x9F"},                    // and the last
+        {"\xC1\xBF", "\\xC1\\xBF"},                    // too long a form
+        {"\xF0\x8F\xBF\xBF", "\\xF0\\x8F\\xBF\\xBF"},  // the same
+        {"\xED\xBF\xBF", "\\xED\\xBF\\xBF"},           // a surrogate
+        {"\xF5\x80\x80\x80", "\\xF5\\x80\\x80\\x80"},  // past the last character
         {"\xC2\x85", "\\xC2\\x85"},                    // next line, a control character
         {"\xC0\xAF", "\\xC0\\xAF"},                    // too long a form
         {"\xE0\x80\xAF", "\\xE0\\x80\\xAF"},           // the same
