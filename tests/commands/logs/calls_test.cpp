@@ -199,6 +199,25 @@ TEST(Calls, CallsThatAreLoggedWithOneRecordEndWithIt) {
     EXPECT_EQ(DetailOf(calls[1], "serial_number"), "SN#1");
 }
 
+// Who follows a log goes on with the file that takes its place.
+TEST(Calls, WhatALogLeavesOpenIsToldOnceAtItsEnd) {
+    logs::Masks masks(logs::Secrets::kMasked);
+    int told = 0;
+    logs::Joiner joiner(masks, [&told](const logs::Call& call) {
+        ++told;
+        EXPECT_EQ(call.ending, Ending::kMissing);
+    });
+    logs::Record record;
+    record.header.name = "ChangePin";
+    record.text = "Begin";
+    joiner.Take(record, 0);
+    EXPECT_EQ(told, 0);
+    joiner.Finish();
+    EXPECT_EQ(told, 1);
+    joiner.Finish();
+    EXPECT_EQ(told, 1);
+}
+
 TEST(Calls, ARecordThatNobodyKnowsIsToldByItsNameToWhoMaySeeIt) {
     const std::string log = At9("NewFunction", "secret");
     const logs::Call masked = OnlyCall(log);
