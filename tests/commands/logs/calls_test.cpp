@@ -28,6 +28,7 @@ TEST(Calls, BeginHexAndEndAreOneCall) {
     EXPECT_EQ(DetailOf(call, "serial_number"), "SN#1");
     EXPECT_EQ(call.records, 3);
     EXPECT_TRUE(call.HasFailed());
+    EXPECT_EQ(call.WithoutEnd(), nullptr) << "it has one";
 }
 
 TEST(Calls, ThreadsDoNotMix) {
@@ -223,6 +224,7 @@ TEST(Calls, ARecordThatNobodyKnowsIsToldByItsNameToWhoMaySeeIt) {
     const logs::Call masked = OnlyCall(log);
     EXPECT_EQ(masked.function, "TEXT#1 (11 characters)");
     EXPECT_EQ(DetailOf(masked, "text"), "TEXT#2 (6 characters)");
+    EXPECT_EQ(masked.WithoutEnd(), nullptr) << "nobody knows how such a call ends";
     const logs::Call shown = CallsOf(log, logs::Secrets::kShown).at(0);
     EXPECT_EQ(shown.function, "NewFunction");
     EXPECT_EQ(DetailOf(shown, "text"), "secret");
