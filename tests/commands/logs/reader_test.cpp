@@ -130,6 +130,16 @@ TEST(Reader, DamageBetweenRecordsIsToldWithItsPlace) {
                 ElementsAre(std::make_pair(uint64_t{kRecord.size()}, std::string("garbage\r\n"))));
 }
 
+// The text before may hold anything, but where a line is followed by a text's beginning, that was a
+// header.
+TEST(Reader, ADamagedHeaderIsNoPartOfTheTextInFrontOfIt) {
+    const std::string damaged = "garbage\r\n\t[Begin]\r\n";
+    const Told told = Read(At9("GetPrintNumber", "m_SN: A") + damaged + kRecord);
+    EXPECT_THAT(told.Texts(), ElementsAre("m_SN: A", "Begin pnVersionLen = 00000014"));
+    ASSERT_THAT(told.damage, SizeIs(1));
+    EXPECT_EQ(told.damage[0].second, damaged);
+}
+
 TEST(Reader, ZeroesOfACrashedDiskAreDamage) {
     const std::string zeroes(300000, '\0');
     const Told told = Read(kRecord + zeroes + kRecord, 4096);
