@@ -193,6 +193,24 @@ TEST(Reader, ALongRecordOfAThreadThatWritesOnIsCut) {
     EXPECT_EQ(told.records[0].offset, 0);
 }
 
+TEST(Reader, NothingOfOneFileIsInTheNext) {
+    const std::string lengthy =
+        At9("CKPXUSBKey::Batch_ImportX509Cert", "begin, strP7: " + std::string(40000, 'A'));
+    const std::string other = At9("GetDllVersion", "Begin pnVersionLen = 00000014", {7, 7});
+    Told told;
+    logs::Reader reader(told);
+    reader.Feed(lengthy.substr(0, 16384) + other);
+    reader.Finish();
+    ASSERT_THAT(told.records, SizeIs(2));
+    EXPECT_TRUE(told.records[1].is_cut);
+    reader.Feed("garbage\r\n" + kRecord);
+    reader.Finish();
+    ASSERT_THAT(told.records, SizeIs(3));
+    EXPECT_EQ(told.records[2].offset, 9U);
+    EXPECT_FALSE(told.records[2].is_doubtful);
+    EXPECT_THAT(told.damage, ElementsAre(std::make_pair(uint64_t{0}, std::string("garbage\r\n"))));
+}
+
 TEST(Reader, APauseEndsARecordThatLooksWhole) {
     Told told;
     logs::Reader reader(told);
