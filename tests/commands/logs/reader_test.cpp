@@ -46,7 +46,8 @@ TEST(Reader, AHeaderKeepsItsBounds) {
     }
     for (const char* const time :
          {"00,00:00:00.000", "32,00:00:00.000", "21,24:00:00.000", "21,00:60:00.000",
-          "21,00:00:61.000", "21,00:00:00.00", "21,00:00:00.1234567", "1,00:00:00.000"}) {
+          "21,00:00:61.000", "21,00:00:00.00", "21,00:00:00.1234567", "1,00:00:00.000",
+          "021,09:00:00.000", "21,009:00:00.000"}) {
         EXPECT_FALSE(is_record(time, "InitUKey", {})) << time;
     }
     EXPECT_TRUE(is_record("21,09:00:00.000", "A", {}));
@@ -209,6 +210,13 @@ TEST(Reader, NothingOfOneFileIsInTheNext) {
     EXPECT_EQ(told.records[2].offset, 9U);
     EXPECT_FALSE(told.records[2].is_doubtful);
     EXPECT_THAT(told.damage, ElementsAre(std::make_pair(uint64_t{0}, std::string("garbage\r\n"))));
+    reader.Feed(kRecord.substr(0, kRecord.size() - 1));
+    reader.Finish();
+    reader.Feed(kRecord);
+    reader.Finish();
+    ASSERT_THAT(told.records, SizeIs(5));
+    EXPECT_TRUE(told.records[3].is_cut);
+    EXPECT_FALSE(told.records[4].is_doubtful);
 }
 
 TEST(Reader, APauseEndsARecordThatLooksWhole) {
