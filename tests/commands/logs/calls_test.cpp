@@ -132,6 +132,22 @@ TEST(Calls, AWaitTellsARemovalAndWhatCameOfIt) {
     EXPECT_EQ(call.code, 0);
 }
 
+TEST(Calls, AStepIsToldOnceAndItsCodeIsNotTheCalls) {
+    const logs::Call call =
+        OnlyCall(At9("SKF_WaitForDevEvent", "begin") +
+                 At9("SKF_WaitForDevEvent", " end in catch ,G_LastError = 5, line = 582") +
+                 At9("SKF_WaitForDevEvent", " end in catch ,G_LastError = 6") +
+                 At9("VEXA_EVENT_INFO::SLOT_DEVICEARRIVAL  ",
+                     " event.ei.slotEvent.u32SlotID = 3, line = 600"));
+    std::vector<std::string> keys;
+    for (const logs::Detail& detail : call.details) {
+        keys.emplace_back(detail.key);
+    }
+    EXPECT_THAT(keys, testing::ElementsAre("step", "text", "slot"));
+    EXPECT_EQ(call.code, std::nullopt);
+    EXPECT_EQ(call.ending, Ending::kUntold);
+}
+
 TEST(Calls, EachStepOfAWaitHasItsWords) {
     const std::pair<int, const char*> steps[] = {
         {560, "560: size query"},
