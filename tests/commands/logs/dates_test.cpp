@@ -69,6 +69,8 @@ TEST(Dates, AFileModifiedLaterTellsTheLatestSuchDay) {
 TEST(Dates, AClientsZoneMayBeADayAhead) {
     EXPECT_THAT(Dated({"23,01:00:00.000"}, TimeOf(2026, 11, 22)), ElementsAre("2026-11-23 01"));
     EXPECT_THAT(Dated({"01,01:00:00.000"}, TimeOf(2026, 12, 31)), ElementsAre("2027-01-01 01"));
+    EXPECT_THAT(Dated({"24,01:00:00.000"}, TimeOf(2026, 11, 22)), ElementsAre("2026-10-24 01"))
+        << "two days ahead is none's";
 }
 
 TEST(Dates, MonthsAreCountedBackwardsOverTheYear) {
