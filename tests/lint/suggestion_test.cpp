@@ -25,6 +25,11 @@ TEST(Suggestion, IsNotMadeWhereNoNameIsNear) {
     EXPECT_EQ(lint::Nearest(std::string(1000000, 'x'), kNames), "");
 }
 
+TEST(Suggestion, IsMadeOfThreeLettersOfABeginningAndNoFewer) {
+    EXPECT_EQ(lint::Nearest("Cer", kNames), "CertType");
+    EXPECT_EQ(lint::Nearest("Ce", kNames), "");
+}
+
 TEST(Suggestion, CountsASwapAsOneChange) {
     EXPECT_EQ(lint::Distance("KeyTpye", "KeyType"), 1U);
     EXPECT_EQ(lint::Distance("", "abc"), 3U);
@@ -39,6 +44,11 @@ TEST(Suggestion, KnowsTheFullWidthForms) {
     EXPECT_EQ(lint::FindFullWidth("\xEF\xBD\x9C").meant, "|");
     EXPECT_EQ(lint::FindFullWidth("\xEF\xBC\x99").meant, "9");
     EXPECT_EQ(lint::FindFullWidth("ab\xEF\xBC\x91").at, 2U);
+    EXPECT_EQ(lint::FindFullWidth("\xEF\xBC\x90").meant, "0");
+    EXPECT_EQ(lint::FindFullWidth("\xEF\xBC\x8C").meant, ",");
+    EXPECT_EQ(lint::FindFullWidth("\xEF\xBC\xA1\xEF\xBC\x91").at, 3U);
+    EXPECT_EQ(lint::FindFullWidth("\xEF\xBB\x88").at, std::string_view::npos);
+    EXPECT_EQ(lint::FindFullWidth("\xEF\xBE\x9C").at, std::string_view::npos);
     EXPECT_EQ(lint::FindFullWidth("\xEF\xBC").at, std::string_view::npos);
     EXPECT_EQ(lint::FindFullWidth("plain").at, std::string_view::npos);
     EXPECT_EQ(lint::FindFullWidth("\xEF\xBC\xA1").at, std::string_view::npos) << "a letter";

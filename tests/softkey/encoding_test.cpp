@@ -60,6 +60,37 @@ TEST(Pem, IsMadeOfWholeBase64Alone) {
     }
 }
 
+TEST(Pem, OfTheCommandsHasLinesOf64CharactersToo) {
+    EXPECT_EQ("-----BEGIN X-----\n" + std::string(64, 'A') + "\nAAAA\n-----END X-----\n",
+              cli::ToPem("X", std::string(68, 'A')));
+    EXPECT_EQ("-----BEGIN X-----\n" + std::string(64, 'A') + "\n-----END X-----\n",
+              cli::ToPem("X", std::string(64, 'A')));
+    const std::string whole = "-----BEGIN Y-----\nYQ==\n-----END Y-----";
+    EXPECT_EQ(whole + "\n", cli::ToPem("X", whole));
+    EXPECT_EQ(whole + "\n", cli::ToPem("X", whole + "\n"));
+}
+
+TEST(CertificateText, IsBase64WithoutArmourAndLineBreaks) {
+    EXPECT_EQ("YWJjZGVm", cli::CertificateText("x\n-----BEGIN X-----\r\nYWJj\r\nZGVm\r\n"
+                                               "-----END X-----\n-----BEGIN X-----\nAAAA\n"));
+    EXPECT_EQ("MIAB", cli::CertificateText("\x30\x80\x01"));
+    EXPECT_EQ("MIABAg==", cli::CertificateText("\x30\x80\x01\x02"));
+    EXPECT_EQ("MIABAgM=", cli::CertificateText("\x30\x80\x01\x02\x03"));
+    EXPECT_EQ("MP/+", cli::CertificateText("\x30\xFF\xFE"));
+    for (const char* const text : {"", "0", "0\x7F", "1\x80", "YWJj"}) {
+        EXPECT_EQ(text, cli::CertificateText(text));
+    }
+}
+
+TEST(HexadecimalOfTheCommands, HasTwoDigitsForEachByte) {
+    EXPECT_EQ("0009A0FF5C", cli::Hex(std::string_view("\x00\x09\xA0\xFF\x5C", 5)));
+}
+
+TEST(JoinedTexts, AreSplitWithoutTheEmptyOnes) {
+    EXPECT_EQ((std::vector<std::string>{"a", "b", "|c"}), cli::SplitJoined("||a||||b|||c||"));
+    EXPECT_TRUE(cli::SplitJoined("").empty());
+}
+
 TEST(Pem, ArmourWithoutItsEndIsRefused) {
     EXPECT_FALSE(FromBase64OrPem("-----BEGIN X-----\nYWJj\n").has_value());
     EXPECT_FALSE(FromBase64OrPem("-----BEGIN X").has_value());
@@ -94,13 +125,22 @@ TEST(PlainText, IsUtf8WithoutControlCharacters) {
 }
 
 TEST(Printable, Utf8WithoutControlCharactersStaysAndTheRestIsEscaped) {
-    for (const std::string_view text : {"", "Alice ~", "\xC2\xA0", "测试", "\xF0\x9F\x94\x91"}) {
+    for (const std::string_view text :
+         {"", "Alice ~", "\xC2\xA0", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
+          "\xEF\xBF\xBF", "测试", "\xF0\x90\x80\x80", "\xF0\x9F\x94\x91", "\xF4\x8F\xBF\xBF"}) {
         EXPECT_TRUE(cli::IsPrintable(text)) << text;
         EXPECT_EQ(text, cli::Printable(text));
     }
     const std::pair<std::string_view, std::string_view> escaped[] = {
         {"a\nb", "a\\x0Ab"},
         {"\x7F", "\\x7F"},
+        {"\x1F", "\\x1F"},
+        {"\xC2\x80", "\\xC2\\x80"},                    // the first of the other control characters
+        {"\xC2\x9F", "\\xC2\\x9F"},                    // and the last
+        {"\xC1\xBF", "\\xC1\\xBF"},                    // too long a form
+        {"\xF0\x8F\xBF\xBF", "\\xF0\\x8F\\xBF\\xBF"},  // the same
+        {"\xED\xBF\xBF", "\\xED\\xBF\\xBF"},           // a surrogate
+        {"\xF5\x80\x80\x80", "\\xF5\\x80\\x80\\x80"},  // past the last character
         {"\xC2\x85", "\\xC2\\x85"},                    // next line, a control character
         {"\xC0\xAF", "\\xC0\\xAF"},                    // too long a form
         {"\xE0\x80\xAF", "\\xE0\\x80\\xAF"},           // the same

@@ -28,6 +28,7 @@ TEST(Calls, BeginHexAndEndAreOneCall) {
     EXPECT_EQ(DetailOf(call, "serial_number"), "SN#1");
     EXPECT_EQ(call.records, 3);
     EXPECT_TRUE(call.HasFailed());
+    EXPECT_EQ(call.WithoutEnd(), nullptr) << "it has one";
 }
 
 TEST(Calls, ThreadsDoNotMix) {
@@ -71,6 +72,39 @@ TEST(Calls, AMissingEndIsAFailureAndSaysWhatItMayMean) {
     EXPECT_EQ(calls[1].ending, Ending::kMissing);
 }
 
+TEST(Calls, WhatAMissingEndMayMeanGoesByTheFunction) {
+    constexpr const char* kProcessEnded = "no end in the log: the process ended in the call";
+    const std::string import = "CKPXUSBKey::Batch_ImportX509Cert";
+    const std::string key_text = "CKPXUSBKey::ImportEncX509Cert  strPriKeyTemp:";
+    const std::string request = "Batch_InitAndGenerateCertRequest";
+    struct {
+        std::string name;
+        std::string text;
+        Ending ending;
+        const char* meaning;
+    } const cases[] = {
+        {"GetDriverVersion", "pszVersion: 9", Ending::kMissing, kProcessEnded},
+        {"GetDllVersion", "Begin pnVersionLen = 00000014", Ending::kMissing, kProcessEnded},
+        {"GetVidAndPid", "Begin pnVidPidLen = 00000014", Ending::kMissing, kProcessEnded},
+        {"GetPrintNumber", "Begin pnSNLen = 00000014", Ending::kMissing, kProcessEnded},
+        {"ChangePin", "Begin", Ending::kMissing, kProcessEnded},
+        {"InitUKey", "Begin", Ending::kMissing,
+         "no end in the log: the library was not initialised (-109), or"},
+        {"TestInitUKey", "Begin", Ending::kMissing, kProcessEnded},
+        {"SKF_WaitForDevEvent", "begin", Ending::kUntold, "no end in the log: the wait goes on"},
+        {key_text, "strPriKeyTemp:00", Ending::kUntold, "the log never tells how this call ends"},
+        {import, "begin, strP7: EncCert(A)", Ending::kUntold,
+         "no end in the log, as after a success"},
+        {request, "Begin szSN = A,requestInfo = B", Ending::kUntold,
+         "the log never tells how this call ends"},
+    };
+    for (const auto& [name, text, ending, meaning] : cases) {
+        const logs::Call call = OnlyCall(At9(name, text));
+        EXPECT_EQ(call.ending, ending) << name;
+        EXPECT_THAT(call.WithoutEnd(), testing::StartsWith(meaning)) << name;
+    }
+}
+
 TEST(Calls, AWaitTellsItsEventInWords) {
     const logs::Call call =
         OnlyCall(At9("SKF_WaitForDevEvent", "begin") + At9("X_getCurrentSlots", "before") +
@@ -88,6 +122,72 @@ TEST(Calls, AWaitTellsItsEventInWords) {
     EXPECT_THAT(DetailOf(call, "step"), testing::StartsWith("582: the token library's wait threw"));
     EXPECT_EQ(call.details.back().value,
               "603: the inserted key was asked for its serial number, code 5");
+}
+
+TEST(Calls, AWaitTellsARemovalAndWhatCameOfIt) {
+    const std::string removal = "VEXA_EVENT_INFO::SLOT_DEVICEREMOVE ";
+    const logs::Call call =
+        OnlyCall(At9("SKF_WaitForDevEvent", "begin") + At9(removal, "G_LastError = 7, line = 606") +
+                 At9(removal, " G_LastError = 0, line = 609") +
+                 At9("SKF_WaitForDevEvent", "end, G_LastError = 0, line = 616"));
+    EXPECT_EQ(DetailOf(call, "event"), "removed");
+    EXPECT_EQ(DetailOf(call, "step"), "606: a key was removed, code 7");
+    EXPECT_EQ(call.details.back().value, "606: a key was removed, code 7");
+    EXPECT_EQ(call.code, 0);
+}
+
+TEST(Calls, AStepIsToldOnceAndItsCodeIsNotTheCalls) {
+    const logs::Call call =
+        OnlyCall(At9("SKF_WaitForDevEvent", "begin") +
+                 At9("SKF_WaitForDevEvent", " end in catch ,G_LastError = 5, line = 582") +
+                 At9("SKF_WaitForDevEvent", " end in catch ,G_LastError = 6") +
+                 At9("VEXA_EVENT_INFO::SLOT_DEVICEARRIVAL  ",
+                     " event.ei.slotEvent.u32SlotID = 3, line = 600"));
+    std::vector<std::string> keys;
+    for (const logs::Detail& detail : call.details) {
+        keys.emplace_back(detail.key);
+    }
+    EXPECT_THAT(keys, testing::ElementsAre("step", "text", "slot"));
+    EXPECT_EQ(call.code, std::nullopt);
+    EXPECT_EQ(call.ending, Ending::kUntold);
+}
+
+TEST(Calls, EachStepOfAWaitHasItsWords) {
+    const std::pair<int, const char*> steps[] = {
+        {560, "560: size query"},
+        {571, "571: the token library could not be opened"},
+        {582, "582: the token library's wait threw an exception; the wait goes on"},
+        {596, "596: a key was inserted, code 1"},
+        {600, "600: the slot of the insertion"},
+        {603, "603: the inserted key was asked for its serial number, code 1"},
+        {606, "606: a key was removed, code 1"},
+        {609, "609: the removed key's serial number was looked up, code 1"},
+        {700, "700"},
+    };
+    for (const auto& [line, words] : steps) {
+        const logs::Call call =
+            OnlyCall(At9("SKF_WaitForDevEvent", "begin") +
+                     At9("SKF_WaitForDevEvent",
+                         " end in catch ,G_LastError = 1, line = " + std::to_string(line)));
+        EXPECT_EQ(DetailOf(call, "step"), words);
+    }
+}
+
+TEST(Calls, TellTheCapacityAndWhatStoodInTheBuffer) {
+    const std::vector<logs::Call> calls =
+        CallsOf(At9("GetVidAndPid", "Begin pnVidPidLen = 00000014") +
+                At9("GetVidAndPid", "pszVidPid: 1780&0301") +
+                At9("GetVidAndPid", "End G_LastError: 00000000") +
+                At9("GetPrintNumber", "Begin pnSNLen = 0000000A") +
+                At9("GetPrintNumber", "End G_LastError: 0A00000") +
+                At9("GetPrintNumber", "End G_LastError: 0A000001"));
+    ASSERT_THAT(calls, SizeIs(3));
+    EXPECT_EQ(DetailOf(calls[0], "capacity"), "20");
+    EXPECT_EQ(DetailOf(calls[0], "usb_ids"), "1780&0301");
+    EXPECT_EQ(DetailOf(calls[1], "capacity"), "10");
+    EXPECT_EQ(calls[1].ending, Ending::kMissing) << "a code has eight digits";
+    EXPECT_EQ(DetailOf(calls[1], "text"), "TEXT#1 (7 characters)");
+    EXPECT_EQ(calls[2].code, 0x0A000001);
 }
 
 TEST(Calls, AWaitWithoutAnEndIsNoFailure) {
@@ -114,8 +214,29 @@ TEST(Calls, CallsThatAreLoggedWithOneRecordEndWithIt) {
         At9("GetDllVersion", "Begin pnVersionLen = 00000014"));
     ASSERT_THAT(calls, SizeIs(3));
     EXPECT_EQ(calls[0].ending, Ending::kUntold);
+    EXPECT_EQ(calls[1].ending, Ending::kUntold);
+    EXPECT_FALSE(calls[1].HasFailed());
     EXPECT_EQ(DetailOf(calls[1], "request"), "CertType(1)KeyType(2)|CertType(3)");
     EXPECT_EQ(DetailOf(calls[1], "serial_number"), "SN#1");
+}
+
+// Who follows a log goes on with the file that takes its place.
+TEST(Calls, WhatALogLeavesOpenIsToldOnceAtItsEnd) {
+    logs::Masks masks(logs::Secrets::kMasked);
+    int told = 0;
+    logs::Joiner joiner(masks, [&told](const logs::Call& call) {
+        ++told;
+        EXPECT_EQ(call.ending, Ending::kMissing);
+    });
+    logs::Record record;
+    record.header.name = "ChangePin";
+    record.text = "Begin";
+    joiner.Take(record, 0);
+    EXPECT_EQ(told, 0);
+    joiner.Finish();
+    EXPECT_EQ(told, 1);
+    joiner.Finish();
+    EXPECT_EQ(told, 1);
 }
 
 TEST(Calls, ARecordThatNobodyKnowsIsToldByItsNameToWhoMaySeeIt) {
@@ -123,6 +244,7 @@ TEST(Calls, ARecordThatNobodyKnowsIsToldByItsNameToWhoMaySeeIt) {
     const logs::Call masked = OnlyCall(log);
     EXPECT_EQ(masked.function, "TEXT#1 (11 characters)");
     EXPECT_EQ(DetailOf(masked, "text"), "TEXT#2 (6 characters)");
+    EXPECT_EQ(masked.WithoutEnd(), nullptr) << "nobody knows how such a call ends";
     const logs::Call shown = CallsOf(log, logs::Secrets::kShown).at(0);
     EXPECT_EQ(shown.function, "NewFunction");
     EXPECT_EQ(DetailOf(shown, "text"), "secret");
@@ -155,6 +277,35 @@ TEST(Summary, CountsCallsAndFailuresAndRanksDurations) {
     EXPECT_EQ((summary.failed[{"InitUKey", std::nullopt}]), 1);
     ASSERT_THAT(summary.slowest, SizeIs(2)) << "a wait is none";
     EXPECT_EQ(summary.slowest[0].Duration(), 3000000);
+    const logs::Summary::Function& change = summary.functions["ChangePin"];
+    EXPECT_EQ(change.calls, 2);
+    EXPECT_EQ(change.failures, 2);
+    EXPECT_EQ(change.timed, 2);
+    EXPECT_EQ(change.duration, 4000000);
+    EXPECT_EQ(change.slowest, 3000000);
+    EXPECT_EQ(summary.functions["InitUKey"].timed, 0);
+    EXPECT_EQ(logs::ShowMoment(summary.first, ' ').substr(11), "09:00:00.000");
+    EXPECT_EQ(logs::ShowMoment(summary.last, ' ').substr(11), "10:00:04.000");
+}
+
+TEST(Summary, KeepsTheTenSlowestCalls) {
+    logs::Summary summary;
+    const auto lasting = [](int seconds) {
+        logs::Call call;
+        call.function = "ChangePin";
+        call.is_begin_known = true;
+        call.ending = Ending::kTold;
+        call.first = 0;
+        call.last = seconds * 1000000;
+        return call;
+    };
+    for (const int seconds : {3, 12, 1, 7, 5, 9, 11, 2, 10, 4, 8, 6}) {
+        summary.Take(lasting(seconds));
+    }
+    ASSERT_THAT(summary.slowest, SizeIs(10));
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(summary.slowest[static_cast<size_t>(i)].Duration(), (12 - i) * 1000000);
+    }
 }
 
 }  // namespace

@@ -69,6 +69,8 @@ TEST(Dates, AFileModifiedLaterTellsTheLatestSuchDay) {
 TEST(Dates, AClientsZoneMayBeADayAhead) {
     EXPECT_THAT(Dated({"23,01:00:00.000"}, TimeOf(2026, 11, 22)), ElementsAre("2026-11-23 01"));
     EXPECT_THAT(Dated({"01,01:00:00.000"}, TimeOf(2026, 12, 31)), ElementsAre("2027-01-01 01"));
+    EXPECT_THAT(Dated({"24,01:00:00.000"}, TimeOf(2026, 11, 22)), ElementsAre("2026-10-24 01"))
+        << "two days ahead is none's";
 }
 
 TEST(Dates, MonthsAreCountedBackwardsOverTheYear) {
@@ -94,6 +96,41 @@ TEST(Dates, ARecordThatIsLateAtMidnightIsNoMonth) {
                 ElementsAre("2026-11-30 23", "2026-12-01 00", "2026-11-30 23", "2026-12-01 00"));
 }
 
+TEST(Dates, SeveralRecordsThatAreLateAtMidnightAreNoMonth) {
+    EXPECT_THAT(Dated({"20,23:59:59.980", "21,00:00:00.000", "21,00:00:00.001", "20,23:59:59.990",
+                       "20,23:59:59.999", "21,00:00:00.100"},
+                      TimeOf(2026, 11, 21)),
+                ElementsAre("2026-11-20 23", "2026-11-21 00", "2026-11-21 00", "2026-11-20 23",
+                            "2026-11-20 23", "2026-11-21 00"));
+}
+
+TEST(Dates, AnEarlierDayThanTheOneBeforeIsNotLateAtMidnight) {
+    EXPECT_THAT(Dated({"21,00:00:00.000", "21,00:00:00.100", "19,23:59:59.000", "19,23:59:59.100"},
+                      TimeOf(2026, 12, 19)),
+                ElementsAre("2026-11-21 00", "2026-11-21 00", "2026-12-19 23", "2026-12-19 23"));
+}
+
+TEST(Dates, LateIsUpToAMinuteOnBothSidesOfMidnight) {
+    const auto month_of_the_first = [](const char* before, const char* behind) {
+        const std::string early = std::string("21,") + behind;
+        const std::string late = std::string("20,") + before;
+        return Dated({early, early, late, late, "21,00:02:00.000"}, TimeOf(2026, 11, 21))
+            .front()
+            .substr(0, 7);
+    };
+    EXPECT_EQ(month_of_the_first("23:59:00.000", "00:00:59.999"), "2026-11");
+    EXPECT_EQ(month_of_the_first("23:58:59.999", "00:00:59.999"), "2026-10");
+    EXPECT_EQ(month_of_the_first("23:59:00.000", "00:01:00.000"), "2026-10");
+}
+
+TEST(Dates, ARecordOfTheShortestMonthMayBeLateOnTheFirst) {
+    EXPECT_THAT(Dated({"28,23:59:59.900", "01,00:00:00.000", "01,00:00:00.001", "28,23:59:59.950",
+                       "28,23:59:59.960", "01,00:00:00.200"},
+                      TimeOf(2026, 3, 1)),
+                ElementsAre("2026-02-28 23", "2026-03-01 00", "2026-03-01 00", "2026-02-28 23",
+                            "2026-02-28 23", "2026-03-01 00"));
+}
+
 TEST(Dates, ADamagedDayChangesNothingAroundIt) {
     EXPECT_THAT(Dated({"21,09:00:00.000", "11,09:00:00.000", "21,10:00:00.000", "29,10:00:00.000",
                        "21,11:00:00.000"},
@@ -112,8 +149,29 @@ TEST(Dates, MomentsAreReadAsTheyAreShown) {
     EXPECT_EQ(logs::ShowMoment(logs::LocalMoment(TimeOf(2026, 11, 21)), ' '),
               "2026-11-21 12:00:00.000");
     for (const char* wrong : {"", "2026", "2026-02-30", "2026-13-01", "2026-11-21 25:00",
-                              "2026-11-21 09", "2026-11-21 09:05:07x", "yesterday"}) {
+                              "2026-11-21 09", "2026-11-21 09:05:07x", "yesterday", "1969-12-31",
+                              "2026-00-10", "2026-11-00", "2026-11-31", "2026-11-21 24:00",
+                              "2026-11-21 23:60", "2026-11-21 23:59:61", "2100-02-29"}) {
         EXPECT_EQ(logs::ReadMoment(wrong), logs::kNoMoment) << wrong;
+    }
+    for (const char* right :
+         {"1970-01-01 00:00:00", "2000-02-29 23:59:59", "2026-12-31 10:20:30"}) {
+        EXPECT_EQ(logs::ShowMoment(logs::ReadMoment(right), ' '), right + std::string(".000"));
+    }
+    // A leap second, which the log may have and the days here do not.
+    EXPECT_EQ(logs::ReadMoment("2026-12-31 23:59:60"), logs::ReadMoment("2027-01-01"));
+}
+
+TEST(Dates, EachDayIsTheCalendars) {
+    constexpr time_t kDay = 86400;
+    constexpr logs::Moment kMicroseconds = 1000000;
+    for (time_t at = 0; at < 150 * 365 * kDay; at += kDay) {
+        tm parts = {};
+        gmtime_r(&at, &parts);
+        char text[sizeof "2026-11-21"];
+        ASSERT_NE(std::strftime(text, sizeof text, "%Y-%m-%d", &parts), 0U);
+        ASSERT_EQ(logs::ReadMoment(text), at * kMicroseconds) << text;
+        ASSERT_EQ(logs::ShowMoment(at * kMicroseconds, ' '), text + std::string(" 00:00:00.000"));
     }
 }
 

@@ -92,6 +92,34 @@ TEST(Scrub, MasksInPlaceAndMovesNothing) {
     EXPECT_THAT(masked, HasSubstr("[End G_LastError: 0A000001]"));
 }
 
+// A caller may have put anything into what looks like a number, but no more than a number has.
+TEST(Scrub, LeavesTheLibrarysOwnNumbersAndNoLongerOnes) {
+    struct {
+        const char* name;
+        const char* opening;
+        const char* number;
+        const char* longer;
+    } const cases[] = {
+        {"SKF_WaitForDevEvent", "end, G_LastError = ", "-2147483648, line = 616",
+         "-2147483648, line = 6160"},
+        {"SKF_WaitForDevEvent", "end, G_LastError = ", "-2147483648, line = 616",
+         "-21474836480, line = 616"},
+        {"VEXA_EVENT_INFO::SLOT_DEVICEARRIVAL  ",
+         " event.ei.slotEvent.u32SlotID = ", "3, line = 600", "3, line = x"},
+        {"Batch_ImportX509Cert", "end, err: ", "-2147483648", "-21474836480"},
+        {"CGMUsbKeyCommonEx", "end, err: ", "7, Cert GMWritePKCS7 error.",
+         "7, Cert GMWritePKCS7 error.."},
+        {"GetDllVersion", "Begin pnVersionLen = ", "0000001F", "0000001F0"},
+        {"ChangePin", "End G_LastError: ", "0A000001", "0A00000G"},
+    };
+    for (const auto& [name, opening, number, longer] : cases) {
+        const std::string plain = At9(name, std::string(opening) + number);
+        EXPECT_EQ(logs::Scrubbed(plain), plain);
+        EXPECT_THAT(logs::Scrubbed(At9(name, std::string(opening) + longer)),
+                    testing::AllOf(HasSubstr("TEXT#1"), Not(HasSubstr(longer))));
+    }
+}
+
 TEST(Scrub, AMaskedLogTellsTheSameCallsAndIsLeftAsItIs) {
     const std::string masked = logs::Scrubbed(kTelling);
     const std::vector<logs::Call> before = CallsOf(kTelling);

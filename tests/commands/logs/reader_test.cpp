@@ -36,6 +36,33 @@ TEST(Reader, HexRecordsCountMicroseconds) {
     EXPECT_EQ(microsecond("123456"), 123456);
 }
 
+TEST(Reader, AHeaderKeepsItsBounds) {
+    const auto is_record = [](const std::string& time, const std::string& name, Writer by) {
+        const Told told = Read(MadeRecord(time, name, "Begin", by));
+        return told.records.size() == 1 && told.damage.empty() && told.records[0].name == name;
+    };
+    for (const char* const time : {"01,00:00:00.000", "31,23:59:60.999", "21,09:05:07.123456"}) {
+        EXPECT_TRUE(is_record(time, "InitUKey", {})) << time;
+    }
+    for (const char* const time :
+         {"00,00:00:00.000", "32,00:00:00.000", "21,24:00:00.000", "21,00:60:00.000",
+          "21,00:00:61.000", "21,00:00:00.00", "21,00:00:00.1234567", "1,00:00:00.000",
+          "021,09:00:00.000", "21,009:00:00.000"}) {
+        EXPECT_FALSE(is_record(time, "InitUKey", {})) << time;
+    }
+    EXPECT_TRUE(is_record("21,09:00:00.000", "A", {}));
+    EXPECT_TRUE(is_record("21,09:00:00.000", std::string(78, 'z'), {}));
+    EXPECT_FALSE(is_record("21,09:00:00.000", std::string(79, 'z'), {}));
+    EXPECT_FALSE(is_record("21,09:00:00.000", "", {}));
+    EXPECT_FALSE(is_record("21,09:00:00.000", "a.b", {}));
+    EXPECT_TRUE(is_record("21,09:00:00.000", "aAzZ_09", {9999999999, INT32_MAX}));
+    EXPECT_TRUE(is_record("21,09:00:00.000", "InitUKey", {-9999999999, INT32_MIN}));
+    EXPECT_FALSE(is_record("21,09:00:00.000", "InitUKey", {10000000000, 1}));
+    std::string other_thread = kRecord;
+    other_thread.replace(other_thread.find("-1215752192"), 11, "2147483648");
+    EXPECT_EQ(Read(other_thread).damage.size(), 1U);
+}
+
 TEST(Reader, AKeyTextsRecordIsNoHexRecordThoughItsNameEndsInAColon) {
     const Told told =
         Read(At9("CKPXUSBKey::ImportEncX509Cert  strPriKeyTemp:", "strPriKeyTemp:00AB"));
@@ -104,6 +131,16 @@ TEST(Reader, DamageBetweenRecordsIsToldWithItsPlace) {
                 ElementsAre(std::make_pair(uint64_t{kRecord.size()}, std::string("garbage\r\n"))));
 }
 
+// The text before may hold anything, but where a line is followed by a text's beginning, that was a
+// header.
+TEST(Reader, ADamagedHeaderIsNoPartOfTheTextInFrontOfIt) {
+    const std::string damaged = "garbage\r\n\t[Begin]\r\n";
+    const Told told = Read(At9("GetPrintNumber", "m_SN: A") + damaged + kRecord);
+    EXPECT_THAT(told.Texts(), ElementsAre("m_SN: A", "Begin pnVersionLen = 00000014"));
+    ASSERT_THAT(told.damage, SizeIs(1));
+    EXPECT_EQ(told.damage[0].second, damaged);
+}
+
 TEST(Reader, ZeroesOfACrashedDiskAreDamage) {
     const std::string zeroes(300000, '\0');
     const Told told = Read(kRecord + zeroes + kRecord, 4096);
@@ -130,6 +167,24 @@ TEST(Reader, PartsOfALongRecordAreJoinedAroundOthers) {
     }
 }
 
+// The library's buffer is longer: whatever is shorter is written at once, and its end is lost.
+TEST(Reader, OnlyALongRecordGoesOnBehindOthers) {
+    const std::string other = At9("GetDllVersion", "Begin pnVersionLen = 00000014", {7, 7});
+    const std::string lengthy =
+        At9("CKPXUSBKey::Batch_ImportX509Cert", "begin, strP7: " + std::string(9000, 'A'));
+    const auto cut_at = [&](size_t size) {
+        return Read(lengthy.substr(0, size) + other + lengthy.substr(size) + other);
+    };
+    const Told joined = cut_at(4096);
+    ASSERT_THAT(joined.records, SizeIs(3));
+    EXPECT_FALSE(joined.records[1].is_cut);
+    EXPECT_THAT(joined.damage, IsEmpty());
+    const Told lost = cut_at(4095);
+    ASSERT_THAT(lost.records, SizeIs(3));
+    EXPECT_TRUE(lost.records[0].is_cut);
+    EXPECT_THAT(lost.damage, SizeIs(1));
+}
+
 TEST(Reader, ALongRecordOfAThreadThatWritesOnIsCut) {
     const std::string lengthy =
         At9("CKPXUSBKey::Batch_ImportX509Cert", "begin, strP7: " + std::string(40000, 'A'));
@@ -137,6 +192,31 @@ TEST(Reader, ALongRecordOfAThreadThatWritesOnIsCut) {
     ASSERT_THAT(told.records, SizeIs(3));
     EXPECT_TRUE(told.records[0].is_cut);
     EXPECT_EQ(told.records[0].offset, 0);
+}
+
+TEST(Reader, NothingOfOneFileIsInTheNext) {
+    const std::string lengthy =
+        At9("CKPXUSBKey::Batch_ImportX509Cert", "begin, strP7: " + std::string(40000, 'A'));
+    const std::string other = At9("GetDllVersion", "Begin pnVersionLen = 00000014", {7, 7});
+    Told told;
+    logs::Reader reader(told);
+    reader.Feed(lengthy.substr(0, 16384) + other);
+    reader.Finish();
+    ASSERT_THAT(told.records, SizeIs(2));
+    EXPECT_TRUE(told.records[1].is_cut);
+    reader.Feed("garbage\r\n" + kRecord);
+    reader.Finish();
+    ASSERT_THAT(told.records, SizeIs(3));
+    EXPECT_EQ(told.records[2].offset, 9U);
+    EXPECT_FALSE(told.records[2].is_doubtful);
+    EXPECT_THAT(told.damage, ElementsAre(std::make_pair(uint64_t{0}, std::string("garbage\r\n"))));
+    reader.Feed(kRecord.substr(0, kRecord.size() - 1));
+    reader.Finish();
+    reader.Feed(kRecord);
+    reader.Finish();
+    ASSERT_THAT(told.records, SizeIs(5));
+    EXPECT_TRUE(told.records[3].is_cut);
+    EXPECT_FALSE(told.records[4].is_doubtful);
 }
 
 TEST(Reader, APauseEndsARecordThatLooksWhole) {

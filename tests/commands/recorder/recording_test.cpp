@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "calls/call_table.h"
 #include "recorder/comparison.h"
 
 namespace {
@@ -83,6 +84,27 @@ TEST(Masker, ASerialNumberIsMaskedInsideTextsToo) {
     EXPECT_EQ(masker.Render(Kind::kText, "CN=OR0123456789,O=x"), "CN=" + masked + ",O=x");
 }
 
+TEST(Masker, AShortSerialNumberIsNotLookedForInTexts) {
+    Masker masker(calls::NewSalt(), Masker::SerialNumbers::kMasked);
+    masker.Render(Kind::kSerialNumber, "1234567");
+    EXPECT_EQ(masker.Render(Kind::kText, "O=1234567"), "O=1234567");
+    masker.Render(Kind::kSerialNumber, "ABCDEFGH");
+    EXPECT_EQ(masker.Render(Kind::kText, "O=ABCDEFGH").find("ABCDEFGH"), std::string::npos);
+}
+
+TEST(Masker, EachPlaceWhereASerialNumberIsShownIsMasked) {
+    Masker masker(calls::NewSalt(), Masker::SerialNumbers::kMasked);
+    const std::string masked = masker.Render(Kind::kSerialNumber, "OR0123456789");
+    EXPECT_EQ(masker.Render(Kind::kText, "OR0123456789OR0123456789"), masked + masked);
+}
+
+TEST(Masker, ASaltIsThirtyTwoHexadecimalDigits) {
+    const std::string salt = calls::NewSalt();
+    for (const std::string& wrong : {salt.substr(1), salt + "0", salt.substr(1) + "g"}) {
+        EXPECT_THROW(Masker(wrong, Masker::SerialNumbers::kMasked), std::invalid_argument);
+    }
+}
+
 TEST(Recording, ALineIsReadAsItWasWritten) {
     Call call = CallOf(3, "GetData", {{"serial_number", "abc"}, {"index", 1}});
     call.taken = {{"data", "text"}};
@@ -92,6 +114,72 @@ TEST(Recording, ALineIsReadAsItWasWritten) {
     EXPECT_EQ(calls::LineOf(read.calls[0]), calls::LineOf(call));
     EXPECT_EQ(calls::Describe(call),
               R"(GetData(serial_number="abc", index=1) = -404, data="text")");
+}
+
+TEST(Recording, AHeaderIsReadAsItWasWritten) {
+    calls::Header header;
+    header.salt = calls::NewSalt();
+    header.serial_numbers = Masker::SerialNumbers::kShown;
+    header.is_diffable = true;
+    header.program = "client";
+    header.started = "2026-11-21 09:05:07";
+    const Recording read = calls::Read(calls::LineOf(header));
+    EXPECT_EQ(read.header.salt, header.salt);
+    EXPECT_EQ(read.header.serial_numbers, Masker::SerialNumbers::kShown);
+    EXPECT_TRUE(read.header.is_diffable);
+    EXPECT_EQ(read.header.program, "client");
+    EXPECT_EQ(read.header.started, "2026-11-21 09:05:07");
+    EXPECT_FALSE(read.header.is_trace);
+    EXPECT_FALSE(read.is_cut);
+}
+
+TEST(Recording, NumbersGoAsFarAsTheyCanBeAddedUp) {
+    calls::Header header;
+    header.salt = calls::CommonSalt();
+    const auto read = [&](const std::string& number) {
+        return calls::Read(calls::LineOf(header) + R"({"call":)" + number +
+                           R"(,"process":1,"thread":1,"entry":"GetMediaID","in":{}})" + "\n")
+            .calls.at(0)
+            .number;
+    };
+    EXPECT_EQ(read("9007199254740992"), int64_t{1} << 53);
+    EXPECT_EQ(read("-9007199254740992"), -(int64_t{1} << 53));
+    for (const char* const wrong : {"9007199254740993", "-9007199254740993", "1.5", "\"1\""}) {
+        EXPECT_THROW(read(wrong), calls::Malformed) << wrong;
+    }
+}
+
+TEST(Recording, ValuesAreNestedAsDeeplyAsARecordingsAre) {
+    const auto nested = [](size_t depth) {
+        return std::string(depth, '[') + std::string(depth, ']');
+    };
+    EXPECT_NO_THROW(calls::ParsedLine(nested(17)));
+    EXPECT_THROW(calls::ParsedLine(nested(18)), calls::Malformed);
+}
+
+TEST(Recording, CallsComeByProcessThreadAndNumber) {
+    Call calls[] = {CallOf(2, "VerifyPIN"), CallOf(1, "VerifyPIN"), CallOf(1, "VerifyPIN"),
+                    CallOf(1, "VerifyPIN")};
+    calls[2].thread = 2;
+    calls[3].process = 99;
+    const Recording read = With({calls[0], calls[1], calls[2], calls[3]});
+    std::vector<std::vector<int64_t>> order;
+    for (const Call& call : read.calls) {
+        order.push_back({call.process, call.thread, call.number});
+    }
+    EXPECT_THAT(order, testing::ElementsAre(
+                           testing::ElementsAre(99, 1, 1), testing::ElementsAre(100, 1, 1),
+                           testing::ElementsAre(100, 1, 2), testing::ElementsAre(100, 2, 1)));
+}
+
+TEST(Recording, ACallThatThrewOrNeverReturnedIsDescribedAsThat) {
+    Call call = CallOf(1, "SetCachePinFlag");
+    call.threw = true;
+    EXPECT_EQ(calls::Describe(call), "SetCachePinFlag(flag=0) threw");
+    call.threw = call.finished = call.has_code = false;
+    EXPECT_EQ(calls::Describe(call), "SetCachePinFlag(flag=0) did not return");
+    call.finished = true;
+    EXPECT_EQ(calls::Describe(call), "SetCachePinFlag(flag=0)");
 }
 
 TEST(Recording, ACutLastLineIsLeftOut) {
@@ -140,6 +228,37 @@ TEST(Diffable, ADiffableRecordingOfSeveralProcessesStaysAsItIs) {
     second.start_us = 20;
     const std::string text = Diffable(With({first, second}));
     EXPECT_EQ(Diffable(calls::Read(text)), text);
+}
+
+TEST(Diffable, CountsProcessesInTheOrderInWhichTheyBegan) {
+    Call late = CallOf(1, "VerifyPIN");
+    Call early = CallOf(1, "ChangePin");
+    early.process = 200;
+    early.start_us = late.start_us - 1;
+    const Recording read = calls::Read(calls::Diffable(With({late, early})));
+    ASSERT_EQ(read.calls.size(), 2U);
+    EXPECT_EQ(read.calls[0].process, 1);
+    EXPECT_THAT(calls::Describe(read.calls[0]), HasSubstr("ChangePin"));
+    EXPECT_EQ(read.calls[1].process, 2);
+}
+
+TEST(Diffable, HasTheCallsOfAProcessTogetherThreadByThread) {
+    Call calls[] = {CallOf(1, "VerifyPIN"), CallOf(2, "VerifyPIN"), CallOf(1, "VerifyPIN"),
+                    CallOf(1, "VerifyPIN")};
+    calls[1].thread = 2;
+    calls[2].thread = 2;
+    calls[3].process = 200;
+    calls[3].start_us = 50;
+    const std::string text = calls::Diffable(With({calls[3], calls[1], calls[2], calls[0]}));
+    std::vector<std::vector<int64_t>> order;
+    for (size_t at = text.find('\n') + 1; at < text.size(); at = text.find('\n', at) + 1) {
+        const Call call =
+            calls::CallFrom(calls::ParsedLine(text.substr(at, text.find('\n', at) - at)));
+        order.push_back({call.process, call.thread, call.number});
+    }
+    EXPECT_THAT(order,
+                testing::ElementsAre(testing::ElementsAre(1, 1, 1), testing::ElementsAre(1, 2, 2),
+                                     testing::ElementsAre(1, 2, 3), testing::ElementsAre(2, 1, 1)));
 }
 
 TEST(Diffable, TheSameWorkOfOtherProcessesAtOtherTimesGivesTheSameText) {
@@ -195,6 +314,55 @@ TEST(ChromeTrace, HasACompleteEventForEachCall) {
     EXPECT_EQ(event["pid"], 100);
     EXPECT_EQ(event["tid"], 1);
     EXPECT_EQ(trace["traceEvents"][1]["cat"], "token");
+}
+
+TEST(CallTable, TellsTimesInMillisecondsAndTheCodeForPeopleAndScripts) {
+    using Cell = cli::Table::Cell;
+    Call call = CallOf(3, "VerifyPIN");
+    call.start_us = 2000500;
+    call.duration_us = 250;
+    call.code = -401;
+    const std::vector<Cell> row = calls::TableOf({call}).rows.at(0);
+    const std::vector<Cell> front(row.begin(), row.end() - 1);
+    EXPECT_THAT(front,
+                testing::ElementsAre(Cell(int64_t{3}), Cell(), Cell(int64_t{100}), Cell(int64_t{1}),
+                                     Cell(2000.5), Cell(0.25), Cell("0xFFFFFE6F"),
+                                     Cell(int64_t{-401}), Cell("0xFFFFFE6F"), Cell("returned")));
+}
+
+TEST(CallTable, TellsHowACallEndedThatHasNoCode) {
+    using Cell = cli::Table::Cell;
+    constexpr size_t kAnswer = 6;
+    constexpr size_t kCode = 7;
+    constexpr size_t kOutcome = 9;
+    Call threw = CallOf(1, "VerifyPIN");
+    threw.threw = true;
+    Call text = CallOf(2, "X_ErrorConvert_UOS");
+    text.has_code = false;
+    Call unfinished = CallOf(3, "VerifyPIN");
+    unfinished.has_code = unfinished.finished = false;
+    const auto rows = calls::TableOf({threw, text, unfinished}).rows;
+    const char* const answers[] = {"threw", "-", "did not return"};
+    const char* const outcomes[] = {"threw", "returned", "missing"};
+    for (size_t i = 0; i < rows.size(); ++i) {
+        EXPECT_EQ(rows[i][kAnswer], Cell(answers[i]));
+        EXPECT_EQ(rows[i][kCode], Cell());
+        EXPECT_EQ(rows[i][kOutcome], Cell(outcomes[i]));
+    }
+}
+
+TEST(CallTable, TellsHowTheClientEnded) {
+    Recording recording = With({});
+    EXPECT_EQ(calls::EndOf(recording), "cut off: how the client ended is not in it");
+    recording.end = {{"exit_status", 3}};
+    EXPECT_EQ(calls::EndOf(recording), "ended with exit status 3");
+    recording.end = {{"signal", 11}};
+    EXPECT_EQ(calls::EndOf(recording), "ended by signal 11");
+    recording.end = {};
+    recording.header.is_trace = true;
+    EXPECT_EQ(calls::EndOf(recording), "no call missed");
+    recording.missed = 1;
+    EXPECT_EQ(calls::EndOf(recording), "1 call missed");
 }
 
 Recording Trace(const std::vector<Call>& calls) {

@@ -133,6 +133,31 @@ TEST(Columns, CountsWhatATerminalShows) {
     EXPECT_EQ(cli::Columns("a中，e\u0301\xFF"), 7U);
 }
 
+// The first and last of each range that takes two columns or none, and their neighbours.
+TEST(Columns, AreTwoOrNoneFromTheFirstOfARangeToItsLast) {
+    const auto columns = [](const char* characters) {
+        std::string widths;
+        for (std::string_view rest = characters; !rest.empty();) {
+            const size_t length = cli::CharacterLength(rest);
+            widths += std::to_string(cli::Columns(rest.substr(0, length)));
+            rest.remove_prefix(length);
+        }
+        return widths;
+    };
+    EXPECT_EQ(columns("\u02FF\u0300\u036F\u0370"), "1001");
+    EXPECT_EQ(columns("\u10FF\u1100\u115F\u1160"), "1221");
+    EXPECT_EQ(columns("\u200A\u200B\u200F\u2010"), "1001");
+    EXPECT_EQ(columns("\u2E7F\u2E80\u303E\u303F\u3040\u3041\uA4CF\uA4D0"), "12211221");
+    EXPECT_EQ(columns("\uABFF\uAC00\uD7A3\uD7A4"), "1221");
+    EXPECT_EQ(columns("\uF8FF\uF900\uFAFF\uFB00"), "1221");
+    EXPECT_EQ(columns("\uFDFF\uFE00\uFE0F\uFE10"), "1001");
+    EXPECT_EQ(columns("\uFE2F\uFE30\uFE6F\uFE70"), "1221");
+    EXPECT_EQ(columns("\uFF00\uFF01\uFF60\uFF61\uFFDF\uFFE0\uFFE6\uFFE7"), "12211221");
+    EXPECT_EQ(columns("\U0001F2FF\U0001F300\U0001F64F\U0001F650"), "1221");
+    EXPECT_EQ(columns("\U0001F8FF\U0001F900\U0001F9FF\U0001FA00"), "1221");
+    EXPECT_EQ(columns("\U0001FFFF\U00020000\U0003FFFD\U0003FFFE"), "1221");
+}
+
 TEST(Table, AlignsWideCharacters) {
     EXPECT_EQ(cli::InColumns({"中", "b"}, {{"a", "x"}, {"中文", "y"}}),
               "中    b\na     x\n中文  y\n");
@@ -148,6 +173,53 @@ TEST(Fill, BeginsNoLineWithClosingPunctuation) {
 
 TEST(Fill, KeepsNamesInChineseWhole) {
     EXPECT_EQ(cli::Fill("用 ukeyctl 看", 0, 0, 9), "用\nukeyctl\n看");
+}
+
+TEST(Fill, GoesToTheLastColumnAndNoFurther) {
+    EXPECT_EQ(cli::Fill("four five", 3, 2, 12), "four five");
+    EXPECT_EQ(cli::Fill("four five", 4, 2, 12), "four\n  five");
+}
+
+TEST(Fill, BreaksAListThatIsTooLongBehindItsCommasAndBars) {
+    EXPECT_EQ(cli::Fill("one,two|three", 0, 2, 8), "one,two|\n  three");
+    EXPECT_EQ(cli::Fill("one,two", 4, 2, 10), "one,two") << "there is room for it in a line";
+}
+
+TEST(Row, StandsSideBySideWhereThereIsRoomForAGap) {
+    EXPECT_EQ(cli::Row("name", "what it is", 2, 8, 40), "  name  what it is\n");
+    EXPECT_EQ(cli::Row("names", "what it is", 2, 8, 40), "  names\n        what it is\n");
+    EXPECT_EQ(cli::Row("name", "", 2, 8, 40), "  name\n");
+}
+
+TEST(Lay, KeepsColumnsThatFit) {
+    EXPECT_EQ(cli::Lay("Some prose.\n\n  name  what it is\n", 40),
+              "Some prose.\n\n  name  what it is\n");
+}
+
+TEST(Lay, FillsTheRightColumnOfALineThatIsTooLong) {
+    EXPECT_EQ(cli::Lay("  --out FILE  where the text is written to, and not to the terminal\n", 40),
+              "  --out FILE  where the text is written\n"
+              "              to, and not to the\n"
+              "              terminal\n");
+}
+
+TEST(Lay, PutsTheRightColumnBelowWhereItWouldBeNarrow) {
+    EXPECT_EQ(cli::Lay("  ukeyctl cert get --out FILE  writes the certificate to a file\n", 40),
+              "  ukeyctl cert get --out FILE\n"
+              "        writes the certificate to a file\n");
+}
+
+TEST(Lay, KeepsAnOptionAndItsValueInALineThatHasRoomForBoth) {
+    const std::string value(20, 'A');
+    EXPECT_EQ(cli::Lay("  ukeyctl sign --warning " + value + "\n", 40),
+              "  ukeyctl sign \\\n        --warning " + value + "\n");
+    EXPECT_EQ(cli::Lay("  ukeyctl sign --warning " + value + "A\n", 40),
+              "  ukeyctl sign --warning \\\n        " + value + "A\n");
+}
+
+TEST(Lay, BreaksNoCommandInsideQuotes) {
+    EXPECT_EQ(cli::Lay("  ukeyctl sign --warning \"don't pay 9\" --data 'to 4711'\n", 40),
+              "  ukeyctl sign --warning \"don't pay 9\" \\\n        --data 'to 4711'\n");
 }
 
 }  // namespace
