@@ -4,6 +4,8 @@
 // rows are in functions.h and, for lengths, below; both are data, and what is odd on purpose is in
 // the test of its family.
 #include <dlfcn.h>
+#include <pthread.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -45,6 +47,11 @@ struct Lengths {
     std::string written;
     Served served = kFresh;
 };
+
+// Else its bytes would be printed, padding among them, which nobody wrote.
+void PrintTo(const Lengths& lengths, std::ostream* out) {
+    *out << lengths.function;
+}
 
 const Lengths kLengths[] = {
     {"GetCert", "certificate", kMeasured, 12, 11, 11, 11, "certificate\0"s},
@@ -1123,6 +1130,95 @@ TEST_P(EveryRequest, ForMemoryMayFailAndTheNextCallWorks) {
             return seen.failed;
         });
     }
+}
+
+// --- The stack -----------------------------------------------------------------------------------
+
+// How deep the work goes into the stack of a thread of its own.
+size_t StackTakenBy(const std::function<void()>& work) {
+    constexpr size_t kSize = size_t{1} << 20U;
+    constexpr char kUntouched = '\xA5';
+    void* const pages =
+        mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pages == MAP_FAILED) {
+        throw std::runtime_error("no stack");
+    }
+    std::memset(pages, kUntouched, kSize);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstack(&attributes, pages, kSize);
+    struct Thread {
+        const std::function<void()>& work;
+        const char* top;
+    } thread{work, nullptr};
+    pthread_t id{};
+    const int failed = pthread_create(
+        &id, &attributes,
+        [](void* argument) -> void* {
+            auto& self = *static_cast<Thread*>(argument);
+            self.top = static_cast<const char*>(__builtin_frame_address(0));
+            self.work();
+            return nullptr;
+        },
+        &thread);
+    pthread_attr_destroy(&attributes);
+    if (failed != 0) {
+        throw std::runtime_error("no thread");
+    }
+    pthread_join(id, nullptr);
+    const char* const bottom = static_cast<const char*>(pages);
+    const char* const deepest =
+        std::find_if(bottom, thread.top, [](char c) { return c != kUntouched; });
+    const auto taken = static_cast<size_t>(thread.top - deepest);
+    munmap(pages, kSize);
+    return taken;
+}
+
+// What a sanitizer adds to each frame is no part of it.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kFramesAreLarger = true;
+#elif defined(__has_feature)
+constexpr bool kFramesAreLarger =
+    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool kFramesAreLarger = false;
+#endif
+
+// With all that the call needs of others: the loader, which binds at the first call, the C library
+// and the scripted key.
+constexpr size_t kStackOfACall = size_t{64} << 10U;
+
+using EveryCall = Rung;
+CLIMB(EveryCall, testing::ValuesIn(kFunctions), kName);
+
+TEST_P(EveryCall, NeedsLittleStack) {
+    if (kFramesAreLarger) {
+        GTEST_SKIP() << "the sanitizer enlarges the frames";
+    }
+    const Function& function = GetParam();
+    DeliverTheUsual(function);
+    const auto usual = [&] { Call(function).Run(); };
+    const auto refused = [&] {
+        Answer(function, [](int, Outputs&) { return kKeyRefuses; });
+        Call(function).Run();
+    };
+    const size_t taken[] = {StackTakenBy(usual), StackTakenBy(usual), StackTakenBy(refused)};
+    const size_t most = *std::max_element(std::begin(taken), std::end(taken));
+    RecordProperty("stack", std::to_string(most));
+    EXPECT_LE(most, kStackOfACall);
+}
+
+TEST(Stack, IsSeenToItsDepth) {
+    if (kFramesAreLarger) {
+        GTEST_SKIP() << "the sanitizer enlarges the frames";
+    }
+    constexpr size_t kFrame = kStackOfACall + 4096;
+    EXPECT_GT(StackTakenBy([] {
+                  char frame[kFrame];
+                  std::memset(frame, 0, sizeof frame);
+                  asm volatile("" : : "r"(frame) : "memory");
+              }),
+              kFrame);
 }
 
 }  // namespace
