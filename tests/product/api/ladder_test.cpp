@@ -1149,15 +1149,19 @@ size_t StackTakenBy(const std::function<void()>& work) {
     pthread_attr_setstack(&attributes, pages, kSize);
     struct Thread {
         const std::function<void()>& work;
-        const char* top;
-    } thread{work, nullptr};
+        const char* bottom;
+        size_t taken;
+    } thread{work, static_cast<const char*>(pages), 0};
     pthread_t id{};
     const int failed = pthread_create(
         &id, &attributes,
         [](void* argument) -> void* {
             auto& self = *static_cast<Thread*>(argument);
-            self.top = static_cast<const char*>(__builtin_frame_address(0));
             self.work();
+            // Here: a thread that ends gives its stack's pages back.
+            const auto* const top = static_cast<const char*>(__builtin_frame_address(0));
+            self.taken = static_cast<size_t>(
+                top - std::find_if(self.bottom, top, [](char c) { return c != kUntouched; }));
             return nullptr;
         },
         &thread);
@@ -1166,12 +1170,8 @@ size_t StackTakenBy(const std::function<void()>& work) {
         throw std::runtime_error("no thread");
     }
     pthread_join(id, nullptr);
-    const char* const bottom = static_cast<const char*>(pages);
-    const char* const deepest =
-        std::find_if(bottom, thread.top, [](char c) { return c != kUntouched; });
-    const auto taken = static_cast<size_t>(thread.top - deepest);
     munmap(pages, kSize);
-    return taken;
+    return thread.taken;
 }
 
 // What a sanitizer adds to each frame is no part of it.
