@@ -92,6 +92,15 @@ calls::Observed* Recorder::Describe(size_t function, const Passed* arguments) {
     return observed.release();
 }
 
+// The client goes on; the command is told that the recording is not whole.
+void Recorder::Lose(const char* reason) noexcept {
+    Complain(reason);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (process_ != nullptr) {
+        process_->pending.Lose(static_cast<size_t>(thread_number - 1));
+    }
+}
+
 Course Recorder::Begin(size_t function, const Passed* arguments) noexcept {
     const calls::OwnTime own;
     Course course{Real(function), nullptr, function == kTextOfCode ? 0 : kNoAnswer, false};
@@ -104,7 +113,7 @@ Course Recorder::Begin(size_t function, const Passed* arguments) noexcept {
         observed->call.start_us = NowUs() - settings_.started_us;
         course.record = observed;
     } catch (const std::exception& error) {
-        Complain(error.what());
+        Lose(error.what());
     }
     return course;
 }
@@ -119,7 +128,7 @@ void Recorder::Finish(void* record, End end, int64_t answer) noexcept {
         Append(settings_.recording, LineOf(observed->call));
         ThisProcess()->pending.End(static_cast<size_t>(thread_number - 1));
     } catch (const std::exception& error) {
-        Complain(error.what());
+        Lose(error.what());
     }
 }
 
