@@ -93,18 +93,22 @@ calls::Observed* Recorder::Describe(size_t function, const Passed* arguments) {
 }
 
 // The client goes on; the command is told that the recording is not whole.
-void Recorder::Lose(const char* reason) noexcept {
-    Complain(reason);
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (process_ != nullptr) {
-        process_->pending.Lose(static_cast<size_t>(thread_number - 1));
+void Recorder::Lose() noexcept {
+    try {
+        ThisProcess()->pending.Lose(static_cast<size_t>(thread_number - 1));
+    } catch (const std::exception& error) {
+        Complain(error.what());
     }
 }
 
 Course Recorder::Begin(size_t function, const Passed* arguments) noexcept {
     const calls::OwnTime own;
     Course course{Real(function), nullptr, function == kTextOfCode ? 0 : kNoAnswer, false};
-    if (course.real == nullptr || depth > 0) {
+    if (depth > 0) {
+        return course;
+    }
+    if (course.real == nullptr) {
+        Lose();
         return course;
     }
     try {
@@ -113,7 +117,8 @@ Course Recorder::Begin(size_t function, const Passed* arguments) noexcept {
         observed->call.start_us = NowUs() - settings_.started_us;
         course.record = observed;
     } catch (const std::exception& error) {
-        Lose(error.what());
+        Complain(error.what());
+        Lose();
     }
     return course;
 }
@@ -128,7 +133,8 @@ void Recorder::Finish(void* record, End end, int64_t answer) noexcept {
         Append(settings_.recording, LineOf(observed->call));
         ThisProcess()->pending.End(static_cast<size_t>(thread_number - 1));
     } catch (const std::exception& error) {
-        Lose(error.what());
+        Complain(error.what());
+        Lose();
     }
 }
 
