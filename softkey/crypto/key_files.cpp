@@ -13,8 +13,9 @@
 #include <optional>
 #include <utility>
 
-#include "base/draft_file.h"
 #include "base/error.h"
+#include "cli/failure.h"
+#include "cli/words.h"
 #include "crypto/key_parts.h"
 #include "crypto/ssl.h"
 
@@ -95,7 +96,8 @@ SecretBytes ContentsOf(const std::string& path) {
         close(file);
     }
     if (count != 0) {
-        FailWithFile(reason, path);
+        cli::Throw(cli::ExitStatus::kFile, cli::Say("cannot read {1}", path), cli::SayError(reason),
+                   "check the path, the permissions and the free space");
     }
     contents.resize(length);
     return contents;
