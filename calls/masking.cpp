@@ -83,7 +83,7 @@ class KeyedHash {
 
 std::string NewSalt() {
     unsigned char bytes[kSaltDigits / 2];
-    if (getrandom(bytes, sizeof bytes, 0) != static_cast<ssize_t>(sizeof bytes)) {
+    if (getentropy(bytes, sizeof bytes) != 0) {
         throw std::runtime_error("the system gives no random numbers");
     }
     std::string salt;

@@ -16,17 +16,31 @@ namespace {
 constexpr size_t kThreads = 64;
 constexpr size_t kLine = Pending::kLine;
 
+// Behind the lines: how many calls are lost. In memory, where no system call can fail.
+constexpr size_t kLost = kThreads * kLine;
+constexpr size_t kSize = kLost + sizeof(int64_t);
+
 char* Map(const std::string& path) {
     const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (file < 0) {
         return nullptr;
     }
     void* slots = MAP_FAILED;
-    if (ftruncate(file, kThreads * kLine) == 0) {
-        slots = mmap(nullptr, kThreads * kLine, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    if (ftruncate(file, kSize) == 0) {
+        slots = mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     }
     close(file);
     return slots == MAP_FAILED ? nullptr : static_cast<char*>(slots);
+}
+
+std::vector<std::string> FilesIn(const std::string& folder) {
+    std::vector<std::string> files;
+    for (const auto& file : std::filesystem::directory_iterator(folder)) {
+        if (file.path().filename().string().rfind(kPendingPrefix, 0) == 0) {
+            files.push_back(ContentsOf(file.path()));
+        }
+    }
+    return files;
 }
 
 }  // namespace
@@ -51,13 +65,16 @@ void Pending::End(size_t thread) {
     }
 }
 
+void Pending::Lose(size_t thread) {
+    End(thread);
+    if (slots_ != nullptr) {
+        __atomic_fetch_add(reinterpret_cast<int64_t*>(slots_ + kLost), 1, __ATOMIC_RELAXED);
+    }
+}
+
 std::vector<std::string> LeftPending(const std::string& folder) {
     std::vector<std::string> lines;
-    for (const auto& file : std::filesystem::directory_iterator(folder)) {
-        if (file.path().filename().string().rfind(kPendingPrefix, 0) != 0) {
-            continue;
-        }
-        const std::string slots = ContentsOf(file.path());
+    for (const std::string& slots : FilesIn(folder)) {
         for (size_t at = 0; at + kLine <= slots.size(); at += kLine) {
             const std::string line(slots.c_str() + at);
             if (!line.empty()) {
@@ -66,6 +83,18 @@ std::vector<std::string> LeftPending(const std::string& folder) {
         }
     }
     return lines;
+}
+
+int64_t Lost(const std::string& folder) {
+    int64_t lost = 0;
+    for (const std::string& slots : FilesIn(folder)) {
+        if (slots.size() == kSize) {
+            int64_t of_process = 0;
+            std::memcpy(&of_process, slots.data() + kLost, sizeof of_process);
+            lost += of_process;
+        }
+    }
+    return lost;
 }
 
 }  // namespace recorder

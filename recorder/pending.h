@@ -1,6 +1,7 @@
 #ifndef RECORDER_PENDING_H
 #define RECORDER_PENDING_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,12 +20,18 @@ class Pending {
     void Begin(size_t thread, const std::string& line);
     void End(size_t thread);
 
+    // One that has ended and could not be written down.
+    void Lose(size_t thread);
+
  private:
     char* slots_;
 };
 
 // The lines of the calls that were never ended, of all processes.
 std::vector<std::string> LeftPending(const std::string& folder);
+
+// How many of all processes could not be written down.
+int64_t Lost(const std::string& folder);
 
 }  // namespace recorder
 

@@ -92,10 +92,23 @@ calls::Observed* Recorder::Describe(size_t function, const Passed* arguments) {
     return observed.release();
 }
 
+// The client goes on; the command is told that the recording is not whole.
+void Recorder::Lose() noexcept {
+    try {
+        ThisProcess()->pending.Lose(static_cast<size_t>(thread_number - 1));
+    } catch (const std::exception& error) {
+        Complain(error.what());
+    }
+}
+
 Course Recorder::Begin(size_t function, const Passed* arguments) noexcept {
     const calls::OwnTime own;
     Course course{Real(function), nullptr, function == kTextOfCode ? 0 : kNoAnswer, false};
-    if (course.real == nullptr || depth > 0) {
+    if (depth > 0) {
+        return course;
+    }
+    if (course.real == nullptr) {
+        Lose();
         return course;
     }
     try {
@@ -105,6 +118,7 @@ Course Recorder::Begin(size_t function, const Passed* arguments) noexcept {
         course.record = observed;
     } catch (const std::exception& error) {
         Complain(error.what());
+        Lose();
     }
     return course;
 }
@@ -120,6 +134,7 @@ void Recorder::Finish(void* record, End end, int64_t answer) noexcept {
         ThisProcess()->pending.End(static_cast<size_t>(thread_number - 1));
     } catch (const std::exception& error) {
         Complain(error.what());
+        Lose();
     }
 }
 

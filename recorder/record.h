@@ -32,6 +32,7 @@ class Recorder {
 
     void* Real(size_t function);
     std::shared_ptr<Process> ThisProcess();
+    void Lose() noexcept;
     calls::Observed* Describe(size_t function, const Passed* arguments);
 
     Settings settings_;

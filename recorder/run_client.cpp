@@ -2,6 +2,7 @@
 //
 // Runs the command and writes into the file how it ended, which whoever stands around a private
 // view of the file system is not told exactly: "exit 3", or "signal 11". Ends as the command did.
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
+#include <string>
 
 namespace {
 
@@ -31,6 +33,18 @@ void HandleTerminalSignals(void (*handler)(int)) {
     }
 }
 
+bool Write(const char* path, const std::string& text) {
+    const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (file < 0) {
+        return false;
+    }
+    ssize_t written = 0;
+    do {
+        written = write(file, text.data(), text.size());
+    } while (written < 0 && errno == EINTR);
+    return written == static_cast<ssize_t>(text.size());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -48,14 +62,12 @@ int main(int argc, char** argv) {
     int status = 0;
     while (client > 0 && waitpid(client, &status, 0) < 0 && errno == EINTR) {
     }
-    std::FILE* const file = std::fopen(argv[1], "w");
-    if (client < 0 || file == nullptr) {
+    const bool is_signalled = WIFSIGNALED(status);
+    const int number = is_signalled ? WTERMSIG(status) : WEXITSTATUS(status);
+    const std::string way = is_signalled ? "signal " : "exit ";
+    if (client < 0 || !Write(argv[1], way + std::to_string(number) + "\n")) {
         std::perror("run-client");
         return kUsage;
     }
-    const bool is_signalled = WIFSIGNALED(status);
-    const int number = is_signalled ? WTERMSIG(status) : WEXITSTATUS(status);
-    std::fprintf(file, "%s %d\n", is_signalled ? "signal" : "exit", number);
-    std::fclose(file);
     return is_signalled ? kSignalled + number : number;
 }

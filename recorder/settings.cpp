@@ -7,7 +7,6 @@
 #include <ctime>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <system_error>
 
 #include "engine.h"
@@ -84,9 +83,15 @@ std::string ContentsOf(const std::string& path) {
     if (!file) {
         ThrowFor(path);
     }
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    return contents.str();
+    std::string contents;
+    char chunk[4096];
+    while (file.read(chunk, sizeof chunk) || file.gcount() > 0) {
+        contents.append(chunk, static_cast<size_t>(file.gcount()));
+    }
+    if (file.bad()) {
+        ThrowFor(path);
+    }
+    return contents;
 }
 
 }  // namespace recorder

@@ -98,6 +98,13 @@ void Conclude(const Settings& settings, const recorder::Outcome& outcome) {
     recorder::Append(settings.recording, calls::LineOf(end));
 }
 
+void CheckAllIsWritten(const Settings& settings, const std::string& path) {
+    if (const int64_t lost = recorder::Lost(settings.folder); lost > 0) {
+        cli::Throw(cli::ExitStatus::kFile, cli::Say("cannot write {1}", path),
+                   calls::SayMissed(lost), "check the path, the permissions and the free space");
+    }
+}
+
 cli::ExitStatus Record(Session& session, const RecordOptions& options) {
     const recorder::Workplace workplace;
     const calls::Header header = HeaderOf(options);
@@ -115,6 +122,7 @@ cli::ExitStatus Record(Session& session, const RecordOptions& options) {
     if (options.is_diffable) {
         cli::WriteOutput(settings.recording, calls::Diffable(recording), cli::Readers::kOwner);
     }
+    CheckAllIsWritten(settings, options.out);
     const auto calls = static_cast<int64_t>(recording.calls.size());
     session.Result().AddDetail("file", settings.recording);
     session.Result().AddDetail("call_count", calls);

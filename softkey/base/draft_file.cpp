@@ -87,7 +87,12 @@ DraftFile::DraftFile(const std::string& final_path) : final_path_(final_path) {
     struct stat status {};
     do {
         Make();
-        fstat(file_, &status);
+        if (fstat(file_, &status) != 0) {
+            const int reason = errno;
+            unlink(path_.c_str());
+            close(file_);
+            FailWithFile(reason, path_);
+        }
     } while (status.st_nlink == 0);
 }
 

@@ -1,16 +1,21 @@
 #include "crypto/key_files.h"
 
+#include <fcntl.h>
 #include <openssl/pem.h>
 #include <openssl/provider.h>
 #include <openssl/store.h>
 #include <openssl/ui.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <optional>
 #include <utility>
 
 #include "base/error.h"
+#include "cli/failure.h"
+#include "cli/words.h"
 #include "crypto/key_parts.h"
 #include "crypto/ssl.h"
 
@@ -22,6 +27,9 @@ using Provider = ssl::Owner<OSSL_PROVIDER, OSSL_PROVIDER_unload>;
 using Method = ssl::Owner<UI_METHOD, UI_destroy_method>;
 using Store = ssl::Owner<OSSL_STORE_CTX, OSSL_STORE_close>;
 using Info = ssl::Owner<OSSL_STORE_INFO, OSSL_STORE_INFO_free>;
+
+// No key and no chain of certificates is as long.
+constexpr size_t kLargestFile = 1 << 20;
 
 struct Asking {
     const std::function<SecretBytes()>* ask;
@@ -73,6 +81,28 @@ void Take(const OSSL_STORE_INFO* info, KeyFile* file) {
     }
 }
 
+// Not read by OpenSSL, to which an interrupted or failed read is the end of the file.
+SecretBytes ContentsOf(const std::string& path) {
+    SecretBytes contents(kLargestFile);
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    size_t length = 0;
+    ssize_t count = file < 0 ? -1 : 1;
+    while (count != 0 && length < contents.size() && (count > 0 || errno == EINTR)) {
+        count = read(file, contents.data() + length, contents.size() - length);
+        length += static_cast<size_t>(std::max<ssize_t>(count, 0));
+    }
+    const int reason = count < 0 ? errno : EFBIG;
+    if (file >= 0) {
+        close(file);
+    }
+    if (count != 0) {
+        cli::Throw(cli::ExitStatus::kFile, cli::Say("cannot read {1}", path), cli::SayError(reason),
+                   "check the path, the permissions and the free space");
+    }
+    contents.resize(length);
+    return contents;
+}
+
 }  // namespace
 
 KeyFile ReadKeyFile(const std::string& path, const std::function<SecretBytes()>& passphrase) {
@@ -81,8 +111,9 @@ KeyFile ReadKeyFile(const std::string& path, const std::function<SecretBytes()>&
     const Provider old(OSSL_PROVIDER_try_load(nullptr, "legacy", 1));
     Asking asking{&passphrase, std::nullopt, nullptr};
     const Method method(UI_UTIL_wrap_read_pem_callback(Answer, 0));
-    const ssl::Output input(BIO_new_file(path.c_str(), "rb"));
-    Check(input != nullptr, path.c_str(), Code::kStoreUnreachable);
+    const SecretBytes contents = ContentsOf(path);
+    const ssl::Output input(BIO_new_mem_buf(contents.data(), static_cast<int>(contents.size())));
+    Check(input != nullptr, path.c_str(), Code::kMemory);
     const Store store(OSSL_STORE_attach(input.get(), "file", nullptr, nullptr, method.get(),
                                         &asking, nullptr, nullptr, nullptr));
     KeyFile file;

@@ -2,9 +2,11 @@
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
+#include <system_error>
 
 #include "calls/call_table.h"
 #include "recorder/comparison.h"
+#include "recorder/settings.h"
 
 namespace {
 
@@ -219,6 +221,11 @@ TEST(Recording, WhatIsNoneSaysWhichLine) {
             EXPECT_THAT(error.what(), HasSubstr(line));
         }
     }
+}
+
+// A folder can be opened as a file can, and not be read.
+TEST(Recording, AFileThatCannotBeReadToItsEndIsRefused) {
+    EXPECT_THROW(recorder::ContentsOf("."), std::system_error);
 }
 
 TEST(Diffable, ADiffableRecordingOfSeveralProcessesStaysAsItIs) {

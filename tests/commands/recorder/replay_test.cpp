@@ -181,6 +181,23 @@ TEST_F(ReplayTest, AnExceptionPassesAndIsReplayed) {
     ExpectAllReplayed();
 }
 
+TEST_F(ReplayTest, CallsThatCannotBeWrittenDownAreCounted) {
+    settings_.recording = "/dev/full";
+    Record([] { client::MixedCalls(1, 1); });
+    EXPECT_GT(recorder::Lost(made_for_.Folder()), 0);
+    EXPECT_THAT(recorder::LeftPending(made_for_.Folder()), testing::IsEmpty());
+}
+
+TEST(Recorder, CallsForWhichThereIsNoLibraryAreCounted) {
+    struct Client : recorded::RecordedClient {
+        Client() : RecordedClient("/nowhere") {}
+        int64_t CountLost() const { return recorder::Lost(made_for_.Folder()); }
+    };
+    Client client;
+    client.Record([] { client::MixedCalls(1, 1); });
+    EXPECT_GT(client.CountLost(), 0);
+}
+
 TEST_F(ReplayTest, ACrashLeavesWholeLinesAndTheCallItWasIn) {
     const int status = Record([] {
         client::MixedCalls(1, 20);
