@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <thread>
 
@@ -25,6 +26,28 @@ constexpr int64_t kNoEvent = 1;
 // Which lane this thread takes over, and in which process: a fork keeps the thread's memory.
 thread_local size_t lane_of_thread = SIZE_MAX;
 thread_local int64_t process_of_thread = 0;
+
+// Of the file in which all processes of a client note what they have answered.
+class ProgressLock {
+ public:
+    explicit ProgressLock(const std::string& folder)
+        : file_(open((folder + "/" + kProgressFile).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+        while (file_ >= 0 && flock(file_, LOCK_EX) != 0 && errno == EINTR) {
+        }
+    }
+    ProgressLock(const ProgressLock&) = delete;
+    ProgressLock& operator=(const ProgressLock&) = delete;
+    ~ProgressLock() {
+        if (file_ >= 0) {
+            // Said, not left to close: a child forked meanwhile has the file open too.
+            flock(file_, LOCK_UN);
+            close(file_);
+        }
+    }
+
+ private:
+    const int file_;
+};
 
 }  // namespace
 
@@ -62,9 +85,7 @@ bool Replay::Matches(const Call& call, const Made& made) const {
 // Which recorded process is this one is agreed upon with the other processes of the client, through
 // the file in which all note what they have answered.
 bool Replay::TakeProcess(const Made& made) {
-    const std::string path = settings_.folder + "/" + kProgressFile;
-    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    const bool is_locked = file >= 0 && flock(file, LOCK_EX) == 0;
+    const ProgressLock lock(settings_.folder);
     const Progress progress = ReadProgress(settings_.folder);
     const Call* first = nullptr;
     for (const Lane& lane : lanes_) {
@@ -78,12 +99,6 @@ bool Replay::TakeProcess(const Made& made) {
     if (first != nullptr) {
         process_ = first->process;
         NoteProcess(settings_.folder, process_);
-    }
-    if (is_locked) {
-        flock(file, LOCK_UN);
-    }
-    if (file >= 0) {
-        close(file);
     }
     return first != nullptr;
 }

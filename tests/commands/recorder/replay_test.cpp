@@ -198,6 +198,18 @@ TEST(Recorder, CallsForWhichThereIsNoLibraryAreCounted) {
     EXPECT_GT(client.CountLost(), 0);
 }
 
+// It holds the lock that the next one asks for.
+TEST_F(ReplayTest, ACallThatCannotReadWhatWasAnsweredDoesNotHoldUpTheNext) {
+    Record([] { client::MixedCalls(1, 1); });
+    recorder::Append(replayed_for_.Folder() + "/" + recorder::kProgressFile, "differs nonsense\n");
+    Replay();
+    char label[100];
+    for (int i = 0; i < 2; ++i) {
+        int32_t length = sizeof label;
+        EXPECT_NE(GetLabel(recorded::kSerialNumber, label, &length), 0);
+    }
+}
+
 TEST_F(ReplayTest, ACrashLeavesWholeLinesAndTheCallItWasIn) {
     const int status = Record([] {
         client::MixedCalls(1, 20);
