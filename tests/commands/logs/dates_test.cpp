@@ -131,6 +131,13 @@ TEST(Dates, ARecordOfTheShortestMonthMayBeLateOnTheFirst) {
                             "2026-02-28 23", "2026-03-01 00"));
 }
 
+// No month ends with it.
+TEST(Dates, ARecordOfTheTwentySeventhIsNotLateOnTheFirst) {
+    EXPECT_THAT(Dated({"01,00:00:00.000", "01,00:00:00.100", "27,23:59:59.000", "27,23:59:59.100"},
+                      TimeOf(2026, 12, 27)),
+                ElementsAre("2026-12-01 00", "2026-12-01 00", "2026-12-27 23", "2026-12-27 23"));
+}
+
 TEST(Dates, ADamagedDayChangesNothingAroundIt) {
     EXPECT_THAT(Dated({"21,09:00:00.000", "11,09:00:00.000", "21,10:00:00.000", "29,10:00:00.000",
                        "21,11:00:00.000"},
