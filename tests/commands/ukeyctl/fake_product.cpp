@@ -296,12 +296,13 @@ int32_t WaitForKeyEvent(uint32_t* event, char* serial_number, uint32_t* length) 
         std::ofstream(path, std::ios::app) << "WaitForKeyEvent()\n";
     }
     std::pair<uint32_t, std::string> taken;
-    while (is_running && !TakeEvent(taken)) {
+    // What has been taken is told, although a stop may have come meanwhile.
+    while (!TakeEvent(taken)) {
+        if (!is_running) {
+            *event = ORVAL_WAIT_STOPPED;
+            return 0;
+        }
         std::this_thread::sleep_for(std::chrono::microseconds(50));
-    }
-    if (!is_running) {
-        *event = ORVAL_WAIT_STOPPED;
-        return 0;
     }
     if (taken.first == 0) {
         return std::atoi(taken.second.c_str());
