@@ -111,7 +111,8 @@ void Dates::Settle(time_t written) {
         parts_.back().last_day = day_;
         parts_.back().month = LatestWith(day_, written);
     }
-    for (size_t part = parts_.size(); part-- > 1;) {
+    for (size_t part = parts_.size(); part > 1;) {
+        --part;
         parts_[part - 1].month = WithDay(Before(parts_[part].month), parts_[part - 1].last_day);
     }
     learnt_ = count_;
@@ -157,8 +158,8 @@ std::string ShowMoment(Moment moment, char separator) {
     // Without printf, which would be a third of a line's time.
     std::string text = "0000-00-00 00:00:00.000";
     const auto put = [&text](size_t at, int width, int number) {
-        for (size_t i = at + static_cast<size_t>(width); i-- > at; number /= 10) {
-            text[i] = static_cast<char>('0' + number % 10);
+        for (size_t i = at + static_cast<size_t>(width); i != at; number /= 10) {
+            text[--i] = static_cast<char>('0' + number % 10);
         }
     };
     put(0, 4, day.month.year);

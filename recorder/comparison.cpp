@@ -81,8 +81,10 @@ class Kept {
  public:
     Kept(const Lines& first, const Lines& second)
         : width_(second.size() + 1), counts_((first.size() + 1) * width_) {
-        for (size_t i = first.size(); i-- > 0;) {
-            for (size_t j = second.size(); j-- > 0;) {
+        for (size_t i = first.size(); i > 0;) {
+            --i;
+            for (size_t j = second.size(); j > 0;) {
+                --j;
                 counts_[i * width_ + j] = first[i] == second[j]
                                               ? At(i + 1, j + 1) + 1
                                               : std::max(At(i + 1, j), At(i, j + 1));

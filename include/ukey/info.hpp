@@ -31,8 +31,8 @@ inline std::optional<PinTries> ParsePinTries(std::string_view record) {
     }
     const auto number_at = [record](std::size_t offset) {
         uint32_t number = 0;
-        for (std::size_t at = offset + kNumberSize; at-- > offset;) {
-            number = number << 8U | static_cast<unsigned char>(record[at]);
+        for (std::size_t at = offset + kNumberSize; at != offset;) {
+            number = number << 8U | static_cast<unsigned char>(record[--at]);
         }
         return number;
     };
@@ -60,8 +60,10 @@ namespace detail {
 
 inline std::string_view Trimmed(std::string_view text) {
     constexpr std::string_view kBlanks(" \t\r\0", 4);
-    const std::size_t first = std::min(text.find_first_not_of(kBlanks), text.size());
-    return text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
+    const std::size_t first = text.find_first_not_of(kBlanks);
+    return first == std::string_view::npos
+               ? std::string_view()
+               : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
 // The text up to the separator, which it is cut off with.

@@ -56,9 +56,11 @@ RequestOrder OrderOf(Enrolled kind) {
 // What stands behind "NAME(" in the authority's package.
 std::string ItemOf(const std::string& package, const std::string& name) {
     const size_t begin = package.find(name + "(");
+    if (begin == std::string::npos) {
+        return {};
+    }
     const size_t from = begin + name.size() + 1;
-    return begin == std::string::npos ? std::string()
-                                      : package.substr(from, package.find(')', from) - from);
+    return package.substr(from, package.find(')', from) - from);
 }
 
 void Import(Device& device, const std::string& answer) {

@@ -17,7 +17,7 @@
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" const char* __lsan_default_suppressions() {
-    return "leak:__argz_add_sep";
+    return "leak:argz_add_sep";
 }
 
 namespace {
