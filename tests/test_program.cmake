@@ -64,5 +64,5 @@ function(orval_test_program name)
   # Found when CTest starts, not when building: a builder needs no sandbox and no emulator.
   gtest_discover_tests(${name} TEST_PREFIX "${test_PREFIX}" NO_PRETTY_VALUES
     DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
-    PROPERTIES ENVIRONMENT LC_ALL=C)  # what the commands say is read in English
+    PROPERTIES LABELS ${name} ENVIRONMENT LC_ALL=C)  # what the commands say is read in English
 endfunction()
