@@ -43,7 +43,8 @@ Message MessageOf(Kind kind, int32_t code, const std::string& serial_number) {
 }
 
 bool Send(int pipe, const Message& message) {
-    return write(pipe, &message, sizeof message) == static_cast<ssize_t>(sizeof message);
+    const ssize_t written = TEMP_FAILURE_RETRY(write(pipe, &message, sizeof message));
+    return written == static_cast<ssize_t>(sizeof message);
 }
 
 // Whether somebody still listens.
@@ -122,9 +123,13 @@ std::optional<KeyWatch::Event> KeyWatch::Next() {
         return std::nullopt;
     }
     Message message{};
-    if (read(pipe_, &message, sizeof message) != static_cast<ssize_t>(sizeof message)) {
+    const ssize_t received = TEMP_FAILURE_RETRY(read(pipe_, &message, sizeof message));
+    if (received < 0) {
+        throw std::system_error(errno, std::generic_category(), "read");
+    }
+    if (received != static_cast<ssize_t>(sizeof message)) {
         int status = 0;
-        waitpid(process_, &status, 0);
+        TEMP_FAILURE_RETRY(waitpid(process_, &status, 0));
         process_ = -1;
         ThrowEnded(status);
     }

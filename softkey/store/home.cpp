@@ -59,8 +59,10 @@ void RequireOwner(const struct stat& status, const std::string& path) {
         return;
     }
     const std::string user = std::to_string(geteuid());
-    // Nobody is told to take over a folder that may never have been a home.
-    const bool ours = !S_ISDIR(status.st_mode) || path == KeysPath() || Exists(KeysPath());
+    // Nobody is told to take over a folder that may never have been a home, or that nobody here can
+    // look into.
+    const bool ours =
+        !S_ISDIR(status.st_mode) || path == KeysPath() || access(KeysPath().c_str(), F_OK) == 0;
     Refuse(cli::Say("{1} belongs to user {2}, and this program runs as user {3}", path,
                     status.st_uid, user),
            ours ? cli::Say("Run it as the owner, or make it yours with: sudo chown -R {1} {2}",
@@ -212,7 +214,13 @@ std::string TraceListenerPath() {
 
 bool Exists(const std::string& path) {
     struct stat status {};
-    return lstat(path.c_str(), &status) == 0;
+    if (lstat(path.c_str(), &status) == 0) {
+        return true;
+    }
+    if (errno != ENOENT && errno != ENOTDIR) {
+        FailWithFile(errno, path);
+    }
+    return false;
 }
 
 std::vector<std::string> AllSerials() {

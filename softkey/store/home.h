@@ -38,7 +38,7 @@ std::string FaultsLockPath();
 std::string TracePath();
 std::string TraceListenerPath();
 
-// Whether something has that name, be it a link that leads nowhere.
+// Whether something has that name, be it a link that leads nowhere. Throws where nobody can tell.
 bool Exists(const std::string& path);
 
 // The serial numbers of all keys in the home, plugged or not, sound or not, in order.

@@ -309,6 +309,15 @@ TEST_F(KeyStoreTest, FilesThatAreNoKeysAreRefused) {
     EXPECT_EQ(Code::kStoreUnreachable, CodeOfFailure([] { KeyStore(kSerial).Pin(); }));
 }
 
+TEST_F(KeyStoreTest, WhatCannotBeLookedAtIsNotTakenForAbsent) {
+    EXPECT_FALSE(Exists(Folder() + "/nothing"));
+    EXPECT_FALSE(Exists(HomePath() + "/nothing/slots.db"));
+    const std::string loop = Folder() + "/loop";
+    std::filesystem::create_symlink(loop, loop);
+    EXPECT_TRUE(Exists(loop));
+    EXPECT_EQ(Code::kStoreUnreachable, CodeOfFailure([&] { Exists(loop + "/slots.db"); }));
+}
+
 TEST_F(KeyStoreTest, ABackupRestoresAKeyWithItsPinAndPairs) {
     CreateKey(kSerial, "label", Kind::kReal);
     const KeyPair pair = KeyPair::Generate(KeyType::kSm2);
