@@ -9,7 +9,6 @@ namespace softkey {
 namespace {
 
 using ssl::Check;
-using UsageBits = ssl::Owner<ASN1_BIT_STRING, ASN1_BIT_STRING_free>;
 
 ssl::Request Decode(const std::string& text) {
     const std::optional<Bytes> der = FromBase64OrPem(text);
@@ -33,7 +32,7 @@ KeyPair RequesterOf(X509_REQ* request) {
 RequestKind KindOf(const X509_REQ* request) {
     STACK_OF(X509_EXTENSION)* const extensions =
         X509_REQ_get_extensions(const_cast<X509_REQ*>(request));
-    const UsageBits usage(
+    const ssl::BitString usage(
         static_cast<ASN1_BIT_STRING*>(X509V3_get_d2i(extensions, NID_key_usage, nullptr, nullptr)));
     sk_X509_EXTENSION_pop_free(extensions, X509_EXTENSION_free);
     constexpr int kDigitalSignature = 0;

@@ -46,13 +46,25 @@ std::string Normalized(std::string_view name) {
     return result;
 }
 
+// NOLINTNEXTLINE(performance-no-int-to-ptr): the failure value is iconv_open's own
+const auto kNoConversion = reinterpret_cast<iconv_t>(-1);
+
+// The C library tells of memory that it had not as of a character set that it has not, which it
+// says again.
+iconv_t Conversion(const char* to, const char* from) {
+    iconv_t conversion = iconv_open(to, from);
+    if (conversion == kNoConversion) {
+        conversion = iconv_open(to, from);
+    }
+    return conversion;
+}
+
 // Under the process's lock: opening and closing take a lock of the C library's, which a child that
 // was forked meanwhile would find held for ever.
 class Converter {
  public:
-    Converter(const char* to, const char* from) : handle_(iconv_open(to, from)) {
-        // NOLINTNEXTLINE(performance-no-int-to-ptr): the failure value is iconv_open's own
-        Require(handle_ != reinterpret_cast<iconv_t>(-1), Code::kNotSupported,
+    Converter(const char* to, const char* from) : handle_(Conversion(to, from)) {
+        Require(handle_ != kNoConversion, errno == ENOMEM ? Code::kMemory : Code::kNotSupported,
                 "the C library lacks the character set");
     }
     ~Converter() { iconv_close(handle_); }

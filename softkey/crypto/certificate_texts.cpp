@@ -35,13 +35,27 @@ std::string TimeText(const ASN1_TIME* time) {
     return {text, length};
 }
 
-uint32_t UsageOf(X509* certificate) {
-    const uint32_t usage = X509_get_key_usage(certificate);
-    // Also what is given of a certificate that could not be looked through.
-    return ssl::IsYes(usage != 0) ? usage : 0;
+// As the bits of KU_DIGITAL_SIGNATURE and so on; all of them without the extension. OpenSSL's own
+// answer to this is the same of a certificate that allows nothing and of one that it had no memory
+// to look through.
+uint32_t UsageOf(const X509* certificate) {
+    constexpr int kAbsent = -1;
+    int critical = 0;
+    const ssl::BitString bits(static_cast<ASN1_BIT_STRING*>(
+        X509_get_ext_d2i(certificate, NID_key_usage, &critical, nullptr)));
+    if (critical == kAbsent) {
+        return UINT32_MAX;
+    }
+    uint32_t usage = 0;
+    if (ssl::IsYes(bits != nullptr)) {
+        for (int i = 0; i < std::min(bits->length, 2); ++i) {
+            usage |= static_cast<uint32_t>(bits->data[i]) << (8 * i);
+        }
+    }
+    return usage;
 }
 
-std::string UsageText(X509* certificate) {
+std::string UsageText(const X509* certificate) {
     struct Bit {
         uint32_t mask;
         const char* name;
@@ -96,7 +110,7 @@ std::string IssuerText(const X509* certificate) {
     return NameText(X509_get_issuer_name(certificate));
 }
 
-AllowedUse AllowedUseOf(X509* certificate) {
+AllowedUse AllowedUseOf(const X509* certificate) {
     const uint32_t usage = UsageOf(certificate);
     return {(usage & (KU_DIGITAL_SIGNATURE | KU_NON_REPUDIATION)) != 0,
             (usage & (KU_KEY_ENCIPHERMENT | KU_DATA_ENCIPHERMENT | KU_KEY_AGREEMENT)) != 0};
@@ -117,7 +131,7 @@ std::string Shortened(const std::string& text, size_t limit) {
     return text.substr(0, end) + std::string(kMark);
 }
 
-std::string CertificateInfoText(X509* certificate, size_t name_limit) {
+std::string CertificateInfoText(const X509* certificate, size_t name_limit) {
     return "Subject: " + Shortened(SubjectText(certificate), name_limit) +
            "\nIssuer: " + Shortened(IssuerText(certificate), name_limit) +
            "\nSerialNumber: " + SerialNumberText(certificate) +

@@ -22,14 +22,14 @@ std::string EndText(const X509* certificate);
 
 // Lines "Name: value" with subject, issuer, serial number, validity (UTC) and usage.
 // A name is shortened to `name_limit` bytes.
-std::string CertificateInfoText(X509* certificate, size_t name_limit);
+std::string CertificateInfoText(const X509* certificate, size_t name_limit);
 
 // What a certificate's keyUsage allows; everything when it has none.
 struct AllowedUse {
     bool signing;
     bool encryption;
 };
-AllowedUse AllowedUseOf(X509* certificate);
+AllowedUse AllowedUseOf(const X509* certificate);
 
 // At most `limit` bytes of UTF-8: a longer text is cut between two characters and ends with "…".
 std::string Shortened(const std::string& text, size_t limit);

@@ -61,8 +61,7 @@ KeyPair OwnPair(const EVP_PKEY* key) {
     size_t length = 0;
     const bool sm2 = EVP_PKEY_get_group_name(key, group, sizeof group, &length) == 1 &&
                      std::string(group) == "SM2";
-    Require(sm2 || EVP_PKEY_is_a(key, "RSA") == 1, Code::kKeyInfoType,
-            "the key is neither SM2 nor RSA-2048");
+    Require(sm2 || ssl::IsA(key, "RSA"), Code::kKeyInfoType, "the key is neither SM2 nor RSA-2048");
     return sm2 ? KeyPair::Sm2FromScalar(Sm2ScalarOf(key))
                : KeyPair::FromPrivate(WritePrivateKey(key));
 }

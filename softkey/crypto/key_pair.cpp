@@ -15,10 +15,10 @@ constexpr size_t kPointLength = 65;
 using ssl::Check;
 
 KeyType TypeOf(const EVP_PKEY* key) {
-    if (EVP_PKEY_is_a(key, "SM2") == 1) {
+    if (ssl::IsA(key, "SM2")) {
         return KeyType::kSm2;
     }
-    Require(EVP_PKEY_is_a(key, "RSA") == 1 && EVP_PKEY_get_bits(key) == static_cast<int>(kRsaBits),
+    Require(ssl::IsA(key, "RSA") && EVP_PKEY_get_bits(key) == static_cast<int>(kRsaBits),
             Code::kKeyInfoType, "the key is neither SM2 nor RSA-2048");
     return KeyType::kRsa2048;
 }
@@ -67,8 +67,10 @@ KeyPair KeyPair::FromPrivate(const SecretBytes& pkcs8) {
 }
 
 KeyPair KeyPair::FromPublic(const Bytes& public_key_info) {
-    const unsigned char* cursor = public_key_info.data();
-    ssl::Key key(d2i_PUBKEY(nullptr, &cursor, static_cast<long>(public_key_info.size())));
+    ssl::Key key = ssl::AskedTwice([&] {
+        const unsigned char* cursor = public_key_info.data();
+        return ssl::Key(d2i_PUBKEY(nullptr, &cursor, static_cast<long>(public_key_info.size())));
+    });
     Check(key != nullptr, "public key", Code::kData);
     return KeyPair(std::move(key));
 }

@@ -97,8 +97,9 @@ ssl::Key FromParameters(const char* type, OSSL_PARAM_BLD* builder, int selection
     EVP_PKEY* key = nullptr;
     Check(parameters != nullptr && context != nullptr && EVP_PKEY_fromdata_init(context.get()) == 1,
           "key");
-    Check(EVP_PKEY_fromdata(context.get(), &key, selection, parameters.get()) == 1, "key",
-          Code::kData);
+    const bool made = ssl::AskedTwice(
+        [&] { return EVP_PKEY_fromdata(context.get(), &key, selection, parameters.get()) == 1; });
+    Check(made, "key", Code::kData);
     return ssl::Key(key);
 }
 
@@ -283,7 +284,7 @@ ssl::Key ReadPrivateKey(const SecretBytes& pkcs8) {
 }
 
 SecretBytes WritePrivateKey(const EVP_PKEY* key) {
-    return EVP_PKEY_is_a(key, "RSA") == 1 ? WriteRsa(key) : WriteSm2(key);
+    return ssl::IsA(key, "RSA") ? WriteRsa(key) : WriteSm2(key);
 }
 
 }  // namespace softkey

@@ -148,9 +148,11 @@ std::vector<ssl::Certificate> CertificatesOf(std::string_view text) {
     const Content info = ssl::FromDer<Content>(*encoded, d2i_ContentInfo);
     Require(info != nullptr && IsSignedData(*info), Code::kPkcs7Malformed,
             "the structure is not PKCS#7 signed data");
-    const Parts parts(static_cast<SignedParts*>(
-        ASN1_TYPE_unpack_sequence(ASN1_ITEM_rptr(SignedParts), info->content)));
-    Require(parts != nullptr, Code::kPkcs7Malformed, "the signed data cannot be read");
+    const Parts parts = ssl::AskedTwice([&] {
+        return Parts(static_cast<SignedParts*>(
+            ASN1_TYPE_unpack_sequence(ASN1_ITEM_rptr(SignedParts), info->content)));
+    });
+    Check(parts != nullptr, "the signed data cannot be read", Code::kPkcs7Malformed);
     std::vector<ssl::Certificate> certificates;
     while (X509* const certificate = sk_X509_shift(parts->certificates)) {
         certificates.emplace_back(certificate);

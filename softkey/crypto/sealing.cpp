@@ -22,7 +22,7 @@ constexpr int64_t kScryptParallel = 1;
 constexpr int64_t kCheapCost = 2;
 constexpr int64_t kCheapBlockSize = 1;
 // Of what a damaged key asks for: these bound how long a guess may take.
-constexpr uint64_t kScryptMemoryLimit = 256ULL << 20;
+constexpr int64_t kScryptMemoryLimit = int64_t{256} << 20;
 constexpr int64_t kMostScryptParallel = 4;
 
 using ssl::Check;
@@ -37,6 +37,17 @@ ssl::CipherContext NewCipher() {
     return context;
 }
 
+// What scrypt takes (RFC 7914, 2), within the bounds.
+bool IsSound(const PinDerivation& derivation) {
+    const int64_t most = kScryptMemoryLimit / 128;
+    const int64_t cost = derivation.cost;
+    const int64_t block_size = derivation.block_size;
+    const int64_t parallel = derivation.parallel;
+    return cost > 1 && (cost & (cost - 1)) == 0 && block_size > 0 && block_size <= most &&
+           (block_size > 3 || cost < int64_t{1} << (16 * block_size)) && parallel > 0 &&
+           parallel <= kMostScryptParallel && cost <= most / block_size - parallel - 2;
+}
+
 }  // namespace
 
 PinDerivation PinDerivation::Fresh() {
@@ -48,7 +59,7 @@ PinDerivation PinDerivation::Cheap() {
 }
 
 SecretBytes DeriveFromPin(const SecretBytes& pin, const PinDerivation& derivation) {
-    Require(derivation.parallel <= kMostScryptParallel, Code::kStoreDamaged, "scrypt");
+    Require(IsSound(derivation), Code::kStoreDamaged, "scrypt");
     const ssl::Kdf kdf(EVP_KDF_fetch(nullptr, "SCRYPT", nullptr));
     const ssl::KdfContext context(EVP_KDF_CTX_new(kdf.get()));
     Check(context != nullptr, "scrypt");
@@ -57,7 +68,7 @@ SecretBytes DeriveFromPin(const SecretBytes& pin, const PinDerivation& derivatio
     auto cost = static_cast<uint64_t>(derivation.cost);
     auto block_size = static_cast<uint64_t>(derivation.block_size);
     auto parallel = static_cast<uint64_t>(derivation.parallel);
-    uint64_t memory = kScryptMemoryLimit;
+    auto memory = static_cast<uint64_t>(kScryptMemoryLimit);
     const OSSL_PARAM parameters[] = {
         OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_PASSWORD, secret.data(), secret.size()),
         OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_SALT, salt.data(), salt.size()),
@@ -67,8 +78,7 @@ SecretBytes DeriveFromPin(const SecretBytes& pin, const PinDerivation& derivatio
         OSSL_PARAM_construct_uint64(OSSL_KDF_PARAM_SCRYPT_MAXMEM, &memory),
         OSSL_PARAM_construct_end()};
     SecretBytes key(kSealKeyLength);
-    Check(EVP_KDF_derive(context.get(), key.data(), key.size(), parameters) == 1, "scrypt",
-          Code::kStoreDamaged);
+    Check(EVP_KDF_derive(context.get(), key.data(), key.size(), parameters) == 1, "scrypt");
     return key;
 }
 

@@ -43,6 +43,7 @@ using Group = Owner<EC_GROUP, EC_GROUP_free>;
 using Point = Owner<EC_POINT, EC_POINT_free>;
 using Request = Owner<X509_REQ, X509_REQ_free>;
 using Certificate = Owner<X509, X509_free>;
+using BitString = Owner<ASN1_BIT_STRING, ASN1_BIT_STRING_free>;
 using Name = Owner<X509_NAME, X509_NAME_free>;
 using Output = Owner<BIO, BIO_free_all>;
 using Pkcs7 = Owner<PKCS7, PKCS7_free>;
@@ -112,6 +113,32 @@ inline bool IsYes(bool answer) {
     return answer;
 }
 
+// A no of OpenSSL's may have been for want of memory, which it does not always tell. One that is
+// true is said again.
+template <typename Ask>
+auto AskedTwice(Ask ask) {
+    auto answer = ask();
+    if (!answer) {
+        answer = ask();
+    }
+    return answer;
+}
+
+inline bool IsA(const EVP_PKEY* key, const char* type) {
+    return AskedTwice([&] { return EVP_PKEY_is_a(key, type) == 1; });
+}
+
+// A certificate's key, none where it cannot be read. OpenSSL tries that once, and remembers what
+// came of it.
+inline EVP_PKEY* KeyOf(X509* certificate) {
+    EVP_PKEY* const key = X509_get0_pubkey(certificate);
+    if (key == nullptr) {
+        const Certificate again(X509_dup(certificate));
+        Require(again != nullptr && X509_get0_pubkey(again.get()) == nullptr, Code::kMemory);
+    }
+    return key;
+}
+
 // The DER form of `object`, by OpenSSL's own i2d function.
 template <typename Container = Bytes, typename T, typename Encode>
 Container ToDer(T* object, Encode encode, const char* step) {
@@ -126,8 +153,11 @@ Container ToDer(T* object, Encode encode, const char* step) {
 // What a d2i function of OpenSSL's reads. Empty when that is nothing or something follows it.
 template <typename Owner, typename Decode>
 Owner FromDer(const Bytes& der, Decode decode) {
-    const unsigned char* cursor = der.data();
-    Owner object(decode(nullptr, &cursor, static_cast<long>(der.size())));
+    const unsigned char* cursor = nullptr;
+    Owner object = AskedTwice([&] {
+        cursor = der.data();
+        return Owner(decode(nullptr, &cursor, static_cast<long>(der.size())));
+    });
     if (object == nullptr && ErrorMark::MemoryRanOut()) {
         throw Error(Code::kMemory);
     }

@@ -13,7 +13,7 @@ namespace softkey {
 namespace {
 
 Bytes PublicKeyOf(X509* certificate) {
-    EVP_PKEY* const key = X509_get0_pubkey(certificate);
+    EVP_PKEY* const key = ssl::KeyOf(certificate);
     Require(key != nullptr, Code::kPkcs7Malformed, "a certificate's public key cannot be read");
     return ssl::ToDer(key, i2d_PUBKEY, "public key");
 }

@@ -20,7 +20,7 @@ std::vector<Certificate> Read(const std::vector<Bytes>& ders) {
     std::vector<Certificate> certificates;
     for (const Bytes& der : ders) {
         const ssl::Certificate parsed = ParseCertificate(der);
-        EVP_PKEY* const key = X509_get0_pubkey(parsed.get());
+        EVP_PKEY* const key = ssl::KeyOf(parsed.get());
         if (key != nullptr) {
             certificates.push_back(
                 {der, ssl::ToDer(key, i2d_PUBKEY, "public key"), AllowedUseOf(parsed.get())});
