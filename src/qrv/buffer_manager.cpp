@@ -20,6 +20,9 @@ CQrvBufferMgr::CQrvBufferMgr(IQrvMemMgr* memory) noexcept
 CQrvBufferMgr::~CQrvBufferMgr() = default;
 
 CBufferData* CQrvBufferMgr::Reallocate(CBufferData* data, int32_t nLength, int32_t nCharSize) {
+    if (IsNil(data)) {
+        return Allocate(nLength, nCharSize);
+    }
     const uint32_t characters = CharacterCount(nLength);
     const size_t size = BlockSize(characters, nCharSize);
     auto* resized = static_cast<CBufferData*>(

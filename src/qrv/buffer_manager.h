@@ -66,7 +66,9 @@ class ORVAL_QRV_EXPORT CQrvBufferMgr final : public IQrvBufferMgr {
         return data;
     }
     ORVAL_QRV_EXPORT void Free(CBufferData* data) override {
-        CallMemory(memory_, [data](auto& memory) { memory.Free(data); });
+        if (!IsNil(data)) {
+            CallMemory(memory_, [data](auto& memory) { memory.Free(data); });
+        }
     }
     CBufferData* Reallocate(CBufferData* data, int32_t nLength, int32_t nCharSize) override;
     ORVAL_QRV_EXPORT CBufferData* GetNilBuffer() noexcept override {
@@ -80,6 +82,10 @@ class ORVAL_QRV_EXPORT CQrvBufferMgr final : public IQrvBufferMgr {
         CBufferData header;
         char characters[8];  // reached through the header
     };
+
+    // It lies in here, not on the heap, whatever its count says: threads that use strings at once
+    // lose counts, and so does a new manager in the place of one that has ended.
+    bool IsNil(const CBufferData* data) const { return data == &nil_.header; }
 
     // Characters in a block for `length` and a terminator: a multiple of eight. Unsigned, so that
     // no length overflows.

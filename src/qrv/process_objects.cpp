@@ -9,18 +9,11 @@ namespace QRV {
 
 namespace {
 
-// A string that outlives the destructors still holds a reference to the nil buffer. How many there
-// are is gone with the old object, so the new one starts with more than there can be.
-constexpr int64_t kMoreThanAllStrings = int64_t{1} << 40;
-
-void ConstructManager(CQrvBufferMgr* place) {
-    new (place) CQrvBufferMgr(_qrvMemoryManager);
-    place->GetNilBuffer()->references = kMoreThanAllStrings;
-}
-
 const ConstructsAnew<CCRTHeap> heap_after_its_end(g_heapmgr,
                                                   [](CCRTHeap* place) { new (place) CCRTHeap; });
-const ConstructsAnew<CQrvBufferMgr> manager_after_its_end(g_bufmgr, ConstructManager);
+const ConstructsAnew<CQrvBufferMgr> manager_after_its_end(g_bufmgr, [](CQrvBufferMgr* place) {
+    new (place) CQrvBufferMgr(_qrvMemoryManager);
+});
 
 }  // namespace
 

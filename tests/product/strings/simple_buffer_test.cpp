@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <limits>
 #include <new>
 #include <type_traits>
@@ -241,6 +242,29 @@ TEST_F(SimpleBuffer, NilBufferIsNeverGivenBack) {
         const CharBuffer copy(empty);
     }
     EXPECT_TRUE(memory_.Freed().empty());
+}
+
+// Counts are plain numbers: threads that use strings at once lose some of them.
+TEST_F(SimpleBuffer, NilBufferIsNoBlockOfTheHeapHoweverFewReferencesItSeemsToHave) {
+    CBufferData* const nil = CharBuffer(&manager_).Data();
+    for (const int64_t left : {-2, -1, 0, 1}) {
+        SCOPED_TRACE(left);
+        nil->references = left;
+        {
+            const CharBuffer empty(&manager_);
+            const CharBuffer copy(empty);
+        }
+        CharBuffer appended(&manager_);
+        appended.Append("abc", 3);
+        CharBuffer assigned(&manager_);
+        assigned = appended;
+        CharBuffer written(&manager_);
+        std::memcpy(written.GetBuffer(2), "de", 2);
+        written.SetLength(2);
+        EXPECT_EQ(TextOf(appended) + TextOf(assigned) + TextOf(written), "abcabcde");
+        EXPECT_EQ(TextOf(CharBuffer(&manager_)), "");
+    }
+    nil->references = 2;
 }
 
 TEST_F(SimpleBuffer, WritingLeavesTheOtherSharerUnchanged) {
