@@ -102,8 +102,20 @@ void WriteOutput(const std::string& path, std::string_view contents, Readers rea
     if (file.Descriptor() < 0) {
         ThrowFile(kWhat, path);
     }
-    if (!WriteAll(file.Descriptor(), contents)) {
+    if (!WriteAll(file.Descriptor(), contents) || !IsKept(file.Descriptor())) {
         ThrowFile(kWhat, path);
+    }
+}
+
+bool IsKept(int descriptor) {
+    for (;;) {
+        const int copy = dup(descriptor);
+        if (copy < 0 || close(copy) == 0) {
+            return copy >= 0;
+        }
+        if (errno != EINTR) {
+            return false;
+        }
     }
 }
 

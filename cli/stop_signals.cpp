@@ -82,6 +82,9 @@ Wakening AwaitReadable(int descriptor, const Deadline& deadline) {
         }
         pollfd waiting[] = {{descriptor, POLLIN, 0}, {wakening_pipe[0], POLLIN, 0}};
         const int ready = poll(waiting, 2, Milliseconds(deadline));
+        if (ready < 0 && errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "poll");
+        }
         if (ready > 0 && waiting[0].revents != 0) {
             return Wakening::kReadable;
         }

@@ -42,7 +42,7 @@ bool Write(const char* path, const std::string& text) {
     do {
         written = write(file, text.data(), text.size());
     } while (written < 0 && errno == EINTR);
-    return written == static_cast<ssize_t>(text.size());
+    return close(file) == 0 && written == static_cast<ssize_t>(text.size());
 }
 
 }  // namespace

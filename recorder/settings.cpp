@@ -35,7 +35,8 @@ void Save(const Settings& settings) {
         {"shows_serial_numbers", settings.serial_numbers == Masker::SerialNumbers::kShown},
         {"started_us", settings.started_us}};
     std::ofstream file(SettingsPath(settings.folder));
-    file << object.dump() << std::flush;
+    file << object.dump();
+    file.close();
     if (!file) {
         ThrowFor(SettingsPath(settings.folder));
     }
@@ -70,10 +71,16 @@ void Append(const std::string& path, std::string_view text) {
     do {
         written = write(file, text.data(), text.size());
     } while (written < 0 && errno == EINTR);
-    const int error = errno;
-    close(file);
-    if (written != static_cast<ssize_t>(text.size())) {
-        errno = written < 0 ? error : ENOSPC;
+    int error = written < 0 ? errno : 0;
+    if (error == 0 && written != static_cast<ssize_t>(text.size())) {
+        error = ENOSPC;
+    }
+    // A network's file system, or one with quotas, may refuse only now what was written.
+    if (close(file) != 0 && error == 0) {
+        error = errno;
+    }
+    if (error != 0) {
+        errno = error;
         ThrowFor(path);
     }
 }

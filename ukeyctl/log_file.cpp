@@ -113,6 +113,13 @@ void LogFile::Replace(uint64_t offset, std::string_view bytes) const {
     }
 }
 
+void LogFile::Sync() const {
+    if (fsync(descriptor_) != 0) {
+        cli::Throw(cli::ExitStatus::kFile, cli::Say("cannot write {1}", path_),
+                   cli::SayError(errno), "check the path, the permissions and the free space");
+    }
+}
+
 LogFile::Fate LogFile::Look() const {
     struct stat here = {};
     struct stat there = {};

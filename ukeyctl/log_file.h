@@ -33,6 +33,9 @@ class LogFile final {
     // Puts other bytes in the place of those at the offset.
     void Replace(uint64_t offset, std::string_view bytes) const;
 
+    // What was replaced is on the disk.
+    void Sync() const;
+
     // What has become of it since: gone on, cut to less than was read, or replaced by another file.
     enum class Fate { kSame, kTruncated, kReplaced };
     Fate Look() const;

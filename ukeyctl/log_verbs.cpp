@@ -315,6 +315,7 @@ void ScrubInPlace(Session& session, const std::string& path) {
         progress.Advance(bytes.size());
     });
     reader.Finish();
+    file.Sync();
     Report& report = session.Result();
     report.Add("file", "Masked", path);
     report.Add("records", "Records", static_cast<int64_t>(scrubber.Records()));

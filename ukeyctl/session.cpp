@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "cli/files.h"
 #include "cli/last_resort.h"
 #include "cli/printable.h"
 #include "cli/words.h"
@@ -133,7 +134,7 @@ void Session::Show(const cli::Failure* failure) {
 
 void Session::Write(const std::string& text) {
     const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    if (!written || std::fflush(stdout) != 0) {
+    if (!written || std::fflush(stdout) != 0 || !cli::IsKept(STDOUT_FILENO)) {
         throw cli::CommandFailure(OutputFailure());
     }
 }

@@ -1,11 +1,14 @@
 #include "tools/program.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
 #include <string>
 
+#include "cli/files.h"
 #include "cli/last_resort.h"
 #include "cli/standard_descriptors.h"
 #include "cli/words.h"
@@ -50,7 +53,7 @@ cli::ExitStatus ParseAndRun(cli::Commands which, const std::string& name, AddCom
 // What was printed may be all that tells of a change, such as a new key's number.
 void RequireThatOutputWasWritten() {
     std::cout.flush();
-    if (!std::cout) {
+    if (!std::cout || !cli::IsKept(STDOUT_FILENO)) {
         cli::Throw(cli::ExitStatus::kFile, "cannot write to standard output", cli::SayError(errno),
                    "check where the output goes");
     }
