@@ -298,8 +298,7 @@ TEST_F(ScarceMemoryAtFirst, EndsNoClient) {
             const int32_t code = VerifyPIN(key.c_str());
             failing_heap::End();
             const bool is_told = code == 0 || code == ORVAL_BACKEND_UNAVAILABLE ||
-                                 Code{code} == Code::kMemory || Code{code} == Code::kFail ||
-                                 Code{code} == Code::kStoreDamaged;  // SQLite may say no more
+                                 Code{code} == Code::kMemory || Code{code} == Code::kFail;
             const int lack = failing_heap::HasFailed() ? 1 : 0;
             if (!is_told) {
                 std::fprintf(stderr, "0x%08X\n", static_cast<unsigned>(code));
