@@ -3,6 +3,7 @@
 
 #include "api_test.h"
 #include "common/commonfunction.h"
+#include "huge_text.h"
 #include "outcome.h"
 #include "scarce_memory.h"
 
@@ -215,6 +216,20 @@ TEST(MB2MB, LengthThatIsNegativeAsASignedOneRaisesInvalidArgument) {
         EXPECT_FALSE(conversion.OutWasWritten());
         EXPECT_EQ(conversion.length, kEarlierLength);
     }
+    EXPECT_THAT(descriptors.opened, IsEmpty());
+}
+
+// A text could be twice as long in GB18030, and its length would not fit.
+TEST(MB2MB, TextWhoseDoubleIsNoLengthRaisesInvalidArgument) {
+    const Descriptors descriptors;
+    const HugeText huge(kOneGibibyte);
+    Conversion conversion;
+    EXPECT_EQ(RaisedCode([&] {
+                  conversion.Run(kUtf8ToGb18030, huge.Text(), static_cast<uint32_t>(kOneGibibyte));
+              }),
+              QRV::kInvalidArgument);
+    EXPECT_FALSE(conversion.OutWasWritten());
+    EXPECT_EQ(conversion.length, kEarlierLength);
     EXPECT_THAT(descriptors.opened, IsEmpty());
 }
 

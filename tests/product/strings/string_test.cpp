@@ -387,6 +387,17 @@ TEST_F(String, ReplaceBeyondTheLargestLengthIsRefused) {
     EXPECT_EQ(TextOf(text), std::string(70000, 'a'));
 }
 
+// The memory refuses what is as large, and is asked for what is a length.
+TEST_F(String, ReplaceMayReachTheLargestLengthAndNotOneMore) {
+    const std::string long_text(0x8000, 'c');
+    const std::string short_text = std::string(0xFFFF, 'a') + std::string(0x7FFF, 'b');
+    CString largest = MakeString(short_text);
+    EXPECT_EQ(RaisedCode([&] { largest.Replace("a", long_text.c_str()); }), kOutOfMemory);
+    CString longer = MakeString(short_text + 'b');
+    EXPECT_EQ(RaisedCode([&] { longer.Replace("a", long_text.c_str()); }), kInvalidArgument);
+    EXPECT_EQ(TextOf(largest) + 'b', TextOf(longer));
+}
+
 double SecondsToReplace(int32_t length, const char* from, const char* to) {
     std::string source;
     while (static_cast<int32_t>(source.size()) < length) {
